@@ -1,0 +1,338 @@
+#include "search/IndexStorage.h"
+
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <cerrno>
+#include <charconv>
+#include <fcntl.h>
+#include <filesystem>
+#include <stdexcept>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using lucene::analysis::standard::StandardAnalyzer;
+using lucene::document::Field;
+using lucene::index::IndexReader;
+using lucene::index::IndexWriter;
+using lucene::queryParser::QueryParser;
+using lucene::search::BooleanQuery;
+using lucene::search::Hits;
+using lucene::search::IndexSearcher;
+using lucene::search::Query;
+
+namespace Kerf::Search {
+namespace {
+
+// CLucene's own lock file outlives a process that died with a writer open,
+// and then no writer can be opened again. Beside it every writer of ours holds
+// an advisory lock on this file: the kernel drops that lock when the process
+// dies, so a CLucene lock with no advisory lock held behind it is stale. flock
+// locks belong to the open file, so a second writer in this same process sees
+// the first as alive too.
+constexpr const char* kOwnerFileName = "qosearch-writer.owner";
+
+class OwnerLock {
+public:
+    explicit OwnerLock(const std::string& directory) {
+        std::error_code ec;
+        fs::create_directories(directory, ec);
+        m_fd =
+            ::open((directory + "/" + kOwnerFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        if (m_fd >= 0 && ::flock(m_fd, LOCK_EX | LOCK_NB) != 0) {
+            ::close(m_fd);
+            m_fd = -1;
+            m_bHeldElsewhere = true;
+        }
+    }
+    ~OwnerLock() {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    OwnerLock(const OwnerLock&) = delete;
+    OwnerLock& operator=(const OwnerLock&) = delete;
+
+    bool owned() const { return m_fd >= 0; }
+    bool heldElsewhere() const { return m_bHeldElsewhere; }
+
+private:
+    int m_fd = -1;
+    bool m_bHeldElsewhere = false;
+};
+
+void clearStaleLock(const std::string& directory, const OwnerLock& owner) {
+    if (!owner.owned())
+        return;
+    try {
+        if (IndexReader::isLocked(directory.c_str())) {
+            Trace::tracef("Kerf::Search::Writer::create - %s\n",
+                          "Clearing the lock left by a writer that ended without closing.\n");
+            IndexReader::unlock(directory.c_str());
+        }
+    } catch (CLuceneError&) {
+        // No index there yet: nothing is locked.
+    }
+}
+
+IndexWriterPtr wrapWriter(IndexWriter* writer, AnalyzerPtr analyzer,
+                          std::shared_ptr<OwnerLock> owner) {
+    return IndexWriterPtr(writer, [analyzer, owner](IndexWriter* w) {
+        try {
+            w->close();
+        } catch (CLuceneError& e) {
+            Trace::tracef("Closing the index writer failed: %s\n", e.what());
+        }
+        delete w;
+    });
+}
+
+wchar_t* escapeQueryText(const std::wstring& value) {
+    return QueryParser::escape(value.c_str());
+}
+
+int fieldConfig(FieldIndex index) {
+    return static_cast<int>(Field::STORE_YES) |
+           static_cast<int>(index == FieldIndex::Tokenized ? Field::INDEX_TOKENIZED
+                                                           : Field::INDEX_UNTOKENIZED);
+}
+
+} // namespace
+
+std::wstring describe(CLuceneError& error) {
+    const wchar_t* text = error.twhat();
+    return text != nullptr ? std::wstring(text) : std::wstring(L"unknown index error");
+}
+
+CExceptionBase toException(CLuceneError& error) {
+    return CExceptionBase(describe(error));
+}
+
+IndexWriterPtr createIndexWriter(const std::wstring& indexRoot,
+                                 const std::wstring& indexDirectory) {
+    KERF_TRACE_ENTRY("Kerf::Search::createIndexWriter");
+    tidyIndexDirectory(indexRoot, indexDirectory);
+    return Writer::create(indexDirectory);
+}
+
+IndexSearcherPtr createIndexSearcher(const std::wstring& indexDirectory) {
+    KERF_TRACE_ENTRY("Kerf::Search::createIndexSearcher");
+    return Searcher::create(indexDirectory);
+}
+
+void tidyIndexDirectory(const std::wstring& indexRoot, const std::wstring& indexDirectory) {
+    if (Trace::isOn()) {
+        const std::string args = "indexRoot=\"" + Util::toNarrow(indexRoot) +
+                                 "\", indexDirectory=\"" + Util::toNarrow(indexDirectory) + "\"";
+        Trace::tracef("Kerf::Search::tidyIndexDirectory(%s)\n", args.c_str());
+    }
+    const fs::path root = Util::toPath(indexRoot);
+    if (!fs::exists(root))
+        return;
+    clearDirectory(indexRoot);
+    std::vector<fs::path> doomed;
+    for (const auto& entry : fs::directory_iterator(root)) {
+        if (!entry.is_directory() || entry.is_symlink())
+            continue;
+        // Exact comparison on purpose: only the live directory, named as the
+        // listing names it, survives.
+        if (Util::fromPath(entry.path()) != indexDirectory)
+            doomed.push_back(entry.path());
+    }
+    for (const auto& dir : doomed)
+        fs::remove_all(dir);
+}
+
+void clearDirectory(const std::wstring& directory) {
+    if (Trace::isOn()) {
+        const std::string args = "directory=\"" + Util::toNarrow(directory) + "\"";
+        Trace::tracef("Kerf::Search::clearDirectory(%s)\n", args.c_str());
+    }
+    for (const auto& entry : fs::directory_iterator(Util::toPath(directory))) {
+        if (entry.is_directory() && !entry.is_symlink())
+            continue;
+        fs::remove(entry.path());
+    }
+}
+
+namespace Analyzer {
+AnalyzerPtr create() {
+    static const wchar_t* noStopWords[] = {nullptr};
+    return std::make_shared<StandardAnalyzer>(noStopWords);
+}
+} // namespace Analyzer
+
+namespace Writer {
+
+IndexWriterPtr create(const std::wstring& indexDirectory) {
+    KERF_TRACE_ENTRY("Kerf::Search::Writer::create");
+    const std::string directory = Util::toNarrow(indexDirectory);
+    AnalyzerPtr analyzer = Analyzer::create();
+    auto owner = std::make_shared<OwnerLock>(directory);
+    if (owner->heldElsewhere())
+        throw CExceptionBase(L"Index directory creation problem (" + indexDirectory + L")",
+                             CExceptionBase(L"Another index writer is open on this index."));
+    clearStaleLock(directory, *owner);
+    try {
+        return wrapWriter(new IndexWriter(directory.c_str(), analyzer.get(), false), analyzer,
+                          owner);
+    } catch (CLuceneError& e) {
+        if (e.number() != CL_ERR_IO)
+            throw;
+        if (Trace::isOn()) {
+            Trace::tracef("Kerf::Search::Writer::create - %s\n",
+                          "First chance failure to create index.\n");
+            Trace::tracef("Kerf::Search::Writer::create - %s\n", "Attempting to create index.\n");
+        }
+    }
+    try {
+        std::error_code ec;
+        fs::create_directories(Util::toPath(indexDirectory), ec);
+        IndexWriterPtr writer =
+            wrapWriter(new IndexWriter(directory.c_str(), analyzer.get(), true), analyzer, owner);
+        writer->setUseCompoundFile(true);
+        writer->optimize();
+        return writer;
+    } catch (CLuceneError& e) {
+        throw CExceptionBase(L"Index directory creation problem (" + indexDirectory + L")",
+                             toException(e));
+    } catch (const std::exception& e) {
+        throw CExceptionBase(L"Index directory creation problem (" + indexDirectory + L")", e);
+    }
+}
+
+void add(Document& document, const std::wstring& name, const std::wstring& value,
+         FieldIndex index) {
+    document.add(*new Field(name.c_str(), value.c_str(), fieldConfig(index)));
+}
+
+void add(Document& document, const std::wstring& name, std::int32_t value, FieldIndex index) {
+    add(document, name, std::to_wstring(static_cast<std::int64_t>(value)), index);
+}
+
+std::wstring dateToString(const DateTime& value) {
+    return Util::toWide(Dates::toIndexText(value));
+}
+
+void add(Document& document, const std::wstring& name, const DateTime& value, FieldIndex index) {
+    add(document, name, dateToString(value), index);
+}
+
+void add(Document& document, const std::wstring& name, const OleDate& value, FieldIndex index) {
+    add(document, name, Dates::fromOleDate(value.m_dt), index);
+}
+
+void add(IndexWriter& writer, Document& document) {
+    writer.addDocument(&document);
+}
+
+} // namespace Writer
+
+namespace Searcher {
+
+IndexSearcherPtr create(const std::wstring& indexDirectory) {
+    KERF_TRACE_ENTRY("Kerf::Search::Searcher::create");
+    try {
+        return IndexSearcherPtr(new IndexSearcher(Util::toNarrow(indexDirectory).c_str()),
+                                [](IndexSearcher* s) {
+                                    try {
+                                        s->close();
+                                    } catch (CLuceneError&) {
+                                    }
+                                    delete s;
+                                });
+    } catch (CLuceneError& e) {
+        throw CExceptionBase(L"Index usage problem (" + indexDirectory + L")", toException(e));
+    } catch (const std::exception& e) {
+        throw CExceptionBase(L"Index usage problem (" + indexDirectory + L")", e);
+    }
+}
+
+HitsPtr getHits(IndexSearcher& searcher, const std::wstring& query) {
+    AnalyzerPtr analyzer = Analyzer::create();
+    return getHits(searcher, *analyzer, L"Body", query);
+}
+
+std::wstring buildPhraseQuery(const std::wstring& field, const std::wstring& value) {
+    wchar_t* escaped = escapeQueryText(value);
+    std::wstring text = field + L":\"" + escaped + L"\"";
+    free(escaped);
+    return text;
+}
+
+HitsPtr getHits(IndexSearcher& searcher, const std::wstring& field, const std::wstring& value) {
+    return getHits(searcher, buildPhraseQuery(field, value));
+}
+
+HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
+                const std::wstring& defaultField, const std::wstring& queryText) {
+    QueryParser parser(defaultField.c_str(), &analyzer);
+    std::unique_ptr<Query> query(parser.parse(queryText.c_str()));
+    Hits* hits = nullptr;
+    for (;;) {
+        try {
+            hits = searcher.search(query.get());
+            break;
+        } catch (CLuceneError& e) {
+            if (e.number() != CL_ERR_TooManyClauses) {
+                BooleanQuery::setMaxClauseCount(kRestingClauseLimit);
+                throw;
+            }
+            BooleanQuery::setMaxClauseCount(BooleanQuery::getMaxClauseCount() * 2);
+        }
+    }
+    BooleanQuery::setMaxClauseCount(kRestingClauseLimit);
+    Query* owned = query.release();
+    return HitsPtr(hits, [owned](Hits* h) {
+        delete h;
+        delete owned;
+    });
+}
+
+HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
+                const std::wstring& defaultField, const std::wstring& field,
+                const std::wstring& value) {
+    return getHits(searcher, analyzer, defaultField, buildPhraseQuery(field, value));
+}
+
+const wchar_t* get(Document& document, const std::wstring& name) {
+    return document.get(name.c_str());
+}
+
+std::wstring getAsString(Document& document, const std::wstring& name) {
+    const wchar_t* value = get(document, name);
+    return value != nullptr ? std::wstring(value) : std::wstring();
+}
+
+std::int32_t getAsInt32(Document& document, const std::wstring& name) {
+    const std::string text = Util::toNarrow(getAsString(document, name));
+    std::int64_t value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (text.empty() || ec != std::errc() || end != text.data() + text.size() ||
+        value < INT32_MIN || value > INT32_MAX)
+        throw std::invalid_argument("not a 32-bit number: \"" + text + "\"");
+    return static_cast<std::int32_t>(value);
+}
+
+DateTime getAsDateTime(Document& document, const std::wstring& name) {
+    return Dates::fromIndexText(Util::toNarrow(getAsString(document, name)));
+}
+
+bool isIndexDirty(IndexReader* reader) {
+    if (reader == nullptr)
+        return true;
+    try {
+        return !reader->isCurrent();
+    } catch (CLuceneError&) {
+        return true; // an index that cannot even be asked has changed under us
+    }
+}
+
+bool isIndexDirty(const IndexSearcherPtr& searcher) {
+    if (!searcher)
+        return true;
+    return isIndexDirty(searcher->getReader());
+}
+
+} // namespace Searcher
+} // namespace Kerf::Search

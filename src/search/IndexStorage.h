@@ -1,0 +1,97 @@
+#pragma once
+// The thin layer through which the program opens, creates, tidies and reads
+// its one full-text index. Every field is stored; values are encoded as text
+// (numbers in decimal, dates as 14-digit wall-clock text).
+
+#include "support/DateTime.h"
+#include "support/Exception.h"
+
+#include <CLucene.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace Kerf::Search {
+
+using IndexWriterPtr = std::shared_ptr<lucene::index::IndexWriter>;
+using IndexSearcherPtr = std::shared_ptr<lucene::search::IndexSearcher>;
+using AnalyzerPtr = std::shared_ptr<lucene::analysis::Analyzer>;
+/// Hits keep their query alive; releasing the pointer frees both.
+using HitsPtr = std::shared_ptr<lucene::search::Hits>;
+using Document = lucene::document::Document;
+
+/// How a field is indexed; every caller in the program passes Tokenized.
+enum class FieldIndex { Tokenized, Untokenized };
+
+/// The clause limit that every query returns to.
+constexpr std::size_t kRestingClauseLimit = 1024;
+
+/// Clears stale entries of the index root, then opens or creates the index.
+IndexWriterPtr createIndexWriter(const std::wstring& indexRoot, const std::wstring& indexDirectory);
+IndexSearcherPtr createIndexSearcher(const std::wstring& indexDirectory);
+
+/// Removes every file directly in the root and every subdirectory other than
+/// indexDirectory (compared exactly, character by character).
+void tidyIndexDirectory(const std::wstring& indexRoot, const std::wstring& indexDirectory);
+/// Deletes the plain files directly inside the directory.
+void clearDirectory(const std::wstring& directory);
+
+/// A CLucene error's text.
+std::wstring describe(CLuceneError& error);
+/// The CLucene error as the program's own exception.
+CExceptionBase toException(CLuceneError& error);
+
+namespace Analyzer {
+/// A standard analyzer with no stop words: no word is ever dropped.
+AnalyzerPtr create();
+} // namespace Analyzer
+
+namespace Writer {
+
+IndexWriterPtr create(const std::wstring& indexDirectory);
+
+void add(Document& document, const std::wstring& name, const std::wstring& value,
+         FieldIndex index = FieldIndex::Tokenized);
+void add(Document& document, const std::wstring& name, std::int32_t value,
+         FieldIndex index = FieldIndex::Tokenized);
+void add(Document& document, const std::wstring& name, const DateTime& value,
+         FieldIndex index = FieldIndex::Tokenized);
+void add(Document& document, const std::wstring& name, const OleDate& value,
+         FieldIndex index = FieldIndex::Tokenized);
+void add(lucene::index::IndexWriter& writer, Document& document);
+
+/// The text a date takes in the index (also what range queries compare with).
+std::wstring dateToString(const DateTime& value);
+
+} // namespace Writer
+
+namespace Searcher {
+
+IndexSearcherPtr create(const std::wstring& indexDirectory);
+
+HitsPtr getHits(lucene::search::IndexSearcher& searcher, const std::wstring& query);
+HitsPtr getHits(lucene::search::IndexSearcher& searcher, const std::wstring& field,
+                const std::wstring& value);
+HitsPtr getHits(lucene::search::IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
+                const std::wstring& defaultField, const std::wstring& query);
+HitsPtr getHits(lucene::search::IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
+                const std::wstring& defaultField, const std::wstring& field,
+                const std::wstring& value);
+
+/// The phrase query text: field:"value" with the value escaped.
+std::wstring buildPhraseQuery(const std::wstring& field, const std::wstring& value);
+
+/// The stored value or null when the field is missing.
+const wchar_t* get(Document& document, const std::wstring& name);
+std::wstring getAsString(Document& document, const std::wstring& name);
+/// Throws std::invalid_argument for a missing or non-numeric value.
+std::int32_t getAsInt32(Document& document, const std::wstring& name);
+/// Throws std::invalid_argument for a missing or malformed value.
+DateTime getAsDateTime(Document& document, const std::wstring& name);
+
+bool isIndexDirty(lucene::index::IndexReader* reader);
+bool isIndexDirty(const IndexSearcherPtr& searcher);
+
+} // namespace Searcher
+} // namespace Kerf::Search

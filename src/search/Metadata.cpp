@@ -1,0 +1,25 @@
+#include "search/Metadata.h"
+
+namespace Kerf::QuireLib {
+
+CMetadata::Keys CMetadata::GetKeys() const {
+    Keys keys;
+    for (const auto& [key, value] : m_values)
+        keys.insert(keys.end(), key);
+    return keys;
+}
+
+std::wstring CMetadata::GetStringValue(const std::wstring& key) const {
+    const auto it = m_values.find(key);
+    return it == m_values.end() ? std::wstring() : it->second;
+}
+
+void CMetadata::SetStringValue(const std::wstring& key, const std::wstring& value) {
+    m_values[key] = value;
+}
+
+bool CMetadata::HasValue(const std::wstring& key) const {
+    return m_values.count(key) != 0;
+}
+
+} // namespace Kerf::QuireLib

@@ -1,0 +1,69 @@
+#include "support/Paths.h"
+
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#ifndef QOSEARCH_PRODUCT_NAME
+#define QOSEARCH_PRODUCT_NAME "Quarto"
+#endif
+#ifndef QOSEARCH_INSTALL_DATA_DIR
+#define QOSEARCH_INSTALL_DATA_DIR ""
+#endif
+
+namespace Kerf::Paths {
+namespace {
+
+std::wstring dataHome() {
+    const char* xdg = std::getenv("XDG_DATA_HOME");
+    if (xdg != nullptr && xdg[0] == '/')
+        return Util::toWide(xdg);
+    const char* home = std::getenv("HOME");
+    std::string base = (home != nullptr && home[0] != '\0') ? home : "/tmp";
+    return Util::toWide(base + "/.local/share");
+}
+
+std::wstring ensureDirectory(const std::wstring& dir) {
+    std::error_code ec;
+    std::filesystem::create_directories(Util::toPath(dir), ec);
+    // A folder that cannot be made is reported later, where it is used.
+    return TrailDirectorySlash(dir);
+}
+
+} // namespace
+
+std::wstring productName() {
+    return Util::toWide(QOSEARCH_PRODUCT_NAME);
+}
+
+std::wstring makerDataDirectory() {
+    return ensureDirectory(TrailDirectorySlash(dataHome()) + L"Pellam");
+}
+
+std::wstring applicationDataDirectory() {
+    return ensureDirectory(makerDataDirectory() + productName());
+}
+
+std::wstring installationDirectory() {
+    const char* env = std::getenv("QOSEARCH_DATA_DIR");
+    if (env != nullptr && env[0] != '\0')
+        return TrailDirectorySlash(Util::toWide(env));
+    return TrailDirectorySlash(Util::toWide(QOSEARCH_INSTALL_DATA_DIR));
+}
+
+} // namespace Kerf::Paths
+
+namespace Kerf::QuireLib {
+
+std::wstring CQOUtils::GetQOAppDataDir() {
+    return Paths::applicationDataDirectory();
+}
+
+void CQOUtils::traceException(const std::wstring& text) {
+    Trace::tracef("%s\n", Util::toNarrow(text).c_str());
+}
+
+} // namespace Kerf::QuireLib

@@ -1,0 +1,30 @@
+#pragma once
+// Per-user locations. XDG_DATA_HOME (default ~/.local/share) holds the maker's
+// folder "Pellam" and below it the product's folder; tests redirect it.
+
+#include <string>
+
+namespace Kerf::Paths {
+
+/// The product name that names the per-user folders ("Quarto").
+std::wstring productName();
+
+/// $XDG_DATA_HOME/Pellam/ with a trailing separator, created when missing.
+std::wstring makerDataDirectory();
+
+/// $XDG_DATA_HOME/Pellam/Quarto/ with a trailing separator, created when missing.
+std::wstring applicationDataDirectory();
+
+/// The folder that holds the program's shipped files (schema, help page).
+std::wstring installationDirectory();
+
+} // namespace Kerf::Paths
+
+namespace Kerf::QuireLib {
+/// The product's per-user application data folder, with a trailing separator.
+struct CQOUtils {
+    static std::wstring GetQOAppDataDir();
+    /// Passes an exception text to the trace log.
+    static void traceException(const std::wstring& text);
+};
+} // namespace Kerf::QuireLib

@@ -1,0 +1,218 @@
+#include "search/IndexStorage.h"
+#include "support/Strings.h"
+
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using namespace Kerf;
+using namespace Kerf::Search;
+
+namespace {
+
+std::wstring wide(const fs::path& p) {
+    return Util::fromPath(p);
+}
+
+void addDoc(lucene::index::IndexWriter& writer, const std::wstring& location,
+            const std::wstring& body) {
+    Document doc;
+    Writer::add(doc, L"Location", location);
+    Writer::add(doc, L"Body", body);
+    Writer::add(writer, doc);
+}
+
+size_t getHitsLength(const HitsPtr& hits) {
+    return hits->length();
+}
+
+size_t countHits(const IndexSearcherPtr& searcher, const std::wstring& query) {
+    return getHitsLength(Searcher::getHits(*searcher, query));
+}
+
+} // namespace
+
+class IndexStorage : public ::testing::Test {
+protected:
+    QoTest::TempDir dir;
+    fs::path root = dir / "Index";
+    fs::path live = root / "0.4";
+};
+
+TEST_F(IndexStorage, CreatesACompoundIndexAndReopensItUntouched) {
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        EXPECT_TRUE(writer->getUseCompoundFile());
+        addDoc(*writer, L"/mail/a.msg", L"quarterly invoice");
+    }
+    EXPECT_TRUE(fs::exists(live / "segments.gen"));
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        EXPECT_EQ(writer->docCount(), 1);
+    }
+    auto searcher = createIndexSearcher(wide(live));
+    EXPECT_EQ(countHits(searcher, L"invoice"), 1u);
+}
+
+TEST_F(IndexStorage, TidyingKeepsOnlyTheLiveDirectory) {
+    QoTest::writeFile(root / "stale.txt", "x");
+    QoTest::writeFile(live / "keep.me", "x");
+    QoTest::writeFile(root / "0.3" / "old", "x");
+    QoTest::writeFile(root / "other" / "deep" / "old", "x");
+    tidyIndexDirectory(wide(root), wide(live));
+    std::vector<fs::path> left;
+    for (const auto& e : fs::directory_iterator(root))
+        left.push_back(e.path());
+    ASSERT_EQ(left, std::vector<fs::path>{live});
+    EXPECT_TRUE(fs::exists(live / "keep.me"));
+}
+
+TEST_F(IndexStorage, TidyingDeletesTheLiveDirectoryNamedWithASlashOrInAnotherCase) {
+    QoTest::writeFile(live / "keep.me", "x");
+    tidyIndexDirectory(wide(root), wide(live) + L"/");
+    EXPECT_FALSE(fs::exists(live));
+
+    const fs::path upper = root / "Live";
+    QoTest::writeFile(upper / "keep.me", "x");
+    tidyIndexDirectory(wide(root), wide(root / "live"));
+    EXPECT_FALSE(fs::exists(upper));
+
+    EXPECT_NO_THROW(tidyIndexDirectory(wide(dir / "missing"), wide(dir / "missing" / "0.4")));
+}
+
+TEST_F(IndexStorage, QueriesPastTheClauseLimitSucceedAndTheLimitIsReset) {
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        for (int i = 0; i < 2100; ++i)
+            addDoc(*writer, L"/m/" + std::to_wstring(i), L"w" + std::to_wstring(100000 + i));
+    }
+    auto searcher = createIndexSearcher(wide(live));
+    lucene::search::BooleanQuery::setMaxClauseCount(7);
+    EXPECT_EQ(countHits(searcher, L"w1*"), 2100u);
+    EXPECT_EQ(lucene::search::BooleanQuery::getMaxClauseCount(), kRestingClauseLimit);
+}
+
+TEST_F(IndexStorage, PhraseQueriesEscapeDoubleQuotes) {
+    EXPECT_EQ(Searcher::buildPhraseQuery(L"Subject", L"say \"hi\" now"),
+              L"Subject:\"say \\\"hi\\\" now\"");
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        Document doc;
+        Writer::add(doc, L"Subject", std::wstring(L"they say \"hi\" now and then"));
+        Writer::add(*writer, doc);
+        Document other;
+        Writer::add(other, L"Subject", std::wstring(L"now say hi"));
+        Writer::add(*writer, other);
+    }
+    auto searcher = createIndexSearcher(wide(live));
+    EXPECT_EQ(getHitsLength(Searcher::getHits(*searcher, L"Subject", L"say \"hi\" now")), 1u);
+}
+
+TEST_F(IndexStorage, MalformedQueryTextRaisesAParseError) {
+    { createIndexWriter(wide(root), wide(live)); }
+    auto searcher = createIndexSearcher(wide(live));
+    EXPECT_THROW(Searcher::getHits(*searcher, L"Subject:(unclosed"), CLuceneError);
+    EXPECT_EQ(countHits(searcher, L"anything"), 0u);
+}
+
+TEST_F(IndexStorage, DirtyWhenNullOrChangedSinceOpening) {
+    EXPECT_TRUE(Searcher::isIndexDirty(IndexSearcherPtr()));
+    EXPECT_TRUE(Searcher::isIndexDirty(static_cast<lucene::index::IndexReader*>(nullptr)));
+    auto writer = createIndexWriter(wide(root), wide(live));
+    writer->flush();
+    auto searcher = createIndexSearcher(wide(live));
+    EXPECT_FALSE(Searcher::isIndexDirty(searcher));
+    addDoc(*writer, L"/m/1", L"body");
+    writer->flush();
+    EXPECT_TRUE(Searcher::isIndexDirty(searcher));
+    EXPECT_FALSE(Searcher::isIndexDirty(createIndexSearcher(wide(live))));
+}
+
+TEST_F(IndexStorage, TypedValuesRoundTripAcrossTheDateRange) {
+    setenv("TZ", "Europe/Berlin", 1);
+    tzset();
+    const double oleDates[] = {0.0, -36522.5, 18264.75, 50000.125, 2958465.999988426};
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        int i = 0;
+        for (double d : oleDates) {
+            Document doc;
+            Writer::add(doc, L"Location", L"/d/" + std::to_wstring(i));
+            Writer::add(doc, L"SentDate", OleDate{d});
+            Writer::add(doc, L"Size", static_cast<std::int32_t>(-42 + i++));
+            Writer::add(*writer, doc);
+        }
+    }
+    auto searcher = createIndexSearcher(wide(live));
+    for (int i = 0; i < 5; ++i) {
+        auto hits = Searcher::getHits(*searcher, L"Location", L"/d/" + std::to_wstring(i));
+        ASSERT_EQ(hits->length(), 1u);
+        Document& doc = hits->doc(0);
+        EXPECT_EQ(Searcher::getAsDateTime(doc, L"SentDate"), Dates::fromOleDate(oleDates[i]));
+        EXPECT_EQ(Searcher::getAsInt32(doc, L"Size"), -42 + i);
+        EXPECT_EQ(Searcher::get(doc, L"Missing"), nullptr);
+        EXPECT_EQ(Searcher::getAsString(doc, L"Missing"), L"");
+        EXPECT_THROW(Searcher::getAsInt32(doc, L"Location"), std::invalid_argument);
+        EXPECT_THROW(Searcher::getAsDateTime(doc, L"Missing"), std::invalid_argument);
+    }
+    // A range on the date text selects by date, 1899 and 9999 included.
+    EXPECT_EQ(countHits(searcher, L"SentDate:[18000101000000 TO 19500101000000]"), 2u);
+    EXPECT_EQ(countHits(searcher, L"SentDate:[19991231000000 TO 99991231235959]"), 2u);
+    unsetenv("TZ");
+    tzset();
+}
+
+TEST_F(IndexStorage, OpensAfterAWriterWhoseProcessDied) {
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        addDoc(*writer, L"/m/kept", L"survivor");
+    }
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        auto writer = Writer::create(wide(live));
+        addDoc(*writer, L"/m/lost", L"unflushed");
+        _exit(0); // dies holding the index lock
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(lucene::index::IndexReader::isLocked(Util::toNarrow(wide(live)).c_str()));
+
+    auto writer = createIndexWriter(wide(root), wide(live));
+    EXPECT_EQ(writer->docCount(), 1);
+    addDoc(*writer, L"/m/new", L"after crash");
+}
+
+TEST_F(IndexStorage, NeverBreaksTheLockOfALiveWriterInThisProcess) {
+    auto first = createIndexWriter(wide(root), wide(live));
+    addDoc(*first, L"/m/1", L"one");
+    EXPECT_THROW(Writer::create(wide(live)), CExceptionBase);
+    addDoc(*first, L"/m/2", L"two");
+    first.reset();
+    auto searcher = createIndexSearcher(wide(live));
+    EXPECT_EQ(countHits(searcher, L"one two"), 2u);
+}
+
+TEST_F(IndexStorage, FailuresCarryTheDescribedTextsAndTheirCause) {
+    try {
+        createIndexSearcher(wide(dir / "nothing-here"));
+        FAIL() << "opening a missing index must fail";
+    } catch (const CExceptionBase& e) {
+        EXPECT_EQ(e.getMessage(), L"Index usage problem (" + wide(dir / "nothing-here") + L")");
+        ASSERT_NE(e.getInner(), nullptr);
+        EXPECT_FALSE(e.getInner()->getMessage().empty());
+    }
+    QoTest::writeFile(dir / "blocker", "a file where the index should go");
+    try {
+        Writer::create(wide(dir / "blocker" / "0.4"));
+        FAIL() << "creating an index below a file must fail";
+    } catch (const CExceptionBase& e) {
+        EXPECT_EQ(e.getMessage(),
+                  L"Index directory creation problem (" + wide(dir / "blocker" / "0.4") + L")");
+        EXPECT_NE(e.getInner(), nullptr);
+    }
+}
