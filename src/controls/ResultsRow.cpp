@@ -1,0 +1,98 @@
+#include "controls/ResultsRow.h"
+
+#include "controls/SortListCtrl.h"
+#include "support/Assert.h"
+
+#include <QDate>
+#include <QLocale>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace Kerf::QuireLib::ResultsRow {
+namespace {
+
+std::wstring widen(const char* ascii) {
+    return std::wstring(ascii, ascii + std::char_traits<char>::length(ascii));
+}
+
+} // namespace
+
+int numberFieldWidth() {
+    static const int width =
+        static_cast<int>(std::log10(std::numeric_limits<std::int32_t>::max())) + 1;
+    return width;
+}
+
+std::wstring paddedNumber(std::int32_t value) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%*d", numberFieldWidth(), static_cast<int>(value));
+    return widen(buffer);
+}
+
+std::wstring sentDisplayText(const DateTime& sent) {
+    const QDate date(sent.year, sent.month, sent.day);
+    return QLocale().toString(date, QLocale::ShortFormat).toStdWString();
+}
+
+std::wstring sizeDisplayText(std::int32_t bytes) {
+    return std::to_wstring(bytes / 1024) + L" KB";
+}
+
+std::wstring directoryOf(const std::wstring& location) {
+    const size_t slash = location.rfind(L'/');
+    return slash == std::wstring::npos ? std::wstring() : location.substr(0, slash + 1);
+}
+
+std::wstring basenameOf(const std::wstring& location) {
+    const size_t slash = location.rfind(L'/');
+    return slash == std::wstring::npos ? location : location.substr(slash + 1);
+}
+
+Texts buildTexts(const Hit& hit) {
+    Texts t;
+    t.display[From] = t.sort[From] = hit.from;
+    t.display[To] = t.sort[To] = hit.to;
+    t.display[Subject] = hit.subject;
+    t.sort[Subject] = hit.normalisedSubject;
+
+    const bool validDate = Dates::isValid(hit.sent);
+    KERF_ASSERT(validDate);
+    if (validDate) {
+        t.display[Sent] = sentDisplayText(hit.sent);
+        t.sort[Sent] = widen(Dates::toIndexText(hit.sent).c_str());
+    }
+
+    if (hit.attachments > 0)
+        t.display[Attachments] = std::to_wstring(hit.attachments);
+    t.sort[Attachments] = paddedNumber(hit.attachments);
+
+    t.display[Size] = sizeDisplayText(hit.size);
+    t.sort[Size] = paddedNumber(hit.size);
+
+    t.display[Folder] = t.sort[Folder] = directoryOf(hit.location);
+    t.display[Filename] = t.sort[Filename] = basenameOf(hit.location);
+    return t;
+}
+
+int insertRow(CSortListCtrl& list, const Texts& texts) {
+    const int row = list.AddItem(std::vector<std::wstring>(texts.sort.begin(), texts.sort.end()));
+    for (Column column : {Subject, Sent, Attachments, Size})
+        list.SetItemDisplayText(row, column, texts.display[column]);
+    return row;
+}
+
+std::wstring itemDirectory(const CSortListCtrl& list, int row) {
+    return list.GetItemText(row, Folder);
+}
+
+std::wstring itemBasename(const CSortListCtrl& list, int row) {
+    return list.GetItemText(row, Filename);
+}
+
+std::wstring itemPath(const CSortListCtrl& list, int row) {
+    return itemDirectory(list, row) + itemBasename(list, row);
+}
+
+} // namespace Kerf::QuireLib::ResultsRow

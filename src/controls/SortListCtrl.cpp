@@ -1,0 +1,177 @@
+#include "controls/SortListCtrl.h"
+
+#include "controls/HeadingText.h"
+#include "support/Assert.h"
+
+#include <QItemSelectionModel>
+#include <QSettings>
+
+#include <algorithm>
+
+namespace Kerf::QuireLib {
+namespace {
+
+// Where every list keeps its widths, one value per list identifier.
+const char* const g_pszSection = "ListCtrls";
+
+QSettings userSettings() {
+    return QSettings(QStringLiteral("Pellam"), QStringLiteral("Quarto"));
+}
+
+} // namespace
+
+CSortListCtrl::CSortListCtrl(int controlId, QWidget* parent)
+    : QTreeView(parent), m_ctlHeader(new CSortHeaderCtrl(this)), m_model(new CSortListModel(this)),
+      m_iControlId(controlId) {
+    setHeader(m_ctlHeader);
+    setModel(m_model);
+    setRootIsDecorated(false);
+    setItemsExpandable(false);
+    setUniformRowHeights(true);
+    setAllColumnsShowFocus(true);
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // Sorting is ours: the view's own sorting would ask the model to sort.
+    setSortingEnabled(false);
+    connect(m_ctlHeader, &QHeaderView::sectionClicked, this, &CSortListCtrl::OnHeadingClicked);
+}
+
+bool CSortListCtrl::SetHeadings(const std::wstring& spec) {
+    for (const HeadingColumn& column : parseHeadingText(spec)) {
+        m_model->appendColumn(QString::fromStdWString(column.name));
+        if (m_ctlHeader->count() != m_iNumColumns + 1)
+            return false;
+        m_ctlHeader->SetColumnWidth(m_iNumColumns, column.width);
+        ++m_iNumColumns;
+    }
+    return true;
+}
+
+int CSortListCtrl::AddItem(const std::vector<std::wstring>& texts) {
+    QStringList list;
+    list.reserve(static_cast<qsizetype>(texts.size()));
+    for (const std::wstring& text : texts)
+        list.push_back(QString::fromStdWString(text));
+    return AddItem(list);
+}
+
+int CSortListCtrl::AddItem(const QStringList& texts) {
+    KERF_ASSERT(m_iNumColumns > 0);
+    KERF_ASSERT(texts.size() == m_iNumColumns);
+    return m_model->appendRow(texts);
+}
+
+bool CSortListCtrl::SetItemDisplayText(int row, int column, const std::wstring& text) {
+    if (!m_model->isCell(row, column)) {
+        KERF_ASSERT(m_model->isCell(row, column));
+        return false;
+    }
+    m_model->setDisplayText(row, column, QString::fromStdWString(text));
+    return true;
+}
+
+std::wstring CSortListCtrl::GetItemText(int row, int column) const {
+    return m_model->displayText(row, column).toStdWString();
+}
+
+std::wstring CSortListCtrl::GetSortText(int row, int column) const {
+    return m_model->sortText(row, column).toStdWString();
+}
+
+void CSortListCtrl::SetItemData(int row, const QVariant& value) {
+    m_model->setUserData(row, value);
+}
+
+QVariant CSortListCtrl::GetItemData(int row) const {
+    return m_model->userData(row);
+}
+
+void CSortListCtrl::SetRowIcon(const QIcon& icon) {
+    m_model->setRowIcon(icon);
+}
+
+bool CSortListCtrl::DeleteItem(int row) {
+    if (!m_model->isRow(row))
+        return false;
+    m_model->removeRowAt(row);
+    return true;
+}
+
+bool CSortListCtrl::DeleteAllItems() {
+    m_model->removeAllRows();
+    return true;
+}
+
+void CSortListCtrl::Sort(int column, bool ascending) {
+    if (column < 0 || column >= m_iNumColumns) {
+        KERF_ASSERT(column >= 0 && column < m_iNumColumns);
+        return;
+    }
+    m_iSortColumn = column;
+    m_bSortAscending = ascending;
+    m_ctlHeader->SetSortArrow(column, ascending);
+    if (m_model->inBulkAppend())
+        return;
+    m_model->sortByColumn(column, ascending);
+    emit sorted(column, ascending);
+}
+
+void CSortListCtrl::OnHeadingClicked(int column) {
+    // The header flips its arrow on a click by itself; Sort sets it to what
+    // the list really does.
+    if (column != m_iSortColumn)
+        Sort(column, true);
+    else
+        Sort(column, !m_bSortAscending);
+}
+
+void CSortListCtrl::startOptimisedAdd(int expectedCount) {
+    m_model->beginBulkAppend(expectedCount);
+}
+
+void CSortListCtrl::finishOptimisedAdd() {
+    if (!m_model->inBulkAppend())
+        return;
+    m_model->endBulkAppend();
+    if (m_iSortColumn != -1)
+        Sort(m_iSortColumn, m_bSortAscending);
+}
+
+void CSortListCtrl::LoadColumnInfo() {
+    KERF_ASSERT(m_iNumColumns > 0);
+    QSettings settings = userSettings();
+    settings.beginGroup(QLatin1String(g_pszSection));
+    const QByteArray stored = settings.value(QString::number(m_iControlId)).toByteArray();
+    if (stored.isEmpty())
+        return;
+    m_ctlHeader->RestoreWidths(stored);
+    viewport()->update();
+}
+
+void CSortListCtrl::SaveColumnInfo() const {
+    KERF_ASSERT(m_iNumColumns > 0);
+    QSettings settings = userSettings();
+    settings.beginGroup(QLatin1String(g_pszSection));
+    settings.setValue(QString::number(m_iControlId), m_ctlHeader->SaveWidths());
+    settings.sync();
+    KERF_ASSERT(settings.status() == QSettings::NoError);
+}
+
+int CSortListCtrl::GetColumnWidth(int column) const {
+    return m_ctlHeader->GetColumnWidth(column);
+}
+
+void CSortListCtrl::SetColumnWidth(int column, int width) {
+    m_ctlHeader->SetColumnWidth(column, width);
+}
+
+std::vector<int> CSortListCtrl::GetSelectedItems() const {
+    std::vector<int> rows;
+    for (const QModelIndex& index : selectionModel()->selectedRows())
+        rows.push_back(index.row());
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+} // namespace Kerf::QuireLib

@@ -1,0 +1,95 @@
+#pragma once
+// The report-style list used for every list of the program: columns declared
+// by one heading text, a sort text per cell that may differ from the text
+// shown, sorting by a click on a heading (a second click reverses), and
+// column widths kept per user and per list.
+
+#include "controls/SortHeaderCtrl.h"
+#include "controls/SortListModel.h"
+
+#include <QStringList>
+#include <QTreeView>
+#include <QVariant>
+
+#include <string>
+#include <vector>
+
+namespace Kerf::QuireLib {
+
+class CSortListCtrl : public QTreeView {
+    Q_OBJECT
+public:
+    /// The identifier names the list's widths in the settings.
+    explicit CSortListCtrl(int controlId, QWidget* parent = nullptr);
+
+    int GetControlId() const { return m_iControlId; }
+
+    /// Appends the columns of a text like "From,90;To,90;" (see HeadingText.h).
+    bool SetHeadings(const std::wstring& spec);
+    int GetColumnCount() const { return m_iNumColumns; }
+
+    /// Adds a row of exactly one text per column, each both shown and sorted
+    /// by, and returns its index.
+    int AddItem(const std::vector<std::wstring>& texts);
+    int AddItem(const QStringList& texts);
+
+    /// Changes only the shown text of a cell; the row still sorts by the text
+    /// it was added with.
+    bool SetItemDisplayText(int row, int column, const std::wstring& text);
+    std::wstring GetItemText(int row, int column) const;
+    std::wstring GetSortText(int row, int column) const;
+
+    /// All rows, including those of a bulk add still in progress.
+    int GetItemCount() const { return m_model->storedRowCount(); }
+
+    /// A value of the owner's kept with the row, apart from its sort texts.
+    void SetItemData(int row, const QVariant& value);
+    QVariant GetItemData(int row) const;
+
+    /// The icon shown before the first cell of every row.
+    void SetRowIcon(const QIcon& icon);
+
+    bool DeleteItem(int row);
+    bool DeleteAllItems();
+
+    /// Sorts by the column in the direction and shows the arrow there.
+    /// During a bulk add only the choice is recorded; the rows are sorted
+    /// once when the bulk add finishes.
+    void Sort(int column, bool ascending);
+    int GetSortColumn() const { return m_iSortColumn; }
+    bool IsSortAscending() const { return m_bSortAscending; }
+
+    /// Bulk add: rows added in between reach the view in one insertion, and
+    /// the list is sorted once at the end when a sort column is set.
+    void startOptimisedAdd(int expectedCount);
+    void finishOptimisedAdd();
+
+    /// Restores the widths stored for this list, if any.
+    void LoadColumnInfo();
+    void SaveColumnInfo() const;
+
+    int GetColumnWidth(int column) const;
+    void SetColumnWidth(int column, int width);
+
+    /// The selected rows in list order.
+    std::vector<int> GetSelectedItems() const;
+
+    CSortHeaderCtrl& GetHeaderCtrl() { return *m_ctlHeader; }
+    CSortListModel& GetListModel() { return *m_model; }
+
+signals:
+    /// After every sort that reordered the rows (from a heading click too).
+    void sorted(int column, bool ascending);
+
+private:
+    void OnHeadingClicked(int column);
+
+    CSortHeaderCtrl* m_ctlHeader;
+    CSortListModel* m_model;
+    int m_iControlId;
+    int m_iNumColumns = 0;
+    int m_iSortColumn = -1;
+    bool m_bSortAscending = true;
+};
+
+} // namespace Kerf::QuireLib
