@@ -91,6 +91,42 @@ wchar_t* escapeQueryText(const std::wstring& value) {
     return QueryParser::escape(value.c_str());
 }
 
+// CLucene writes stored text as 16-bit units: a character past U+FFFF comes
+// back cut to its low 16 bits. Such characters are stored as UTF-16 pairs and
+// joined again on reading. Our own texts never hold a lone high surrogate
+// (undecodable file-name bytes become U+DC80..U+DCFF), so a high surrogate in
+// stored text always starts a pair.
+std::wstring toStoredText(const std::wstring& text) {
+    std::wstring stored;
+    stored.reserve(text.size());
+    for (const wchar_t c : text) {
+        const auto cp = static_cast<std::uint32_t>(c);
+        if (cp > 0xFFFF && cp <= 0x10FFFF) {
+            stored.push_back(static_cast<wchar_t>(0xD800 + ((cp - 0x10000) >> 10)));
+            stored.push_back(static_cast<wchar_t>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
+        } else {
+            stored.push_back(c);
+        }
+    }
+    return stored;
+}
+
+std::wstring fromStoredText(const wchar_t* stored) {
+    std::wstring text;
+    for (const wchar_t* p = stored; *p != 0; ++p) {
+        const auto high = static_cast<std::uint32_t>(p[0]);
+        const auto low = static_cast<std::uint32_t>(p[1]);
+        if (high >= 0xD800 && high <= 0xDBFF && low >= 0xDC00 && low <= 0xDFFF) {
+            text.push_back(
+                static_cast<wchar_t>(0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00)));
+            ++p;
+        } else {
+            text.push_back(*p);
+        }
+    }
+    return text;
+}
+
 int fieldConfig(FieldIndex index) {
     return static_cast<int>(Field::STORE_YES) |
            static_cast<int>(index == FieldIndex::Tokenized ? Field::INDEX_TOKENIZED
@@ -203,7 +239,7 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
 
 void add(Document& document, const std::wstring& name, const std::wstring& value,
          FieldIndex index) {
-    document.add(*new Field(name.c_str(), value.c_str(), fieldConfig(index)));
+    document.add(*new Field(name.c_str(), toStoredText(value).c_str(), fieldConfig(index)));
 }
 
 void add(Document& document, const std::wstring& name, std::int32_t value, FieldIndex index) {
@@ -301,7 +337,7 @@ const wchar_t* get(Document& document, const std::wstring& name) {
 
 std::wstring getAsString(Document& document, const std::wstring& name) {
     const wchar_t* value = get(document, name);
-    return value != nullptr ? std::wstring(value) : std::wstring();
+    return value != nullptr ? fromStoredText(value) : std::wstring();
 }
 
 std::int32_t getAsInt32(Document& document, const std::wstring& name) {

@@ -82,7 +82,8 @@ HitsPtr getHits(lucene::search::IndexSearcher& searcher, lucene::analysis::Analy
 /// The phrase query text: field:"value" with the value escaped.
 std::wstring buildPhraseQuery(const std::wstring& field, const std::wstring& value);
 
-/// The stored value or null when the field is missing.
+/// The stored value as CLucene holds it (characters past U+FFFF as UTF-16
+/// pairs), or null when the field is missing; getAsString decodes it.
 const wchar_t* get(Document& document, const std::wstring& name);
 std::wstring getAsString(Document& document, const std::wstring& name);
 /// Throws std::invalid_argument for a missing or non-numeric value.

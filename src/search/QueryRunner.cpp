@@ -1,0 +1,116 @@
+#include "search/QueryRunner.h"
+
+#include "search/IndexLocations.h"
+#include "support/Assert.h"
+#include "support/Exception.h"
+#include "support/Trace.h"
+
+#include <cstdlib>
+
+namespace Kerf::Search::Searcher {
+
+namespace {
+
+std::wstring escape(const std::wstring& text) {
+    wchar_t* escaped = lucene::queryParser::QueryParser::escape(text.c_str());
+    std::wstring result(escaped);
+    free(escaped);
+    return result;
+}
+
+std::wstring fileNameOf(const std::wstring& path) {
+    const auto slash = path.rfind(L'/');
+    return slash == std::wstring::npos ? path : path.substr(slash + 1);
+}
+
+std::wstring directoryOf(const std::wstring& path) {
+    const auto slash = path.rfind(L'/');
+    if (slash == std::wstring::npos)
+        return std::wstring();
+    return slash == 0 ? std::wstring(L"/") : path.substr(0, slash);
+}
+
+} // namespace
+
+CQueryRunner::CQueryRunner(IndexSearcherPtr searcher, AnalyzerPtr analyzer, PathSet* foundLocations,
+                           PathSet* foundDirectories, const Directories* directories,
+                           const std::wstring& filenameFilter)
+    : m_pSearcher(std::move(searcher)), m_pAnalyzer(std::move(analyzer)),
+      m_pFoundLocations(foundLocations != nullptr ? foundLocations : &m_ownLocations),
+      m_pFoundDirectories(foundDirectories != nullptr ? foundDirectories : &m_ownDirectories),
+      m_pDirectories(directories), m_sFilenameFilter(Util::toLower(filenameFilter)) {
+    KERF_TRACE_ENTRY("Kerf::Search::Searcher::CQueryRunner::CQueryRunner");
+    KERF_ASSERT(foundLocations != nullptr);
+    KERF_ASSERT(foundDirectories != nullptr);
+}
+
+void CQueryRunner::go() {
+    KERF_TRACE_ENTRY("Kerf::Search::Searcher::CQueryRunner::go");
+    beginProcessingSearch();
+    if (m_pDirectories != nullptr)
+        for (const auto& directory : *m_pDirectories)
+            go(directory);
+    endProcessingSearch();
+}
+
+void CQueryRunner::go(const std::wstring& directory) {
+    if (Trace::isOn())
+        Trace::tracef("Kerf::Search::Searcher::CQueryRunner::go(%s)\n",
+                      Util::toNarrow(directory).c_str());
+    if (!m_pSearcher)
+        throw CExceptionBase(L"No index searcher is open.");
+    if (!m_pAnalyzer)
+        m_pAnalyzer = Analyzer::create();
+
+    beginProcessingSearch(directory);
+    const std::wstring query = buildQuery(directory);
+    beginProcessingQuery();
+    HitsPtr hits = getHits(*m_pSearcher, *m_pAnalyzer, L"Body", query);
+    endProcessingQuery();
+
+    beginProcessingResults(*hits);
+    lucene::index::IndexReader& reader = *m_pSearcher->getReader();
+    const auto count = static_cast<std::int32_t>(hits->length());
+    for (std::int32_t i = 0; i < count; ++i) {
+        // Only the location is read for every hit; the whole document (with
+        // its body) only for the new ones.
+        const std::int32_t number = hits->id(i);
+        const std::wstring location = readLocation(reader, number);
+        beginProcessingHit(location);
+        if (m_pFoundLocations->count(location) == 0 && isFilenameAcceptable(location)) {
+            Document document;
+            m_pSearcher->doc(number, document);
+            beginProcessingNewHit(document);
+            m_pFoundLocations->insert(location);
+            m_pFoundDirectories->insert(directoryOf(location));
+            endProcessingNewHit(document);
+        }
+        endProcessingHit(location);
+    }
+    endProcessingResults(*hits);
+    endProcessingSearch(directory);
+}
+
+std::wstring CQueryRunner::buildQuery(const std::wstring& directory) {
+    return buildMatch(kLocationField, directory);
+}
+
+bool CQueryRunner::isFilenameAcceptable(const std::wstring& path) {
+    if (m_sFilenameFilter.empty())
+        return true;
+    return Util::toLower(fileNameOf(path)).find(m_sFilenameFilter) != std::wstring::npos;
+}
+
+std::wstring CQueryRunner::buildMatch(const std::wstring& field, const std::wstring& value) {
+    return field + L":\"" + escape(value) + L"\"";
+}
+
+std::wstring CQueryRunner::buildMatches(const std::wstring& field, const std::wstring& text) {
+    std::wstring result;
+    // The splitter yields no empty pieces, so no term is ever left without a word.
+    for (const auto& word : Util::splitTokens(text, L" "))
+        result += L" AND " + field + L":" + escape(word) + L"*";
+    return result;
+}
+
+} // namespace Kerf::Search::Searcher

@@ -1,0 +1,87 @@
+#pragma once
+// Runs one search over a list of directories against an open index searcher
+// and reports every step through hooks. A hit is new when its location was
+// not reported before (in this run or an earlier one sharing the sets) and
+// its file name passes the name filter. The base query only restricts hits
+// to the directory; subclasses add their criteria in buildQuery and turn new
+// hits into results in the hit hooks.
+//
+// The hooks come in overload pairs (beginProcessingSearch() and
+// beginProcessingSearch(directory), ...); a subclass that overrides one of a
+// pair brings the other into scope with a using-declaration.
+
+#include "search/IndexStorage.h"
+#include "support/Strings.h"
+
+#include <cstddef>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Kerf::Search::Searcher {
+
+class CQueryRunner {
+public:
+    using PathSet = std::set<std::wstring, Util::CString_iless>;
+    using Directories = std::vector<std::wstring>;
+
+    /// The sets and the directory list belong to the caller and must outlive
+    /// the runner; the sets are shared across runs so that a file is reported
+    /// once. The analyzer parses the queries (a new one is made when null).
+    CQueryRunner(IndexSearcherPtr searcher, AnalyzerPtr analyzer, PathSet* foundLocations,
+                 PathSet* foundDirectories, const Directories* directories,
+                 const std::wstring& filenameFilter);
+    virtual ~CQueryRunner() = default;
+    CQueryRunner(const CQueryRunner&) = delete;
+    CQueryRunner& operator=(const CQueryRunner&) = delete;
+
+    /// Searches one directory.
+    virtual void go(const std::wstring& directory);
+    /// Searches every directory of the list, in order.
+    virtual void go();
+    /// The query text for one directory: a phrase query on "Location".
+    virtual std::wstring buildQuery(const std::wstring& directory);
+    /// True when the lower-cased file name (not its directories) contains
+    /// the filter, or the filter is empty.
+    virtual bool isFilenameAcceptable(const std::wstring& path);
+
+    /// field:"value" with the value escaped.
+    static std::wstring buildMatch(const std::wstring& field, const std::wstring& value);
+    /// " AND field:word*" for every word of the text; empty for no words.
+    /// The leading " AND " lets callers append it to a query already begun.
+    static std::wstring buildMatches(const std::wstring& field, const std::wstring& text);
+
+    /// The lower-cased name filter; empty when there is none.
+    const std::wstring& getFilenameFilter() const { return m_sFilenameFilter; }
+    std::size_t getFoundLocationsCount() const { return m_pFoundLocations->size(); }
+    std::size_t getFoundDirectoriesCount() const { return m_pFoundDirectories->size(); }
+
+protected:
+    virtual void beginProcessingSearch(const std::wstring& /*directory*/) {}
+    virtual void beginProcessingSearch() {}
+    virtual void endProcessingSearch(const std::wstring& /*directory*/) {}
+    virtual void endProcessingSearch() {}
+    virtual void beginProcessingQuery() {}
+    virtual void endProcessingQuery() {}
+    virtual void beginProcessingResults(lucene::search::Hits& /*hits*/) {}
+    virtual void endProcessingResults(lucene::search::Hits& /*hits*/) {}
+    /// Every hit, new or not.
+    virtual void beginProcessingHit(const std::wstring& /*location*/) {}
+    virtual void endProcessingHit(const std::wstring& /*location*/) {}
+    /// New hits only, with all their stored fields.
+    virtual void beginProcessingNewHit(Document& /*document*/) {}
+    virtual void endProcessingNewHit(Document& /*document*/) {}
+
+    IndexSearcherPtr m_pSearcher;
+    AnalyzerPtr m_pAnalyzer;
+
+private:
+    PathSet m_ownLocations;
+    PathSet m_ownDirectories;
+    PathSet* m_pFoundLocations;
+    PathSet* m_pFoundDirectories;
+    const Directories* m_pDirectories;
+    std::wstring m_sFilenameFilter;
+};
+
+} // namespace Kerf::Search::Searcher

@@ -1,0 +1,472 @@
+#include "search/RecursiveIndexer.h"
+
+#include "search/IndexLocations.h"
+#include "search/ThreadPriority.h"
+#include "support/Assert.h"
+#include "support/Exception.h"
+#include "support/Trace.h"
+
+#include <sys/stat.h>
+#include <system_error>
+
+namespace fs = std::filesystem;
+using Kerf::QuireLib::CMetadata;
+using Kerf::QuireLib::CMetadataPtr;
+
+namespace Kerf::Search::Writer {
+
+namespace {
+
+constexpr const char* kConstructorName =
+    "Kerf::Search::Writer::CRecursiveIndexer::CRecursiveIndexer";
+
+std::string quoted(const char* label, const std::wstring& path) {
+    return std::string(label) + "=\"" + Util::toNarrow(path) + "\"";
+}
+
+/// The text after the last dot of the file name, empty when it has none.
+std::wstring extensionOf(const fs::path& path) {
+    const std::wstring name = Util::fromPath(path.filename());
+    const auto dot = name.rfind(L'.');
+    return dot == std::wstring::npos ? std::wstring() : name.substr(dot + 1);
+}
+
+} // namespace
+
+CRecursiveIndexer::CRecursiveIndexer() {
+    KERF_TRACE_ENTRY(kConstructorName);
+}
+
+CRecursiveIndexer::CRecursiveIndexer(const Paths& directories) : m_directories(directories) {
+    KERF_TRACE_ENTRY(kConstructorName);
+}
+
+CRecursiveIndexer::CRecursiveIndexer(const Paths& directories, const Paths& extensions)
+    : m_directories(directories), m_extensions(extensions) {
+    KERF_TRACE_ENTRY(kConstructorName);
+}
+
+CRecursiveIndexer::~CRecursiveIndexer() {
+    KERF_TRACE_ENTRY("Kerf::Search::Writer::CRecursiveIndexer::~CRecursiveIndexer");
+    try {
+        CRecursiveIndexer::stop();
+    } catch (...) {
+        // stop() reports its own failures; nothing may leave a destructor.
+    }
+}
+
+void CRecursiveIndexer::setQueueCapacity(std::size_t capacity) {
+    m_itemsToBeRead.setCapacity(capacity);
+    m_itemsToBeIndexed.setCapacity(capacity);
+}
+
+// ---------------------------------------------------------------------------
+// Control, from the caller's thread.
+
+void CRecursiveIndexer::go() {
+    KERF_TRACE_ENTRY("Kerf::Search::Writer::CRecursiveIndexer::go");
+    m_bStop = false;
+    start();
+}
+
+void CRecursiveIndexer::start() {
+    KERF_ASSERT(!m_pWorkerThread);
+    if (m_pWorkerThread)
+        return;
+    // Everything a run starts from is reset here, before any of its threads
+    // exists, so that a stop() that comes early is never undone.
+    m_bScanningFinished = false;
+    m_bReadingFinished = false;
+    m_bIndexingFinished = false;
+    {
+        std::lock_guard lock(m_filesIndexedLock);
+        m_iCompletedItemsTotal = 0;
+    }
+    {
+        std::lock_guard lock(m_lastErrorLock);
+        m_sLastError.clear();
+    }
+    m_iFilesMatched = 0;
+    m_iDirectoriesScanned = 0;
+    m_iDirectoriesSkipped = 0;
+    m_iItemsFailed = 0;
+    m_filesQueued.clear();
+    m_itemsToBeRead.reset();
+    m_itemsToBeIndexed.reset();
+    m_bStarted = true;
+    m_pWorkerThread = std::make_unique<std::thread>([this] { startWorker(); });
+}
+
+void CRecursiveIndexer::requestStop() {
+    m_bStop = true;
+    // Wakes every stage that waits on a queue; what is left is dropped.
+    m_itemsToBeRead.close();
+    m_itemsToBeIndexed.close();
+}
+
+void CRecursiveIndexer::stop() {
+    KERF_TRACE_ENTRY("Kerf::Search::Writer::CRecursiveIndexer::stop");
+    requestStop();
+    if (m_pWorkerThread) {
+        m_pWorkerThread->join();
+        m_pWorkerThread.reset();
+    }
+    KERF_ASSERT(!m_bStarted || isFinished());
+    if (m_pIndexWriter) {
+        try {
+            m_pIndexWriter->flush();
+            m_pIndexWriter->close();
+        } catch (CLuceneError& e) {
+            Trace::tracef("Closing the index writer failed: %s\n",
+                          Util::toNarrow(describe(e)).c_str());
+        }
+        m_pIndexWriter.reset();
+    }
+}
+
+bool CRecursiveIndexer::isFinished() {
+    if (!m_bIndexingFinished)
+        return false;
+    if (m_pWorkerThread) {
+        m_pWorkerThread->join();
+        m_pWorkerThread.reset();
+    }
+    return true;
+}
+
+std::size_t CRecursiveIndexer::getCompletedItemsTotal() const {
+    std::lock_guard lock(m_filesIndexedLock);
+    return m_iCompletedItemsTotal;
+}
+
+std::wstring CRecursiveIndexer::getLastError() const {
+    std::lock_guard lock(m_lastErrorLock);
+    return m_sLastError;
+}
+
+bool CRecursiveIndexer::isIndexedFile(const std::wstring& path) const {
+    std::lock_guard lock(m_filesIndexedLock);
+    return m_filesIndexed.count(path) != 0;
+}
+
+bool CRecursiveIndexer::postEvent(IndexerMessage message) {
+    return m_pEventSink && m_pEventSink->post(message);
+}
+
+// ---------------------------------------------------------------------------
+// Threads.
+
+template <typename Step> void CRecursiveIndexer::guarded(const char* where, Step&& step) {
+    try {
+        step();
+    } catch (CLuceneError& e) {
+        abandonRun(Util::toWide(where) + L": " + describe(e));
+    } catch (const CExceptionBase& e) {
+        abandonRun(Util::toWide(where) + L": " + e.getMessage());
+    } catch (const std::exception& e) {
+        abandonRun(Util::toWide(where) + L": " + Util::toWide(e.what()));
+    } catch (...) {
+        abandonRun(Util::toWide(where) + L": unknown error");
+    }
+}
+
+void CRecursiveIndexer::abandonRun(const std::wstring& message) {
+    Trace::tracef("Indexing ended early: %s\n", Util::toNarrow(message).c_str());
+    {
+        std::lock_guard lock(m_lastErrorLock);
+        if (m_sLastError.empty())
+            m_sLastError = message;
+    }
+    requestStop();
+}
+
+void CRecursiveIndexer::startWorker() {
+    lowerCurrentThreadPriority();
+    guarded("beginWorkThread", [this] { beginWorkThread(); });
+    // The stage threads inherit the worker's low priority.
+    std::thread stages[3];
+    bool started[3] = {false, false, false};
+    guarded("starting the indexing threads", [&] {
+        stages[0] = std::thread([this] { scanDirectoryThread(); });
+        started[0] = true;
+        stages[1] = std::thread([this] { buildMetadataThread(); });
+        started[1] = true;
+        stages[2] = std::thread([this] { indexMetadataThread(); });
+        started[2] = true;
+    });
+    for (auto& stage : stages)
+        if (stage.joinable())
+            stage.join();
+    // A stage that never ran cannot mark itself finished.
+    if (!started[0])
+        m_bScanningFinished = true;
+    if (!started[1])
+        m_bReadingFinished = true;
+    if (!started[2])
+        m_bIndexingFinished = true;
+    guarded("endWorkThread", [this] { endWorkThread(); });
+}
+
+void CRecursiveIndexer::scanDirectoryThread() {
+    guarded("beginScanningDirectoryThread", [this] { beginScanningDirectoryThread(); });
+    guarded("scanning", [this] {
+        for (const auto& root : m_directories) {
+            if (m_bStop)
+                break;
+            updatePathsIndexed(root);
+            scanRoot(root);
+        }
+    });
+    guarded("endScanningDirectoryThread", [this] { endScanningDirectoryThread(); });
+}
+
+void CRecursiveIndexer::buildMetadataThread() {
+    guarded("beginBuildingMetadataThread", [this] { beginBuildingMetadataThread(); });
+    guarded("building metadata", [this] { buildMetadataFromQueue(); });
+    guarded("endBuildingMetadataThread", [this] { endBuildingMetadataThread(); });
+}
+
+void CRecursiveIndexer::indexMetadataThread() {
+    guarded("beginUpdatingIndexThread", [this] { beginUpdatingIndexThread(); });
+    guarded("updating the index", [this] { indexMetadataFromQueue(); });
+    guarded("endUpdatingIndexThread", [this] { endUpdatingIndexThread(); });
+}
+
+// ---------------------------------------------------------------------------
+// Scan stage.
+
+void CRecursiveIndexer::beginScanningDirectoryThread() {
+    KERF_ASSERT(!m_bScanningFinished);
+    KERF_ASSERT(!m_bReadingFinished);
+    KERF_ASSERT(!m_bIndexingFinished);
+}
+
+void CRecursiveIndexer::endScanningDirectoryThread() {
+    m_bScanningFinished = true;
+    m_itemsToBeRead.finish();
+}
+
+void CRecursiveIndexer::updatePathsIndexed(const std::wstring& root) {
+    if (!m_pIndexSearcher)
+        return;
+    forEachLocationBelow(*m_pIndexSearcher, root, [this](const std::wstring& location) {
+        if (!location.empty())
+            m_pathsIndexed.insert(location);
+    });
+}
+
+void CRecursiveIndexer::scanRoot(const std::wstring& root) {
+    // Per root: a later root inside an earlier one is walked again, so its
+    // files are met under the path the later root names.
+    m_visitedDirectories.clear();
+    scanDirectory(root);
+}
+
+void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
+    if (Trace::isOn())
+        Trace::tracef("Kerf::Search::Writer::CRecursiveIndexer::scanDirectory(%s)\n",
+                      quoted("Directory", directory).c_str());
+    const fs::path path = Util::toPath(directory);
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0 &&
+        !m_visitedDirectories.emplace(info.st_dev, info.st_ino).second) {
+        // Reached again through a link: walking it twice could loop forever.
+        Trace::tracef("Not walking %s again: it was reached through a link.\n", path.c_str());
+        return;
+    }
+    beginScanningDirectory(directory);
+    ++m_iDirectoriesScanned;
+    std::error_code ec;
+    fs::directory_iterator it(path, ec);
+    if (ec) {
+        // A folder we may not read is left out; the walk goes on beside it.
+        ++m_iDirectoriesSkipped;
+        Trace::tracef("Skipping the directory %s: %s\n", path.c_str(), ec.message().c_str());
+    } else {
+        const fs::directory_iterator end;
+        while (it != end && !m_bStop) {
+            scanEntry(*it);
+            it.increment(ec);
+            if (ec) {
+                Trace::tracef("Listing %s ended early: %s\n", path.c_str(), ec.message().c_str());
+                break;
+            }
+        }
+    }
+    endScanningDirectory(directory);
+}
+
+void CRecursiveIndexer::scanEntry(const fs::directory_entry& entry) {
+    std::error_code ec;
+    // Both tests follow symbolic links: a link to a folder is walked (once,
+    // see scanDirectory), a link to a file is indexed under the link's path.
+    if (entry.is_directory(ec)) {
+        scanDirectory(Util::fromPath(entry.path()));
+        return;
+    }
+    // Pipes, sockets and devices are never read: opening a pipe would block.
+    if (entry.is_regular_file(ec))
+        offerFile(entry, Util::fromPath(entry.path()));
+}
+
+void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::wstring& path) {
+    const std::wstring extension = extensionOf(entry.path());
+    // Every listed extension is compared, so one listed twice matches twice.
+    for (const auto& accepted : m_extensions) {
+        if (Util::compareNoCase(accepted, extension) != 0)
+            continue;
+        beginScanningFile(path);
+        ++m_iFilesMatched;
+        if (!ignore(entry))
+            addItemToBeRead(path);
+        endScanningFile(path);
+    }
+}
+
+bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
+    const std::wstring path = Util::fromPath(entry.path());
+    return m_pathsIndexed.count(path) != 0 || m_filesQueued.count(path) != 0 || isIndexedFile(path);
+}
+
+void CRecursiveIndexer::addItemToBeRead(const std::wstring& path) {
+    m_filesQueued.insert(path);
+    // Waits while the queue is full; a stop drops the path.
+    m_itemsToBeRead.push(path);
+}
+
+void CRecursiveIndexer::endScanningFile(const std::wstring& /*path*/) {
+    std::this_thread::yield();
+}
+
+// ---------------------------------------------------------------------------
+// Build stage.
+
+void CRecursiveIndexer::beginBuildingMetadataThread() {
+    KERF_ASSERT(!m_bReadingFinished);
+    KERF_ASSERT(!m_bIndexingFinished);
+}
+
+void CRecursiveIndexer::endBuildingMetadataThread() {
+    m_bReadingFinished = true;
+    m_itemsToBeIndexed.finish();
+}
+
+void CRecursiveIndexer::buildMetadataFromQueue() {
+    beginBuildingMetadata();
+    while (!m_bStop) {
+        // Waits for a path; none comes back once the walk has ended and the
+        // queue is empty, or at once after a stop.
+        std::optional<std::wstring> path = m_itemsToBeRead.pop();
+        if (!path || m_bStop)
+            break;
+        beginBuildingMetadataItem(*path);
+        CMetadataPtr pMetadata;
+        try {
+            pMetadata = buildMetadata(*path);
+            KERF_ASSERT(pMetadata);
+            if (!pMetadata)
+                ++m_iItemsFailed;
+        } catch (CLuceneError& e) {
+            ++m_iItemsFailed;
+            Trace::tracef("Could not read %s: %s\n", Util::toNarrow(*path).c_str(),
+                          Util::toNarrow(describe(e)).c_str());
+        } catch (const CExceptionBase& e) {
+            ++m_iItemsFailed;
+            Trace::tracef("Could not read %s: %s\n", Util::toNarrow(*path).c_str(),
+                          Util::toNarrow(e.getMessage()).c_str());
+        } catch (const std::exception& e) {
+            ++m_iItemsFailed;
+            Trace::tracef("Could not read %s: %s\n", Util::toNarrow(*path).c_str(), e.what());
+        }
+        if (pMetadata)
+            m_itemsToBeIndexed.push(std::move(pMetadata));
+        endBuildingMetadataItem(*path);
+    }
+    endBuildingMetadata();
+}
+
+void CRecursiveIndexer::endBuildingMetadataItem(const std::wstring& /*path*/) {
+    std::this_thread::yield();
+}
+
+CMetadataPtr CRecursiveIndexer::buildMetadata(const std::wstring& /*path*/) {
+    KERF_ASSERT(false && "No implementation of buildMetadata found.");
+    return {};
+}
+
+// ---------------------------------------------------------------------------
+// Index stage.
+
+void CRecursiveIndexer::beginUpdatingIndexThread() {
+    KERF_ASSERT(!m_bIndexingFinished);
+}
+
+void CRecursiveIndexer::endUpdatingIndexThread() {
+    m_bIndexingFinished = true;
+}
+
+void CRecursiveIndexer::indexMetadataFromQueue() {
+    beginUpdatingIndex();
+    // A failed write ends the run, but what was written is still flushed.
+    guarded("adding to the index", [this] {
+        while (!m_bStop) {
+            std::optional<CMetadataPtr> item = m_itemsToBeIndexed.pop();
+            if (!item || m_bStop)
+                break;
+            const CMetadataPtr& pMetadata = *item;
+            KERF_ASSERT(pMetadata);
+            if (!pMetadata)
+                continue;
+            const std::wstring location = pMetadata->GetStringValue(kLocationField);
+            beginUpdatingIndexItem(location);
+            addFileToIndex(pMetadata);
+            {
+                std::lock_guard lock(m_filesIndexedLock);
+                m_filesIndexed.insert(location);
+                ++m_iCompletedItemsTotal;
+            }
+            endUpdatingIndexItem(location);
+        }
+    });
+    endUpdatingIndex();
+}
+
+void CRecursiveIndexer::endUpdatingIndex() {
+    if (m_pIndexWriter)
+        m_pIndexWriter->flush();
+}
+
+void CRecursiveIndexer::endUpdatingIndexItem(const std::wstring& /*location*/) {
+    std::this_thread::yield();
+}
+
+void CRecursiveIndexer::addFileToIndex(const std::wstring& path) {
+    if (Trace::isOn())
+        Trace::tracef("Kerf::Search::Writer::CRecursiveIndexer::addFileToIndex(%s)\n",
+                      quoted("File", path).c_str());
+    CMetadataPtr pMetadata = buildMetadata(path);
+    KERF_ASSERT(pMetadata);
+    if (pMetadata)
+        addFileToIndex(pMetadata);
+}
+
+void CRecursiveIndexer::addFileToIndex(const CMetadataPtr& pMetadata) {
+    std::unique_ptr<Document> document = buildDocument(pMetadata);
+    if (!m_pIndexWriter)
+        throw CExceptionBase(L"No index writer is open.");
+    Writer::add(*m_pIndexWriter, *document);
+}
+
+std::unique_ptr<Document> CRecursiveIndexer::buildDocument(const CMetadataPtr& pMetadata) {
+    auto document = std::make_unique<Document>();
+    addMetadataToDocument(*document, *pMetadata);
+    Writer::add(*document, L"Size", pMetadata->GetSize());
+    return document;
+}
+
+void CRecursiveIndexer::addMetadataToDocument(Document& document, const CMetadata& metadata) {
+    for (const auto& key : metadata.GetKeys())
+        Writer::add(document, key, metadata.GetStringValue(key));
+}
+
+} // namespace Kerf::Search::Writer

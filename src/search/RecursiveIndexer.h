@@ -1,0 +1,205 @@
+#pragma once
+// Brings the index up to date with the files below a list of root folders.
+// A worker thread runs three stages joined by two bounded queues: the scan
+// walks the folders and queues every matching file the index does not hold
+// yet, the build stage turns each path into a record (the slow step, supplied
+// by a subclass), and the index stage writes one document per record. The
+// class knows nothing about what the files are.
+//
+// A subclass supplies buildMetadata (whose record must carry the file's full
+// path under "Location"), the index writer and searcher (set before go), and
+// whatever progress reporting it wants through the hooks. Hooks run on the
+// thread named beside them; those that end a stage thread must call the base
+// version, or the next stage never ends. A subclass destructor must call
+// stop() first, so that no hook runs on a half-destroyed object.
+
+#include "search/BoundedQueue.h"
+#include "search/EventSink.h"
+#include "search/IndexStorage.h"
+#include "search/Metadata.h"
+#include "support/Strings.h"
+
+#include <atomic>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Kerf::Search::Writer {
+
+class CRecursiveIndexer {
+public:
+    using Paths = std::vector<std::wstring>;
+    using PathSet = std::set<std::wstring, Util::CString_iless>;
+
+    /// Items each queue holds before its producer waits: enough to keep the
+    /// stages busy, small enough that memory stays flat on any tree.
+    static constexpr std::size_t kDefaultQueueCapacity = 256;
+
+    CRecursiveIndexer();
+    explicit CRecursiveIndexer(const Paths& directories);
+    CRecursiveIndexer(const Paths& directories, const Paths& extensions);
+    virtual ~CRecursiveIndexer();
+    CRecursiveIndexer(const CRecursiveIndexer&) = delete;
+    CRecursiveIndexer& operator=(const CRecursiveIndexer&) = delete;
+
+    // Set-up, before go().
+    void setDirectories(const Paths& directories) { m_directories = directories; }
+    virtual const Paths& getDirectories() const { return m_directories; }
+    /// Extensions without their dot, compared case-insensitively.
+    void setExtensions(const Paths& extensions) { m_extensions = extensions; }
+    const Paths& getExtensions() const { return m_extensions; }
+    void setIndexWriter(IndexWriterPtr writer) { m_pIndexWriter = std::move(writer); }
+    const IndexWriterPtr& getIndexWriter() const { return m_pIndexWriter; }
+    /// The searcher that tells which files the index already holds; without
+    /// one every matching file is indexed.
+    void setIndexSearcher(IndexSearcherPtr searcher) { m_pIndexSearcher = std::move(searcher); }
+    const IndexSearcherPtr& getIndexSearcher() const { return m_pIndexSearcher; }
+    /// Held for subclasses (the analyzer their writer uses).
+    void setAnalyzer(AnalyzerPtr analyzer) { m_pAnalyzer = std::move(analyzer); }
+    const AnalyzerPtr& getAnalyzer() const { return m_pAnalyzer; }
+    /// Held for subclasses that report progress; the base posts nothing.
+    void setEventSink(std::shared_ptr<IEventSink> sink) { m_pEventSink = std::move(sink); }
+    const std::shared_ptr<IEventSink>& getEventSink() const { return m_pEventSink; }
+    void setQueueCapacity(std::size_t capacity);
+
+    /// Starts the worker and returns at once.
+    virtual void go();
+    /// Ends the run at the next test of every stage, waits for the worker,
+    /// then flushes and closes the writer. The indexer cannot index again.
+    virtual void stop();
+    /// Asks every stage to end at its next test and returns at once; safe
+    /// from any thread, hooks included.
+    void requestStop();
+    /// True once the index stage has ended; then also waits for the worker
+    /// to finish its last hook, so that go() may be called again.
+    virtual bool isFinished();
+    /// Documents added in this run.
+    virtual std::size_t getCompletedItemsTotal() const;
+
+    std::size_t getFilesMatched() const { return m_iFilesMatched; }
+    std::size_t getDirectoriesScanned() const { return m_iDirectoriesScanned; }
+    /// Directories that could not be listed and were left out of the walk.
+    std::size_t getDirectoriesSkipped() const { return m_iDirectoriesSkipped; }
+    /// Files whose record could not be built; they stay out of the index and
+    /// are tried again by the next run.
+    std::size_t getItemsFailed() const { return m_iItemsFailed; }
+    std::size_t getItemsToBeReadCount() const { return m_itemsToBeRead.size(); }
+    std::size_t getItemsToBeIndexedCount() const { return m_itemsToBeIndexed.size(); }
+    bool isStopRequested() const { return m_bStop; }
+    /// The error that ended the last run early; empty when none did.
+    std::wstring getLastError() const;
+    /// True when the file was added to the index in this run.
+    bool isIndexedFile(const std::wstring& path) const;
+
+    virtual void addFileToIndex(const std::wstring& path);
+    virtual void addFileToIndex(const QuireLib::CMetadataPtr& pMetadata);
+    virtual std::unique_ptr<Document> buildDocument(const QuireLib::CMetadataPtr& pMetadata);
+    virtual void addMetadataToDocument(Document& document, const QuireLib::CMetadata& metadata);
+    /// Reads one file into a record. Every subclass overrides it.
+    virtual QuireLib::CMetadataPtr buildMetadata(const std::wstring& path);
+
+protected:
+    // Worker thread.
+    virtual void beginWorkThread() {}
+    virtual void endWorkThread() {}
+
+    // Scan thread.
+    virtual void scanDirectory(const std::wstring& directory);
+    /// True when the file must not be queued: its path is in the index
+    /// already, was added or queued in this run. Overrides may also test the
+    /// entry's time stamps.
+    virtual bool ignore(const std::filesystem::directory_entry& entry);
+    virtual void beginScanningDirectoryThread();
+    virtual void endScanningDirectoryThread();
+    virtual void beginScanningDirectory(const std::wstring& /*directory*/) {}
+    virtual void endScanningDirectory(const std::wstring& /*directory*/) {}
+    virtual void beginScanningFile(const std::wstring& /*path*/) {}
+    virtual void endScanningFile(const std::wstring& path);
+    virtual void updatePathsIndexed(const std::wstring& root);
+
+    // Build thread.
+    virtual void buildMetadataFromQueue();
+    virtual void beginBuildingMetadataThread();
+    virtual void endBuildingMetadataThread();
+    virtual void beginBuildingMetadata() {}
+    virtual void endBuildingMetadata() {}
+    virtual void beginBuildingMetadataItem(const std::wstring& /*path*/) {}
+    virtual void endBuildingMetadataItem(const std::wstring& path);
+
+    // Index thread.
+    virtual void indexMetadataFromQueue();
+    virtual void beginUpdatingIndexThread();
+    virtual void endUpdatingIndexThread();
+    virtual void beginUpdatingIndex() {}
+    virtual void endUpdatingIndex();
+    virtual void beginUpdatingIndexItem(const std::wstring& /*location*/) {}
+    virtual void endUpdatingIndexItem(const std::wstring& location);
+
+    /// Posts through the event sink; false when there is none or it refused.
+    bool postEvent(IndexerMessage message);
+
+    std::atomic<bool> m_bStop{false};
+    std::atomic<bool> m_bScanningFinished{false};
+    std::atomic<bool> m_bReadingFinished{false};
+    std::atomic<bool> m_bIndexingFinished{false};
+
+    /// Locations the index held below the roots when the walk began.
+    PathSet m_pathsIndexed;
+
+private:
+    void start();
+    void startWorker();
+    void scanDirectoryThread();
+    void buildMetadataThread();
+    void indexMetadataThread();
+    void scanRoot(const std::wstring& root);
+    void scanEntry(const std::filesystem::directory_entry& entry);
+    void offerFile(const std::filesystem::directory_entry& entry, const std::wstring& path);
+    void addItemToBeRead(const std::wstring& path);
+    /// Runs one step of a thread; an error that escapes it ends the whole run
+    /// (keeping its message) instead of the process.
+    template <typename Step> void guarded(const char* where, Step&& step);
+    void abandonRun(const std::wstring& message);
+
+    IndexWriterPtr m_pIndexWriter;
+    IndexSearcherPtr m_pIndexSearcher;
+    AnalyzerPtr m_pAnalyzer;
+    std::shared_ptr<IEventSink> m_pEventSink;
+
+    PathSet m_filesIndexed;
+    /// Paths queued in this run: a file met again (overlapping roots, an
+    /// extension listed twice) is queued once.
+    PathSet m_filesQueued;
+    /// Directories (device, inode) entered below the current root, so that a
+    /// link back up the tree is not walked again.
+    std::set<std::pair<unsigned long, unsigned long>> m_visitedDirectories;
+
+    std::atomic<std::size_t> m_iFilesMatched{0};
+    std::atomic<std::size_t> m_iDirectoriesScanned{0};
+    std::atomic<std::size_t> m_iDirectoriesSkipped{0};
+    std::atomic<std::size_t> m_iItemsFailed{0};
+
+    Paths m_directories;
+    Paths m_extensions;
+
+    mutable std::mutex m_filesIndexedLock;
+    std::size_t m_iCompletedItemsTotal = 0;
+
+    BoundedQueue<std::wstring> m_itemsToBeRead{kDefaultQueueCapacity};
+    BoundedQueue<QuireLib::CMetadataPtr> m_itemsToBeIndexed{kDefaultQueueCapacity};
+
+    mutable std::mutex m_lastErrorLock;
+    std::wstring m_sLastError;
+
+    std::unique_ptr<std::thread> m_pWorkerThread;
+    /// Whether go() ever ran (caller's thread only).
+    bool m_bStarted = false;
+};
+
+} // namespace Kerf::Search::Writer
