@@ -33,7 +33,11 @@ CSortListCtrl::CSortListCtrl(int controlId, QWidget* parent)
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     // Sorting is ours: the view's own sorting would ask the model to sort.
+    // Switching it off also turns the heading clicks and the arrow off, which
+    // the header then gets back.
     setSortingEnabled(false);
+    m_ctlHeader->setSectionsClickable(true);
+    m_ctlHeader->setSortIndicatorShown(true);
     connect(m_ctlHeader, &QHeaderView::sectionClicked, this, &CSortListCtrl::OnHeadingClicked);
 }
 
@@ -49,17 +53,13 @@ bool CSortListCtrl::SetHeadings(const std::wstring& spec) {
 }
 
 int CSortListCtrl::AddItem(const std::vector<std::wstring>& texts) {
+    KERF_ASSERT(m_iNumColumns > 0);
+    KERF_ASSERT(static_cast<int>(texts.size()) == m_iNumColumns);
     QStringList list;
     list.reserve(static_cast<qsizetype>(texts.size()));
     for (const std::wstring& text : texts)
         list.push_back(QString::fromStdWString(text));
-    return AddItem(list);
-}
-
-int CSortListCtrl::AddItem(const QStringList& texts) {
-    KERF_ASSERT(m_iNumColumns > 0);
-    KERF_ASSERT(texts.size() == m_iNumColumns);
-    return m_model->appendRow(texts);
+    return m_model->appendRow(list);
 }
 
 bool CSortListCtrl::SetItemDisplayText(int row, int column, const std::wstring& text) {

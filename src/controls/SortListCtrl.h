@@ -31,7 +31,6 @@ public:
     /// Adds a row of exactly one text per column, each both shown and sorted
     /// by, and returns its index.
     int AddItem(const std::vector<std::wstring>& texts);
-    int AddItem(const QStringList& texts);
 
     /// Changes only the shown text of a cell; the row still sorts by the text
     /// it was added with.

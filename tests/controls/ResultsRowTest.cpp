@@ -1,0 +1,124 @@
+#include "controls/ResultsRow.h"
+#include "controls/SortListCtrl.h"
+
+#include <QLocale>
+
+#include <gtest/gtest.h>
+
+namespace RR = Kerf::QuireLib::ResultsRow;
+using Kerf::DateTime;
+using Kerf::QuireLib::CSortListCtrl;
+
+namespace {
+
+RR::Hit hit(const std::wstring& subject, const std::wstring& normalised, DateTime sent,
+            std::int32_t size = 2048, std::int32_t attachments = 0) {
+    RR::Hit h;
+    h.from = L"Ann Smith";
+    h.to = L"Bob Jones";
+    h.subject = subject;
+    h.normalisedSubject = normalised;
+    h.location = L"/filed/Project X/" + subject + L".msg";
+    h.sent = sent;
+    h.size = size;
+    h.attachments = attachments;
+    return h;
+}
+
+std::vector<std::wstring> column(const CSortListCtrl& list, int col) {
+    std::vector<std::wstring> texts;
+    for (int row = 0; row < list.GetItemCount(); ++row)
+        texts.push_back(list.GetItemText(row, col));
+    return texts;
+}
+
+struct ResultsList : testing::Test {
+    ResultsList() { list.SetHeadings(RR::kHeadings); }
+    CSortListCtrl list{1004};
+};
+
+} // namespace
+
+TEST(ResultsRowTexts, CellsShowAndSortAsTheResultsListNeeds) {
+    EXPECT_EQ(RR::numberFieldWidth(), 10);
+    const RR::Texts t =
+        RR::buildTexts(hit(L"RE: Budget", L"Budget", {2013, 11, 18, 9, 26, 24}, 1023, 0));
+    EXPECT_EQ(t.display[RR::Subject], L"RE: Budget");
+    EXPECT_EQ(t.sort[RR::Subject], L"Budget");
+    EXPECT_EQ(t.sort[RR::Sent], L"20131118092624");
+    EXPECT_EQ(t.display[RR::Sent], RR::sentDisplayText({2013, 11, 18, 23, 59, 59}));
+    EXPECT_EQ(t.display[RR::Sent].find(L"26"), std::wstring::npos); // no time of day
+    EXPECT_EQ(t.display[RR::Attachments], L"");
+    EXPECT_EQ(t.sort[RR::Attachments], L"         0");
+    EXPECT_EQ(t.display[RR::Size], L"0 KB");
+    EXPECT_EQ(t.sort[RR::Size], L"      1023");
+    EXPECT_EQ(t.display[RR::Folder], L"/filed/Project X/");
+    EXPECT_EQ(t.display[RR::Filename], L"RE: Budget.msg");
+
+    const RR::Texts big = RR::buildTexts(hit(L"S", L"S", {2020, 1, 2, 0, 0, 0}, 2147483647, 3));
+    EXPECT_EQ(big.display[RR::Size], L"2097151 KB");
+    EXPECT_EQ(big.sort[RR::Size], L"2147483647");
+    EXPECT_EQ(big.display[RR::Attachments], L"3");
+}
+
+TEST_F(ResultsList, RowsShowDisplayTextsAndRebuildTheirPath) {
+    const int row = RR::insertRow(list, RR::buildTexts(hit(L"Fwd: Plan", L"Plan", {2014, 3, 1})));
+    EXPECT_EQ(list.GetColumnCount(), RR::ColumnCount);
+    EXPECT_EQ(list.GetItemText(row, RR::Subject), L"Fwd: Plan");
+    EXPECT_EQ(list.GetSortText(row, RR::Subject), L"Plan");
+    EXPECT_EQ(list.GetItemText(row, RR::Size), L"2 KB");
+    EXPECT_EQ(RR::itemPath(list, row), L"/filed/Project X/Fwd: Plan.msg");
+}
+
+TEST_F(ResultsList, SubjectSortPutsARepliesNextToTheirOriginal) {
+    for (const auto& [subject, normalised] :
+         std::vector<std::pair<std::wstring, std::wstring>>{{L"Budget", L"Budget"},
+                                                            {L"Holiday rota", L"Holiday rota"},
+                                                            {L"Agenda", L"Agenda"},
+                                                            {L"RE: Budget", L"Budget"}})
+        RR::insertRow(list, RR::buildTexts(hit(subject, normalised, {2014, 1, 1})));
+    list.Sort(RR::Subject, true);
+    EXPECT_EQ(column(list, RR::Subject),
+              (std::vector<std::wstring>{L"Agenda", L"Budget", L"RE: Budget", L"Holiday rota"}));
+}
+
+TEST_F(ResultsList, SentSortFollowsDateAndTimeNotTheShownDate) {
+    // In this locale's short form "1/2/14" would come before "12/31/13".
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    RR::insertRow(list, RR::buildTexts(hit(L"late", L"late", {2013, 12, 31, 17, 0, 0})));
+    RR::insertRow(list, RR::buildTexts(hit(L"new year", L"new year", {2014, 1, 2, 8, 0, 0})));
+    RR::insertRow(list, RR::buildTexts(hit(L"early", L"early", {2013, 12, 31, 8, 30, 0})));
+    QLocale::setDefault(QLocale::system());
+    list.Sort(RR::Sent, true);
+    EXPECT_EQ(column(list, RR::Subject),
+              (std::vector<std::wstring>{L"early", L"late", L"new year"}));
+    EXPECT_EQ(list.GetItemText(0, RR::Sent), list.GetItemText(1, RR::Sent));
+    list.Sort(RR::Sent, false);
+    EXPECT_EQ(column(list, RR::Subject),
+              (std::vector<std::wstring>{L"new year", L"late", L"early"}));
+}
+
+TEST(ResultsListNumbers, SortNumericallyThroughTheirPaddingInEveryLocale) {
+    const std::vector<std::int32_t> sizes{20000, 5, 1023, 100, 2147483647, 0};
+    const std::vector<std::int32_t> attachments{10, 0, 2, 1, 100, 9};
+    // Collations that skip blanks would order the padded texts by their
+    // first digit.
+    for (const QLocale& locale : {QLocale::c(), QLocale(QLocale::English, QLocale::UnitedStates),
+                                  QLocale(QLocale::German, QLocale::Germany)}) {
+        SCOPED_TRACE(locale.name().toStdString());
+        QLocale::setDefault(locale);
+        CSortListCtrl list(1004);
+        list.SetHeadings(RR::kHeadings);
+        for (size_t i = 0; i < sizes.size(); ++i)
+            RR::insertRow(list, RR::buildTexts(hit(std::to_wstring(sizes[i]), L"x", {2014, 1, 1},
+                                                   sizes[i], attachments[i])));
+        list.Sort(RR::Size, true);
+        const auto bySize = column(list, RR::Subject);
+        list.Sort(RR::Attachments, true);
+        const auto byAttachments = column(list, RR::Attachments);
+        QLocale::setDefault(QLocale::system());
+        EXPECT_EQ(bySize, (std::vector<std::wstring>{L"0", L"5", L"100", L"1023", L"20000",
+                                                     L"2147483647"}));
+        EXPECT_EQ(byAttachments, (std::vector<std::wstring>{L"", L"1", L"2", L"9", L"10", L"100"}));
+    }
+}

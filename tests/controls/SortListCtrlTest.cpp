@@ -1,0 +1,165 @@
+#include "controls/SortListCtrl.h"
+#include "controls/HeadingText.h"
+
+#include <QLocale>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using Kerf::QuireLib::CSortListCtrl;
+using Kerf::QuireLib::HeadingColumn;
+using Kerf::QuireLib::parseHeadingText;
+
+namespace {
+
+std::vector<std::wstring> column(const CSortListCtrl& list, int col) {
+    std::vector<std::wstring> texts;
+    for (int row = 0; row < list.GetItemCount(); ++row)
+        texts.push_back(list.GetItemText(row, col));
+    return texts;
+}
+
+void clickHeading(CSortListCtrl& list, int col) {
+    auto& header = list.GetHeaderCtrl();
+    const QPoint centre(header.sectionViewportPosition(col) + header.sectionSize(col) / 2,
+                        header.height() / 2);
+    QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, centre);
+}
+
+} // namespace
+
+TEST(HeadingText, PairsWithOrWithoutFinalSemicolonAndTextsWithoutComma) {
+    const std::vector<HeadingColumn> ab{{L"A", 10}, {L"B", 20}};
+    EXPECT_EQ(parseHeadingText(L"A,10;B,20"), ab);
+    EXPECT_EQ(parseHeadingText(L"A,10;B,20;"), ab);
+    EXPECT_TRUE(parseHeadingText(L"No columns here").empty());
+    EXPECT_TRUE(parseHeadingText(L"").empty());
+    // A trailing stretch without "," declares nothing.
+    EXPECT_EQ(parseHeadingText(L"A,10;B"), (std::vector<HeadingColumn>{{L"A", 10}}));
+    EXPECT_EQ(parseHeadingText(L"Store ID,0;Source, 0;Name,150;Location,150;"),
+              (std::vector<HeadingColumn>{
+                  {L"Store ID", 0}, {L"Source", 0}, {L"Name", 150}, {L"Location", 150}}));
+    EXPECT_EQ(parseHeadingText(L"X,  7px;Y,wide"),
+              (std::vector<HeadingColumn>{{L"X", 7}, {L"Y", 0}}));
+}
+
+TEST(SortListCtrl, DeclaresColumnsWithWidthsAndHidesWidthZero) {
+    CSortListCtrl list(1);
+    EXPECT_TRUE(list.SetHeadings(L"no comma"));
+    EXPECT_EQ(list.GetColumnCount(), 0);
+    EXPECT_TRUE(list.SetHeadings(L"A,10;Hidden, 0;B,20"));
+    EXPECT_TRUE(list.SetHeadings(L"C,30;")); // appended after the first set
+    ASSERT_EQ(list.model()->columnCount(), 4);
+    EXPECT_EQ(list.model()->headerData(3, Qt::Horizontal).toString(), "C");
+    EXPECT_EQ(list.GetColumnWidth(0), 10);
+    EXPECT_TRUE(list.isColumnHidden(1));
+    EXPECT_EQ(list.GetColumnWidth(1), 0);
+    EXPECT_EQ(list.GetColumnWidth(2), 20);
+    EXPECT_EQ(list.GetColumnWidth(3), 30);
+}
+
+TEST(SortListCtrl, HeadingClicksSortAscendingThenReverseAndShowTheArrow) {
+    CSortListCtrl list(2);
+    list.SetHeadings(L"Name,80;Code,80;");
+    list.AddItem({L"beta", L"2"});
+    list.AddItem({L"alpha", L"3"});
+    list.AddItem({L"gamma", L"1"});
+    list.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&list));
+    EXPECT_EQ(list.GetSortColumn(), -1);
+
+    clickHeading(list, 0);
+    EXPECT_EQ(column(list, 0), (std::vector<std::wstring>{L"alpha", L"beta", L"gamma"}));
+    EXPECT_EQ(list.header()->sortIndicatorSection(), 0);
+    EXPECT_EQ(list.header()->sortIndicatorOrder(), Qt::AscendingOrder);
+
+    clickHeading(list, 0);
+    EXPECT_EQ(column(list, 0), (std::vector<std::wstring>{L"gamma", L"beta", L"alpha"}));
+    EXPECT_FALSE(list.IsSortAscending());
+    EXPECT_EQ(list.header()->sortIndicatorOrder(), Qt::DescendingOrder);
+
+    // Another column starts ascending again, whatever the last direction.
+    clickHeading(list, 1);
+    EXPECT_EQ(column(list, 1), (std::vector<std::wstring>{L"1", L"2", L"3"}));
+    EXPECT_TRUE(list.IsSortAscending());
+    EXPECT_EQ(list.header()->sortIndicatorSection(), 1);
+    EXPECT_EQ(list.header()->sortIndicatorOrder(), Qt::AscendingOrder);
+}
+
+TEST(SortListCtrl, SortsByTheSortTextNotTheShownTextAndKeepsTheSelection) {
+    CSortListCtrl list(3);
+    list.SetHeadings(L"Shown,80");
+    list.AddItem({L"b"});
+    list.AddItem({L"a"});
+    list.AddItem({L"c"});
+    ASSERT_TRUE(list.SetItemDisplayText(1, 0, L"zzz"));
+    EXPECT_FALSE(list.SetItemDisplayText(7, 0, L"no such row"));
+    list.selectionModel()->select(list.model()->index(2, 0),
+                                  QItemSelectionModel::Select | QItemSelectionModel::Rows);
+
+    list.Sort(0, true);
+    EXPECT_EQ(column(list, 0), (std::vector<std::wstring>{L"zzz", L"b", L"c"}));
+    EXPECT_EQ(list.GetSortText(0, 0), L"a");
+    // The selected row ("c") moved to the end and is still the selected one.
+    EXPECT_EQ(list.GetSelectedItems(), (std::vector<int>{2}));
+}
+
+TEST(SortListCtrl, ComparesCaseSensitivelyInTheUsersLocale) {
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    CSortListCtrl list(4);
+    list.SetHeadings(L"T,80");
+    for (const wchar_t* t : {L"B", L"b", L"\u00c9t\u00e9", L"A", L"a", L"Zoo"})
+        list.AddItem({t});
+    list.Sort(0, true);
+    QLocale::setDefault(QLocale::system());
+    // Ignoring case would keep "B" before "b" (equal texts keep their order);
+    // comparing code points would put the capitals first and the accented
+    // letter last.
+    EXPECT_EQ(column(list, 0),
+              (std::vector<std::wstring>{L"a", L"A", L"b", L"B", L"\u00c9t\u00e9", L"Zoo"}));
+}
+
+TEST(SortListCtrl, BulkAddReachesTheViewOnceAndSortsOnceAtTheEnd) {
+    CSortListCtrl list(5);
+    list.SetHeadings(L"N,80;");
+    list.AddItem({L"m"});
+    list.Sort(0, false);
+    QSignalSpy inserted(list.model(), &QAbstractItemModel::rowsInserted);
+    QSignalSpy sorted(&list, &CSortListCtrl::sorted);
+
+    list.startOptimisedAdd(4);
+    for (const wchar_t* t : {L"c", L"x", L"a", L"q"}) {
+        const int row = list.AddItem({t});
+        EXPECT_EQ(row, list.GetItemCount() - 1);
+        list.Sort(0, false); // what a status update does; deferred here
+    }
+    list.SetItemDisplayText(2, 0, L"x-shown");
+    EXPECT_EQ(list.GetItemCount(), 5);
+    EXPECT_EQ(list.model()->rowCount(), 1);
+    EXPECT_TRUE(list.DeleteItem(4)); // a row not yet shown ("q")
+    EXPECT_EQ(inserted.count(), 0);
+    EXPECT_EQ(sorted.count(), 0);
+
+    list.finishOptimisedAdd();
+    EXPECT_EQ(inserted.count(), 1);
+    EXPECT_EQ(sorted.count(), 1);
+    EXPECT_EQ(list.model()->rowCount(), 4);
+    EXPECT_EQ(column(list, 0), (std::vector<std::wstring>{L"x-shown", L"m", L"c", L"a"}));
+}
+
+TEST(SortListCtrl, DeletesOneRowOrAll) {
+    CSortListCtrl list(6);
+    list.SetHeadings(L"N,80;");
+    for (const wchar_t* t : {L"a", L"b", L"c"})
+        list.AddItem({t});
+    list.SetItemData(2, QStringLiteral("/mail/c.msg"));
+    EXPECT_TRUE(list.DeleteItem(1));
+    EXPECT_FALSE(list.DeleteItem(5));
+    EXPECT_EQ(column(list, 0), (std::vector<std::wstring>{L"a", L"c"}));
+    EXPECT_EQ(list.GetItemData(1).toString(), "/mail/c.msg");
+    EXPECT_TRUE(list.DeleteAllItems());
+    EXPECT_EQ(list.GetItemCount(), 0);
+    EXPECT_EQ(list.model()->rowCount(), 0);
+    EXPECT_EQ(list.AddItem({L"fresh"}), 0);
+}
