@@ -1,0 +1,190 @@
+#pragma once
+// The engine tests' own file type: a text file becomes a record with its
+// path under "Location" and its contents under "Body". The indexer records
+// every hook it sees, with the thread it ran on, so tests can check order.
+
+#include "search/IndexLocations.h"
+#include "search/RecursiveIndexer.h"
+#include "support/Strings.h"
+
+#include "TempDir.h"
+
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+namespace EngineTest {
+
+namespace fs = std::filesystem;
+using Kerf::QuireLib::CMetadata;
+using Kerf::QuireLib::CMetadataPtr;
+
+inline std::wstring wide(const fs::path& path) {
+    return Kerf::Util::fromPath(path);
+}
+
+/// Waits for a condition with a generous deadline; false when it never held.
+inline bool waitUntil(const std::function<bool()>& condition,
+                      std::chrono::seconds deadline = std::chrono::seconds(60)) {
+    const auto end = std::chrono::steady_clock::now() + deadline;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+struct Event {
+    std::thread::id thread;
+    std::string name;
+    std::wstring argument;
+};
+
+/// An index in a temporary folder, with the tree of files beside it.
+struct IndexFolders {
+    QoTest::TempDir temp;
+    fs::path root = temp / "Index";
+    fs::path index = root / "0.4";
+    fs::path tree = temp / "tree";
+
+    Kerf::Search::IndexWriterPtr writer() const {
+        return Kerf::Search::createIndexWriter(wide(root), wide(index));
+    }
+    Kerf::Search::IndexSearcherPtr searcher() const {
+        return Kerf::Search::createIndexSearcher(wide(index));
+    }
+    /// Every stored location, as a fresh searcher sees the index.
+    std::vector<std::wstring> locations() const {
+        std::vector<std::wstring> result;
+        Kerf::Search::forEachLocationBelow(*searcher(), L"/",
+                                           [&](const std::wstring& l) { result.push_back(l); });
+        std::sort(result.begin(), result.end());
+        return result;
+    }
+};
+
+class CTextIndexer : public Kerf::Search::Writer::CRecursiveIndexer {
+public:
+    CTextIndexer(const IndexFolders& folders, const Paths& directories,
+                 const Paths& extensions = {L"txt"})
+        : CRecursiveIndexer(directories, extensions) {
+        setIndexWriter(folders.writer());
+        setIndexSearcher(folders.searcher());
+    }
+    ~CTextIndexer() override { stop(); }
+
+    /// Runs to the end (or the deadline), then closes the writer.
+    bool runToEnd() {
+        go();
+        const bool finished = waitUntil([this] { return isFinished(); });
+        stop();
+        return finished;
+    }
+
+    CMetadataPtr buildMetadata(const std::wstring& path) override {
+        std::ifstream in(Kerf::Util::toPath(path), std::ios::binary);
+        if (!in)
+            throw std::runtime_error("cannot open " + Kerf::Util::toNarrow(path));
+        std::stringstream body;
+        body << in.rdbuf();
+        if (onBuild)
+            onBuild(path);
+        auto record = std::make_shared<CMetadata>();
+        record->SetStringValue(L"Location", path);
+        record->SetStringValue(L"Body", Kerf::Util::toWide(body.str()));
+        record->SetSize(static_cast<std::int32_t>(body.str().size()));
+        return record;
+    }
+
+    std::vector<Event> events() const {
+        std::lock_guard lock(m_eventsLock);
+        return m_events;
+    }
+    std::vector<std::wstring> argumentsOf(const std::string& name) const {
+        std::vector<std::wstring> result;
+        for (const auto& e : events())
+            if (e.name == name)
+                result.push_back(e.argument);
+        return result;
+    }
+
+    // Test controls, called from the hooks' threads.
+    std::function<void(const std::wstring&)> onBuild;
+    std::function<void(const std::wstring&)> onScanningFile;
+    std::function<void(const std::wstring&)> onUpdatingIndexItem;
+
+protected:
+    void record(const char* name, const std::wstring& argument = {}) {
+        std::lock_guard lock(m_eventsLock);
+        m_events.push_back({std::this_thread::get_id(), name, argument});
+    }
+
+    void beginWorkThread() override { record("beginWorkThread"); }
+    void endWorkThread() override { record("endWorkThread"); }
+    void beginScanningDirectoryThread() override {
+        CRecursiveIndexer::beginScanningDirectoryThread();
+        record("beginScanningDirectoryThread");
+    }
+    void endScanningDirectoryThread() override {
+        record("endScanningDirectoryThread");
+        CRecursiveIndexer::endScanningDirectoryThread();
+    }
+    void beginScanningDirectory(const std::wstring& d) override {
+        record("beginScanningDirectory", d);
+    }
+    void endScanningDirectory(const std::wstring& d) override { record("endScanningDirectory", d); }
+    void beginScanningFile(const std::wstring& p) override {
+        record("beginScanningFile", p);
+        if (onScanningFile)
+            onScanningFile(p);
+    }
+    void endScanningFile(const std::wstring& p) override {
+        record("endScanningFile", p);
+        CRecursiveIndexer::endScanningFile(p);
+    }
+    void beginBuildingMetadataThread() override {
+        CRecursiveIndexer::beginBuildingMetadataThread();
+        record("beginBuildingMetadataThread");
+    }
+    void endBuildingMetadataThread() override {
+        record("endBuildingMetadataThread");
+        CRecursiveIndexer::endBuildingMetadataThread();
+    }
+    void beginBuildingMetadata() override { record("beginBuildingMetadata"); }
+    void endBuildingMetadata() override { record("endBuildingMetadata"); }
+    void beginBuildingMetadataItem(const std::wstring& p) override {
+        record("beginBuildingMetadataItem", p);
+    }
+    void endBuildingMetadataItem(const std::wstring& p) override {
+        record("endBuildingMetadataItem", p);
+    }
+    void beginUpdatingIndexThread() override {
+        CRecursiveIndexer::beginUpdatingIndexThread();
+        record("beginUpdatingIndexThread");
+    }
+    void endUpdatingIndexThread() override {
+        record("endUpdatingIndexThread");
+        CRecursiveIndexer::endUpdatingIndexThread();
+    }
+    void beginUpdatingIndex() override { record("beginUpdatingIndex"); }
+    void endUpdatingIndex() override {
+        record("endUpdatingIndex");
+        CRecursiveIndexer::endUpdatingIndex();
+    }
+    void beginUpdatingIndexItem(const std::wstring& l) override {
+        record("beginUpdatingIndexItem", l);
+        if (onUpdatingIndexItem)
+            onUpdatingIndexItem(l);
+    }
+    void endUpdatingIndexItem(const std::wstring& l) override { record("endUpdatingIndexItem", l); }
+
+private:
+    mutable std::mutex m_eventsLock;
+    std::vector<Event> m_events;
+};
+
+} // namespace EngineTest

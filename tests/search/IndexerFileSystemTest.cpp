@@ -1,0 +1,148 @@
+// What real file servers hold: folders we may not read, links that lead back
+// up the tree, and file names no text encoding can describe.
+
+#include "EngineTestSupport.h"
+#include "search/QueryRunner.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <linux/capability.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+using namespace EngineTest;
+using namespace Kerf;
+using namespace Kerf::Search;
+
+namespace {
+
+/// Takes away the calling thread's power to read past permissions (root has
+/// it), so that an unreadable folder is unreadable for the threads it starts.
+class WithoutPermissionOverride {
+public:
+    WithoutPermissionOverride() {
+        if (::geteuid() != 0 || !get())
+            return;
+        __user_cap_data_struct lowered[2] = {m_saved[0], m_saved[1]};
+        lowered[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
+        m_bLowered = set(lowered);
+    }
+    ~WithoutPermissionOverride() {
+        if (m_bLowered)
+            set(m_saved);
+    }
+
+private:
+    bool get() {
+        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+        return ::syscall(SYS_capget, &header, m_saved) == 0;
+    }
+    static bool set(__user_cap_data_struct* data) {
+        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+        return ::syscall(SYS_capset, &header, data) == 0;
+    }
+    __user_cap_data_struct m_saved[2] = {};
+    bool m_bLowered = false;
+};
+
+bool canList(const fs::path& directory) {
+    DIR* dir = ::opendir(directory.c_str());
+    if (dir != nullptr)
+        ::closedir(dir);
+    return dir != nullptr;
+}
+
+class IndexerFileSystem : public ::testing::Test {
+protected:
+    IndexFolders folders;
+    fs::path file(const fs::path& relative) {
+        const fs::path path = folders.tree / relative;
+        QoTest::writeFile(path, "filed text");
+        return path;
+    }
+    std::vector<std::wstring> sorted(std::vector<fs::path> paths) {
+        std::vector<std::wstring> result;
+        for (const auto& p : paths)
+            result.push_back(wide(p));
+        std::sort(result.begin(), result.end());
+        return result;
+    }
+};
+
+} // namespace
+
+TEST_F(IndexerFileSystem, AnUnreadableFolderIsSkippedAndTheWalkGoesOn) {
+    const auto a = file("a.txt");
+    file("locked/secret.txt");
+    const auto b = file("open/b.txt");
+    fs::permissions(folders.tree / "locked", fs::perms::none);
+    {
+        WithoutPermissionOverride lowered;
+        if (canList(folders.tree / "locked")) {
+            fs::permissions(folders.tree / "locked", fs::perms::owner_all);
+            GTEST_SKIP() << "this process reads folders whatever their permissions";
+        }
+        CTextIndexer indexer(folders, {wide(folders.tree)});
+        ASSERT_TRUE(indexer.runToEnd());
+        EXPECT_EQ(indexer.getDirectoriesSkipped(), 1u);
+        EXPECT_EQ(indexer.getDirectoriesScanned(), 3u);
+        EXPECT_TRUE(indexer.getLastError().empty());
+    }
+    fs::permissions(folders.tree / "locked", fs::perms::owner_all);
+    EXPECT_EQ(folders.locations(), sorted({a, b}));
+}
+
+TEST_F(IndexerFileSystem, LinksBackUpTheTreeAreNotFollowedIntoALoop) {
+    const auto a = file("a.txt");
+    const auto b = file("sub/b.txt");
+    QoTest::writeFile(folders.temp / "outside" / "o.txt", "elsewhere");
+    fs::create_directory_symlink("..", folders.tree / "sub" / "up");
+    fs::create_directory_symlink(".", folders.tree / "loop");
+    fs::create_directory_symlink("../outside", folders.tree / "elsewhere");
+    fs::create_symlink("nowhere.txt", folders.tree / "dangling.txt");
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    ASSERT_TRUE(indexer.runToEnd());
+    // tree, sub and the linked outside folder; "up" and "loop" lead back.
+    EXPECT_EQ(indexer.getDirectoriesScanned(), 3u);
+    EXPECT_EQ(folders.locations(), sorted({a, b, folders.tree / "elsewhere" / "o.txt"}));
+}
+
+TEST_F(IndexerFileSystem, OddFileNamesAreIndexedAndFoundUnderTheirOwnPaths) {
+    const std::vector<fs::path> names = {
+        "with space.txt",
+        "quote\"d 'single'.txt",
+        "back\\slash (1) [x]: *?.txt",
+        "\xC3\x9Cn\xC3\xAF\x63\xC3\xB6\x64\xC3\xA9 Rechnung.txt", // valid UTF-8
+        "caf\xE9.txt",                                            // Latin-1: not UTF-8
+        "emoji \xF0\x9F\x98\x80.txt",                             // past U+FFFF
+        fs::path("Gr\xFC\xDF") / "inner.txt",                     // a folder not in UTF-8
+    };
+    std::vector<fs::path> expected;
+    for (const auto& name : names)
+        expected.push_back(file(name));
+    // A pipe with a matching name must not be opened: reading it would block.
+    ASSERT_EQ(::mkfifo((folders.tree / "pipe.txt").c_str(), 0644), 0);
+
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    ASSERT_TRUE(indexer.runToEnd());
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), names.size());
+    EXPECT_EQ(folders.locations(), sorted(expected));
+
+    // The query side finds each under the exact path of the file.
+    Searcher::CQueryRunner::PathSet found, directories;
+    const Searcher::CQueryRunner::Directories roots = {wide(folders.tree)};
+    Searcher::CQueryRunner runner(folders.searcher(), nullptr, &found, &directories, &roots, L"");
+    runner.go();
+    ASSERT_EQ(found.size(), names.size());
+    for (const auto& location : found)
+        EXPECT_TRUE(fs::is_regular_file(Util::toPath(location))) << Util::toNarrow(location);
+    EXPECT_EQ(directories.count(wide(folders.tree / "Gr\xFC\xDF")), 1u);
+
+    // And the next run knows every one of them is indexed already.
+    CTextIndexer again(folders, {wide(folders.tree)});
+    ASSERT_TRUE(again.runToEnd());
+    EXPECT_EQ(again.getFilesMatched(), names.size());
+    EXPECT_EQ(again.getCompletedItemsTotal(), 0u);
+}

@@ -1,0 +1,146 @@
+#include "search/QueryRunner.h"
+#include "support/Strings.h"
+
+#include "EngineTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace EngineTest;
+using namespace Kerf;
+using namespace Kerf::Search;
+using Kerf::Search::Searcher::CQueryRunner;
+
+namespace {
+
+/// Records the hooks, and optionally adds a criterion to the base query.
+class CRecordingRunner : public CQueryRunner {
+public:
+    using CQueryRunner::CQueryRunner;
+    std::wstring criterion;
+    std::vector<std::string> hooks;
+    std::vector<std::wstring> hits, newHits, newHitBodies;
+
+    std::wstring buildQuery(const std::wstring& directory) override {
+        return CQueryRunner::buildQuery(directory) + criterion;
+    }
+
+protected:
+    void beginProcessingSearch() override { hooks.push_back("beginSearch"); }
+    void endProcessingSearch() override { hooks.push_back("endSearch"); }
+    void beginProcessingSearch(const std::wstring&) override { hooks.push_back("beginDir"); }
+    void endProcessingSearch(const std::wstring&) override { hooks.push_back("endDir"); }
+    void beginProcessingQuery() override { hooks.push_back("beginQuery"); }
+    void endProcessingQuery() override { hooks.push_back("endQuery"); }
+    void beginProcessingResults(lucene::search::Hits& h) override {
+        hooks.push_back("beginResults" + std::to_string(h.length()));
+    }
+    void endProcessingResults(lucene::search::Hits&) override { hooks.push_back("endResults"); }
+    void beginProcessingHit(const std::wstring& location) override {
+        hooks.push_back("beginHit");
+        hits.push_back(location);
+    }
+    void endProcessingHit(const std::wstring&) override { hooks.push_back("endHit"); }
+    void beginProcessingNewHit(Document& document) override {
+        hooks.push_back("beginNewHit");
+        newHits.push_back(Searcher::getAsString(document, L"Location"));
+        newHitBodies.push_back(Searcher::getAsString(document, L"Body"));
+    }
+    void endProcessingNewHit(Document&) override { hooks.push_back("endNewHit"); }
+};
+
+class QueryRunner : public ::testing::Test {
+protected:
+    IndexFolders folders;
+    CQueryRunner::PathSet found, directories;
+
+    void index(const std::vector<std::pair<std::wstring, std::wstring>>& documents) {
+        auto writer = folders.writer();
+        for (const auto& [location, subject] : documents) {
+            Document doc;
+            Writer::add(doc, L"Body", L"body of " + subject);
+            Writer::add(doc, L"Location", location);
+            Writer::add(doc, L"Subject", subject);
+            Writer::add(*writer, doc);
+        }
+    }
+    std::unique_ptr<CRecordingRunner> runner(const CQueryRunner::Directories& dirs,
+                                             const std::wstring& filter = L"") {
+        m_directories = dirs;
+        return std::make_unique<CRecordingRunner>(folders.searcher(), Analyzer::create(), &found,
+                                                  &directories, &m_directories, filter);
+    }
+
+private:
+    CQueryRunner::Directories m_directories;
+};
+
+} // namespace
+
+TEST_F(QueryRunner, AnEmptyDirectoryListRunsOnlyTheSearchWideHooks) {
+    index({{L"/srv/Mail/a.msg", L"annual"}});
+    auto r = runner({});
+    r->go();
+    EXPECT_EQ(r->hooks, (std::vector<std::string>{"beginSearch", "endSearch"}));
+}
+
+TEST_F(QueryRunner, HooksOfOneDirectoryComeInOrderWithWholeDocumentsForNewHits) {
+    index({{L"/srv/Mail/a.msg", L"annual"}, {L"/srv/Other/b.msg", L"report"}});
+    auto r = runner({L"/srv/Mail"});
+    r->go();
+    EXPECT_EQ(r->hooks,
+              (std::vector<std::string>{"beginSearch", "beginDir", "beginQuery", "endQuery",
+                                        "beginResults1", "beginHit", "beginNewHit", "endNewHit",
+                                        "endHit", "endResults", "endDir", "endSearch"}));
+    EXPECT_EQ(r->newHitBodies, std::vector<std::wstring>{L"body of annual"});
+    EXPECT_EQ(directories, (CQueryRunner::PathSet{L"/srv/Mail"}));
+}
+
+TEST_F(QueryRunner, TheNameFilterLooksAtTheLowerCasedFileNameOnly) {
+    index({{L"/srv/Mail/Invoice 12.msg", L"one"}, {L"/srv/Inv/Letter.msg", L"two"}});
+    auto r = runner({L"/srv"}, L"INV");
+    EXPECT_EQ(r->getFilenameFilter(), L"inv");
+    r->go();
+    EXPECT_EQ(r->hits.size(), 2u);
+    EXPECT_EQ(r->newHits, std::vector<std::wstring>{L"/srv/Mail/Invoice 12.msg"});
+}
+
+TEST_F(QueryRunner, AFileIsANewHitOnceAcrossDirectoriesRunsAndLetterCase) {
+    index({{L"/srv/Mail/2008/a.msg", L"one"}, {L"/SRV/MAIL/B.MSG", L"two"}});
+    found.insert(L"/srv/mail/b.msg"); // reported by an earlier run in another case
+    auto r = runner({L"/srv/Mail", L"/srv/Mail/2008"});
+    r->go();
+    EXPECT_EQ(r->hits.size(), 3u);
+    EXPECT_EQ(r->newHits, std::vector<std::wstring>{L"/srv/Mail/2008/a.msg"});
+    EXPECT_EQ(found.size(), 2u);
+    EXPECT_EQ(r->getFoundDirectoriesCount(), 1u);
+
+    auto second = runner({L"/srv"});
+    second->go();
+    EXPECT_EQ(second->hits.size(), 2u);
+    EXPECT_TRUE(second->newHits.empty());
+}
+
+TEST_F(QueryRunner, BuildMatchesGivesOnePrefixTermPerWord) {
+    EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", L"annual report"),
+              L" AND Subject:annual* AND Subject:report*");
+    EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", L""), L"");
+    EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", L"  a   b "),
+              L" AND Subject:a* AND Subject:b*");
+    EXPECT_EQ(CQueryRunner::buildMatches(L"From", L"o'neil+co (x)"),
+              L" AND From:o'neil\\+co* AND From:\\(x\\)*");
+    EXPECT_EQ(CQueryRunner::buildMatch(L"Subject", L"say \"hi\""), L"Subject:\"say \\\"hi\\\"\"");
+}
+
+TEST_F(QueryRunner, CriteriaBuiltFromMatchesNarrowTheHits) {
+    index({{L"/srv/Mail/a.msg", L"annual report 2008"},
+           {L"/srv/Mail/b.msg", L"annual budget"},
+           {L"/srv/Mail/c.msg", L"Report (draft)"}});
+    auto r = runner({L"/srv/Mail"});
+    r->criterion = CQueryRunner::buildMatches(L"Subject", L"ann rep");
+    r->go();
+    EXPECT_EQ(r->newHits, std::vector<std::wstring>{L"/srv/Mail/a.msg"});
+
+    auto broken = runner({L"/srv/Mail"});
+    broken->criterion = L" AND (Subject:";
+    EXPECT_ANY_THROW(broken->go());
+}

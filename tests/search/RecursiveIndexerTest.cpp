@@ -1,0 +1,274 @@
+#include "EngineTestSupport.h"
+
+#include "support/Assert.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <map>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+using namespace EngineTest;
+using namespace Kerf;
+using namespace Kerf::Search;
+
+namespace {
+
+class RecursiveIndexer : public ::testing::Test {
+protected:
+    IndexFolders folders;
+    fs::path file(const std::string& relative, const std::string& body = "some words") {
+        const fs::path path = folders.tree / relative;
+        QoTest::writeFile(path, body);
+        return path;
+    }
+};
+
+std::vector<std::wstring> sorted(std::vector<std::wstring> v) {
+    std::sort(v.begin(), v.end());
+    return v;
+}
+
+} // namespace
+
+TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceAndSkipsThemInLaterRuns) {
+    const auto a = file("a.txt", "quarterly invoice");
+    const auto b = file("sub/deeper/B.TXT", "annual report");
+    file("c.dat");
+    file("noextension");
+    {
+        CTextIndexer indexer(folders, {wide(folders.tree)});
+        ASSERT_TRUE(indexer.runToEnd());
+        EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
+        EXPECT_EQ(indexer.getFilesMatched(), 2u);
+        EXPECT_EQ(indexer.getDirectoriesScanned(), 3u);
+        EXPECT_TRUE(indexer.getLastError().empty());
+    }
+    EXPECT_EQ(folders.locations(), sorted({wide(a), wide(b)}));
+    auto searcher = folders.searcher();
+    auto hits = Searcher::getHits(*searcher, L"annual");
+    ASSERT_EQ(hits->length(), 1u);
+    EXPECT_EQ(Searcher::getAsInt32(hits->doc(0), L"Size"), 13);
+
+    // A later run knows both from the index; a new file is the only work.
+    const auto c = file("sub/c.txt");
+    CTextIndexer again(folders, {wide(folders.tree)});
+    ASSERT_TRUE(again.runToEnd());
+    EXPECT_EQ(again.getFilesMatched(), 3u);
+    EXPECT_EQ(again.argumentsOf("beginBuildingMetadataItem"), std::vector{wide(c)});
+    EXPECT_EQ(folders.locations().size(), 3u);
+}
+
+TEST_F(RecursiveIndexer, EmptyListsIndexNothing) {
+    file("a.txt");
+    CTextIndexer noDirectories(folders, {});
+    ASSERT_TRUE(noDirectories.runToEnd());
+    EXPECT_EQ(noDirectories.getDirectoriesScanned(), 0u);
+    EXPECT_EQ(noDirectories.getCompletedItemsTotal(), 0u);
+    EXPECT_EQ(noDirectories.events().front().name, "beginWorkThread");
+    EXPECT_EQ(noDirectories.events().back().name, "endWorkThread");
+
+    CTextIndexer noExtensions(folders, {wide(folders.tree)}, {});
+    ASSERT_TRUE(noExtensions.runToEnd());
+    EXPECT_EQ(noExtensions.getDirectoriesScanned(), 1u);
+    EXPECT_EQ(noExtensions.getFilesMatched(), 0u);
+    EXPECT_TRUE(folders.locations().empty());
+}
+
+TEST_F(RecursiveIndexer, AFileIndexedUnderAnotherLetterCaseIsSkipped) {
+    const auto a = file("Mail/a.txt");
+    {
+        auto writer = folders.writer();
+        Document doc;
+        Writer::add(doc, L"Location", Util::toLower(wide(folders.tree)) + L"/MAIL/A.TXT");
+        Writer::add(*writer, doc);
+    }
+    CTextIndexer indexer(folders, {wide(folders.tree / "Mail")});
+    ASSERT_TRUE(indexer.runToEnd());
+    EXPECT_EQ(indexer.getFilesMatched(), 1u);
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 0u);
+    EXPECT_EQ(folders.locations().size(), 1u);
+}
+
+TEST_F(RecursiveIndexer, FilesMetTwiceAreIndexedOnce) {
+    // Overlapping roots, a root listed twice and an extension listed twice
+    // all meet the same files again.
+    const auto a = file("a.txt");
+    const auto b = file("sub/b.txt");
+    CTextIndexer indexer(folders,
+                         {wide(folders.tree), wide(folders.tree / "sub"), wide(folders.tree)},
+                         {L"txt", L"TXT"});
+    ASSERT_TRUE(indexer.runToEnd());
+    // Each listed extension matches: a twice per walk of the top, b also in
+    // the walk of sub.
+    EXPECT_EQ(indexer.getFilesMatched(), 10u);
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
+    EXPECT_EQ(folders.locations(), sorted({wide(a), wide(b)}));
+}
+
+TEST_F(RecursiveIndexer, HooksComeInOrderOnTheirOwnThreads) {
+    const auto a = file("a.txt");
+    const auto b = file("sub/b.txt");
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    ASSERT_TRUE(indexer.runToEnd());
+    const auto events = indexer.events();
+    ASSERT_EQ(events.front().name, "beginWorkThread");
+    ASSERT_EQ(events.back().name, "endWorkThread");
+    EXPECT_EQ(events.front().thread, events.back().thread);
+
+    // Each stage's hooks, in the order its own thread called them.
+    std::map<std::thread::id, std::vector<std::string>> byThread;
+    std::map<std::string, size_t> position;
+    for (size_t i = 0; i < events.size(); ++i) {
+        byThread[events[i].thread].push_back(events[i].name);
+        position[events[i].name + Util::toNarrow(events[i].argument)] = i;
+    }
+    ASSERT_EQ(byThread.size(), 4u);
+    // The walk meets a.txt and sub in the order the file system lists them.
+    const std::vector<std::string> scanFileFirst = {"beginScanningDirectoryThread",
+                                                    "beginScanningDirectory",
+                                                    "beginScanningFile",
+                                                    "endScanningFile",
+                                                    "beginScanningDirectory",
+                                                    "beginScanningFile",
+                                                    "endScanningFile",
+                                                    "endScanningDirectory",
+                                                    "endScanningDirectory",
+                                                    "endScanningDirectoryThread"};
+    const std::vector<std::string> scanFolderFirst = {"beginScanningDirectoryThread",
+                                                      "beginScanningDirectory",
+                                                      "beginScanningDirectory",
+                                                      "beginScanningFile",
+                                                      "endScanningFile",
+                                                      "endScanningDirectory",
+                                                      "beginScanningFile",
+                                                      "endScanningFile",
+                                                      "endScanningDirectory",
+                                                      "endScanningDirectoryThread"};
+    const std::vector<std::string> build = {
+        "beginBuildingMetadataThread", "beginBuildingMetadata",     "beginBuildingMetadataItem",
+        "endBuildingMetadataItem",     "beginBuildingMetadataItem", "endBuildingMetadataItem",
+        "endBuildingMetadata",         "endBuildingMetadataThread"};
+    const std::vector<std::string> index = {"beginUpdatingIndexThread", "beginUpdatingIndex",
+                                            "beginUpdatingIndexItem",   "endUpdatingIndexItem",
+                                            "beginUpdatingIndexItem",   "endUpdatingIndexItem",
+                                            "endUpdatingIndex",         "endUpdatingIndexThread"};
+    int seen = 0;
+    for (const auto& [thread, names] : byThread) {
+        seen +=
+            names == scanFileFirst || names == scanFolderFirst || names == build || names == index;
+    }
+    EXPECT_EQ(seen, 3);
+
+    // Across threads: each file passes the stages in turn, and a stage ends
+    // only after the one before it.
+    for (const auto& path : {Util::toNarrow(wide(a)), Util::toNarrow(wide(b))}) {
+        EXPECT_LT(position["beginScanningFile" + path],
+                  position["beginBuildingMetadataItem" + path]);
+        EXPECT_LT(position["endBuildingMetadataItem" + path],
+                  position["endUpdatingIndexItem" + path]);
+    }
+    EXPECT_LT(position["endScanningDirectoryThread"], position["endBuildingMetadata"]);
+    EXPECT_LT(position["endBuildingMetadataThread"], position["endUpdatingIndex"]);
+}
+
+TEST_F(RecursiveIndexer, StopDuringALongWalkEndsAtTheNextEntryAndClosesTheWriter) {
+    for (int d = 0; d < 20; ++d)
+        for (int f = 0; f < 20; ++f)
+            file("d" + std::to_string(d) + "/f" + std::to_string(f) + ".txt");
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    std::promise<void> walking;
+    int matched = 0;
+    indexer.onScanningFile = [&](const std::wstring&) {
+        if (++matched == 10) {
+            walking.set_value();
+            waitUntil([&] { return indexer.isStopRequested(); });
+        }
+    };
+    indexer.go();
+    ASSERT_EQ(walking.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    indexer.stop();
+
+    EXPECT_TRUE(indexer.isFinished());
+    EXPECT_EQ(indexer.getFilesMatched(), 10u);
+    EXPECT_EQ(indexer.getIndexWriter(), nullptr);
+    EXPECT_FALSE(lucene::index::IndexReader::isLocked(Util::toNarrow(wide(folders.index)).c_str()));
+    EXPECT_EQ(folders.locations().size(), indexer.getCompletedItemsTotal());
+    // The writer is really gone: another one opens on the same index.
+    EXPECT_NO_THROW(folders.writer());
+}
+
+TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
+    for (int f = 0; f < 40; ++f)
+        file("f" + std::to_string(f) + ".txt");
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    indexer.setQueueCapacity(2);
+    // The index stage holds its first item until a stop is asked for, so
+    // both queues fill and both producers wait.
+    indexer.onUpdatingIndexItem = [&](const std::wstring&) {
+        waitUntil([&] { return indexer.isStopRequested(); });
+    };
+    indexer.go();
+    ASSERT_TRUE(waitUntil([&] {
+        return indexer.getItemsToBeReadCount() == 2 && indexer.getItemsToBeIndexedCount() == 2;
+    }));
+    auto stopped = std::async(std::launch::async, [&] { indexer.stop(); });
+    ASSERT_EQ(stopped.wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    EXPECT_TRUE(indexer.isFinished());
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
+    EXPECT_EQ(indexer.getItemsToBeReadCount() + indexer.getItemsToBeIndexedCount(), 0u);
+}
+
+TEST_F(RecursiveIndexer, AFileThatCannotBeReadIsLeftOutAndTheRunGoesOn) {
+    file("a.txt");
+    file("bad.txt");
+    file("c.txt");
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    indexer.onBuild = [](const std::wstring& path) {
+        if (path.ends_with(L"bad.txt"))
+            throw std::runtime_error("damaged");
+    };
+    ASSERT_TRUE(indexer.runToEnd());
+    EXPECT_EQ(indexer.getItemsFailed(), 1u);
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
+    EXPECT_TRUE(indexer.getLastError().empty());
+}
+
+TEST_F(RecursiveIndexer, AFailingIndexWriteEndsTheRunWithItsMessageAndNoHang) {
+    for (int f = 0; f < 40; ++f)
+        file("f" + std::to_string(f) + ".txt");
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    indexer.setQueueCapacity(2);
+    indexer.onUpdatingIndexItem = [&](const std::wstring&) {
+        if (indexer.getCompletedItemsTotal() == 3)
+            throw CExceptionBase(L"disk full");
+    };
+    ASSERT_TRUE(indexer.runToEnd());
+    EXPECT_NE(indexer.getLastError().find(L"disk full"), std::wstring::npos);
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 3u);
+    EXPECT_EQ(folders.locations().size(), 3u);
+}
+
+TEST_F(RecursiveIndexer, RunsAgainAfterFinishingAndWorksAtTheLowestPriority) {
+    file("a.txt");
+    CTextIndexer indexer(folders, {wide(folders.tree)});
+    std::vector<int> priorities;
+    indexer.onBuild = [&](const std::wstring&) {
+        priorities.push_back(getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid))));
+    };
+    const unsigned assertionsBefore = failedAssertionCount();
+    indexer.go();
+    ASSERT_TRUE(waitUntil([&] { return indexer.isFinished(); }));
+    // The searcher still shows the old index; the file added by the first
+    // run is known all the same.
+    file("b.txt");
+    indexer.go();
+    ASSERT_TRUE(waitUntil([&] { return indexer.isFinished(); }));
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
+    indexer.stop();
+    EXPECT_EQ(folders.locations().size(), 2u);
+    EXPECT_EQ(priorities, (std::vector<int>{19, 19}));
+    EXPECT_EQ(failedAssertionCount(), assertionsBefore);
+}
