@@ -1,0 +1,202 @@
+#include "stores/CentralFilingStores.h"
+
+#include "stores/UserSettings.h"
+#include "stores/XmlGuards.h"
+#include "support/Assert.h"
+#include "support/Exception.h"
+#include "support/Paths.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <QUuid>
+
+#include <libxml/parser.h>
+#include <libxml/xmlschemas.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace Kerf::QuireLib {
+namespace {
+
+using Util::toNarrow;
+namespace fs = std::filesystem;
+
+struct SchemaParserDeleter {
+    void operator()(xmlSchemaParserCtxt* p) const { xmlSchemaFreeParserCtxt(p); }
+};
+struct SchemaDeleter {
+    void operator()(xmlSchema* p) const { xmlSchemaFree(p); }
+};
+struct ValidDeleter {
+    void operator()(xmlSchemaValidCtxt* p) const { xmlSchemaFreeValidCtxt(p); }
+};
+
+// Network off, and neither entity substitution nor DTD loading: a list cannot
+// pull another file's text into a location.
+constexpr int kParseOptions = XML_PARSE_NONET;
+
+} // namespace
+
+CCentralFilingStores::CCentralFilingStores()
+    : m_sCacheFolder(CQOUtils::GetQOAppDataDir() + L"Central List/"),
+      m_sSchemaLocation(Paths::installationDirectory() + kSchemaFileName),
+      m_sCacheKey(L"Central List") {
+    xmlInitParser();
+    Trace::tracef("*** CCentralFilingStores::CCentralFilingStores() ...\n");
+    Trace::tracef("\tCache Folder Location = %s ...\n", toNarrow(m_sCacheFolder).c_str());
+    Trace::tracef("\tSchema Location = %s ...\n", toNarrow(m_sSchemaLocation).c_str());
+    Trace::tracef("\tCache Registry Key = %s ...\n", toNarrow(m_sCacheKey).c_str());
+}
+
+bool CCentralFilingStores::AddFilingList(const std::wstring& sRemotePath, std::wstring& sError) {
+    auto settings = openUserSettings();
+    settings->beginGroup(QString::fromLatin1(kCacheGroup));
+    const QString remote = QString::fromStdWString(sRemotePath);
+    QString cacheName;
+    for (const QString& key : settings->childKeys()) {
+        if (settings->value(key).toString() == remote) {
+            cacheName = key;
+            break;
+        }
+    }
+    if (cacheName.isEmpty()) {
+        cacheName = QUuid::createUuid().toString(QUuid::WithoutBraces) + QStringLiteral(".xml");
+        settings->setValue(cacheName, remote);
+        settings->sync();
+        if (settings->status() != QSettings::NoError) {
+            sError =
+                L"Cannot record the central list cache in " + userSettingsPath().toStdWString();
+            return false;
+        }
+    }
+    m_vFilingLists.push_back(FilingList{sRemotePath, m_sCacheFolder + cacheName.toStdWString()});
+    return true;
+}
+
+bool CCentralFilingStores::Refresh() {
+    m_sRefreshError.clear();
+    if (std::atoi(xmlParserVersion) < kMinimumParserVersion) {
+        m_sRefreshError = L"The XML filing list feature requires libxml2 version 2.9.0 or "
+                          L"higher installed.";
+        Trace::tracef("%s\n", toNarrow(m_sRefreshError).c_str());
+        return false;
+    }
+    SynchroniseCache();
+    LoadCache();
+    return true;
+}
+
+void CCentralFilingStores::Close() {
+    m_vFilingLists.clear();
+    m_vLocations.clear();
+    m_vSettings.clear();
+}
+
+void CCentralFilingStores::SynchroniseCache() {
+    std::error_code ec;
+    fs::create_directories(Util::toPath(m_sCacheFolder), ec);
+    for (const auto& list : m_vFilingLists) {
+        try {
+            CopyRemoteFile(list.sRemoteFile, list.sCacheFile);
+        } catch (const CExceptionBase& e) {
+            // The list goes on with the copy the cache already holds.
+            Trace::tracef("Error synchronizing cache\nFile: %s\nLocal File: %s\n%s",
+                          toNarrow(list.sRemoteFile).c_str(), toNarrow(list.sCacheFile).c_str(),
+                          toNarrow(e.getMessage()).c_str());
+        }
+    }
+}
+
+void CCentralFilingStores::CopyRemoteFile(const std::wstring& sRemote, const std::wstring& sLocal) {
+    std::error_code ec;
+    const fs::path remote = Util::toPath(sRemote);
+    if (!fs::is_regular_file(remote, ec))
+        throw CExceptionBase(L"Can't access file : " + sRemote);
+    // Copy beside the cache file and rename: a copy that breaks off never
+    // destroys the copy that was there.
+    const fs::path local = Util::toPath(sLocal);
+    fs::path partial = local;
+    partial += ".partial";
+    if (!fs::copy_file(remote, partial, fs::copy_options::overwrite_existing, ec)) {
+        fs::remove(partial, ec);
+        throw CExceptionBase(L"failed to copy file : " + sRemote);
+    }
+    fs::rename(partial, local, ec);
+    if (ec) {
+        fs::remove(partial, ec);
+        throw CExceptionBase(L"failed to copy file : " + sRemote);
+    }
+}
+
+void CCentralFilingStores::LoadCache() {
+    for (const auto& list : m_vFilingLists) {
+        std::wstring sError;
+        if (!LoadFilingList(list, sError))
+            Trace::tracef("Error loading cached filing list.\nFile: %s\nRemote File: %s\n%s",
+                          toNarrow(list.sCacheFile).c_str(), toNarrow(list.sRemoteFile).c_str(),
+                          toNarrow(sError).c_str());
+    }
+}
+
+bool CCentralFilingStores::LoadFilingList(const FilingList& list, std::wstring& sError) {
+    const std::string cacheFile = toNarrow(list.sCacheFile);
+    const std::string schemaFile = toNarrow(m_sSchemaLocation);
+    Xml::ErrorCollector errors;
+    Xml::LoadOnly loadOnly({cacheFile, schemaFile});
+
+    std::unique_ptr<xmlSchemaParserCtxt, SchemaParserDeleter> schemaParser(
+        xmlSchemaNewParserCtxt(schemaFile.c_str()));
+    std::unique_ptr<xmlSchema, SchemaDeleter> schema(
+        schemaParser ? xmlSchemaParse(schemaParser.get()) : nullptr);
+    if (!schema) {
+        sError = L"xmlSchemaParse failed.\n" + errors.describe();
+        return false;
+    }
+    std::unique_ptr<xmlSchemaValidCtxt, ValidDeleter> validator(
+        xmlSchemaNewValidCtxt(schema.get()));
+    if (!validator) {
+        sError = L"xmlSchemaNewValidCtxt failed.\n" + errors.describe();
+        return false;
+    }
+    Xml::DocPtr doc(xmlReadFile(cacheFile.c_str(), nullptr, kParseOptions));
+    if (!doc) {
+        sError = L"xmlReadFile failed. \n" + errors.describe();
+        return false;
+    }
+    if (xmlSchemaValidateDoc(validator.get(), doc.get()) != 0) {
+        sError = L"xmlSchemaValidateDoc failed. \n" + errors.describe();
+        return false;
+    }
+
+    xmlNode* pDocumentElement = xmlDocGetRootElement(doc.get());
+    KERF_ASSERT(pDocumentElement != NULL);
+    const auto locationsNodes = Xml::childElements(pDocumentElement, "locations");
+    KERF_ASSERT(!locationsNodes.empty());
+    LocationRows rows;
+    for (xmlNode* pLocationsNode : locationsNodes) {
+        for (xmlNode* pTempElement : Xml::childElements(pLocationsNode, "location")) {
+            LocationRow row;
+            row[LocationKey::kPathLocation] = Xml::attribute(pTempElement, "path");
+            row[LocationKey::kPrimaryRef] = Xml::attribute(pTempElement, "primaryref");
+            row[LocationKey::kSecondaryRef] = Xml::attribute(pTempElement, "secondaryref");
+            row[LocationKey::kDescription] = Xml::attribute(pTempElement, "description");
+            row[LocationKey::kStoreId] = kCentralStoreId;
+            rows.push_back(std::move(row));
+        }
+    }
+    SettingPairs settings;
+    for (xmlNode* pSettingsNode : Xml::childElements(pDocumentElement, "settings")) {
+        for (xmlNode* pSetting : Xml::childElements(pSettingsNode, "setting")) {
+            const auto values = Xml::childElements(pSetting, "value");
+            KERF_ASSERT(!values.empty());
+            settings.emplace_back(Xml::attribute(pSetting, "name"),
+                                  values.empty() ? std::wstring() : Xml::content(values.front()));
+        }
+    }
+    m_vLocations.insert(m_vLocations.end(), rows.begin(), rows.end());
+    m_vSettings.insert(m_vSettings.end(), settings.begin(), settings.end());
+    return true;
+}
+
+} // namespace Kerf::QuireLib

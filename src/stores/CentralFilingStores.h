@@ -1,0 +1,66 @@
+#pragma once
+// Central filing lists: XML files an administrator keeps on a shared drive.
+// Each list is copied into a per-user cache folder and read from there, so
+// its locations stay usable while the share cannot be reached. The user
+// settings (group "Central List") map each cache file name to its remote list.
+
+#include "stores/LocationRow.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Kerf::QuireLib {
+
+class CCentralFilingStores {
+public:
+    static constexpr const char* kCacheGroup = "Central List";
+    static constexpr const wchar_t* kSchemaFileName = L"FilingLocations.xsd";
+    /// The oldest libxml2 this reader is known to read safely with (2.9.0).
+    static constexpr int kMinimumParserVersion = 20900;
+
+    struct FilingList {
+        std::wstring sRemoteFile;
+        std::wstring sCacheFile;
+    };
+    using SettingPairs = std::vector<std::pair<std::wstring, std::wstring>>;
+
+    CCentralFilingStores();
+
+    /// Registers a remote list and its cache file; a list not seen before gets
+    /// a new cache file "<uuid>.xml". False, with sError set, when the user
+    /// settings cannot be written.
+    bool AddFilingList(const std::wstring& sRemotePath, std::wstring& sError);
+
+    /// Copies every remote list over its cache copy, then loads every cached
+    /// list. A list that fails is traced and skipped. False only when the XML
+    /// reader is too old to be used (GetRefreshError() says so).
+    bool Refresh();
+
+    const LocationRows& Locations() const { return m_vLocations; }
+    const SettingPairs& Settings() const { return m_vSettings; }
+    const std::vector<FilingList>& FilingLists() const { return m_vFilingLists; }
+    const std::wstring& GetRefreshError() const { return m_sRefreshError; }
+
+    const std::wstring& GetCacheFolder() const { return m_sCacheFolder; }
+    const std::wstring& GetSchemaLocation() const { return m_sSchemaLocation; }
+
+    /// Forgets the lists and what was read from them.
+    void Close();
+
+private:
+    void SynchroniseCache();
+    void LoadCache();
+    bool LoadFilingList(const FilingList& list, std::wstring& sError);
+    static void CopyRemoteFile(const std::wstring& sRemote, const std::wstring& sLocal);
+
+    std::wstring m_sCacheFolder;
+    std::wstring m_sSchemaLocation;
+    std::wstring m_sCacheKey;
+    std::vector<FilingList> m_vFilingLists;
+    LocationRows m_vLocations;
+    SettingPairs m_vSettings;
+    std::wstring m_sRefreshError;
+};
+
+} // namespace Kerf::QuireLib

@@ -1,0 +1,208 @@
+#include "stores/QODatabase.h"
+
+#include "stores/UnicodeText.h"
+#include "stores/UserSettings.h"
+#include "support/Assert.h"
+#include "support/Paths.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <ctime>
+#include <filesystem>
+#include <regex>
+
+namespace Kerf::QuireLib {
+namespace {
+
+const wchar_t* const kStores = L"tbl_stores";
+const wchar_t* const kTypes = L"tbl_store_types";
+const wchar_t* const kLinks = L"tbl_store_types_link";
+
+bool fileExists(const std::wstring& path) {
+    std::error_code ec;
+    return std::filesystem::is_regular_file(Util::toPath(path), ec);
+}
+
+std::wstring today() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    wchar_t buffer[16];
+    std::wcsftime(buffer, 16, L"%d/%m/%Y", &local);
+    return buffer;
+}
+
+} // namespace
+
+CQuartoDb::CQuartoDb(Mode mode) {
+    try {
+        if (mode == eBuildFromFolderLists)
+            buildFromFolderLists();
+        else
+            openDefault();
+    } catch (const CExceptionBase& e) {
+        m_sOpenError = e.getMessage();
+        Trace::tracef("Exception: %s\n", Util::toNarrow(m_sOpenError).c_str());
+        m_db.Close();
+    }
+}
+
+CQuartoDb::CQuartoDb(const std::wstring& sDbType, const std::wstring& sDatabase,
+                     const std::wstring& sServer, const std::wstring& sUser,
+                     const std::wstring& sPassword) {
+    m_db.Attach(sDbType, sDatabase, sServer, sUser, sPassword);
+}
+
+void CQuartoDb::openDefault() {
+    const QString connection = openUserSettings()
+                                   ->value(QString::fromLatin1(kSettingsGroup) + QLatin1Char('/') +
+                                           QString::fromLatin1(kConnectionStringKey))
+                                   .toString();
+    if (!connection.isEmpty()) {
+        m_db.Attach(connection.toStdWString());
+        return;
+    }
+    const std::wstring folder = CQOUtils::GetQOAppDataDir();
+    if (fileExists(folder + kSqliteFileName))
+        m_db.Attach(CDbTableHelper::kTypeSqlite, folder + kSqliteFileName, {}, {}, {});
+    else if (fileExists(folder + kMdbFileName))
+        m_db.Attach(CDbTableHelper::kTypeMdb, folder + kMdbFileName, {}, L"Admin", {});
+    else
+        Trace::tracef("No store database in %s\n", Util::toNarrow(folder).c_str());
+}
+
+void CQuartoDb::buildFromFolderLists() {
+    const std::wstring folder = CQOUtils::GetQOAppDataDir();
+    m_db.Attach(CDbTableHelper::kTypeSqlite, folder + kSqliteFileName, {}, {}, {});
+    CreateTables();
+    for (const wchar_t* list : {L"Folders.txt", L"OutlookFolders.txt"})
+        if (fileExists(folder + list))
+            ImportFolderList(folder + list, L"msg");
+}
+
+void CQuartoDb::CreateTables() {
+    switch (m_db.GetEngine()) {
+    case CDbTableHelper::Engine::Access:
+        throw CDbException(L"The Access store database is read only");
+    case CDbTableHelper::Engine::MySql:
+        m_db.executeQuery(L"CREATE TABLE IF NOT EXISTS tbl_stores (store_id INT NOT NULL "
+                          L"AUTO_INCREMENT PRIMARY KEY, primary_ref TEXT, secondary_ref TEXT, "
+                          L"description TEXT, path_location TEXT, date_last_used VARCHAR(10)) "
+                          L"ENGINE=InnoDB DEFAULT CHARSET=utf8mb4;");
+        m_db.executeQuery(L"CREATE TABLE IF NOT EXISTS tbl_store_types (type_id INT NOT NULL "
+                          L"AUTO_INCREMENT PRIMARY KEY, type VARCHAR(255)) "
+                          L"ENGINE=InnoDB DEFAULT CHARSET=utf8mb4;");
+        m_db.executeQuery(L"CREATE TABLE IF NOT EXISTS tbl_store_types_link (store_id INT NOT "
+                          L"NULL, type_id INT NOT NULL) ENGINE=InnoDB DEFAULT CHARSET=utf8mb4;");
+        return;
+    case CDbTableHelper::Engine::Sqlite:
+        m_db.executeQuery(L"CREATE TABLE IF NOT EXISTS tbl_stores (store_id INTEGER PRIMARY KEY "
+                          L"AUTOINCREMENT, primary_ref TEXT, secondary_ref TEXT, description "
+                          L"TEXT, path_location TEXT, date_last_used TEXT);");
+        m_db.executeQuery(L"CREATE TABLE IF NOT EXISTS tbl_store_types (type_id INTEGER PRIMARY "
+                          L"KEY AUTOINCREMENT, type TEXT);");
+        m_db.executeQuery(L"CREATE TABLE IF NOT EXISTS tbl_store_types_link (store_id INTEGER "
+                          L"NOT NULL, type_id INTEGER NOT NULL);");
+        return;
+    }
+}
+
+void CQuartoDb::GetStoreLocationsByType(LocationRows& rows, const std::wstring& sTypeName) {
+    const long typeId = m_db.TableFindRecord(kTypes, L"type_id", {{L"type", sTypeName}}, {});
+    if (typeId == -1)
+        return;
+    std::vector<long> storeIds;
+    {
+        QSqlQuery query = m_db.executeQuery(L"SELECT store_id FROM " + std::wstring(kLinks) +
+                                            L" WHERE type_id=" + std::to_wstring(typeId) + L";");
+        while (query.next())
+            storeIds.push_back(
+                CDbTableHelper::retrieveId(query, 1, L"invalid type retrieving id field"));
+    }
+    for (const long storeId : storeIds)
+        rows.push_back(m_db.TableReadRecordStrings(
+            kStores, LocationKey::kStoreId, storeId,
+            {LocationKey::kStoreId, LocationKey::kPrimaryRef, LocationKey::kSecondaryRef,
+             LocationKey::kDescription, LocationKey::kPathLocation}));
+}
+
+long CQuartoDb::TablesUpdateOrInsertStore(const std::wstring& sPathLocation,
+                                          const std::wstring& sPrimaryRef,
+                                          const std::wstring& sSecondaryRef,
+                                          const std::wstring& sDescription,
+                                          const std::wstring& sTypeName, long storeId) {
+    KERF_TRACE_ENTRY("Kerf::QuireLib::CQuartoDb::TablesUpdateOrInsertStore");
+    KERF_ASSERT(m_db.CanTransact());
+    if (!m_db.BeginTrans())
+        return storeId;
+    try {
+        CDbTableHelper::StringMap values{{L"date_last_used", today()}};
+        const std::pair<const wchar_t*, const std::wstring*> columns[] = {
+            {LocationKey::kPathLocation, &sPathLocation},
+            {LocationKey::kPrimaryRef, &sPrimaryRef},
+            {LocationKey::kSecondaryRef, &sSecondaryRef},
+            {LocationKey::kDescription, &sDescription}};
+        for (const auto& [column, value] : columns)
+            if (*value != L"NULL")
+                values[column] = *value;
+        storeId = m_db.TableUpdateInsert(kStores, LocationKey::kStoreId, storeId, values, {});
+
+        long typeId = m_db.TableFindRecord(kTypes, L"type_id", {{L"type", sTypeName}}, {});
+        if (typeId == -1)
+            typeId = m_db.TableUpdateInsert(kTypes, L"type_id", 0, {{L"type", sTypeName}}, {});
+        const CDbTableHelper::LongMap link{{L"store_id", storeId}, {L"type_id", typeId}};
+        if (m_db.TableFindRecord(kLinks, L"store_id", {}, link) == -1)
+            m_db.TableInsert(kLinks, {}, link);
+    } catch (...) {
+        m_db.Rollback();
+        throw;
+    }
+    const bool bCommitted = m_db.CommitTrans();
+    KERF_ASSERT(bCommitted);
+    if (!bCommitted) {
+        m_db.Rollback();
+        throw CDbException(L"The store could not be saved: the transaction did not commit");
+    }
+    return storeId;
+}
+
+bool CQuartoDb::ParseFolderListLine(const std::wstring& sLine, std::wstring& sParent,
+                                    std::wstring& sFolder) {
+    // The last two components of a path written with either separator.
+    static const std::wregex re(LR"(^.*[\\/](.*)[\\/](.*)$)");
+    std::wsmatch reResult;
+    if (!std::regex_match(sLine, reResult, re))
+        return false;
+    KERF_ASSERT(reResult.size() == 3);
+    sParent = reResult[1].str();
+    sFolder = reResult[2].str();
+    return true;
+}
+
+size_t CQuartoDb::ImportFolderList(const std::wstring& sListPath, const std::wstring& sTypeName) {
+    const auto lines = UnicodeText::readLines(sListPath);
+    if (!lines)
+        throw CExceptionBase(L"Cannot read the folder list " + sListPath);
+    size_t added = 0;
+    for (const auto& rawLine : *lines) {
+        const std::wstring line = Util::trim(rawLine);
+        std::wstring sParent, sFolder;
+        if (!ParseFolderListLine(line, sParent, sFolder))
+            continue;
+        // An exact comparison: LIKE would take "_" in a path for a wildcard.
+        bool bStored = false;
+        {
+            QSqlQuery query = m_db.executeQuery(L"SELECT store_id FROM " + std::wstring(kStores) +
+                                                L" WHERE path_location=" +
+                                                CDbTableHelper::QuoteString(line) + L";");
+            bStored = query.next();
+        }
+        if (bStored)
+            continue;
+        TablesUpdateOrInsertStore(line, sParent, sFolder, L"", sTypeName, 0);
+        ++added;
+    }
+    return added;
+}
+
+} // namespace Kerf::QuireLib

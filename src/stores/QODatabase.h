@@ -1,0 +1,78 @@
+#pragma once
+// The product's store database: filing stores, store types and the links
+// between them, over one CDbTableHelper.
+//
+// Which database the default constructor opens, in this order:
+//  1. the connection string in the user settings, group "Store Database",
+//     value "ConnectionString" (this is how a MySQL server is named);
+//  2. the per-user "Quarto.db" (SQLite) in the application data folder;
+//  3. the per-user "Quarto.mdb" (Access, read only) in the same folder.
+// With none of them there is no database and so no stores.
+
+#include "stores/DbTableHelper.h"
+#include "stores/LocationRow.h"
+
+#include <string>
+
+namespace Kerf::QuireLib {
+
+class CQuartoDb {
+public:
+    enum Mode {
+        eOpenExisting = 0,        ///< read the database that is there
+        eBuildFromFolderLists = 1 ///< make "Quarto.db" from "Folders.txt" / "OutlookFolders.txt"
+    };
+
+    static constexpr const wchar_t* kSqliteFileName = L"Quarto.db";
+    static constexpr const wchar_t* kMdbFileName = L"Quarto.mdb";
+    static constexpr const char* kSettingsGroup = "Store Database";
+    static constexpr const char* kConnectionStringKey = "ConnectionString";
+
+    /// Opens the user's database. A failure is traced as "Exception: %s\n" and
+    /// kept in GetOpenError(); the object is then closed.
+    explicit CQuartoDb(Mode mode = eOpenExisting);
+    /// Opens the named database; throws when it cannot.
+    CQuartoDb(const std::wstring& sDbType, const std::wstring& sDatabase,
+              const std::wstring& sServer, const std::wstring& sUser,
+              const std::wstring& sPassword);
+
+    bool IsOpen() const { return m_db.IsOpen(); }
+    /// Why the default constructor could not open the database; empty when it
+    /// did, or when there was no database to open.
+    const std::wstring& GetOpenError() const { return m_sOpenError; }
+    CDbTableHelper& GetHelper() { return m_db; }
+
+    /// Creates the three tables where missing (not on the read-only Access file).
+    void CreateTables();
+
+    /// Appends the location rows of every store of the type (matched without
+    /// regard to letter case), in the order of their links.
+    void GetStoreLocationsByType(LocationRows& rows, const std::wstring& sTypeName);
+
+    /// Updates the store (storeId > 0) or inserts a new one (storeId 0) and
+    /// links it to the type, all in one transaction. A text "NULL" leaves that
+    /// column as it is. Returns the store's id; the given id unchanged when no
+    /// transaction could be begun.
+    long TablesUpdateOrInsertStore(const std::wstring& sPathLocation,
+                                   const std::wstring& sPrimaryRef,
+                                   const std::wstring& sSecondaryRef,
+                                   const std::wstring& sDescription, const std::wstring& sTypeName,
+                                   long storeId);
+
+    /// Splits a folder-list line into its last two path components.
+    static bool ParseFolderListLine(const std::wstring& sLine, std::wstring& sParent,
+                                    std::wstring& sFolder);
+    /// Adds a store of the type for every line of a folder list whose path is
+    /// not stored yet: primary reference the parent folder's name, secondary
+    /// reference the folder's name. Returns how many stores were added.
+    size_t ImportFolderList(const std::wstring& sListPath, const std::wstring& sTypeName);
+
+private:
+    void openDefault();
+    void buildFromFolderLists();
+
+    CDbTableHelper m_db;
+    std::wstring m_sOpenError;
+};
+
+} // namespace Kerf::QuireLib

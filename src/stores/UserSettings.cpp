@@ -1,0 +1,26 @@
+#include "stores/UserSettings.h"
+
+#include <QDir>
+
+#include <cstdlib>
+
+namespace Kerf::QuireLib {
+
+QString userSettingsPath() {
+    QString base;
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    if (xdg != nullptr && xdg[0] == '/') {
+        base = QString::fromLocal8Bit(xdg);
+    } else {
+        const char* home = std::getenv("HOME");
+        base = QString::fromLocal8Bit(home != nullptr && home[0] != '\0' ? home : "/tmp") +
+               QStringLiteral("/.config");
+    }
+    return QDir::cleanPath(base + QStringLiteral("/Pellam/Quarto.conf"));
+}
+
+std::unique_ptr<QSettings> openUserSettings() {
+    return std::make_unique<QSettings>(userSettingsPath(), QSettings::IniFormat);
+}
+
+} // namespace Kerf::QuireLib

@@ -1,0 +1,20 @@
+#pragma once
+// The per-user settings store (organisation "Pellam", application "Quarto"):
+// an INI file $XDG_CONFIG_HOME/Pellam/Quarto.conf (default ~/.config). The path
+// is worked out on every call rather than left to QSettings, which would
+// remember the first configuration folder it saw for the rest of the process.
+
+#include <QSettings>
+#include <QString>
+
+#include <memory>
+
+namespace Kerf::QuireLib {
+
+/// The settings file's path for the current environment.
+QString userSettingsPath();
+
+/// A settings object on that file, opened for one read or write.
+std::unique_ptr<QSettings> openUserSettings();
+
+} // namespace Kerf::QuireLib
