@@ -1,0 +1,28 @@
+#pragma once
+// The e-mail record of one saved message file. Construction does the whole
+// job and never throws: a file that is missing, empty, unreadable, not a
+// message or damaged still gives "Location", its size and whatever could be read.
+
+#include "mail/EmailMetadataMessage.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace Kerf::QuireLib {
+
+class CEmailMetadata_File : public CEmailMetadata_Message {
+public:
+    CEmailMetadata_File(const std::wstring& path, bool CountAttachments);
+
+    /// Files up to this length are read into memory in one go and parsed
+    /// there; longer ones are read piecemeal as the parser asks.
+    static constexpr std::uint64_t kWholeFileLimit = 64ull * 1024 * 1024;
+
+private:
+    /// Opens the file's storage and reads the message; returns success.
+    /// `fileSize` is set once the open file has been measured.
+    bool RetrieveData(const std::wstring& path, std::optional<std::uint64_t>& fileSize);
+};
+
+} // namespace Kerf::QuireLib

@@ -1,0 +1,41 @@
+#pragma once
+// The e-mail record read from an open message: the text keys, the sent date
+// and the attachment counts.
+
+#include "mail/EmailMetadata.h"
+#include "mail/MapiMessage.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace Kerf::QuireLib {
+
+class CEmailMetadata_Message : public CEmailMetadata {
+public:
+    /// Reads a message file's bytes already in memory. The record gets no
+    /// "Location" and no size; whatever cannot be read stays absent.
+    CEmailMetadata_Message(std::span<const std::uint8_t> bytes, bool CountAttachments);
+
+protected:
+    explicit CEmailMetadata_Message(bool CountAttachments);
+
+    /// Opens the message on the storage and reads every value from it; false
+    /// when the storage holds no message. Never throws.
+    bool ReadMessage(std::shared_ptr<Mapi::CStorage> storage);
+
+    bool CountAttachments() const { return m_bCountAttachments; }
+
+    /// Present only while the values are read.
+    std::unique_ptr<Mapi::CMessage> m_pMessage;
+
+private:
+    void ReadProperties();
+    void ReadBodyElsewhere();
+    void ReadAttachmentCounts();
+
+    bool m_bCountAttachments;
+};
+
+} // namespace Kerf::QuireLib

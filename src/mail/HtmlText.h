@@ -1,0 +1,19 @@
+#pragma once
+// Plain text of an HTML message body, for messages that carry no plain-text
+// body: libxml2's forgiving HTML parser builds the tree, and the text is
+// taken from it with scripts, styles and the head left out, entities
+// decoded, white space collapsed and block elements put on lines of their own.
+
+#include <string>
+#include <string_view>
+
+namespace Kerf::Html {
+
+/// The charset the document declares through a byte-order mark or a meta tag
+/// near its start, lower-cased; empty when it declares none.
+std::string declaredCharset(std::string_view bytes);
+
+/// The document's text, lines ending in "\r\n".
+std::wstring toPlainText(std::wstring_view html);
+
+} // namespace Kerf::Html

@@ -1,0 +1,44 @@
+#pragma once
+// Reading single properties of a MAPI object, throwing on failure, and the
+// exception those helpers throw.
+
+#include "mail/MapiObject.h"
+#include "support/Exception.h"
+
+#include <string>
+#include <vector>
+
+namespace Mapi {
+
+/// A failed MAPI call. The message names the error text, the code, the
+/// function and the call that failed.
+class CMapiException : public Kerf::CExceptionBase {
+public:
+    CMapiException(std::wstring message, HRESULT hr);
+    HRESULT code() const { return m_hr; }
+
+private:
+    HRESULT m_hr;
+};
+
+/// Does nothing for a success code; otherwise throws a CMapiException whose
+/// text comes from the object's GetLastError when it has one.
+void throwIfFailed(const CMapiObject& object, HRESULT hr, const char* function,
+                   const char* context);
+
+class MapiProp {
+public:
+    /// One text property through GetProps; a value too large for GetProps is
+    /// read through getPropertySlow_Throw.
+    static void getProperty_Throw(CMapiObject& object, ULONG tag, std::wstring& text, ULONG flags);
+    /// One text property opened and read whole as a stream.
+    static void getPropertySlow_Throw(CMapiObject& object, ULONG tag, std::wstring& text,
+                                      ULONG flags);
+    /// Reads a property stream to its end.
+    static void getStreamData_Throw(const CMapiObject& object, CStream& stream,
+                                    std::vector<std::uint8_t>& data);
+    /// getProperty_Throw that reports failure as false instead.
+    static bool getProperty(CMapiObject& object, ULONG tag, std::wstring& text, ULONG flags);
+};
+
+} // namespace Mapi

@@ -1,0 +1,44 @@
+#pragma once
+// A saved message opened on its compound-file storage, with its attachment
+// and recipient tables. The tables cover only this message's own
+// "__attach_version1.0_#" and "__recip_version1.0_#" storages: an attached
+// message keeps its own inside its attachment and is never read from here.
+
+#include "mail/MapiObject.h"
+
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace Mapi {
+
+class CTable {
+public:
+    CTable(std::shared_ptr<CStorage> storage, std::vector<int> rows, int codePage);
+
+    HRESULT SetColumns(std::span<const ULONG> columns);
+    /// Every row, each with one value per column (errors for missing ones).
+    HRESULT QueryRows(std::vector<std::vector<SPropValue>>& rows);
+
+private:
+    std::shared_ptr<CStorage> m_pStorage;
+    std::vector<int> m_rows;
+    std::vector<ULONG> m_columns;
+    int m_iCodePage;
+};
+
+class CMessage : public CMapiObject {
+public:
+    /// Opens the message stored at the top of `storage`. Fails with
+    /// MAPI_E_CORRUPT_DATA when the storage holds no message properties at all.
+    static HRESULT OpenIMsgOnIStg(std::shared_ptr<CStorage> storage,
+                                  std::unique_ptr<CMessage>& message);
+
+    HRESULT GetAttachmentTable(std::unique_ptr<CTable>& table);
+    HRESULT GetRecipientTable(std::unique_ptr<CTable>& table);
+
+private:
+    explicit CMessage(std::shared_ptr<CStorage> storage);
+};
+
+} // namespace Mapi

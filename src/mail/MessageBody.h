@@ -1,0 +1,23 @@
+#pragma once
+// The body of a message that has no plain-text body: taken from its HTML
+// body, else from its compressed RTF body (the HTML inside it when it was
+// made from HTML, its plain text otherwise).
+
+#include "mail/MapiObject.h"
+
+#include <string>
+#include <string_view>
+
+namespace Kerf::QuireLib::MessageBody {
+
+/// From PR_HTML; false when the message has none.
+bool fromHtml(Mapi::CMapiObject& message, std::wstring& body);
+
+/// From PR_RTF_COMPRESSED; false when the message has none or it is unreadable.
+bool fromRtf(Mapi::CMapiObject& message, std::wstring& body);
+
+/// Plain text of HTML held as bytes: in the charset the document declares,
+/// else in `codePage`.
+std::wstring htmlBytesToText(std::string_view bytes, int codePage);
+
+} // namespace Kerf::QuireLib::MessageBody

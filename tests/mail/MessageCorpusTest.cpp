@@ -1,0 +1,137 @@
+// Every file of the shared corpus read into a record and compared with the
+// values an independent reader found in it.
+
+#include "CorpusExpectations.h"
+
+#include "mail/CompoundStorage.h"
+#include "mail/EmailMetadataFile.h"
+#include "mail/MapiMessage.h"
+#include "support/DateTime.h"
+#include "support/Strings.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+using namespace Kerf;
+using namespace Kerf::QuireLib;
+
+namespace {
+
+// The record's local sent date as UTC text, the way expected.json writes it.
+std::string sentDateUtc(const OleDate& date) {
+    const std::int64_t seconds = Dates::toUnixLocal(Dates::fromOleDate(date.m_dt));
+    const std::int64_t days = (seconds >= 0 ? seconds : seconds - 86399) / 86400;
+    const std::int64_t rest = seconds - days * 86400;
+    int year = 0, month = 0, day = 0;
+    Dates::civilFromDays(days, year, month, day);
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", year, month, day,
+                  static_cast<int>(rest / 3600), static_cast<int>(rest / 60 % 60),
+                  static_cast<int>(rest % 60));
+    return text;
+}
+
+std::vector<std::uint8_t> readBytes(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<std::uint8_t>((std::istreambuf_iterator<char>(in)),
+                                     std::istreambuf_iterator<char>());
+}
+
+std::unique_ptr<Mapi::CMessage> openMessage(const std::vector<std::uint8_t>& bytes) {
+    std::string error;
+    auto storage = Mapi::CStorage::openMemory(bytes.data(), bytes.size(), error);
+    std::unique_ptr<Mapi::CMessage> message;
+    if (storage)
+        Mapi::CMessage::OpenIMsgOnIStg(storage, message);
+    return message;
+}
+
+// An HTML or RTF body, which the record's body is taken from when the
+// message has no plain-text one.
+bool hasFormattedBody(const std::filesystem::path& path) {
+    const std::vector<std::uint8_t> bytes = readBytes(path);
+    std::unique_ptr<Mapi::CMessage> message = openMessage(bytes);
+    std::unique_ptr<Mapi::CStream> stream;
+    Mapi::ULONG storedType = 0;
+    return message &&
+           (message->OpenProperty(Mapi::PR_HTML, stream, storedType) == Mapi::S_OK ||
+            message->OpenProperty(Mapi::PR_RTF_COMPRESSED, stream, storedType) == Mapi::S_OK);
+}
+
+class MessageCorpus : public testing::TestWithParam<std::string> {
+protected:
+    std::filesystem::path path() const { return QoTest::corpusDirectory() / "msg" / GetParam(); }
+    const nlohmann::json& expected() const { return QoTest::corpusExpectations().at(GetParam()); }
+};
+
+TEST_P(MessageCorpus, RecordMatchesExpectedValues) {
+    const nlohmann::json& want = expected();
+    const CEmailMetadata_File record(Util::fromPath(path()), true);
+
+    EXPECT_EQ(record.GetStringValue(L"Location"), Util::fromPath(path()));
+    EXPECT_EQ(record.GetSize(), want.at("Size").get<std::int32_t>());
+    if (want.value("damaged", false))
+        return;
+
+    const bool bodyFromElsewhere =
+        !want.contains("Body") && (want.contains("BodyContains") || hasFormattedBody(path()));
+    for (const char* key : {"Subject", "Normalised_Subject", "From", "To", "Cc", "Bcc", "Body"}) {
+        const std::wstring wideKey = Util::toWide(key);
+        if (want.contains(key)) {
+            ASSERT_TRUE(record.HasValue(wideKey)) << key;
+            EXPECT_EQ(record.GetStringValue(wideKey), Util::toWide(want[key].get<std::string>()))
+                << key;
+        } else if (!(bodyFromElsewhere && std::string(key) == "Body")) {
+            EXPECT_FALSE(record.HasValue(wideKey))
+                << key << " = \"" << Util::toNarrow(record.GetStringValue(wideKey)) << "\"";
+        }
+    }
+    if (bodyFromElsewhere) {
+        EXPECT_TRUE(record.HasValue(L"Body"));
+        for (const auto& text : want.value("BodyContains", nlohmann::json::array()))
+            EXPECT_NE(record.GetStringValue(L"Body").find(Util::toWide(text.get<std::string>())),
+                      std::wstring::npos)
+                << Util::toNarrow(record.GetStringValue(L"Body"));
+    }
+
+    if (want.contains("SentDate"))
+        EXPECT_EQ(sentDateUtc(record.GetSentDate()), want["SentDate"].get<std::string>());
+    else
+        EXPECT_EQ(record.GetSentDate().m_dt, 0.0);
+    EXPECT_EQ(record.GetSentDate().GetStatus(), OleDate::valid);
+    EXPECT_EQ(record.GetEmbeddedAttachments(), want.at("EmbeddedAttachments").get<int>());
+    EXPECT_EQ(record.GetNonEmbeddedAttachments(), want.at("NonEmbeddedAttachments").get<int>());
+}
+
+using MessageCodePage = MessageCorpus;
+
+TEST_P(MessageCodePage, EightBitTextIsReadInTheChosenCodePage) {
+    const nlohmann::json& want = expected();
+    const std::vector<std::uint8_t> bytes = readBytes(path());
+    const std::unique_ptr<Mapi::CMessage> message = openMessage(bytes);
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->codePage(), want["MessageCodepage"].get<int>());
+}
+
+std::string nameOf(const testing::TestParamInfo<std::string>& info) {
+    return QoTest::testNameOf(info.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllFiles, MessageCorpus, testing::ValuesIn(QoTest::corpusFileNames()),
+                         nameOf);
+
+std::vector<std::string> undamagedFiles() {
+    std::vector<std::string> names;
+    for (const std::string& name : QoTest::corpusFileNames())
+        if (!QoTest::corpusExpectations().at(name).value("damaged", false))
+            names.push_back(name);
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(UndamagedFiles, MessageCodePage, testing::ValuesIn(undamagedFiles()),
+                         nameOf);
+
+} // namespace
