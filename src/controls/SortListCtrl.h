@@ -7,7 +7,6 @@
 #include "controls/SortHeaderCtrl.h"
 #include "controls/SortListModel.h"
 
-#include <QStringList>
 #include <QTreeView>
 #include <QVariant>
 
