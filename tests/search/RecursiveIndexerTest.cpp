@@ -167,8 +167,8 @@ TEST_F(RecursiveIndexer, HooksComeInOrderOnTheirOwnThreads) {
     for (const auto& path : {Util::toNarrow(wide(a)), Util::toNarrow(wide(b))}) {
         EXPECT_LT(position["beginScanningFile" + path],
                   position["beginBuildingMetadataItem" + path]);
-        EXPECT_LT(position["endBuildingMetadataItem" + path],
-                  position["endUpdatingIndexItem" + path]);
+        EXPECT_LT(position["beginBuildingMetadataItem" + path],
+                  position["beginUpdatingIndexItem" + path]);
     }
     EXPECT_LT(position["endScanningDirectoryThread"], position["endBuildingMetadata"]);
     EXPECT_LT(position["endBuildingMetadataThread"], position["endUpdatingIndex"]);
