@@ -1,42 +1,59 @@
-#include "app/QoSearchApp.h"
 #include "cli/Commands.h"
-#include "search/IndexStorage.h"
+#include "cli/SearchOptions.h"
+#include "mail/RecursiveMailIndexer.h"
+#include "mail/StatusTexts.h"
+#include "search/QueuedEventSink.h"
 #include "support/Strings.h"
 
-#include <filesystem>
+#include <chrono>
 #include <iostream>
+
+using Kerf::Util::toNarrow;
+namespace Mail = Kerf::QuireLib;
 
 namespace QoCli {
 
 int runIndex(const Args& args) {
-    std::wstring indexDirectory = CQoSearchApp::buildIndexDirectory();
-    std::vector<std::string> folders;
-    for (size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--index-dir") {
-            if (++i == args.size())
-                return usage("--index-dir needs a directory");
-            indexDirectory = Kerf::Util::fromPath(std::filesystem::absolute(args[i]));
-        } else if (args[i] == "--progress") {
-        } else if (args[i].rfind("--", 0) == 0) {
-            return usage("unknown option " + args[i]);
-        } else {
-            folders.push_back(args[i]);
-        }
-    }
-    while (indexDirectory.size() > 1 && indexDirectory.back() == L'/')
-        indexDirectory.pop_back();
-    const std::wstring root =
-        Kerf::Util::fromPath(Kerf::Util::toPath(indexDirectory).parent_path());
-    try {
-        auto writer = Kerf::Search::createIndexWriter(root, indexDirectory);
-        std::cout << "Index ready in " << Kerf::Util::toNarrow(indexDirectory) << " ("
-                  << writer->docCount() << " documents)\n";
-    } catch (const Kerf::CExceptionBase& e) {
-        std::cerr << Kerf::Util::toNarrow(CQoSearchApp::getErrorString(e)) << "\n";
+    std::string problem;
+    auto options = parseSearchOptions(args, false, problem);
+    if (!options)
+        return usage(problem);
+    if (!checkFolders(options->folders, problem)) {
+        std::cerr << "qosearch-cli: " << problem << "\n";
         return 1;
     }
-    if (!folders.empty()) {
-        std::cerr << "qosearch-cli: indexing folders is not built yet\n";
+    try {
+        { Mail::CRecursiveMailIndexer opener(options->place); }
+        if (options->folders.empty()) {
+            std::cout << "Index ready in " << toNarrow(options->place.directory) << "\n";
+            return 0;
+        }
+        auto sink = std::make_shared<Kerf::Search::CQueuedEventSink>();
+        Mail::CRecursiveMailIndexer indexer(
+            sink, Mail::SearchCriteria(), options->folders,
+            Kerf::Search::createIndexSearcher(options->place.directory), options->place);
+        indexer.go();
+        for (bool working = true; working;) {
+            auto message = sink->take(std::chrono::milliseconds(200));
+            if (!message)
+                continue;
+            if (*message == Kerf::Search::IndexerMessage::EndWork)
+                working = false;
+            else if (options->progress)
+                std::cerr << toNarrow(indexer.buildStatusString()) << "\n";
+        }
+        indexer.stop();
+        const std::wstring error = indexer.getLastError();
+        if (!error.empty()) {
+            std::cerr << "qosearch-cli: indexing ended early: " << toNarrow(error) << "\n";
+            return 1;
+        }
+        std::cout << "Indexed " << indexer.getCompletedItemsTotal() << " new message"
+                  << (indexer.getCompletedItemsTotal() == 1 ? "" : "s") << " in "
+                  << toNarrow(Mail::StatusTexts::elapsedTime(indexer.getElapsedTime()))
+                  << "; index in " << toNarrow(options->place.directory) << "\n";
+    } catch (const Kerf::CExceptionBase& e) {
+        std::cerr << "qosearch-cli: " << toNarrow(e.getMessage()) << "\n";
         return 1;
     }
     return 0;

@@ -1,0 +1,128 @@
+#include "cli/SearchOptions.h"
+
+#include "app/QoSearchApp.h"
+#include "support/Strings.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <map>
+
+namespace fs = std::filesystem;
+using Kerf::Util::fromPath;
+using Kerf::Util::toPath;
+using Kerf::Util::toWide;
+
+namespace QoCli {
+namespace {
+
+std::wstring withoutTrailingSeparator(std::wstring path) {
+    while (path.size() > 1 && path.back() == L'/')
+        path.pop_back();
+    return path;
+}
+
+bool parseDate(const std::string& text, Kerf::DateTime& date) {
+    int y = 0, m = 0, d = 0;
+    char tail = 0;
+    if (std::sscanf(text.c_str(), "%4d-%2d-%2d%c", &y, &m, &d, &tail) != 3)
+        return false;
+    date = Kerf::DateTime{y, m, d, 0, 0, 0};
+    return Kerf::Dates::isValid(date);
+}
+
+} // namespace
+
+std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
+                                                std::string& problem) {
+    SearchOptions options;
+    std::wstring indexDirectory = CQoSearchApp::buildIndexDirectory();
+    auto& c = options.criteria;
+    const std::map<std::string, std::wstring*> texts = {{"--subject", &c.m_sSubject},
+                                                        {"--body", &c.m_sBody},
+                                                        {"--from", &c.m_sFrom},
+                                                        {"--to", &c.m_sTo},
+                                                        {"--cc", &c.m_sCc},
+                                                        {"--bcc", &c.m_sBcc},
+                                                        {"--filename", &c.m_sFileName},
+                                                        {"--keywords", &c.m_sKeywords},
+                                                        {"--query", &c.m_sQuery}};
+
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        auto value = [&]() -> const std::string* {
+            if (i + 1 >= args.size()) {
+                problem = arg + " needs a value";
+                return nullptr;
+            }
+            return &args[++i];
+        };
+        if (arg == "--index-dir") {
+            const std::string* v = value();
+            if (!v)
+                return std::nullopt;
+            indexDirectory = withoutTrailingSeparator(fromPath(fs::absolute(toPath(toWide(*v)))));
+        } else if (arg == "--progress") {
+            options.progress = true;
+        } else if (forFind && arg == "--json") {
+            options.json = true;
+        } else if (forFind && arg == "--no-update") {
+            options.noUpdate = true;
+        } else if (forFind && arg == "--folder") {
+            const std::string* v = value();
+            if (!v)
+                return std::nullopt;
+            options.folders.push_back(toWide(*v));
+        } else if (forFind && (arg == "--after" || arg == "--before")) {
+            const std::string* v = value();
+            if (!v)
+                return std::nullopt;
+            Kerf::DateTime date;
+            if (!parseDate(*v, date)) {
+                problem = arg + " takes a date as YYYY-MM-DD, not \"" + *v + "\"";
+                return std::nullopt;
+            }
+            if (arg == "--after") {
+                c.m_bSentAfter = true;
+                c.m_dtSentAfter = date;
+            } else {
+                c.m_bSentBefore = true;
+                c.m_dtSentBefore = date;
+            }
+        } else if (forFind && texts.count(arg) != 0) {
+            const std::string* v = value();
+            if (!v)
+                return std::nullopt;
+            *texts.at(arg) = toWide(*v);
+        } else if (arg.rfind("--", 0) == 0) {
+            problem = "unknown option " + arg;
+            return std::nullopt;
+        } else if (!forFind) {
+            options.folders.push_back(toWide(arg));
+        } else {
+            problem = "unexpected argument \"" + arg + "\" (folders are given with --folder)";
+            return std::nullopt;
+        }
+    }
+    if (forFind && options.folders.empty()) {
+        problem = "find needs at least one --folder";
+        return std::nullopt;
+    }
+    options.place.directory = indexDirectory;
+    options.place.root = fromPath(toPath(indexDirectory).parent_path());
+    return options;
+}
+
+bool checkFolders(std::vector<std::wstring>& folders, std::string& problem) {
+    for (auto& folder : folders) {
+        std::error_code ec;
+        const fs::path path = fs::absolute(toPath(folder), ec);
+        if (ec || !fs::is_directory(path, ec)) {
+            problem = "the folder \"" + Kerf::Util::toNarrow(folder) + "\" does not exist";
+            return false;
+        }
+        folder = withoutTrailingSeparator(fromPath(path.lexically_normal()));
+    }
+    return true;
+}
+
+} // namespace QoCli

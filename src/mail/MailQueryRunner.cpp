@@ -1,0 +1,93 @@
+#include "mail/MailQueryRunner.h"
+
+#include "mail/StatusTexts.h"
+#include "search/IndexStorage.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+namespace Kerf::QuireLib {
+
+namespace Searcher = Search::Searcher;
+
+const DateTime CMailQueryRunner::kSmallestDate{100, 1, 1, 0, 0, 0};
+const DateTime CMailQueryRunner::kLargestDate{9999, 12, 31, 23, 59, 59};
+
+CMailQueryRunner::CMailQueryRunner(Search::IndexSearcherPtr searcher,
+                                   const SearchCriteria& criteria, IMailResultsSink& results,
+                                   PathSet* foundLocations, PathSet* foundDirectories,
+                                   const Directories* directories)
+    : CQueryRunner(std::move(searcher), Search::Analyzer::create(), foundLocations,
+                   foundDirectories, directories, criteria.m_sFileName),
+      m_criteria(criteria), m_results(results) {}
+
+std::wstring CMailQueryRunner::buildQuery(const std::wstring& directory) {
+    std::wstring q = CQueryRunner::buildQuery(directory);
+    if (!m_criteria.m_sQuery.empty())
+        return q + L" AND (" + m_criteria.m_sQuery + L")";
+    if (!m_criteria.m_sKeywords.empty()) {
+        q += L" AND (";
+        for (const auto& word : Util::splitTokens(m_criteria.m_sKeywords))
+            for (const wchar_t* field : {L"Bcc", L"Body", L"Cc", L"From", L"Subject", L"To"})
+                q += std::wstring(L" ") + field + L":" + word;
+        return q + L")";
+    }
+    q += buildMatches(L"Body", m_criteria.m_sBody);
+    q += buildMatches(L"Subject", m_criteria.m_sSubject);
+    q += buildMatches(L"From", m_criteria.m_sFrom);
+    q += buildMatches(L"To", m_criteria.m_sTo);
+    q += buildMatches(L"Cc", m_criteria.m_sCc);
+    q += buildMatches(L"Bcc", m_criteria.m_sBcc);
+    if (m_criteria.m_bSentAfter || m_criteria.m_bSentBefore) {
+        const DateTime lower = m_criteria.m_bSentAfter ? m_criteria.m_dtSentAfter : kSmallestDate;
+        const DateTime upper = m_criteria.m_bSentBefore ? m_criteria.m_dtSentBefore : kLargestDate;
+        q += L" AND SentDate:[" + Search::Writer::dateToString(lower) + L" TO " +
+             Search::Writer::dateToString(upper) + L"]";
+    }
+    return q;
+}
+
+CEmailMetadata CMailQueryRunner::getDocument(Search::Document& document) {
+    CEmailMetadata record;
+    for (const wchar_t* key :
+         {L"Location", L"Subject", L"Normalised_Subject", L"Body", L"From", L"To", L"Cc", L"Bcc"})
+        record.SetStringValue(key, Searcher::getAsString(document, key));
+    record.SetSentDate(OleDate{Dates::toOleDate(Searcher::getAsDateTime(document, L"SentDate"))});
+    record.SetEmbeddedAttachments(Searcher::getAsInt32(document, L"EmbeddedAttachments"));
+    record.SetNonEmbeddedAttachments(Searcher::getAsInt32(document, L"NonEmbeddedAttachments"));
+    record.SetSize(Searcher::getAsInt32(document, L"Size"));
+    return record;
+}
+
+void CMailQueryRunner::beginProcessingSearch() {
+    m_results.updateStatus(StatusTexts::kDisplayingResults);
+    m_results.beginWaitCursor();
+}
+
+void CMailQueryRunner::beginProcessingResults(lucene::search::Hits& hits) {
+    // One bulk add per pass, sized by the first directory's hits.
+    if (!m_bBulkAdding) {
+        m_bBulkAdding = true;
+        m_results.startOptimisedAdd(hits.length());
+    }
+}
+
+void CMailQueryRunner::beginProcessingNewHit(Search::Document& document) {
+    m_results.InsertItem(getDocument(document));
+}
+
+void CMailQueryRunner::endProcessingNewHit(Search::Document& /*document*/) {
+    m_results.updateSearchStatus(m_results.getItemCount(), getFoundLocationsCount(),
+                                 getFoundDirectoriesCount(), false);
+}
+
+void CMailQueryRunner::endProcessingSearch() {
+    m_results.updateSearchStatus(m_results.getItemCount(), getFoundLocationsCount(),
+                                 getFoundDirectoriesCount(), true);
+    m_results.endWaitCursor();
+    if (m_bBulkAdding) {
+        m_bBulkAdding = false;
+        m_results.finishOptimisedAdd();
+    }
+}
+
+} // namespace Kerf::QuireLib

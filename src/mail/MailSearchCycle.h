@@ -1,0 +1,124 @@
+#pragma once
+// One search as the user sees it, shared by the window and the command line:
+// "Find Now" starts the mail indexer over the chosen folders; when it reports
+// that work began, the query runs on the index as it stands, so earlier
+// results show at once; when it reports the end, the query runs again on the
+// updated index and the status tells how many messages matched and how long
+// it took. The front end only shows what this class tells it and hands it the
+// indexer's messages on its own thread.
+
+#include "mail/MailQueryRunner.h"
+#include "mail/RecursiveMailIndexer.h"
+#include "mail/SearchCriteria.h"
+#include "search/EventSink.h"
+#include "search/IndexStorage.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Kerf::QuireLib {
+
+/// What a front end shows for the search cycle.
+class ISearchView {
+public:
+    virtual ~ISearchView() = default;
+    virtual void setStatusText(const std::wstring& text) = 0;
+    /// The indexer's progress line; shown as the status by default.
+    virtual void showIndexerProgress(const std::wstring& text) { setStatusText(text); }
+    virtual void deleteAllRows() = 0;
+    virtual void clearPreview() {}
+    virtual void startOptimisedAdd(std::size_t expectedRows) = 0;
+    virtual void insertItem(const CEmailMetadata& record) = 0;
+    virtual void finishOptimisedAdd() = 0;
+    virtual std::size_t getItemCount() const = 0;
+    /// Rows were added since the last sort: sort them again if the list is
+    /// sorted, and keep the selected row in view.
+    virtual void sortPendingRows() {}
+    virtual void beginWaitCursor() {}
+    virtual void endWaitCursor() {}
+};
+
+class CMailSearchCycle : private IMailResultsSink {
+public:
+    using Directories = Search::Searcher::CQueryRunner::Directories;
+    using PathSet = Search::Searcher::CQueryRunner::PathSet;
+
+    /// The sink must queue the indexer's messages for the front end's thread,
+    /// which hands each to handle().
+    CMailSearchCycle(ISearchView& view, std::shared_ptr<Search::IEventSink> sink,
+                     CRecursiveMailIndexer::IndexPlace place);
+    ~CMailSearchCycle() override;
+    CMailSearchCycle(const CMailSearchCycle&) = delete;
+    CMailSearchCycle& operator=(const CMailSearchCycle&) = delete;
+
+    /// Opens (creating when missing) the index and its searcher, as the
+    /// window does once at start-up.
+    void initialise();
+
+    /// "Find Now": stops any running work, then searches the locations for
+    /// the criteria (their dates adjusted first). False when there is no
+    /// location or the index could not be opened; the status says why.
+    bool findNow(const SearchCriteria& criteria, const Directories& locations);
+    /// Runs the query once on the index as it stands, without indexing.
+    bool searchIndexOnly(const SearchCriteria& criteria, const Directories& locations);
+
+    /// An indexer message, on the front end's thread.
+    void handle(Search::IndexerMessage message);
+
+    /// "Stop": the results of the work done so far, then the work ends.
+    void stop();
+    /// "Clear": the work ends, the rows go and the status is emptied.
+    void clear();
+    /// Ends any running work; queued messages then find nothing to do.
+    void closeIndexer();
+
+    bool isIndexing() const { return m_pIndexer != nullptr; }
+    const std::wstring& getStatusText() const { return m_sStatus; }
+    /// The last failure of a search (a query the parser refused, an index
+    /// that could not be opened); empty when the last search went well.
+    const std::wstring& getLastError() const { return m_sLastError; }
+    const PathSet& getMatchedMessages() const { return m_matchedMessages; }
+    const PathSet& getSearchedDirectories() const { return m_searchedDirectories; }
+    const CRecursiveMailIndexer* getIndexer() const { return m_pIndexer.get(); }
+    Search::IndexSearcherPtr getSearcher() const { return m_pSearcher; }
+
+    void showSearchBegin();
+    void showSearchFinish();
+    void updateStatusViaIndexer();
+
+private:
+    bool prepare(const SearchCriteria& criteria, const Directories& locations);
+    void refreshSearch();
+    void resetIndexSearcher();
+    void searchDirectories();
+    void setStatus(const std::wstring& text);
+    void fail(const std::wstring& message);
+
+    // What the query runner calls.
+    void updateStatus(const std::wstring& text) override { setStatus(text); }
+    void beginWaitCursor() override;
+    void endWaitCursor() override;
+    void startOptimisedAdd(std::size_t expectedRows) override;
+    void InsertItem(const CEmailMetadata& record) override;
+    void finishOptimisedAdd() override;
+    std::size_t getItemCount() const override { return m_view.getItemCount(); }
+    void updateSearchStatus(std::size_t matches, std::size_t messages, std::size_t directories,
+                            bool force) override;
+
+    ISearchView& m_view;
+    std::shared_ptr<Search::IEventSink> m_pSink;
+    CRecursiveMailIndexer::IndexPlace m_place;
+    Search::IndexSearcherPtr m_pSearcher;
+    std::unique_ptr<CRecursiveMailIndexer> m_pIndexer;
+    SearchCriteria m_criteria;
+    Directories m_locations;
+    PathSet m_matchedMessages;
+    PathSet m_searchedDirectories;
+    std::wstring m_sStatus;
+    std::wstring m_sLastError;
+    int m_iWaitDepth = 0;
+    bool m_bBulkAdding = false;
+};
+
+} // namespace Kerf::QuireLib

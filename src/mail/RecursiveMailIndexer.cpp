@@ -1,0 +1,150 @@
+#include "mail/RecursiveMailIndexer.h"
+
+#include "mail/EmailMetadataFile.h"
+#include "mail/StatusTexts.h"
+#include "support/Assert.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <ctime>
+#include <sys/stat.h>
+
+namespace Kerf::QuireLib {
+
+using Search::IndexerMessage;
+
+CRecursiveMailIndexer::CRecursiveMailIndexer(const IndexPlace& place) : m_place(place) {
+    setIndexWriter(buildIndexWriter());
+}
+
+CRecursiveMailIndexer::CRecursiveMailIndexer(std::shared_ptr<Search::IEventSink> sink,
+                                             const SearchCriteria& criteria,
+                                             const Paths& directories,
+                                             Search::IndexSearcherPtr searcher,
+                                             const IndexPlace& place)
+    : CRecursiveIndexer(directories, Paths{L"msg"}), m_place(place), m_pWindow(std::move(sink)),
+      m_bDateFilter(criteria.m_bSentAfter), m_dateFilterThreshold{
+                                                Dates::toOleDate(criteria.m_dtSentAfter)} {
+    setIndexSearcher(std::move(searcher));
+    setIndexWriter(buildIndexWriter());
+}
+
+CRecursiveMailIndexer::~CRecursiveMailIndexer() {
+    // Threads that end while the indexer goes away must not report to a
+    // front end that may be gone already.
+    m_bClosing = true;
+    try {
+        stop();
+    } catch (...) {
+        Trace::tracef("Stopping the mail indexer failed.\n");
+    }
+}
+
+Search::IndexWriterPtr CRecursiveMailIndexer::buildIndexWriter() {
+    Search::IndexWriterPtr writer = Search::createIndexWriter(m_place.root, m_place.directory);
+    setAnalyzer(Search::Analyzer::create());
+    return writer;
+}
+
+CMetadataPtr CRecursiveMailIndexer::buildMetadata(const std::wstring& path) {
+    if (Trace::isOn())
+        Trace::tracef("CRecursiveMailIndexer::buildMetadata(%s)\n", Util::toNarrow(path).c_str());
+    return std::make_shared<CEmailMetadata_File>(path, true);
+}
+
+std::unique_ptr<Search::Document>
+CRecursiveMailIndexer::buildDocument(const CMetadataPtr& pMetadata) {
+    std::unique_ptr<Search::Document> document = CRecursiveIndexer::buildDocument(pMetadata);
+    const auto* mail = dynamic_cast<const CEmailMetadata*>(pMetadata.get());
+    KERF_ASSERT(mail != nullptr);
+    const CEmailMetadata empty;
+    const CEmailMetadata& record = mail != nullptr ? *mail : empty;
+    Search::Writer::add(*document, L"SentDate", record.GetSentDate());
+    Search::Writer::add(*document, L"EmbeddedAttachments", record.GetEmbeddedAttachments());
+    Search::Writer::add(*document, L"NonEmbeddedAttachments", record.GetNonEmbeddedAttachments());
+    return document;
+}
+
+bool CRecursiveMailIndexer::ignore(const std::filesystem::directory_entry& entry) {
+    if (CRecursiveIndexer::ignore(entry))
+        return true;
+    if (!m_bDateFilter)
+        return false;
+    // A file last written before the "sent after" day cannot hold a message
+    // sent after it, so it is skipped without being opened.
+    struct stat info {};
+    std::int64_t written = 0;
+    const bool known = ::stat(entry.path().c_str(), &info) == 0;
+    KERF_ASSERT(known);
+    if (known)
+        written = static_cast<std::int64_t>(info.st_mtime);
+    const double writtenDate = Dates::toOleDate(Dates::fromUnixLocal(written));
+    return m_dateFilterThreshold.m_dt > writtenDate;
+}
+
+void CRecursiveMailIndexer::beginWorkThread() {
+    CRecursiveIndexer::beginWorkThread();
+    startTimer();
+    post(IndexerMessage::BeginWork, "m_pWindow->PostMessage(UWM_BEGIN_WORK)");
+}
+
+void CRecursiveMailIndexer::endWorkThread() {
+    finishTimer();
+    post(IndexerMessage::EndWork, "m_pWindow->PostMessage(UWM_END_WORK)");
+    CRecursiveIndexer::endWorkThread();
+}
+
+// Reading message files needs no per-thread set-up here; the hooks stay so
+// that subclasses can add their own.
+void CRecursiveMailIndexer::beginBuildingMetadataThread() {
+    CRecursiveIndexer::beginBuildingMetadataThread();
+}
+
+void CRecursiveMailIndexer::endBuildingMetadataThread() {
+    CRecursiveIndexer::endBuildingMetadataThread();
+}
+
+void CRecursiveMailIndexer::endUpdatingIndexItem(const std::wstring& location) {
+    CRecursiveIndexer::endUpdatingIndexItem(location);
+    if (getCompletedItemsTotal() % 10 == 0)
+        post(IndexerMessage::EndUpdatingIndexItem,
+             "m_pWindow->PostMessage(UWM_END_UPDATING_INDEX_ITEM)");
+}
+
+void CRecursiveMailIndexer::post(IndexerMessage message, const char* expression) {
+    if (m_bClosing || !m_pWindow)
+        return;
+    if (!m_pWindow->post(message))
+        reportAssertion(__FILE__, __LINE__, expression);
+}
+
+void CRecursiveMailIndexer::startTimer() {
+    std::lock_guard lock(m_timerLock);
+    m_tStart = static_cast<std::int64_t>(std::time(nullptr));
+}
+
+void CRecursiveMailIndexer::finishTimer() {
+    std::lock_guard lock(m_timerLock);
+    m_tFinish = static_cast<std::int64_t>(std::time(nullptr));
+    m_tElapsed = m_tFinish - m_tStart;
+}
+
+std::int64_t CRecursiveMailIndexer::getElapsedTime() const {
+    std::lock_guard lock(m_timerLock);
+    return m_tElapsed;
+}
+
+std::wstring CRecursiveMailIndexer::getRemainingTimeAsString(std::size_t indexed,
+                                                             std::size_t remaining) {
+    finishTimer();
+    return StatusTexts::remainingTime(static_cast<double>(getElapsedTime()), indexed, remaining);
+}
+
+std::wstring CRecursiveMailIndexer::buildStatusString() {
+    const std::size_t indexed = getCompletedItemsTotal();
+    const std::size_t remaining = getItemsToBeReadCount() + getItemsToBeIndexedCount();
+    return StatusTexts::indexingProgress(indexed, remaining,
+                                         getRemainingTimeAsString(indexed, remaining));
+}
+
+} // namespace Kerf::QuireLib

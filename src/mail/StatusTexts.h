@@ -1,0 +1,36 @@
+#pragma once
+// The texts the search cycle shows in the status line. Singular words are
+// used exactly when the number is 1.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace Kerf::QuireLib::StatusTexts {
+
+/// How long a search took: "less than 1 second", "59 seconds",
+/// "1 minute 1 second", "1 hour 0 minutes." (only the hour form ends with a full stop).
+std::wstring elapsedTime(std::int64_t seconds);
+
+/// "%d matches found in %s".
+std::wstring matchesFound(std::size_t matches, std::int64_t elapsedSeconds);
+
+/// "%d match(es) in %d message(s) from %d director(y|ies). Searching..."
+std::wstring searchProgress(std::size_t matches, std::size_t messages, std::size_t directories);
+
+/// The running status is refreshed on every tenth match, and always when forced.
+bool shouldShowSearchProgress(std::size_t matches, bool force);
+
+/// The estimate of the time left: "%d hour(s), %d minute(s)", "%d minute(s), %d second(s)"
+/// or "%d second(s)".
+std::wstring remainingTime(double elapsedSeconds, std::size_t indexed, std::size_t remaining);
+
+/// "Indexed:%u    Remaining:%u    (%d%% Complete: %s remaining)".
+std::wstring indexingProgress(std::size_t indexed, std::size_t remaining,
+                              const std::wstring& remainingTimeText);
+
+extern const wchar_t* const kSearching;
+extern const wchar_t* const kNoLocations;
+extern const wchar_t* const kDisplayingResults;
+
+} // namespace Kerf::QuireLib::StatusTexts
