@@ -1,0 +1,133 @@
+#include "CommandLine.h"
+#include "TempDir.h"
+
+#include <CLucene.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+namespace fs = std::filesystem;
+using QoTest::runCli;
+
+namespace {
+
+/// A copy of the message corpus as a filing folder, with its own index.
+class FindCommand : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directories(mail);
+        for (const auto& entry : fs::directory_iterator(fs::path(QOSEARCH_CORPUS_DIR) / "msg"))
+            fs::copy_file(entry.path(), mail / entry.path().filename());
+    }
+
+    QoTest::CommandResult find(std::vector<std::string> args) {
+        std::vector<std::string> all = {"find", "--index-dir", indexDir.string(), "--folder",
+                                        mail.string()};
+        all.insert(all.end(), args.begin(), args.end());
+        return runCli(all, dir.path());
+    }
+
+    /// The file names of the rows, in the order they were printed.
+    static std::multiset<std::string> names(const QoTest::CommandResult& result) {
+        std::multiset<std::string> found;
+        for (const auto& line : result.lines())
+            found.insert(line.substr(line.rfind('\t') + 1));
+        return found;
+    }
+
+    int documentsInIndex() const {
+        lucene::index::IndexReader* reader =
+            lucene::index::IndexReader::open(indexDir.string().c_str());
+        const int count = reader->numDocs();
+        reader->close();
+        delete reader;
+        return count;
+    }
+
+    QoTest::TempDir dir;
+    QoTest::ScopedUserFolders folders{dir.path()};
+    fs::path mail = dir / "Filing/Job 42";
+    fs::path indexDir = dir / "Index/0.4";
+};
+
+using Names = std::multiset<std::string>;
+
+} // namespace
+
+TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
+    const auto bySubject = find({"--subject", "reseller"});
+    ASSERT_EQ(bySubject.status, 0) << bySubject.err;
+    EXPECT_EQ(names(bySubject), (Names{"poi_message_extra_hyphen_submission_chunk.msg",
+                                       "poi_message_normal_submission_chunk.msg"}));
+    EXPECT_NE(bySubject.err.find("2 matches found in "), std::string::npos) << bySubject.err;
+
+    EXPECT_EQ(names(find({"--from", "alec milton", "--no-update"})),
+              (Names{"poi_message_1979.msg", "poi_message_1980.msg", "poi_message_1981.msg"}));
+    EXPECT_EQ(names(find({"--body", "historian", "--no-update"})),
+              (Names{"poi_53784_fails.msg", "poi_53784_succeeds.msg"}));
+    EXPECT_EQ(names(find({"--after", "1999-08-15", "--before", "2005-11-06", "--no-update"})),
+              (Names{"poi_message_1979.msg", "poi_message_1980.msg", "poi_message_1981.msg",
+                     "poi_logsat.com_signatures_valid.msg"}));
+    // The day chosen for "sent after" is itself excluded.
+    EXPECT_EQ(names(find({"--after", "1999-08-16", "--before", "2005-11-06", "--no-update"})),
+              (Names{"poi_logsat.com_signatures_valid.msg"}));
+    EXPECT_EQ(names(find({"--filename", "VOTE", "--no-update"})),
+              (Names{"mr_voteItems.msg", "mr_voteNo.msg", "mr_voteYes.msg"}));
+    EXPECT_EQ(names(find({"--keywords", "irradiant historian", "--no-update"})),
+              (Names{"poi_53784_fails.msg", "poi_53784_succeeds.msg",
+                     "poi_message_extra_hyphen_submission_chunk.msg",
+                     "poi_message_normal_submission_chunk.msg"}));
+}
+
+TEST_F(FindCommand, RowsCarryTheResultColumns) {
+    const auto result = find({"--subject", "option", "--filename", "1979"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    ASSERT_EQ(result.lines().size(), 1u);
+    EXPECT_EQ(result.lines()[0],
+              "alec milton\tGeorge Maurey\tOption 2 please\t1999-08-16\t0\t29696\t" +
+                  mail.string() + "/\tpoi_message_1979.msg");
+}
+
+TEST_F(FindCommand, AnUpToDateIndexIsNotWrittenAgainAndNewFilesAreFound) {
+    ASSERT_EQ(find({"--subject", "nothing-matches-this"}).status, 0);
+    const int indexed = documentsInIndex();
+    EXPECT_EQ(indexed, 86);
+
+    const auto again = find({"--subject", "option"});
+    ASSERT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(documentsInIndex(), indexed);
+    EXPECT_EQ(names(again).size(), 3u);
+
+    fs::copy_file(mail / "poi_message_1979.msg", mail / "Copy of option.msg");
+    const auto third = find({"--subject", "option"});
+    EXPECT_EQ(documentsInIndex(), indexed + 1);
+    EXPECT_EQ(names(third).count("Copy of option.msg"), 1u);
+
+    const auto counted =
+        runCli({"index", "--index-dir", indexDir.string(), mail.string()}, dir.path());
+    EXPECT_EQ(counted.status, 0) << counted.err;
+    EXPECT_NE(counted.out.find("Indexed 0 new messages"), std::string::npos) << counted.out;
+}
+
+TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
+    ASSERT_EQ(find({}).status, 0);
+    const auto malformed = find({"--query", "Subject:(unclosed"});
+    EXPECT_EQ(malformed.status, 1);
+    EXPECT_NE(malformed.err.find("The query could not be understood"), std::string::npos)
+        << malformed.err;
+    const auto after = find({"--query", "Subject:reseller", "--no-update"});
+    EXPECT_EQ(after.status, 0) << after.err;
+    EXPECT_EQ(names(after).size(), 2u);
+
+    const auto missing =
+        runCli({"find", "--index-dir", indexDir.string(), "--folder", (dir / "nowhere").string()},
+               dir.path());
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.err.find("does not exist"), std::string::npos) << missing.err;
+
+    EXPECT_EQ(runCli({"find", "--folder"}, dir.path()).status, 2);
+    EXPECT_EQ(
+        runCli({"find", "--folder", mail.string(), "--after", "2024-02-30"}, dir.path()).status, 2);
+}

@@ -1,0 +1,143 @@
+#include "mail/MailQueryRunner.h"
+#include "mail/MailSearchCycle.h"
+#include "mail/RecursiveMailIndexer.h"
+#include "search/QueuedEventSink.h"
+#include "support/Strings.h"
+
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <utime.h>
+
+namespace fs = std::filesystem;
+using namespace Kerf;
+using namespace Kerf::QuireLib;
+using Kerf::Search::IndexerMessage;
+
+namespace {
+
+class NullResults : public IMailResultsSink {
+public:
+    void updateStatus(const std::wstring&) override {}
+    void startOptimisedAdd(std::size_t) override {}
+    void InsertItem(const CEmailMetadata&) override {}
+    void finishOptimisedAdd() override {}
+    std::size_t getItemCount() const override { return 0; }
+    void updateSearchStatus(std::size_t, std::size_t, std::size_t, bool) override {}
+};
+
+std::wstring queryAfterLocation(const SearchCriteria& criteria) {
+    NullResults results;
+    CMailQueryRunner::PathSet locations, directories;
+    CMailQueryRunner runner(nullptr, criteria, results, &locations, &directories, nullptr);
+    const std::wstring location = L"Location:\"/srv/mail\"";
+    const std::wstring query = runner.buildQuery(L"/srv/mail");
+    EXPECT_EQ(query.substr(0, location.size()), location);
+    return query.substr(location.size());
+}
+
+/// Records the messages of one indexer run, in order.
+std::vector<IndexerMessage> drain(Search::CQueuedEventSink& sink) {
+    std::vector<IndexerMessage> messages;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (std::chrono::steady_clock::now() < deadline) {
+        auto message = sink.take(std::chrono::milliseconds(100));
+        if (!message)
+            continue;
+        messages.push_back(*message);
+        if (*message == IndexerMessage::EndWork)
+            break;
+    }
+    return messages;
+}
+
+const fs::path kSample = fs::path(QOSEARCH_CORPUS_DIR) / "msg" / "poi_message_1979.msg";
+
+} // namespace
+
+TEST(MailQueryText, EachCriteriaFormGivesTheDescribedText) {
+    SearchCriteria none;
+    EXPECT_EQ(queryAfterLocation(none), L"");
+
+    SearchCriteria subject;
+    subject.m_sSubject = L"budget  2008";
+    EXPECT_EQ(queryAfterLocation(subject), L" AND Subject:budget* AND Subject:2008*");
+
+    SearchCriteria keywords;
+    keywords.m_sKeywords = L"a b";
+    keywords.m_sSubject = L"ignored";
+    EXPECT_EQ(queryAfterLocation(keywords), L" AND ( Bcc:a Body:a Cc:a From:a Subject:a To:a Bcc:b "
+                                            L"Body:b Cc:b From:b Subject:b To:b)");
+    keywords.m_sKeywords = L"solo";
+    EXPECT_EQ(queryAfterLocation(keywords),
+              L" AND ( Bcc:solo Body:solo Cc:solo From:solo Subject:solo To:solo)");
+
+    SearchCriteria raw;
+    raw.m_sQuery = L"Subject:(a OR b)";
+    raw.m_sKeywords = L"ignored";
+    raw.m_sBody = L"ignored";
+    raw.m_bSentAfter = true;
+    EXPECT_EQ(queryAfterLocation(raw), L" AND (Subject:(a OR b))");
+
+    SearchCriteria before;
+    before.m_bSentBefore = true;
+    before.m_dtSentBefore = DateTime{2024, 5, 3, 0, 0, 1};
+    EXPECT_EQ(queryAfterLocation(before), L" AND SentDate:[01000101000000 TO 20240503000001]");
+
+    SearchCriteria all;
+    all.m_sBody = L"x:y";
+    all.m_sBcc = L"z";
+    all.m_bSentAfter = true;
+    all.m_dtSentAfter = DateTime{2001, 2, 3, 23, 59, 59};
+    EXPECT_EQ(queryAfterLocation(all),
+              L" AND Body:x\\:y* AND Bcc:z* AND SentDate:[20010203235959 TO 99991231235959]");
+}
+
+TEST(MailIndexer, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {
+    QoTest::TempDir dir;
+    const fs::path mail = dir / "mail";
+    fs::create_directories(mail);
+    for (int i = 0; i < 25; ++i)
+        fs::copy_file(kSample, mail / ("m" + std::to_string(i) + (i % 2 ? ".msg" : ".MSG")));
+    QoTest::writeFile(mail / "notes.txt", "not a message");
+    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
+                                                  Util::fromPath(dir / "Index/0.4")};
+    auto sink = std::make_shared<Search::CQueuedEventSink>();
+    CRecursiveMailIndexer indexer(sink, SearchCriteria(), {Util::fromPath(mail)}, nullptr, place);
+    indexer.go();
+    const auto messages = drain(*sink);
+    indexer.stop();
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 25u);
+    EXPECT_EQ(messages, (std::vector<IndexerMessage>{
+                            IndexerMessage::BeginWork, IndexerMessage::EndUpdatingIndexItem,
+                            IndexerMessage::EndUpdatingIndexItem, IndexerMessage::EndWork}));
+    EXPECT_EQ(indexer.buildStatusString().substr(0, 33), L"Indexed:25    Remaining:0    (100");
+}
+
+TEST(MailIndexer, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
+    QoTest::TempDir dir;
+    const fs::path mail = dir / "mail";
+    fs::create_directories(mail);
+    fs::copy_file(kSample, mail / "old.msg");
+    fs::copy_file(kSample, mail / "new.msg");
+    const std::int64_t now = std::time(nullptr);
+    utimbuf twoDaysAgo{static_cast<time_t>(now - 2 * 86400), static_cast<time_t>(now - 2 * 86400)};
+    ASSERT_EQ(utime((mail / "old.msg").c_str(), &twoDaysAgo), 0);
+
+    SearchCriteria criteria;
+    criteria.m_bSentAfter = true;
+    criteria.m_dtSentAfter = Dates::fromUnixLocal(now - 86400);
+    criteria.adjustDatesForSearch();
+    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
+                                                  Util::fromPath(dir / "Index/0.4")};
+    auto sink = std::make_shared<Search::CQueuedEventSink>();
+    CRecursiveMailIndexer indexer(sink, criteria, {Util::fromPath(mail)}, nullptr, place);
+    indexer.go();
+    drain(*sink);
+    indexer.stop();
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
+    EXPECT_TRUE(indexer.isIndexedFile(Util::fromPath(mail / "new.msg")));
+    EXPECT_FALSE(indexer.isIndexedFile(Util::fromPath(mail / "old.msg")));
+}
