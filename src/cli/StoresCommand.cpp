@@ -1,12 +1,89 @@
+// qosearch-cli stores [--json] [--kind 0|1|2] [--filter T]: the filing-store
+// list as the location pane shows it, in its display order.
+
 #include "cli/Commands.h"
+
+#include "stores/MsgStoresListModel.h"
+#include "support/Strings.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <iostream>
 
 namespace QoCli {
+namespace {
 
-int runStores(const Args&) {
-    std::cerr << "qosearch-cli: \"stores\" is not built yet\n";
-    return 1;
+using Kerf::QuireLib::CMsgStoresListModel;
+
+constexpr const char* kKeys[CMsgStoresListModel::eColumnCount] = {
+    "store_id", "source", "primary_ref", "secondary_ref", "description", "path_location"};
+
+// A tab or line break inside a field would break the row apart.
+std::string tsvField(const std::wstring& text) {
+    std::string field = Kerf::Util::toNarrow(text);
+    for (char& c : field)
+        if (c == '\t' || c == '\n' || c == '\r')
+            c = ' ';
+    return field;
+}
+
+} // namespace
+
+int runStores(const Args& args) {
+    bool bJson = false;
+    int kind = Kerf::QuireLib::eFileSystemFolder;
+    std::wstring filter;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg == "--json") {
+            bJson = true;
+        } else if (arg == "--kind" || arg == "--filter") {
+            if (i + 1 == args.size())
+                return usage(arg + " needs a value");
+            const std::string& value = args[++i];
+            if (arg == "--filter") {
+                filter = Kerf::Util::toWide(value);
+            } else if (value == "0" || value == "1" || value == "2") {
+                kind = value[0] - '0';
+            } else {
+                return usage("--kind takes 0, 1 or 2, not \"" + value + "\"");
+            }
+        } else {
+            return usage("stores: unknown argument \"" + arg + "\"");
+        }
+    }
+
+    CMsgStoresListModel list;
+    bool bProblem = false;
+    list.SetErrorReporter([&bProblem](const std::wstring& text) {
+        std::cerr << "qosearch-cli: " << Kerf::Util::toNarrow(text) << "\n";
+        bProblem = true;
+    });
+    list.LoadStoreLocations(kind);
+    if (!filter.empty())
+        list.Filter(filter);
+
+    if (bJson) {
+        QJsonArray rows;
+        for (size_t r = 0; r < list.GetRowCount(); ++r) {
+            QJsonObject object;
+            for (int c = 0; c < CMsgStoresListModel::eColumnCount; ++c)
+                object.insert(QString::fromLatin1(kKeys[c]),
+                              QString::fromStdWString(list.GetRow(r)[c]));
+            rows.append(object);
+        }
+        std::cout << QJsonDocument(rows).toJson(QJsonDocument::Indented).toStdString();
+    } else {
+        for (size_t r = 0; r < list.GetRowCount(); ++r) {
+            const auto& row = list.GetRow(r);
+            for (int c = 0; c < CMsgStoresListModel::eColumnCount; ++c)
+                std::cout << (c == 0 ? "" : "\t") << tsvField(row[c]);
+            std::cout << "\n";
+        }
+    }
+    return bProblem ? 1 : 0;
 }
 
 } // namespace QoCli

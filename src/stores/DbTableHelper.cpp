@@ -11,7 +11,12 @@
 #include <QUuid>
 #include <QVariant>
 
+#include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <unistd.h>
 
 namespace Kerf::QuireLib {
 namespace {
@@ -40,6 +45,67 @@ std::wstring connectionPiece(const std::wstring& sValue) {
         return L"{" + sValue + L"}";
     return sValue;
 }
+
+// MySQL's LIKE takes a backslash as its escape character even where string
+// literals do not; doubled, it stands for itself, so a path still matches.
+std::wstring likeBackslashes(const std::wstring& value) {
+    std::wstring text;
+    for (const wchar_t c : value) {
+        text += c;
+        if (c == L'\\')
+            text += c;
+    }
+    return text;
+}
+
+// An Access file names its format at byte 4; MDB Tools would print its own
+// complaint about anything else to the terminal.
+bool looksLikeAccessFile(const std::wstring& path) {
+    std::ifstream in(Util::toPath(path), std::ios::binary);
+    char header[19] = {};
+    in.read(header, sizeof header);
+    const std::string_view format(header + 4, 15);
+    return in && (format == "Standard Jet DB" || format == "Standard ACE DB");
+}
+
+// MDB Tools and Qt's ODBC driver print their complaints (and probes the
+// driver does not understand) straight to the terminal; while they run, the
+// standard streams go to /dev/null instead.
+class QuietStandardStreams {
+public:
+    explicit QuietStandardStreams(bool bActive) {
+        if (!bActive)
+            return;
+        std::fflush(stdout);
+        std::fflush(stderr);
+        const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (null < 0)
+            return;
+        m_iSavedOut = ::dup(STDOUT_FILENO);
+        m_iSavedErr = ::dup(STDERR_FILENO);
+        ::dup2(null, STDOUT_FILENO);
+        ::dup2(null, STDERR_FILENO);
+        ::close(null);
+    }
+    ~QuietStandardStreams() {
+        std::fflush(stdout);
+        std::fflush(stderr);
+        restore(m_iSavedOut, STDOUT_FILENO);
+        restore(m_iSavedErr, STDERR_FILENO);
+    }
+    QuietStandardStreams(const QuietStandardStreams&) = delete;
+    QuietStandardStreams& operator=(const QuietStandardStreams&) = delete;
+
+private:
+    static void restore(int saved, int fd) {
+        if (saved < 0)
+            return;
+        ::dup2(saved, fd);
+        ::close(saved);
+    }
+    int m_iSavedOut = -1;
+    int m_iSavedErr = -1;
+};
 
 } // namespace
 
@@ -161,6 +227,9 @@ void CDbTableHelper::open(Engine engine, const std::wstring& sDatabase, const st
         // MDB Tools prints to the terminal about a missing file; say it ourselves.
         if (!std::filesystem::is_regular_file(Util::toPath(sDatabase), ec))
             throw CDbException(L"Store database not found: " + sDatabase);
+        if (!looksLikeAccessFile(sDatabase))
+            throw CDbException(L"Cannot open the store database \"" + sDatabase +
+                               L"\": not an Access database");
         m_db = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), m_sConnectionName);
         // The Access driver of this platform is MDB Tools, registered as "MDBTools";
         // it reads its file name only from an upper-case "DBQ".
@@ -198,14 +267,28 @@ void CDbTableHelper::open(Engine engine, const std::wstring& sDatabase, const st
     }
     if (!m_db.isValid())
         throw CDbException(L"The database driver for \"" + sDatabase + L"\" is not installed");
-    if (!m_db.open()) {
+    bool bOpened;
+    {
+        QuietStandardStreams quiet(engine == Engine::Access);
+        bOpened = m_db.open();
+    }
+    if (!bOpened) {
         const std::wstring text = errorText(m_db.lastError());
         Close();
         throw CDbException(L"Cannot open the store database \"" + sDatabase + L"\": " + text);
     }
-    if (engine == Engine::MySql)
-        executeQuery(L"SET SESSION sql_mode = "
-                     L"CONCAT_WS(',', NULLIF(@@sql_mode, ''), 'NO_BACKSLASH_ESCAPES');");
+    try {
+        if (engine == Engine::MySql)
+            executeQuery(L"SET SESSION sql_mode = "
+                         L"CONCAT_WS(',', NULLIF(@@sql_mode, ''), 'NO_BACKSLASH_ESCAPES');");
+        else if (engine == Engine::Sqlite)
+            // SQLite opens lazily; a damaged file shows on the first read.
+            executeQuery(L"SELECT COUNT(*) FROM sqlite_master;");
+    } catch (const CDbException& e) {
+        Close();
+        throw CDbException(L"Cannot open the store database \"" + sDatabase + L"\": " +
+                           e.getMessage());
+    }
 }
 
 void CDbTableHelper::Close() {
@@ -245,6 +328,7 @@ QSqlQuery CDbTableHelper::executeQuery(const std::wstring& sQuery) {
         throw CDbException(L"The store database is not open");
     QSqlQuery query(m_db);
     query.setForwardOnly(true);
+    QuietStandardStreams quiet(m_eEngine == Engine::Access);
     if (!query.exec(toQ(sQuery)))
         throw CDbException(errorText(query.lastError()) + L" (" + sQuery + L")");
     return query;
@@ -272,7 +356,8 @@ std::wstring CDbTableHelper::FindRecordSql(Engine engine, const std::wstring& sT
         where += condition;
     };
     for (const auto& [column, value] : mapKeyStrings)
-        join(upper + L"(" + column + L") LIKE " + upper + L"(" + QuoteString(value) + L")");
+        join(upper + L"(" + column + L") LIKE " + upper + L"(" +
+             QuoteString(engine == Engine::MySql ? likeBackslashes(value) : value) + L")");
     for (const auto& [column, value] : mapKeyLongs)
         join(column + L"=" + std::to_wstring(value));
     return L"SELECT " + sIdColumn + L" FROM " + sTable + L" WHERE " + where + L";";

@@ -4,7 +4,7 @@
 // only), a MariaDB/MySQL server, and the embedded SQLite file. String values
 // are written into the SQL text with every single quote doubled; on MySQL the
 // session runs with NO_BACKSLASH_ESCAPES so that a backslash in a path is an
-// ordinary character there too.
+// ordinary character there too, and LIKE patterns double their backslashes.
 
 #include "support/Exception.h"
 

@@ -1,0 +1,176 @@
+#include "stores/CentralFilingStores.h"
+#include "stores/UserSettings.h"
+
+#include "StoresTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace Kerf::QuireLib;
+using Kerf::Util::toNarrow;
+using Kerf::Util::toWide;
+
+namespace {
+
+const char* const kValidList = R"(<?xml version="1.0" encoding="UTF-8"?>
+<filinglocations>
+  <locations>
+    <location path="\\server\jobs\1001" primaryref="1001" secondaryref="Acme" description="Tower &amp; annex"/>
+    <location path="/srv/filing/1002" primaryref="1002"/>
+  </locations>
+  <settings>
+    <setting name="LocationPriRefAlias"><value>Job</value></setting>
+  </settings>
+</filinglocations>
+)";
+
+struct Loaded {
+    LocationRows rows;
+    CCentralFilingStores::SettingPairs settings;
+    std::vector<CCentralFilingStores::FilingList> lists;
+};
+
+Loaded load(const std::vector<std::filesystem::path>& remotes) {
+    CCentralFilingStores stores;
+    for (const auto& remote : remotes) {
+        std::wstring error;
+        EXPECT_TRUE(stores.AddFilingList(toWide(remote.string()), error)) << toNarrow(error);
+    }
+    EXPECT_TRUE(stores.Refresh());
+    return {stores.Locations(), stores.Settings(), stores.FilingLists()};
+}
+
+} // namespace
+
+TEST(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
+    StoresTest::ScopedUser user;
+    const auto remote = user.dir.path() / "share/list.xml";
+    QoTest::writeFile(remote, kValidList);
+    const Loaded first = load({remote});
+    ASSERT_EQ(first.rows.size(), 2u);
+    EXPECT_EQ(first.rows[0].at(L"path_location"), L"\\\\server\\jobs\\1001");
+    EXPECT_EQ(first.rows[0].at(L"description"), L"Tower & annex");
+    EXPECT_EQ(first.rows[1].at(L"secondary_ref"), L"");
+    for (const auto& row : first.rows)
+        EXPECT_EQ(row.at(L"store_id"), L"-1");
+    ASSERT_EQ(first.settings.size(), 1u);
+    EXPECT_EQ(first.settings[0].first, L"LocationPriRefAlias");
+    EXPECT_EQ(first.settings[0].second, L"Job");
+
+    // The cache file is "<uuid>.xml" in "Central List", recorded against the remote path.
+    ASSERT_EQ(first.lists.size(), 1u);
+    const std::filesystem::path cache = toNarrow(first.lists[0].sCacheFile);
+    EXPECT_EQ(cache.parent_path(), user.appData() / "Central List");
+    EXPECT_EQ(cache.extension(), ".xml");
+    EXPECT_EQ(cache.stem().string().size(), 36u);
+    EXPECT_TRUE(std::filesystem::exists(cache));
+    auto settings = openUserSettings();
+    EXPECT_EQ(settings
+                  ->value(QStringLiteral("Central List/") +
+                          QString::fromStdString(cache.filename().string()))
+                  .toString()
+                  .toStdString(),
+              remote.string());
+
+    // The same remote list keeps its cache file.
+    EXPECT_EQ(load({remote}).lists[0].sCacheFile, first.lists[0].sCacheFile);
+}
+
+TEST(CentralFilingStores, AnUnreachableListIsReadFromItsEarlierCacheCopy) {
+    StoresTest::ScopedUser user;
+    const auto remote = user.dir.path() / "share/list.xml";
+    QoTest::writeFile(remote, kValidList);
+    ASSERT_EQ(load({remote}).rows.size(), 2u);
+    std::filesystem::remove(remote);
+
+    StoresTest::TraceCapture trace;
+    EXPECT_EQ(load({remote}).rows.size(), 2u);
+    const std::string log = trace.text();
+    EXPECT_NE(log.find("Error synchronizing cache"), std::string::npos) << log;
+    EXPECT_NE(log.find("Can't access file : " + remote.string()), std::string::npos) << log;
+}
+
+TEST(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) {
+    StoresTest::ScopedUser user;
+    const auto invalid = user.dir.path() / "share/invalid.xml";
+    const auto damaged = user.dir.path() / "share/damaged.xml";
+    const auto good = user.dir.path() / "share/good.xml";
+    QoTest::writeFile(invalid, "<filinglocations><locations><location primaryref=\"no path\"/>"
+                               "</locations></filinglocations>");
+    QoTest::writeFile(damaged, std::string(kValidList).substr(0, 120));
+    QoTest::writeFile(good, kValidList);
+
+    StoresTest::TraceCapture trace;
+    testing::internal::CaptureStderr();
+    const Loaded loaded = load({invalid, damaged, good});
+    const std::string stderrText = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(stderrText, "");
+    ASSERT_EQ(loaded.rows.size(), 2u);
+    EXPECT_EQ(loaded.rows[0].at(L"primary_ref"), L"1001");
+
+    const std::string log = trace.text();
+    const std::string invalidCache = toNarrow(loaded.lists[0].sCacheFile);
+    EXPECT_NE(log.find("Error loading cached filing list.\nFile: " + invalidCache +
+                       "\nRemote File: " + invalid.string()),
+              std::string::npos)
+        << log;
+    EXPECT_NE(log.find("xmlSchemaValidateDoc failed."), std::string::npos) << log;
+    EXPECT_NE(log.find("'path' is required"), std::string::npos) << log;
+    EXPECT_NE(log.find("Remote File: " + damaged.string() + "\nxmlReadFile failed."),
+              std::string::npos)
+        << log;
+}
+
+TEST(CentralFilingStores, ExternalEntitiesNeverPullAFileIn) {
+    StoresTest::ScopedUser user;
+    const auto secret = user.dir.path() / "secret.txt";
+    QoTest::writeFile(secret, "TOP-SECRET-TEXT");
+    QoTest::writeFile(user.dir.path() / "evil.dtd",
+                      "<!ENTITY leak SYSTEM \"file://" + secret.string() + "\">");
+    const std::string inElement =
+        "<?xml version=\"1.0\"?>\n<!DOCTYPE filinglocations [\n"
+        "<!ENTITY leak SYSTEM \"file://" +
+        secret.string() +
+        "\">\n]>\n"
+        "<filinglocations><locations><location path=\"/srv/a\"/></locations>"
+        "<settings><setting name=\"s\"><value>&leak;</value></setting></settings>"
+        "</filinglocations>";
+    const std::string inAttribute =
+        "<?xml version=\"1.0\"?>\n<!DOCTYPE filinglocations [\n"
+        "<!ENTITY leak SYSTEM \"" +
+        secret.string() +
+        "\">\n]>\n"
+        "<filinglocations><locations><location path=\"&leak;\"/></locations></filinglocations>";
+    const std::string viaParameter =
+        "<?xml version=\"1.0\"?>\n<!DOCTYPE filinglocations [\n"
+        "<!ENTITY % dtd SYSTEM \"" +
+        (user.dir.path() / "evil.dtd").string() +
+        "\">\n%dtd;\n]>\n"
+        "<filinglocations><locations><location path=\"/srv/b\" description=\"&leak;\"/>"
+        "</locations></filinglocations>";
+    const std::pair<const char*, const std::string*> lists[] = {{"element.xml", &inElement},
+                                                                {"attribute.xml", &inAttribute},
+                                                                {"parameter.xml", &viaParameter}};
+    for (const auto& [name, text] : lists) {
+        const auto remote = user.dir.path() / "share" / name;
+        QoTest::writeFile(remote, *text);
+        const Loaded loaded = load({remote});
+        for (const auto& row : loaded.rows)
+            for (const auto& [key, value] : row)
+                EXPECT_EQ(value.find(L"TOP-SECRET"), std::wstring::npos)
+                    << name << " " << toNarrow(key);
+        for (const auto& [key, value] : loaded.settings)
+            EXPECT_EQ(value.find(L"TOP-SECRET"), std::wstring::npos) << name;
+    }
+}
+
+TEST(CentralFilingStores, AMissingSchemaRejectsEveryList) {
+    StoresTest::ScopedUser user;
+    const auto remote = user.dir.path() / "share/list.xml";
+    QoTest::writeFile(remote, kValidList);
+    setenv("QOSEARCH_DATA_DIR", (user.dir.path() / "no-schema-here").c_str(), 1);
+    StoresTest::TraceCapture trace;
+    const Loaded loaded = load({remote});
+    unsetenv("QOSEARCH_DATA_DIR");
+    EXPECT_TRUE(loaded.rows.empty());
+    EXPECT_NE(trace.text().find("xmlSchemaParse failed."), std::string::npos);
+}

@@ -1,0 +1,162 @@
+#include "stores/MsgStoresListModel.h"
+#include "stores/QODatabase.h"
+
+#include "StoresTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace Kerf::QuireLib;
+using Model = CMsgStoresListModel;
+using Kerf::Util::toWide;
+
+namespace {
+
+LocationRow row(const std::wstring& id, const std::wstring& primary, const std::wstring& path,
+                const std::wstring& secondary = L"", const std::wstring& description = L"") {
+    return {{L"store_id", id},
+            {L"primary_ref", primary},
+            {L"secondary_ref", secondary},
+            {L"description", description},
+            {L"path_location", path}};
+}
+
+std::vector<std::wstring> column(const Model& model, int col) {
+    std::vector<std::wstring> texts;
+    for (size_t i = 0; i < model.GetRowCount(); ++i)
+        texts.push_back(model.GetRow(i)[col]);
+    return texts;
+}
+
+using Texts = std::vector<std::wstring>;
+
+} // namespace
+
+TEST(LocationKinds, DecidedByTheStartOfThePath) {
+    EXPECT_EQ(locationKindOf(L"Outlook:\\\\Mailbox\\\\Inbox"), eMailClientFolder);
+    EXPECT_EQ(locationKindOf(L"\\\\server\\share\\jobs"), eFileSystemFolder);
+    EXPECT_EQ(locationKindOf(L"File:\\\\x"), eFileSystemFolder);
+    EXPECT_EQ(locationKindOf(L"C:\\jobs"), eFileSystemFolder);
+    EXPECT_EQ(locationKindOf(L"/srv/filing"), eFileSystemFolder);
+    EXPECT_EQ(locationKindOf(L"jobs\\2020"), eOtherLocation);
+    EXPECT_EQ(locationKindOf(L"C:"), eOtherLocation);
+    EXPECT_EQ(locationKindOf(L"\\single"), eOtherLocation);
+    EXPECT_EQ(locationKindOf(L""), eOtherLocation);
+}
+
+TEST(MsgStoresListModel, CacheKeepsTheKindAndHoldsIdenticalRowsOnce) {
+    StoresTest::ScopedUser user;
+    Model model;
+    const LocationRows rows = {row(L"3", L"A", L"\\\\server\\share\\jobs"),
+                               row(L"3", L"A", L"\\\\server\\share\\jobs"),
+                               row(L"4", L"A", L"\\\\server\\share\\jobs"),
+                               row(L"5", L"B", L"Outlook:\\\\Mailbox\\\\Inbox"),
+                               row(L"6", L"C", L"File:\\\\x"),
+                               row(L"7", L"D", L"C:\\jobs"),
+                               row(L"8", L"E", L"jobs\\2020")};
+    model.PushOnLocationsCache(rows, eFileSystemFolder);
+    model.PushOnLocationsCache({row(L"3", L"A", L"\\\\server\\share\\jobs")}, eFileSystemFolder);
+    model.DisplayFilteredStoreLocationsCache(L"");
+    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"3", L"4", L"6", L"7"}));
+
+    Model all;
+    all.PushOnLocationsCache(rows, eOtherLocation);
+    all.DisplayFilteredStoreLocationsCache(L"");
+    EXPECT_EQ(all.GetRowCount(), 6u);
+    Model mail;
+    mail.PushOnLocationsCache(rows, eMailClientFolder);
+    mail.DisplayFilteredStoreLocationsCache(L"");
+    EXPECT_EQ(column(mail, Model::eColLocation), (Texts{L"Outlook:\\\\Mailbox\\\\Inbox"}));
+}
+
+TEST(MsgStoresListModel, StoreIdDecidesSourceAndWhetherARowShows) {
+    StoresTest::ScopedUser user;
+    Model model;
+    model.PushOnLocationsCache({row(L"-1", L"a", L"/a"), row(L"0", L"b", L"/b"),
+                                row(L"17", L"c", L"/c"), row(L"abc", L"d", L"/d"),
+                                row(L"", L"e", L"/e"), row(L"12x", L"f", L"/f"),
+                                row(L"+9", L"g", L"/g"), row(L"-", L"h", L"/h")},
+                               eFileSystemFolder);
+    model.DisplayFilteredStoreLocationsCache(L"");
+    EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"a", L"b", L"c", L"g"}));
+    EXPECT_EQ(column(model, Model::eColSource), (Texts{L"Central", L"Local", L"Local", L"Local"}));
+    EXPECT_EQ(model.GetLocationsCache().size(), 8u);
+}
+
+TEST(MsgStoresListModel, FilterIgnoresCaseSpansFieldsAndKeepsTheOrder) {
+    StoresTest::ScopedUser user;
+    Model model;
+    model.PushOnLocationsCache({row(L"1", L"P-2", L"/srv/one", L"my ref", L"desc ribed"),
+                                row(L"2", L"P-1", L"/srv/two", L"other", L"xABCx"),
+                                row(L"3", L"P-3", L"/srv/three", L"ref", L"plain"),
+                                row(L"1234", L"P-4", L"/srv/four", L"", L"")},
+                               eFileSystemFolder);
+    model.Filter(L"abc");
+    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"2"}));
+    model.Filter(L"ref__desc");
+    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"1"}));
+    model.Filter(L"SRV/T");
+    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"2", L"3"}));
+    model.Filter(L"1234"); // the hidden store id is not searched
+    EXPECT_EQ(model.GetRowCount(), 0u);
+    model.Filter(L"nothing holds this");
+    EXPECT_EQ(model.GetRowCount(), 0u);
+    model.Filter(L"");
+    EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"P-1", L"P-2", L"P-3", L"P-4"}));
+
+    model.Sort(Model::eColLocation, false);
+    EXPECT_EQ(column(model, Model::eColLocation),
+              (Texts{L"/srv/two", L"/srv/three", L"/srv/one", L"/srv/four"}));
+    model.Filter(L"srv/t");
+    EXPECT_EQ(column(model, Model::eColLocation), (Texts{L"/srv/two", L"/srv/three"}));
+    model.Filter(L"");
+    EXPECT_EQ(model.GetRowCount(), 4u);
+    EXPECT_EQ(model.GetRow(0)[Model::eColLocation], L"/srv/two");
+}
+
+TEST(MsgStoresListModel, LoadsDatabaseAndCentralListsNamedInTheUsersFile) {
+    StoresTest::ScopedUser user;
+    const auto share = user.dir.path() / "share";
+    QoTest::writeFile(share / "a.xml", "<filinglocations><locations>"
+                                       "<location path=\"/srv/central\" primaryref=\"C1\"/>"
+                                       "<location path=\"Outlook:\\\\Public\" primaryref=\"C2\"/>"
+                                       "</locations></filinglocations>");
+    QoTest::writeFile(user.appData() / "qoFilingLists.txt",
+                      "\xEF\xBB\xBF" + (share / "missing.xml").string() + "\r\n" +
+                          (share / "a.xml").string() + "\r\n\r\n");
+    {
+        CQuartoDb db(L"SQLITE", toWide((user.appData() / "Quarto.db").string()), L"", L"", L"");
+        db.CreateTables();
+        db.TablesUpdateOrInsertStore(L"/srv/local", L"L1", L"", L"", L"msg", 0);
+        db.TablesUpdateOrInsertStore(L"/srv/docs", L"D1", L"", L"", L"doc", 0);
+    }
+    Model model;
+    EXPECT_EQ(model.GetCentralRows().size(), 2u);
+    std::vector<std::wstring> errors;
+    model.SetErrorReporter([&](const std::wstring& text) { errors.push_back(text); });
+    EXPECT_TRUE(model.LoadStoreLocations(eFileSystemFolder));
+    EXPECT_TRUE(errors.empty());
+    EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"C1", L"L1"}));
+    EXPECT_EQ(column(model, Model::eColSource), (Texts{L"Central", L"Local"}));
+    EXPECT_TRUE(model.LoadStoreLocations(eOtherLocation));
+    EXPECT_EQ(model.GetRowCount(), 3u);
+
+    // A damaged database is reported once; the central rows still show.
+    QoTest::writeFile(user.appData() / "Quarto.db", std::string(8192, '\x07'));
+    EXPECT_FALSE(model.LoadStoreLocations(eFileSystemFolder));
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_NE(errors[0].find(L"Quarto.db"), std::wstring::npos);
+    EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"C1"}));
+}
+
+TEST(MsgStoresListModel, ColumnSpecificationCarriesTheTitles) {
+    StoresTest::ScopedUser user;
+    Model model;
+    EXPECT_EQ(model.GetColumnSpecification(),
+              L"Store ID,0;Source, 0;Primary Ref,150;Secondary Ref,150;Description,150;"
+              L"Location,150;");
+    model.SetPrimaryRefTitle(L"Job");
+    model.SetSecondaryRefTitle(L"Client");
+    model.SetDescriptionTitle(L"Notes");
+    EXPECT_EQ(model.GetColumnSpecification(),
+              L"Store ID,0;Source, 0;Job,150;Client,150;Notes,150;Location,150;");
+}

@@ -1,0 +1,208 @@
+#include "stores/DefaultSettings.h"
+#include "stores/QOSettings.h"
+#include "stores/SettingsCache.h"
+
+#include "StoresTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using Kerf::CDefaultSettings;
+using Kerf::CDefaultSettingsException;
+using Kerf::QuireLib::CQOSettings;
+using Kerf::QuireLib::CSettingsCache;
+using Kerf::Util::toWide;
+
+namespace {
+
+std::wstring lookup(const CDefaultSettings& s, const std::wstring& section,
+                    const std::wstring& key) {
+    std::wstring value = L"<missing>";
+    s.Lookup(section, key, value);
+    return value;
+}
+
+CDefaultSettingsException::Code parseError(const std::string& text,
+                                           std::wstring* message = nullptr) {
+    QoTest::TempDir dir;
+    QoTest::writeFile(dir / "bad.cfg", text);
+    try {
+        CDefaultSettings s;
+        s.readAFile(toWide((dir / "bad.cfg").string()));
+    } catch (const CDefaultSettingsException& e) {
+        if (message != nullptr)
+            *message = e.getMessage();
+        return e.getCode();
+    }
+    return CDefaultSettingsException::eUnknownError;
+}
+
+// UTF-16 bytes of ASCII/BMP text in the given byte order, with its mark.
+std::string utf16(const std::u16string& text, bool bigEndian) {
+    std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+    for (char16_t c : text) {
+        const char hi = static_cast<char>(c >> 8), lo = static_cast<char>(c & 0xFF);
+        bytes += bigEndian ? std::string{hi, lo} : std::string{lo, hi};
+    }
+    return bytes;
+}
+
+} // namespace
+
+TEST(DefaultSettings, LinesAreCommentsSectionsOrPairs) {
+    CDefaultSettings s;
+    s.parseText(L"Top = outside\n"
+                L"[Search]\n"
+                L"Title=a=b\n"
+                L";Title=x\n"
+                L"[Broken\n"
+                L"  Alias =  Job number  \n"
+                L"\n"
+                L"[[Other]]\n"
+                L"Title=other\n");
+    EXPECT_EQ(lookup(s, L"", L"Top"), L"outside");
+    EXPECT_EQ(lookup(s, L"Search", L"Title"), L"a=b");
+    // "[Broken" has no closing bracket: the pair after it stays in [Search].
+    EXPECT_EQ(lookup(s, L"Search", L"Alias"), L"Job number");
+    EXPECT_EQ(lookup(s, L"Broken", L"Alias"), L"<missing>");
+    EXPECT_EQ(lookup(s, L"Other", L"Title"), L"other");
+    EXPECT_EQ(lookup(s, L"search", L"TITLE"), L"a=b");
+    EXPECT_EQ(lookup(s, L"Search", L";Title"), L"<missing>");
+    std::wstring any;
+    ASSERT_TRUE(s.LookupAnySection(L"Title", any));
+    EXPECT_EQ(any, L"a=b"); // first section in file order
+}
+
+TEST(DefaultSettings, ReadsUtf16EitherOrderAndUtf8WithOrWithoutMark) {
+    QoTest::TempDir dir;
+    const std::u16string text = u"[S]\r\nName=Stra\u00dfe \U0001F4C1\r\n";
+    const std::pair<std::string, std::string> files[] = {{"le.cfg", utf16(text, false)},
+                                                         {"be.cfg", utf16(text, true)},
+                                                         {"bom.cfg",
+                                                          "\xEF\xBB\xBF[S]\r\nName=Stra\xC3\x9F"
+                                                          "e \xF0\x9F\x93\x81\r\n"},
+                                                         {"plain.cfg", "[S]\nName=Stra\xC3\x9F"
+                                                                       "e \xF0\x9F\x93\x81"}};
+    for (const auto& [name, bytes] : files) {
+        QoTest::writeFile(dir / name, bytes);
+        CDefaultSettings s;
+        s.readAFile(toWide((dir / name).string()));
+        EXPECT_EQ(lookup(s, L"S", L"Name"), L"Stra\u00dfe \U0001F4C1") << name;
+    }
+}
+
+TEST(DefaultSettings, ErrorsCarryCodeFileLineAndText) {
+    std::wstring message;
+    EXPECT_EQ(parseError("[S]\nA=1\njust words\n", &message),
+              CDefaultSettingsException::eTokenisingError);
+    EXPECT_NE(message.find(L"@ line 3) : Tokenising error"), std::wstring::npos) << message;
+    EXPECT_NE(message.find(L"just words"), std::wstring::npos) << message;
+    EXPECT_EQ(parseError("[]\n"), CDefaultSettingsException::eInvalidSection);
+    EXPECT_EQ(parseError("[S]\n=value\n"), CDefaultSettingsException::eInvalidKey);
+
+    QoTest::TempDir dir;
+    const std::wstring missing = toWide((dir / "missing.cfg").string());
+    try {
+        CDefaultSettings().readAFile(missing);
+        FAIL() << "a missing file was read";
+    } catch (const CDefaultSettingsException& e) {
+        EXPECT_EQ(e.getCode(), CDefaultSettingsException::eErrorOpeningFile);
+        EXPECT_EQ(e.getMessage(), L"Error (<<" + missing + L">>) : Error opening file");
+    }
+    EXPECT_EQ(CDefaultSettingsException(CDefaultSettingsException::eUnknownError).getMessage(),
+              L"Error : Unknown error");
+    EXPECT_EQ(CDefaultSettingsException(CDefaultSettingsException::eInvalidKey, L"a.cfg", 7, L"why")
+                  .getMessage(),
+              L"Error (<<a.cfg>> @ line 7) : Invalid key: why");
+}
+
+TEST(DefaultSettings, WritesWhatItReadsAndRefusesWhatAFileCannotHold) {
+    QoTest::TempDir dir;
+    CDefaultSettings s;
+    s.setValue(L"Search", L"Title", L"a=b");
+    s.setValue(L"", L"Top", L"first");
+    s.setValue(L"Other", L"Path", L"\\\\server\\share");
+    const std::wstring file = toWide((dir / "out.cfg").string());
+    s.writeAFile(file);
+    CDefaultSettings back;
+    back.readAFile(file);
+    EXPECT_EQ(lookup(back, L"", L"Top"), L"first");
+    EXPECT_EQ(lookup(back, L"Search", L"Title"), L"a=b");
+    EXPECT_EQ(lookup(back, L"Other", L"Path"), L"\\\\server\\share");
+
+    EXPECT_THROW(s.setValue(L"S", L"a=b", L"x"), CDefaultSettingsException);
+    EXPECT_THROW(s.setValue(L"S", L";k", L"x"), CDefaultSettingsException);
+    EXPECT_THROW(s.setValue(L"S", L"k", L"two\nlines"), CDefaultSettingsException);
+    EXPECT_THROW(s.writeAFile(toWide((dir / "no/such/folder/x.cfg").string())),
+                 CDefaultSettingsException);
+
+    try {
+        s.remove(L"Search", L"Title");
+        FAIL() << "removal was allowed";
+    } catch (const CDefaultSettingsException& e) {
+        EXPECT_EQ(e.getCode(), CDefaultSettingsException::eRemoveDisallowed);
+    }
+    s.setRemoveAllowed(true);
+    EXPECT_TRUE(s.remove(L"search", L"title"));
+    EXPECT_EQ(lookup(s, L"Search", L"Title"), L"<missing>");
+}
+
+TEST(SettingsCache, ParsesAgainOnlyWhenTheFileChangedOnDisk) {
+    QoTest::TempDir dir;
+    const auto path = dir / "EmailFiling.cfg";
+    QoTest::writeFile(path, "[S]\nKey=one\n");
+    const auto stamp = std::filesystem::last_write_time(path);
+    CSettingsCache cache;
+    const std::wstring file = toWide(path.string());
+
+    EXPECT_EQ(lookup(*cache.get(file), L"S", L"Key"), L"one");
+    EXPECT_EQ(lookup(*cache.get(file), L"S", L"Key"), L"one");
+    EXPECT_EQ(cache.parseCount(), 1u);
+
+    // Same last-write time: the file is not read again, whatever it holds now.
+    QoTest::writeFile(path, "[S]\nKey=two\n");
+    std::filesystem::last_write_time(path, stamp);
+    EXPECT_EQ(lookup(*cache.get(file), L"S", L"Key"), L"one");
+    EXPECT_EQ(cache.parseCount(), 1u);
+
+    std::filesystem::last_write_time(path, stamp + std::chrono::seconds(2));
+    EXPECT_EQ(lookup(*cache.get(file), L"S", L"Key"), L"two");
+    EXPECT_EQ(cache.parseCount(), 2u);
+    EXPECT_EQ(cache.size(), 1u);
+
+    std::filesystem::remove(path);
+    EXPECT_THROW(cache.get(file), CDefaultSettingsException);
+    EXPECT_EQ(cache.size(), 0u);
+}
+
+TEST(QOSettings, ReadsPrefixedKeyFirstThenPlainKey) {
+    StoresTest::ScopedUser user;
+    StoresTest::TraceCapture trace;
+    const auto folder = user.dir.path() / "store";
+    QoTest::writeFile(folder / "EmailFiling.cfg", "[Columns]\n"
+                                                  "LocationPriRefAlias=Job\n"
+                                                  "*LocationPriRefAlias=Matter\n"
+                                                  "LocationSecRefAlias=Client\n"
+                                                  "Count=42\n"
+                                                  "NotANumber=4x\n");
+    CQOSettings settings(toWide(folder.string()));
+    EXPECT_EQ(settings.GetKeyPrefix(), L"*");
+    std::wstring value;
+    ASSERT_TRUE(settings.ReadPrefixedOrPlain(L"LocationPriRefAlias", value));
+    EXPECT_EQ(value, L"Matter");
+    ASSERT_TRUE(settings.ReadPrefixedOrPlain(L"LocationSecRefAlias", value));
+    EXPECT_EQ(value, L"Client");
+    EXPECT_FALSE(settings.ReadPrefixedOrPlain(L"LocationDescAlias", value));
+    long number = 0;
+    EXPECT_TRUE(settings.Read(L"Count", number));
+    EXPECT_EQ(number, 42);
+    EXPECT_FALSE(settings.Read(L"NotANumber", number));
+
+    CQOSettings empty(toWide((user.dir.path() / "nothing-here").string()));
+    EXPECT_FALSE(empty.Read(L"LocationPriRefAlias", value));
+
+    EXPECT_NE(trace.text().find("Kerf::QuireLib::CQOSettings::CQOSettings(Filing Location=\"" +
+                                folder.string() + "\")"),
+              std::string::npos);
+}

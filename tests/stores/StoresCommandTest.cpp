@@ -1,0 +1,95 @@
+// qosearch-cli stores, run as a separate program on a redirected user.
+
+#include "stores/QODatabase.h"
+
+#include "StoresTestSupport.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+using Kerf::QuireLib::CQuartoDb;
+
+namespace {
+
+struct CliRun {
+    int status;
+    std::string out, err;
+};
+
+CliRun stores(const StoresTest::ScopedUser& user, const QStringList& args) {
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("XDG_DATA_HOME", QString::fromStdString((user.dir.path() / "data").string()));
+    env.insert("XDG_CONFIG_HOME", QString::fromStdString((user.dir.path() / "config").string()));
+    process.setProcessEnvironment(env);
+    process.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"),
+                  QStringList{QStringLiteral("stores")} + args);
+    EXPECT_TRUE(process.waitForFinished(60000));
+    return {process.exitCode(), process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
+}
+
+void fillUser(const StoresTest::ScopedUser& user) {
+    std::filesystem::create_directories(user.appData());
+    CQuartoDb db(L"SQLITE", Kerf::Util::toWide((user.appData() / "Quarto.db").string()), L"", L"",
+                 L"");
+    db.CreateTables();
+    db.TablesUpdateOrInsertStore(L"/srv/jobs/b", L"B-2", L"Acme", L"Tower\tblock", L"msg", 0);
+    db.TablesUpdateOrInsertStore(L"/srv/jobs/a", L"A-1", L"Bolt", L"", L"msg", 0);
+    db.TablesUpdateOrInsertStore(L"Outlook:\\\\Mailbox\\\\Inbox", L"C-3", L"", L"", L"msg", 0);
+    QoTest::writeFile(user.dir.path() / "share/list.xml",
+                      "<filinglocations><locations><location path=\"\\\\server\\central\" "
+                      "primaryref=\"Z-9\" description=\"from the share\"/></locations>"
+                      "</filinglocations>");
+    QoTest::writeFile(user.appData() / "qoFilingLists.txt",
+                      (user.dir.path() / "share/list.xml").string() + "\n");
+}
+
+} // namespace
+
+TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
+    StoresTest::ScopedUser user;
+    fillUser(user);
+    const CliRun text = stores(user, {});
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(text.out, "2\tLocal\tA-1\tBolt\t\t/srv/jobs/a\n"
+                        "1\tLocal\tB-2\tAcme\tTower block\t/srv/jobs/b\n"
+                        "-1\tCentral\tZ-9\t\tfrom the share\t\\\\server\\central\n");
+
+    const CliRun filtered = stores(user, {"--filter", "ACME", "--json"});
+    EXPECT_EQ(filtered.status, 0) << filtered.err;
+    const QJsonArray rows =
+        QJsonDocument::fromJson(QByteArray::fromStdString(filtered.out)).array();
+    ASSERT_EQ(rows.size(), 1);
+    const QJsonObject row = rows[0].toObject();
+    EXPECT_EQ(row.value("store_id").toString(), "1");
+    EXPECT_EQ(row.value("source").toString(), "Local");
+    EXPECT_EQ(row.value("description").toString(), "Tower\tblock");
+    EXPECT_EQ(row.value("path_location").toString(), "/srv/jobs/b");
+    EXPECT_EQ(row.keys().size(), 6);
+
+    const CliRun mail = stores(user, {"--kind", "0"});
+    EXPECT_EQ(mail.out, "3\tLocal\tC-3\t\t\tOutlook:\\\\Mailbox\\\\Inbox\n");
+    EXPECT_NE(stores(user, {"--kind", "2"}).out.find("C-3"), std::string::npos);
+}
+
+TEST(StoresCommand, WrongUsageAndADamagedDatabaseAreClear) {
+    StoresTest::ScopedUser user;
+    EXPECT_EQ(stores(user, {"--kind", "7"}).status, 2);
+    EXPECT_EQ(stores(user, {"--filter"}).status, 2);
+    EXPECT_EQ(stores(user, {"--bogus"}).status, 2);
+
+    const CliRun empty = stores(user, {"--json"});
+    EXPECT_EQ(empty.status, 0);
+    EXPECT_TRUE(QJsonDocument::fromJson(QByteArray::fromStdString(empty.out)).isArray());
+
+    QoTest::writeFile(user.appData() / "Quarto.db", std::string(4096, '\x13'));
+    const CliRun damaged = stores(user, {});
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_EQ(damaged.out, "");
+    EXPECT_NE(damaged.err.find("Cannot open the store database"), std::string::npos) << damaged.err;
+}

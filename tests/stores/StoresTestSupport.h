@@ -1,0 +1,79 @@
+#pragma once
+// Shared pieces of the store tests: a redirected user, trace capture, and
+// the connection details of the MariaDB server that scripts/test starts.
+
+#include "TempDir.h"
+
+#include "support/Paths.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+
+namespace StoresTest {
+
+/// A temporary folder that stands in for the user's data and settings folders.
+struct ScopedUser {
+    QoTest::TempDir dir;
+    QoTest::ScopedUserFolders folders{dir.path()};
+
+    std::filesystem::path appData() const { return dir.path() / "data/Pellam/Quarto"; }
+    std::filesystem::path settingsFile() const { return dir.path() / "config/Pellam/Quarto.conf"; }
+};
+
+/// Switches the trace on while alive; text() reads what was written so far.
+class TraceCapture {
+public:
+    TraceCapture() {
+        setenv("QOSEARCH_TRACE", "1", 1);
+        Kerf::Trace::reinitialise();
+        m_path = Kerf::Trace::traceFilePath();
+    }
+    ~TraceCapture() {
+        unsetenv("QOSEARCH_TRACE");
+        Kerf::Trace::reinitialise();
+    }
+    std::string text() const {
+        Kerf::Trace::reinitialise(); // flushes
+        std::ifstream in(m_path);
+        std::stringstream s;
+        s << in.rdbuf();
+        setenv("QOSEARCH_TRACE", "1", 1);
+        return s.str();
+    }
+
+private:
+    std::string m_path;
+};
+
+struct MariaDbServer {
+    std::string host, port, socket, user, password, database;
+    std::wstring tcpServer() const { return Kerf::Util::toWide(host + ":" + port); }
+};
+
+/// The server scripts/test started, or nothing when the variables are absent.
+inline std::optional<MariaDbServer> mariaDbServer() {
+    const auto get = [](const char* name) {
+        const char* v = std::getenv(name);
+        return std::string(v != nullptr ? v : "");
+    };
+    MariaDbServer s{get("QOSEARCH_TEST_MYSQL_HOST"),     get("QOSEARCH_TEST_MYSQL_PORT"),
+                    get("QOSEARCH_TEST_MYSQL_SOCKET"),   get("QOSEARCH_TEST_MYSQL_USER"),
+                    get("QOSEARCH_TEST_MYSQL_PASSWORD"), get("QOSEARCH_TEST_MYSQL_DATABASE")};
+    if (s.host.empty() || s.port.empty() || s.user.empty() || s.database.empty())
+        return std::nullopt;
+    return s;
+}
+
+inline constexpr const char* kNoServerMessage =
+    "no MariaDB server: run scripts/test, or start one with "
+    "'eval \"$(scripts/mariadb start)\"' and run this binary again "
+    "(scripts/mariadb stop ends it)";
+
+} // namespace StoresTest
