@@ -90,7 +90,10 @@ void CRecursiveIndexer::start() {
     m_iDirectoriesScanned = 0;
     m_iDirectoriesSkipped = 0;
     m_iItemsFailed = 0;
-    m_filesQueued.clear();
+    {
+        std::lock_guard lock(m_filesIndexedLock);
+        m_filesQueued.clear();
+    }
     m_itemsToBeRead.reset();
     m_itemsToBeIndexed.reset();
     m_bStarted = true;
@@ -146,7 +149,7 @@ std::wstring CRecursiveIndexer::getLastError() const {
 
 bool CRecursiveIndexer::isIndexedFile(const std::wstring& path) const {
     std::lock_guard lock(m_filesIndexedLock);
-    return m_filesIndexed.count(path) != 0;
+    return m_filesIndexed.contains(path);
 }
 
 bool CRecursiveIndexer::postEvent(IndexerMessage message) {
@@ -324,12 +327,18 @@ void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::w
 }
 
 bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
-    const std::wstring path = Util::fromPath(entry.path());
-    return m_pathsIndexed.count(path) != 0 || m_filesQueued.count(path) != 0 || isIndexedFile(path);
+    const std::string key = CFoldedPathSet::key(Util::fromPath(entry.path()));
+    if (m_pathsIndexed.containsKey(key))
+        return true;
+    std::lock_guard lock(m_filesIndexedLock);
+    return m_filesQueued.containsKey(key) || m_filesIndexed.containsKey(key);
 }
 
 void CRecursiveIndexer::addItemToBeRead(const std::wstring& path) {
-    m_filesQueued.insert(path);
+    {
+        std::lock_guard lock(m_filesIndexedLock);
+        m_filesQueued.insert(path);
+    }
     // Waits while the queue is full; a stop drops the path.
     m_itemsToBeRead.push(path);
 }
@@ -421,8 +430,10 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
             beginUpdatingIndexItem(location);
             addFileToIndex(pMetadata);
             {
+                std::string key = CFoldedPathSet::key(location);
                 std::lock_guard lock(m_filesIndexedLock);
-                m_filesIndexed.insert(location);
+                m_filesQueued.eraseKey(key);
+                m_filesIndexed.insertKey(std::move(key));
                 ++m_iCompletedItemsTotal;
             }
             endUpdatingIndexItem(location);

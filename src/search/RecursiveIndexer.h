@@ -15,6 +15,7 @@
 
 #include "search/BoundedQueue.h"
 #include "search/EventSink.h"
+#include "search/FoldedPathSet.h"
 #include "search/IndexStorage.h"
 #include "search/Metadata.h"
 #include "support/Strings.h"
@@ -35,7 +36,6 @@ namespace Kerf::Search::Writer {
 class CRecursiveIndexer {
 public:
     using Paths = std::vector<std::wstring>;
-    using PathSet = std::set<std::wstring, Util::CString_iless>;
 
     /// Items each queue holds before its producer waits: enough to keep the
     /// stages busy, small enough that memory stays flat on any tree.
@@ -150,7 +150,7 @@ protected:
     std::atomic<bool> m_bIndexingFinished{false};
 
     /// Locations the index held below the roots when the walk began.
-    PathSet m_pathsIndexed;
+    CFoldedPathSet m_pathsIndexed;
 
 private:
     void start();
@@ -172,10 +172,12 @@ private:
     AnalyzerPtr m_pAnalyzer;
     std::shared_ptr<IEventSink> m_pEventSink;
 
-    PathSet m_filesIndexed;
-    /// Paths queued in this run: a file met again (overlapping roots, an
-    /// extension listed twice) is queued once.
-    PathSet m_filesQueued;
+    /// Files added to the index by this indexer.
+    CFoldedPathSet m_filesIndexed;
+    /// Files queued in this run and not yet indexed: a file met again while
+    /// on its way (overlapping roots, an extension listed twice) is queued
+    /// once. Indexed files move to m_filesIndexed, so each path is held once.
+    CFoldedPathSet m_filesQueued;
     /// Directories (device, inode) entered below the current root, so that a
     /// link back up the tree is not walked again.
     std::set<std::pair<unsigned long, unsigned long>> m_visitedDirectories;
@@ -188,6 +190,7 @@ private:
     Paths m_directories;
     Paths m_extensions;
 
+    /// Guards m_filesIndexed, m_filesQueued and the completed total.
     mutable std::mutex m_filesIndexedLock;
     std::size_t m_iCompletedItemsTotal = 0;
 
