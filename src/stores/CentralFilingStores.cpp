@@ -161,11 +161,11 @@ bool CCentralFilingStores::LoadFilingList(const FilingList& list, std::wstring& 
     }
     Xml::DocPtr doc(xmlReadFile(cacheFile.c_str(), nullptr, kParseOptions));
     if (!doc) {
-        sError = L"xmlReadFile failed. \n" + errors.describe();
+        sError = L"xmlReadFile failed. \n" + errors.describe(list.sCacheFile);
         return false;
     }
     if (xmlSchemaValidateDoc(validator.get(), doc.get()) != 0) {
-        sError = L"xmlSchemaValidateDoc failed. \n" + errors.describe();
+        sError = L"xmlSchemaValidateDoc failed. \n" + errors.describe(list.sCacheFile);
         return false;
     }
 

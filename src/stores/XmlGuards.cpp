@@ -89,14 +89,15 @@ void ErrorCollector::onError(void* context, xmlErrorPtr error) {
     self->m_vErrors.push_back(std::move(entry));
 }
 
-std::wstring ErrorCollector::describe() const {
+std::wstring ErrorCollector::describe(const std::wstring& sDocument) const {
     std::wstring text;
     for (size_t i = 0; i < m_vErrors.size() && i < kErrorsDescribed; ++i) {
         const Error& error = m_vErrors[i];
         text += L"Error: " + error.sMessage + L"\n";
         text += L"Line: " + std::to_wstring(error.iLine) + L"\n";
         text += L"Line Pos: " + std::to_wstring(error.iColumn) + L"\n";
-        const std::wstring source = sourceLine(error.sFile, error.iLine);
+        const std::wstring source =
+            sourceLine(error.sFile.empty() ? sDocument : error.sFile, error.iLine);
         if (!source.empty())
             text += L"Source Text: " + source + L"\n";
     }

@@ -115,6 +115,7 @@ TEST(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) 
         << log;
     EXPECT_NE(log.find("xmlSchemaValidateDoc failed."), std::string::npos) << log;
     EXPECT_NE(log.find("'path' is required"), std::string::npos) << log;
+    EXPECT_NE(log.find("Source Text: <filinglocations><locations>"), std::string::npos) << log;
     EXPECT_NE(log.find("Remote File: " + damaged.string() + "\nxmlReadFile failed."),
               std::string::npos)
         << log;
