@@ -6,6 +6,7 @@
 #include <gsf/gsf-input-memory.h>
 #include <gsf/gsf-utils.h>
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 
@@ -13,6 +14,7 @@ namespace Mapi {
 namespace {
 
 constexpr std::size_t kHeaderSize = 512;
+constexpr std::size_t kDirectoryEntrySize = 128;
 
 std::uint16_t le16(const std::uint8_t* p) {
     return static_cast<std::uint16_t>(p[0] | (p[1] << 8));
@@ -37,6 +39,31 @@ bool headerCountsPlausible(const std::uint8_t* header, std::string& error) {
     const std::uint64_t entriesPerSector = (std::uint64_t{1} << shift) / 4;
     if (tableSectors * entriesPerSector / 8 > 256 * 1024) {
         error = "the allocation table is larger than any message file";
+        return false;
+    }
+    return true;
+}
+
+// The root entry of the directory has no siblings in a valid file. The
+// compound-file reader builds entries it finds beside the root but never
+// frees them, so such a file is refused here.
+bool rootEntryPlausible(GsfInput* source, const std::uint8_t* header, std::uint64_t fileSize,
+                        std::string& error) {
+    constexpr std::uint32_t kNoStream = 0xFFFFFFFFu;
+    const std::uint64_t sectorSize = std::uint64_t{1} << le16(header + 0x1E);
+    const std::uint64_t directorySector = le32(header + 0x30);
+    const std::uint64_t offset =
+        std::max<std::uint64_t>(kHeaderSize, sectorSize) + directorySector * sectorSize;
+    const std::uint8_t* entry = nullptr;
+    if (offset + kDirectoryEntrySize <= fileSize &&
+        !gsf_input_seek(source, static_cast<gsf_off_t>(offset), G_SEEK_SET))
+        entry = gsf_input_read(source, kDirectoryEntrySize, nullptr);
+    if (entry == nullptr) {
+        error = "the directory lies outside the file";
+        return false;
+    }
+    if (le32(entry + 0x44) != kNoStream || le32(entry + 0x48) != kNoStream) {
+        error = "the root directory entry has siblings";
         return false;
     }
     return true;
@@ -93,7 +120,8 @@ std::shared_ptr<CStorage> CStorage::open(GsfInput* source, std::string& error) {
         error = "the file is not a compound file";
         return nullptr;
     }
-    if (!headerCountsPlausible(header, error))
+    if (!headerCountsPlausible(header, error) ||
+        !rootEntryPlausible(source, header, static_cast<std::uint64_t>(size), error))
         return nullptr;
     if (gsf_input_seek(source, 0, G_SEEK_SET)) {
         error = "the file cannot be read from its start";

@@ -66,7 +66,7 @@ CEmailMetadata_File::CEmailMetadata_File(const std::wstring& path, bool CountAtt
     SetStringValue(L"Location", path);
     std::optional<std::uint64_t> size;
     try {
-        RetrieveData(path, size);
+        m_bMessageRead = RetrieveData(path, size);
     } catch (const std::exception& e) {
         Trace::tracef("CEmailMetadata_File: \"%s\": %s\n", Util::toNarrow(path).c_str(), e.what());
     }

@@ -19,10 +19,15 @@ public:
     /// there; longer ones are read piecemeal as the parser asks.
     static constexpr std::uint64_t kWholeFileLimit = 64ull * 1024 * 1024;
 
+    /// Whether the file opened as a message (its values may still be few).
+    bool MessageRead() const { return m_bMessageRead; }
+
 private:
     /// Opens the file's storage and reads the message; returns success.
     /// `fileSize` is set once the open file has been measured.
     bool RetrieveData(const std::wstring& path, std::optional<std::uint64_t>& fileSize);
+
+    bool m_bMessageRead = false;
 };
 
 } // namespace Kerf::QuireLib

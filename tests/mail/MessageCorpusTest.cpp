@@ -5,6 +5,7 @@
 
 #include "mail/CompoundStorage.h"
 #include "mail/EmailMetadataFile.h"
+#include "mail/GLibLogRouting.h"
 #include "mail/MapiMessage.h"
 #include "support/DateTime.h"
 #include "support/Strings.h"
@@ -69,7 +70,9 @@ protected:
 
 TEST_P(MessageCorpus, RecordMatchesExpectedValues) {
     const nlohmann::json& want = expected();
+    testing::internal::CaptureStderr();
     const CEmailMetadata_File record(Util::fromPath(path()), true);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 
     EXPECT_EQ(record.GetStringValue(L"Location"), Util::fromPath(path()));
     EXPECT_EQ(record.GetSize(), want.at("Size").get<std::int32_t>());
@@ -104,6 +107,16 @@ TEST_P(MessageCorpus, RecordMatchesExpectedValues) {
     EXPECT_EQ(record.GetSentDate().GetStatus(), OleDate::valid);
     EXPECT_EQ(record.GetEmbeddedAttachments(), want.at("EmbeddedAttachments").get<int>());
     EXPECT_EQ(record.GetNonEmbeddedAttachments(), want.at("NonEmbeddedAttachments").get<int>());
+}
+
+TEST(DamagedCorpusFiles, CompoundFileComplaintsGoToTheTraceLog) {
+    const unsigned routedBefore = GLibLog::routedCount();
+    testing::internal::CaptureStderr();
+    for (const std::string& name : QoTest::corpusFileNames())
+        if (QoTest::corpusExpectations().at(name).value("damaged", false))
+            CEmailMetadata_File(Util::fromPath(QoTest::corpusDirectory() / "msg" / name), true);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_GT(GLibLog::routedCount(), routedBefore);
 }
 
 using MessageCodePage = MessageCorpus;

@@ -1,0 +1,144 @@
+// Bodies of messages without a plain-text body: from the HTML body, from
+// compressed RTF made from HTML, and from plain RTF.
+
+#include "CorpusExpectations.h"
+#include "MsgTestFiles.h"
+
+#include "mail/CompoundStorage.h"
+#include "mail/CompressedRtf.h"
+#include "mail/HtmlText.h"
+#include "mail/MapiMapiProp.h"
+#include "mail/MapiMessage.h"
+#include "mail/RtfText.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+using namespace Kerf;
+using QoMsg::MsgMessage;
+
+namespace {
+
+TEST(HtmlText, DropsMarkupScriptsAndStylesAndBreaksBlocks) {
+    const std::wstring text = Html::toPlainText(
+        L"<html><head><title>Title</title><style>p{color:red}</style></head><body>"
+        L"<script>var x = 1;</script><p>First&nbsp;para&amp;graph,\n   wrapped</p>"
+        L"<div>Second<br>line</div><table><tr><td>a</td><td>b</td></tr></table>"
+        L"<pre>  kept\n  as is</pre><!-- hidden --> Caf&eacute; &#x20AC;</body></html>");
+    EXPECT_EQ(text, L"First para&graph, wrapped\r\nSecond\r\nline\r\na b\r\n  kept\r\n  as is\r\n"
+                    L"Caf\x00e9 \x20ac");
+}
+
+TEST(HtmlText, FindsTheDeclaredCharset) {
+    EXPECT_EQ(Html::declaredCharset("<html><head><META HTTP-EQUIV=\"Content-Type\" "
+                                    "CONTENT=\"text/html; charset=Windows-1251\">"),
+              "windows-1251");
+    EXPECT_EQ(Html::declaredCharset("<meta charset='utf-8'><p>x"), "utf-8");
+    EXPECT_EQ(Html::declaredCharset("\xEF\xBB\xBF<p>x</p>"), "utf-8");
+    EXPECT_EQ(Html::declaredCharset("<p>charset=koi8-r is only text</p>"), "");
+}
+
+TEST(HtmlText, DeepNestingEndsTheTextButNotTheProgram) {
+    std::wstring html = L"<p>before</p>";
+    for (int i = 0; i < 100000; ++i)
+        html += L"<div><span>";
+    html += L"deep";
+    EXPECT_EQ(Html::toPlainText(html).substr(0, 6), L"before");
+}
+
+TEST(MessageBody, HtmlBodyInItsDeclaredCharsetElseTheInternetCodePage) {
+    QoTest::MsgFiles files;
+    MsgMessage declared;
+    declared.html = "<html><head><meta http-equiv=Content-Type content=\"text/html; "
+                    "charset=windows-1251\"></head><body><p>\xCF\xF0\xE8\xE2\xE5\xF2</p></body>";
+    declared.internetCodePage = 1252;
+    EXPECT_EQ(files.roundTrip(declared).GetStringValue(L"Body"),
+              L"\x041F\x0440\x0438\x0432\x0435\x0442");
+
+    MsgMessage undeclared;
+    undeclared.html = "<p>\xCF\xF0\xE8\xE2\xE5\xF2</p>";
+    undeclared.internetCodePage = 1251;
+    EXPECT_EQ(files.roundTrip(undeclared).GetStringValue(L"Body"),
+              L"\x041F\x0440\x0438\x0432\x0435\x0442");
+
+    // A plain-text body, when there is one, wins.
+    MsgMessage both = undeclared;
+    both.body = L"plain";
+    EXPECT_EQ(files.roundTrip(both).GetStringValue(L"Body"), L"plain");
+}
+
+TEST(MessageBody, RtfMadeFromHtmlGivesTheHtmlText) {
+    QoTest::MsgFiles files;
+    MsgMessage message;
+    message.compressedRtf = QoMsg::storedRtf(
+        "{\\rtf1\\ansi\\ansicpg1252\\fromhtml1 \\deff0{\\fonttbl{\\f0\\fswiss Arial;}}"
+        "{\\*\\htmltag19 <html>}{\\*\\htmltag34 <head>}{\\*\\htmltag1 <style>p{}</style>}"
+        "{\\*\\htmltag41 </head>}{\\*\\htmltag50 <body>}\\htmlrtf {\\htmlrtf0 "
+        "{\\*\\htmltag64 <p>}Caf\\'e9 au lait \\u8364?\\htmlrtf\\par\\htmlrtf0"
+        "{\\*\\htmltag72 </p>}{\\*\\htmltag64 <p>}Second &amp; last{\\*\\htmltag72 </p>}"
+        "\\htmlrtf }\\htmlrtf0 {\\*\\htmltag58 </body>}{\\*\\htmltag27 </html>}}",
+        true);
+    EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Body"),
+              L"Caf\x00e9 au lait \x20ac\r\nSecond & last");
+}
+
+TEST(MessageBody, PlainRtfGivesItsText) {
+    QoTest::MsgFiles files;
+    MsgMessage message;
+    message.compressedRtf = QoMsg::storedRtf(
+        "{\\rtf1\\ansi\\ansicpg1251\\deff0{\\fonttbl{\\f0\\fnil\\fcharset204 Arial;}"
+        "{\\f1\\fnil\\fcharset128 MS Gothic;}}{\\colortbl;\\red0\\green0\\blue0;}"
+        "{\\*\\generator Writer;}\\pard\\f0\\'cf\\'f0\\'e8\\'e2\\'e5\\'f2\\par "
+        "{\\f1 \\'93\\'fa}\\tab x\\uc1\\u-10179?\\u-8704?\\par}",
+        false);
+    EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Body"),
+              L"\x041F\x0440\x0438\x0432\x0435\x0442\r\n\x65e5\tx\x1F600\r\n");
+}
+
+TEST(CompressedRtf, LiteralRunsAndTheEndMarker) {
+    for (const std::string rtf : {"", "{\\rtf1}", "{\\rtf1 exactly16 bytes}", "{\\rtf1 x}"}) {
+        const std::vector<std::uint8_t> stored = QoMsg::storedRtf(rtf, true);
+        EXPECT_EQ(Rtf::decompress(stored.data(), stored.size()), rtf);
+    }
+    // A header claiming a vast raw size yields only what the data holds.
+    std::vector<std::uint8_t> lying = QoMsg::storedRtf("{\\rtf1 small}", true);
+    lying[4] = lying[5] = lying[6] = lying[7] = 0xFF;
+    EXPECT_EQ(Rtf::decompress(lying.data(), lying.size()), "{\\rtf1 small}");
+    const std::uint8_t unknown[16] = {12, 0, 0, 0, 5, 0, 0, 0, 'A', 'B', 'C', 'D'};
+    EXPECT_FALSE(Rtf::decompress(unknown, sizeof unknown).has_value());
+}
+
+// Real compressed RTF with back references, from the corpus: every one
+// decompresses to exactly its stated size and is RTF.
+TEST(CompressedRtf, EveryCorpusRtfBodyDecompressesToItsStatedSize) {
+    int checked = 0;
+    for (const std::string& name : QoTest::corpusFileNames()) {
+        if (QoTest::corpusExpectations().at(name).value("damaged", false))
+            continue;
+        std::ifstream in(QoTest::corpusDirectory() / "msg" / name, std::ios::binary);
+        const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)),
+                                              std::istreambuf_iterator<char>());
+        std::string error;
+        auto storage = Mapi::CStorage::openMemory(bytes.data(), bytes.size(), error);
+        std::unique_ptr<Mapi::CMessage> message;
+        ASSERT_EQ(Mapi::CMessage::OpenIMsgOnIStg(storage, message), Mapi::S_OK) << name;
+        std::unique_ptr<Mapi::CStream> stream;
+        Mapi::ULONG storedType = 0;
+        if (message->OpenProperty(Mapi::PR_RTF_COMPRESSED, stream, storedType) != Mapi::S_OK)
+            continue;
+        std::vector<std::uint8_t> data;
+        Mapi::MapiProp::getStreamData_Throw(*message, *stream, data);
+        ASSERT_GE(data.size(), 16u) << name;
+        const std::uint32_t rawSize = data[4] | data[5] << 8 | data[6] << 16 | data[7] << 24;
+        const auto rtf = Rtf::decompress(data.data(), data.size());
+        ASSERT_TRUE(rtf) << name;
+        EXPECT_EQ(rtf->size(), rawSize) << name;
+        EXPECT_EQ(rtf->substr(0, 5), "{\\rtf") << name;
+        ++checked;
+    }
+    EXPECT_GT(checked, 20);
+}
+
+} // namespace

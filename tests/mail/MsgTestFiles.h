@@ -1,0 +1,50 @@
+#pragma once
+// Message files with known contents, written for one test into a temporary
+// folder by the project's own message writer.
+
+#include "MsgWriter.h"
+#include "TempDir.h"
+
+#include "mail/EmailMetadataFile.h"
+#include "support/Strings.h"
+
+#include <string>
+
+namespace QoTest {
+
+class MsgFiles {
+public:
+    std::filesystem::path write(const std::string& name, const QoMsg::MsgMessage& message) {
+        const std::filesystem::path path = m_dir / name;
+        QoMsg::writeMsgFile(path, message);
+        return path;
+    }
+    Kerf::QuireLib::CEmailMetadata_File read(const std::filesystem::path& path,
+                                             bool countAttachments = true) const {
+        return Kerf::QuireLib::CEmailMetadata_File(Kerf::Util::fromPath(path), countAttachments);
+    }
+    Kerf::QuireLib::CEmailMetadata_File roundTrip(const QoMsg::MsgMessage& message,
+                                                  bool countAttachments = true) {
+        return read(write("message" + std::to_string(++m_iCount) + ".msg", message),
+                    countAttachments);
+    }
+    const std::filesystem::path& folder() const { return m_dir.path(); }
+
+private:
+    TempDir m_dir;
+    int m_iCount = 0;
+};
+
+/// A plain message with the text keys set.
+inline QoMsg::MsgMessage simpleMessage() {
+    QoMsg::MsgMessage message;
+    message.subject = L"RE: Site visit";
+    message.normalizedSubject = L"Site visit";
+    message.senderName = L"Anna Meyer";
+    message.displayTo = L"Ben Clarke; Clara Dubois";
+    message.displayCc = L"";
+    message.body = L"See you on Friday.\r\n";
+    return message;
+}
+
+} // namespace QoTest

@@ -1,0 +1,117 @@
+// "qosearch-cli show" run as a program on written messages: the JSON it
+// prints parses, carries every value exactly and the sent date in local
+// time with its offset; the text form has one block per file.
+
+#include "MsgTestFiles.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <ctime>
+#include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+struct CliResult {
+    int status = -1;
+    std::string out;
+};
+
+CliResult runCli(const std::vector<std::string>& args) {
+    const std::string program = std::string(QOSEARCH_BINARY_DIR) + "/src/cli/qosearch-cli";
+    int pipeFds[2];
+    if (pipe(pipeFds) != 0)
+        return {};
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(pipeFds[1], STDOUT_FILENO);
+        close(pipeFds[0]);
+        close(pipeFds[1]);
+        std::vector<char*> argv{const_cast<char*>(program.c_str())};
+        for (const std::string& arg : args)
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        argv.push_back(nullptr);
+        execv(program.c_str(), argv.data());
+        _exit(127);
+    }
+    close(pipeFds[1]);
+    CliResult result;
+    char buffer[4096];
+    for (ssize_t n; (n = read(pipeFds[0], buffer, sizeof buffer)) > 0;)
+        result.out.append(buffer, static_cast<std::size_t>(n));
+    close(pipeFds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+// The local wall-clock time of a UTC moment with the zone's offset.
+std::string localIso(std::time_t utc) {
+    std::tm tm{};
+    localtime_r(&utc, &tm);
+    const long offset = tm.tm_gmtoff;
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d%c%02ld:%02ld",
+                  tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec,
+                  offset < 0 ? '-' : '+', std::labs(offset) / 3600, std::labs(offset) / 60 % 60);
+    return text;
+}
+
+TEST(ShowCommand, JsonCarriesEveryValueExactly) {
+    QoTest::MsgFiles files;
+    QoMsg::MsgMessage tricky = QoTest::simpleMessage();
+    tricky.subject = L"Quote \" backslash \\ tab\t bell\x07 \x00e9\x4e2d \x1F600";
+    tricky.body = L"line one\r\nline two\r\n";
+    tricky.submitTime = QoMsg::fileTimeFromUtc(2013, 7, 18, 8, 26, 24);
+    tricky.attachments.push_back({6, L"ole.bin", {1}, nullptr});
+    const auto first = files.write("tricky \"name\".msg", tricky);
+    const auto second = files.write("plain.msg", QoMsg::MsgMessage{});
+    const auto foreign = files.folder() / "foreign.msg";
+    std::ofstream(foreign) << "not a message";
+    const std::string missing = (files.folder() / "missing.msg").string();
+
+    const CliResult result =
+        runCli({"show", "--json", first.string(), second.string(), missing, foreign.string()});
+    EXPECT_EQ(result.status, 1); // the missing and the foreign file
+    const nlohmann::json records = nlohmann::json::parse(result.out);
+    ASSERT_EQ(records.size(), 4u);
+
+    const nlohmann::json& r = records[0];
+    EXPECT_EQ(r["Location"], first.string());
+    EXPECT_EQ(Kerf::Util::toWide(r["Subject"].get<std::string>()), *tricky.subject);
+    EXPECT_EQ(r["Body"], "line one\r\nline two\r\n");
+    EXPECT_EQ(r["From"], "Anna Meyer");
+    EXPECT_EQ(r["Cc"], "");
+    EXPECT_FALSE(r.contains("Bcc"));
+    EXPECT_EQ(r["Size"], std::filesystem::file_size(first));
+    EXPECT_EQ(r["SentDate"], localIso(1374135984));
+    EXPECT_EQ(r["EmbeddedAttachments"], 1);
+    EXPECT_EQ(r["NonEmbeddedAttachments"], 0);
+
+    EXPECT_FALSE(records[1].contains("Subject"));
+    EXPECT_EQ(records[2]["Location"], missing);
+    EXPECT_EQ(records[2]["Size"], 0);
+    EXPECT_EQ(records[3]["Size"], 13);
+    EXPECT_EQ(runCli({"show", first.string(), second.string()}).status, 0);
+}
+
+TEST(ShowCommand, TextFormHasOneBlockPerFileAndUsageErrorsGiveTwo) {
+    QoTest::MsgFiles files;
+    const auto path = files.write("a.msg", QoTest::simpleMessage());
+    const CliResult result = runCli({"show", path.string(), path.string()});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("Subject: RE: Site visit\n"), std::string::npos);
+    EXPECT_NE(result.out.find("Body:\n  See you on Friday.\n"), std::string::npos);
+    EXPECT_EQ(result.out.find("Bcc:"), std::string::npos);
+    const std::string block = result.out.substr(0, result.out.find("\n\n") + 1);
+    EXPECT_EQ(block.rfind("Location: " + path.string() + "\n", 0), 0u);
+    EXPECT_EQ(result.out, block + "\n" + block);
+
+    EXPECT_EQ(runCli({"show"}).status, 2);
+    EXPECT_EQ(runCli({"show", "--bogus", path.string()}).status, 2);
+}
+
+} // namespace
