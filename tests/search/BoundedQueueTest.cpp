@@ -29,8 +29,11 @@ TEST(BoundedQueue, AFullQueueHoldsItsProducerUntilTheConsumerTakes) {
             ++pushed;
         }
     });
-    // The producer can get two items in and is then held on the third.
-    ASSERT_EQ(producer.wait_for(200ms), std::future_status::timeout);
+    // The producer gets two items in and is then held on the third.
+    const auto deadline = std::chrono::steady_clock::now() + 60s;
+    while (pushed < 2 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(1ms);
+    ASSERT_EQ(producer.wait_for(100ms), std::future_status::timeout);
     EXPECT_EQ(pushed, 2);
     EXPECT_EQ(queue.size(), 2u);
     for (int i = 0; i < 5; ++i)

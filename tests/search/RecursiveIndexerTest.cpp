@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <map>
 #include <sys/resource.h>
@@ -207,12 +208,15 @@ TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
     indexer.setQueueCapacity(2);
     // The index stage holds its first item until a stop is asked for, so
     // both queues fill and both producers wait.
+    std::atomic<bool> holding{false};
     indexer.onUpdatingIndexItem = [&](const std::wstring&) {
+        holding = true;
         waitUntil([&] { return indexer.isStopRequested(); });
     };
     indexer.go();
     ASSERT_TRUE(waitUntil([&] {
-        return indexer.getItemsToBeReadCount() == 2 && indexer.getItemsToBeIndexedCount() == 2;
+        return holding && indexer.getItemsToBeReadCount() == 2 &&
+               indexer.getItemsToBeIndexedCount() == 2;
     }));
     auto stopped = std::async(std::launch::async, [&] { indexer.stop(); });
     ASSERT_EQ(stopped.wait_for(std::chrono::seconds(60)), std::future_status::ready);
