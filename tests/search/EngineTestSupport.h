@@ -123,64 +123,48 @@ protected:
         m_events.push_back({std::this_thread::get_id(), name, argument});
     }
 
-    void beginWorkThread() override { record("beginWorkThread"); }
-    void endWorkThread() override { record("endWorkThread"); }
-    void beginScanningDirectoryThread() override {
-        CRecursiveIndexer::beginScanningDirectoryThread();
-        record("beginScanningDirectoryThread");
+// Every hook records its name, then does what the base does.
+#define RECORDED_HOOK(hook)                                                                        \
+    void hook() override {                                                                         \
+        record(#hook);                                                                             \
+        CRecursiveIndexer::hook();                                                                 \
     }
-    void endScanningDirectoryThread() override {
-        record("endScanningDirectoryThread");
-        CRecursiveIndexer::endScanningDirectoryThread();
+#define RECORDED_PATH_HOOK(hook)                                                                   \
+    void hook(const std::wstring& path) override {                                                 \
+        record(#hook, path);                                                                       \
+        CRecursiveIndexer::hook(path);                                                             \
     }
-    void beginScanningDirectory(const std::wstring& d) override {
-        record("beginScanningDirectory", d);
-    }
-    void endScanningDirectory(const std::wstring& d) override { record("endScanningDirectory", d); }
-    void beginScanningFile(const std::wstring& p) override {
-        record("beginScanningFile", p);
+    RECORDED_HOOK(beginWorkThread)
+    RECORDED_HOOK(endWorkThread)
+    RECORDED_HOOK(beginScanningDirectoryThread)
+    RECORDED_HOOK(endScanningDirectoryThread)
+    RECORDED_PATH_HOOK(beginScanningDirectory)
+    RECORDED_PATH_HOOK(endScanningDirectory)
+    RECORDED_PATH_HOOK(endScanningFile)
+    RECORDED_HOOK(beginBuildingMetadataThread)
+    RECORDED_HOOK(endBuildingMetadataThread)
+    RECORDED_HOOK(beginBuildingMetadata)
+    RECORDED_HOOK(endBuildingMetadata)
+    RECORDED_PATH_HOOK(beginBuildingMetadataItem)
+    RECORDED_PATH_HOOK(endBuildingMetadataItem)
+    RECORDED_HOOK(beginUpdatingIndexThread)
+    RECORDED_HOOK(endUpdatingIndexThread)
+    RECORDED_HOOK(beginUpdatingIndex)
+    RECORDED_HOOK(endUpdatingIndex)
+    RECORDED_PATH_HOOK(endUpdatingIndexItem)
+#undef RECORDED_HOOK
+#undef RECORDED_PATH_HOOK
+
+    void beginScanningFile(const std::wstring& path) override {
+        record("beginScanningFile", path);
         if (onScanningFile)
-            onScanningFile(p);
+            onScanningFile(path);
     }
-    void endScanningFile(const std::wstring& p) override {
-        record("endScanningFile", p);
-        CRecursiveIndexer::endScanningFile(p);
-    }
-    void beginBuildingMetadataThread() override {
-        CRecursiveIndexer::beginBuildingMetadataThread();
-        record("beginBuildingMetadataThread");
-    }
-    void endBuildingMetadataThread() override {
-        record("endBuildingMetadataThread");
-        CRecursiveIndexer::endBuildingMetadataThread();
-    }
-    void beginBuildingMetadata() override { record("beginBuildingMetadata"); }
-    void endBuildingMetadata() override { record("endBuildingMetadata"); }
-    void beginBuildingMetadataItem(const std::wstring& p) override {
-        record("beginBuildingMetadataItem", p);
-    }
-    void endBuildingMetadataItem(const std::wstring& p) override {
-        record("endBuildingMetadataItem", p);
-    }
-    void beginUpdatingIndexThread() override {
-        CRecursiveIndexer::beginUpdatingIndexThread();
-        record("beginUpdatingIndexThread");
-    }
-    void endUpdatingIndexThread() override {
-        record("endUpdatingIndexThread");
-        CRecursiveIndexer::endUpdatingIndexThread();
-    }
-    void beginUpdatingIndex() override { record("beginUpdatingIndex"); }
-    void endUpdatingIndex() override {
-        record("endUpdatingIndex");
-        CRecursiveIndexer::endUpdatingIndex();
-    }
-    void beginUpdatingIndexItem(const std::wstring& l) override {
-        record("beginUpdatingIndexItem", l);
+    void beginUpdatingIndexItem(const std::wstring& location) override {
+        record("beginUpdatingIndexItem", location);
         if (onUpdatingIndexItem)
-            onUpdatingIndexItem(l);
+            onUpdatingIndexItem(location);
     }
-    void endUpdatingIndexItem(const std::wstring& l) override { record("endUpdatingIndexItem", l); }
 
 private:
     mutable std::mutex m_eventsLock;

@@ -26,22 +26,3 @@ TEST(StoredText, EveryCharacterOfAPathSurvivesTheIndex) {
     ASSERT_EQ(hits->length(), 1u);
     EXPECT_EQ(Searcher::getAsString(hits->doc(0), L"Location"), location);
 }
-
-TEST(StoredText, LocationsBelowADirectoryComeFromThePhraseOfItsWords) {
-    IndexFolders folders;
-    {
-        auto writer = folders.writer();
-        for (const wchar_t* location :
-             {L"/srv/Mail/a.msg", L"/srv/Mail/2008/b.msg", L"/srv/Other/c.msg"}) {
-            Document doc;
-            Writer::add(doc, L"Location", location);
-            Writer::add(*writer, doc);
-        }
-    }
-    auto searcher = folders.searcher();
-    std::vector<std::wstring> below;
-    forEachLocationBelow(*searcher, L"/srv/Mail",
-                         [&](const std::wstring& l) { below.push_back(l); });
-    EXPECT_EQ(below, (std::vector<std::wstring>{L"/srv/Mail/a.msg", L"/srv/Mail/2008/b.msg"}));
-    EXPECT_EQ(folders.locations().size(), 3u); // "/" has no words: everything is below it
-}
