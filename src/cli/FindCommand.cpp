@@ -98,6 +98,7 @@ int runFind(const Args& args) {
     CommandLineView view(options->progress);
     auto sink = std::make_shared<Kerf::Search::CQueuedEventSink>();
     Kerf::QuireLib::CMailSearchCycle cycle(view, sink, options->place);
+    cycle.setRowsCarryBody(options->json);
     cycle.initialise();
     if (cycle.getLastError().empty()) {
         if (options->noUpdate) {

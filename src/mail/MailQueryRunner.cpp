@@ -5,6 +5,10 @@
 #include "support/Strings.h"
 #include "support/Trace.h"
 
+#include <CLucene/document/FieldSelector.h>
+
+#include <cwchar>
+
 namespace Kerf::QuireLib {
 
 namespace Searcher = Search::Searcher;
@@ -46,11 +50,37 @@ std::wstring CMailQueryRunner::buildQuery(const std::wstring& directory) {
     return q;
 }
 
-CEmailMetadata CMailQueryRunner::getDocument(Search::Document& document) {
+namespace {
+
+// Every stored field but the body. The mail indexer stores the body last,
+// so reading stops at the field before it.
+class WithoutBody : public lucene::document::FieldSelector {
+public:
+    FieldSelectorResult accept(const wchar_t* fieldName) const override {
+        if (std::wcscmp(fieldName, L"NonEmbeddedAttachments") == 0)
+            return LOAD_AND_BREAK;
+        return std::wcscmp(fieldName, L"Body") == 0 ? NO_LOAD : LOAD;
+    }
+};
+
+} // namespace
+
+void CMailQueryRunner::loadDocument(lucene::index::IndexReader& reader, std::int32_t number,
+                                    Search::Document& document) {
+    if (m_bLoadBody) {
+        CQueryRunner::loadDocument(reader, number, document);
+        return;
+    }
+    static const WithoutBody withoutBody;
+    reader.document(number, document, &withoutBody);
+}
+
+CEmailMetadata CMailQueryRunner::getDocument(Search::Document& document, bool withBody) {
     CEmailMetadata record;
     for (const wchar_t* key :
          {L"Location", L"Subject", L"Normalised_Subject", L"Body", L"From", L"To", L"Cc", L"Bcc"})
-        record.SetStringValue(key, Searcher::getAsString(document, key));
+        if (withBody || std::wcscmp(key, L"Body") != 0)
+            record.SetStringValue(key, Searcher::getAsString(document, key));
     record.SetSentDate(OleDate{Dates::toOleDate(Searcher::getAsDateTime(document, L"SentDate"))});
     record.SetEmbeddedAttachments(Searcher::getAsInt32(document, L"EmbeddedAttachments"));
     record.SetNonEmbeddedAttachments(Searcher::getAsInt32(document, L"NonEmbeddedAttachments"));
@@ -72,7 +102,7 @@ void CMailQueryRunner::beginProcessingResults(lucene::search::Hits& hits) {
 }
 
 void CMailQueryRunner::beginProcessingNewHit(Search::Document& document) {
-    m_results.InsertItem(getDocument(document));
+    m_results.InsertItem(getDocument(document, m_bLoadBody));
 }
 
 void CMailQueryRunner::endProcessingNewHit(Search::Document& /*document*/) {

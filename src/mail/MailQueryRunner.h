@@ -34,8 +34,14 @@ public:
                      const Directories* directories);
 
     std::wstring buildQuery(const std::wstring& directory) override;
-    /// The record that a hit's stored fields describe.
-    static CEmailMetadata getDocument(Search::Document& document);
+    /// The record that a hit's stored fields describe. Without the body
+    /// (see setLoadBody) the record has no "Body" key.
+    static CEmailMetadata getDocument(Search::Document& document, bool withBody = true);
+
+    /// Whether result rows carry the message body. Off by default: the list
+    /// never shows it and the preview reads it from the index when needed,
+    /// while loading every body would cost most of the time of a large result.
+    void setLoadBody(bool load) { m_bLoadBody = load; }
 
     /// Lower and upper ends of an open date range.
     static const DateTime kSmallestDate;
@@ -44,6 +50,8 @@ public:
 protected:
     using CQueryRunner::beginProcessingSearch;
     using CQueryRunner::endProcessingSearch;
+    void loadDocument(lucene::index::IndexReader& reader, std::int32_t number,
+                      Search::Document& document) override;
     void beginProcessingSearch() override;
     void beginProcessingResults(lucene::search::Hits& hits) override;
     void beginProcessingNewHit(Search::Document& document) override;
@@ -54,6 +62,7 @@ private:
     const SearchCriteria& m_criteria;
     IMailResultsSink& m_results;
     bool m_bBulkAdding = false;
+    bool m_bLoadBody = false;
 };
 
 } // namespace Kerf::QuireLib

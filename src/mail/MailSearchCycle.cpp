@@ -161,6 +161,7 @@ void CMailSearchCycle::resetIndexSearcher() {
 void CMailSearchCycle::searchDirectories() {
     CMailQueryRunner runner(m_pSearcher, m_criteria, *this, &m_matchedMessages,
                             &m_searchedDirectories, &m_locations);
+    runner.setLoadBody(m_bRowsCarryBody);
     const int waitDepth = m_iWaitDepth;
     try {
         runner.go();

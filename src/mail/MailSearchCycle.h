@@ -73,6 +73,10 @@ public:
     /// Ends any running work; queued messages then find nothing to do.
     void closeIndexer();
 
+    /// Whether result rows carry the message body (off: the list shows no
+    /// body and reading them all would slow large results down).
+    void setRowsCarryBody(bool carry) { m_bRowsCarryBody = carry; }
+
     bool isIndexing() const { return m_pIndexer != nullptr; }
     const std::wstring& getStatusText() const { return m_sStatus; }
     /// The last failure of a search (a query the parser refused, an index
@@ -119,6 +123,7 @@ private:
     std::wstring m_sLastError;
     int m_iWaitDepth = 0;
     bool m_bBulkAdding = false;
+    bool m_bRowsCarryBody = false;
 };
 
 } // namespace Kerf::QuireLib

@@ -79,7 +79,7 @@ void CQueryRunner::go(const std::wstring& directory) {
         beginProcessingHit(location);
         if (m_pFoundLocations->count(location) == 0 && isFilenameAcceptable(location)) {
             Document document;
-            m_pSearcher->doc(number, document);
+            loadDocument(reader, number, document);
             beginProcessingNewHit(document);
             m_pFoundLocations->insert(location);
             m_pFoundDirectories->insert(directoryOf(location));
@@ -89,6 +89,11 @@ void CQueryRunner::go(const std::wstring& directory) {
     }
     endProcessingResults(*hits);
     endProcessingSearch(directory);
+}
+
+void CQueryRunner::loadDocument(lucene::index::IndexReader& reader, std::int32_t number,
+                                Document& document) {
+    reader.document(number, document);
 }
 
 std::wstring CQueryRunner::buildQuery(const std::wstring& directory) {

@@ -68,7 +68,11 @@ protected:
     /// Every hit, new or not.
     virtual void beginProcessingHit(const std::wstring& /*location*/) {}
     virtual void endProcessingHit(const std::wstring& /*location*/) {}
-    /// New hits only, with all their stored fields.
+    /// Reads the stored fields that a new hit hands to the hooks below;
+    /// all of them unless a subclass needs fewer.
+    virtual void loadDocument(lucene::index::IndexReader& reader, std::int32_t number,
+                              Document& document);
+    /// New hits only, with the fields loadDocument read.
     virtual void beginProcessingNewHit(Document& /*document*/) {}
     virtual void endProcessingNewHit(Document& /*document*/) {}
 
