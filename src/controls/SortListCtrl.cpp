@@ -91,6 +91,17 @@ void CSortListCtrl::SetRowIcon(const QIcon& icon) {
     m_model->setRowIcon(icon);
 }
 
+bool CSortListCtrl::SetItemCut(int row, bool cut) {
+    if (!m_model->isRow(row))
+        return false;
+    m_model->setRowCut(row, cut);
+    return true;
+}
+
+bool CSortListCtrl::IsItemCut(int row) const {
+    return m_model->isRowCut(row);
+}
+
 bool CSortListCtrl::DeleteItem(int row) {
     if (!m_model->isRow(row))
         return false;

@@ -47,6 +47,10 @@ public:
     /// The icon shown before the first cell of every row.
     void SetRowIcon(const QIcon& icon);
 
+    /// Marks a row as cut to the clipboard: it shows dimmed until removed.
+    bool SetItemCut(int row, bool cut);
+    bool IsItemCut(int row) const;
+
     bool DeleteItem(int row);
     bool DeleteAllItems();
 

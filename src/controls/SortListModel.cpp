@@ -2,9 +2,11 @@
 
 #include "support/Assert.h"
 
+#include <QApplication>
 #include <QCollator>
 #include <QCollatorSortKey>
 #include <QLocale>
+#include <QPalette>
 
 #include <algorithm>
 #include <numeric>
@@ -35,7 +37,11 @@ QVariant CSortListModel::data(const QModelIndex& index, int role) const {
             .display;
     case Qt::DecorationRole:
         if (index.column() == 0 && !m_rowIcon.isNull())
-            return m_rowIcon;
+            return m_rows[static_cast<size_t>(index.row())].cut ? m_cutRowIcon : m_rowIcon;
+        return {};
+    case Qt::ForegroundRole:
+        if (m_rows[static_cast<size_t>(index.row())].cut)
+            return QApplication::palette().brush(QPalette::Disabled, QPalette::Text);
         return {};
     default:
         return {};
@@ -115,8 +121,26 @@ QVariant CSortListModel::userData(int row) const {
 
 void CSortListModel::setRowIcon(const QIcon& icon) {
     m_rowIcon = icon;
+    m_cutRowIcon = QIcon();
+    for (const QSize& size : icon.availableSizes())
+        m_cutRowIcon.addPixmap(icon.pixmap(size, QIcon::Disabled));
+    if (m_cutRowIcon.isNull())
+        m_cutRowIcon.addPixmap(icon.pixmap(QSize(16, 16), QIcon::Disabled));
     if (m_shownRows > 0 && !m_columns.empty())
         emit dataChanged(index(0, 0), index(m_shownRows - 1, 0), {Qt::DecorationRole});
+}
+
+void CSortListModel::setRowCut(int row, bool cut) {
+    if (!isRow(row))
+        return;
+    m_rows[static_cast<size_t>(row)].cut = cut;
+    if (row < m_shownRows && !m_columns.empty())
+        emit dataChanged(index(row, 0), index(row, columnCount() - 1),
+                         {Qt::DecorationRole, Qt::ForegroundRole});
+}
+
+bool CSortListModel::isRowCut(int row) const {
+    return isRow(row) && m_rows[static_cast<size_t>(row)].cut;
 }
 
 void CSortListModel::removeRowAt(int row) {

@@ -53,6 +53,10 @@ public:
     /// Shown before the first cell of every row.
     void setRowIcon(const QIcon& icon);
 
+    /// A row marked cut is shown dimmed until it is removed.
+    void setRowCut(int row, bool cut);
+    bool isRowCut(int row) const;
+
     void removeRowAt(int row);
     void removeAllRows();
 
@@ -73,6 +77,7 @@ private:
     struct Row {
         std::vector<Cell> cells;
         QVariant userData;
+        bool cut = false;
     };
 
     std::vector<QString> m_columns;
@@ -80,6 +85,7 @@ private:
     int m_shownRows = 0; // rows the views know about
     bool m_bulk = false;
     QIcon m_rowIcon;
+    QIcon m_cutRowIcon; // the row icon in its disabled look
 };
 
 } // namespace Kerf::QuireLib
