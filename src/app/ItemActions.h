@@ -1,0 +1,29 @@
+#pragma once
+// Opening result messages and their folders on the desktop. A message opens
+// in the desktop's application for ".msg" files; where there is none, in the
+// program's own viewer window.
+
+#include <QString>
+
+#include <string>
+#include <vector>
+
+class QWidget;
+
+namespace ItemActions {
+
+/// The media type of saved message files.
+inline constexpr const char* kMessageMimeType = "application/vnd.ms-outlook";
+
+/// Whether the desktop names a default application for the media type
+/// (asked once per type and process).
+bool hasDesktopApplicationFor(const QString& mimeType);
+
+/// Opens each message; returns how many went to the program's own viewer.
+int openMessages(const std::vector<std::wstring>& paths, QWidget* parent);
+
+/// Opens each folder once, folders differing only in letter case counting
+/// as one, in the order given; returns the folders opened.
+std::vector<std::wstring> exploreFolders(const std::vector<std::wstring>& folders);
+
+} // namespace ItemActions

@@ -1,0 +1,60 @@
+#include "app/MsgStoresSortListCtrl.h"
+
+#include "support/Trace.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+namespace Kerf::QuireLib {
+
+CMsgStoresSortListCtrl::CMsgStoresSortListCtrl(QWidget* parent)
+    : CSortListCtrl(kControlId, parent), m_stores(std::make_unique<CMsgStoresListModel>()) {
+    setObjectName(QStringLiteral("locationsList"));
+    // A failing source is told to the user without holding up the window.
+    m_stores->SetErrorReporter([this](const std::wstring& text) {
+        auto* box = new QMessageBox(QMessageBox::Critical, QStringLiteral("QoSearch"),
+                                    QString::fromStdWString(text), QMessageBox::Ok, this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->show();
+    });
+    // The model remembers the order so that a new filter keeps it.
+    connect(this, &CSortListCtrl::sorted, this,
+            [this](int column, bool ascending) { m_stores->Sort(column, ascending); });
+}
+
+void CMsgStoresSortListCtrl::Initialise() {
+    Trace::tracef("Kerf::QuireLib::CMsgStoresSortListCtrl::Initialise() ...\n");
+    SetHeadings(m_stores->GetColumnSpecification());
+    LoadColumnInfo();
+    SetColumnWidth(CMsgStoresListModel::eColStoreId, 0);
+    SetColumnWidth(CMsgStoresListModel::eColSource, 0);
+}
+
+bool CMsgStoresSortListCtrl::LoadStoreLocations(int kind) {
+    const bool loaded = m_stores->LoadStoreLocations(kind);
+    ShowModelRows();
+    return loaded;
+}
+
+void CMsgStoresSortListCtrl::Filter(const std::wstring& text) {
+    Trace::tracef("Kerf::QuireLib::CMsgStoresSortListCtrl::Filter() ...\n");
+    m_stores->Filter(text);
+    ShowModelRows();
+}
+
+void CMsgStoresSortListCtrl::ShowModelRows() {
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    setUpdatesEnabled(false);
+    DeleteAllItems();
+    const size_t count = m_stores->GetRowCount();
+    startOptimisedAdd(static_cast<int>(count));
+    for (size_t i = 0; i < count; ++i) {
+        const auto& row = m_stores->GetRow(i);
+        AddItem(std::vector<std::wstring>(row.begin(), row.end()));
+    }
+    finishOptimisedAdd();
+    setUpdatesEnabled(true);
+    QApplication::restoreOverrideCursor();
+}
+
+} // namespace Kerf::QuireLib

@@ -1,0 +1,380 @@
+#include "app/QoSearchDlg.h"
+
+#include "app/DialogUnits.h"
+#include "app/PreviewPane.h"
+#include "app/ProgramIcons.h"
+#include "app/QoSearchApp.h"
+#include "app/SearchCriteriaPane.h"
+#include "app/SearchLocation.h"
+#include "app/TranslateWindow.h"
+#include "controls/ResultsRow.h"
+#include "controls/SortListCtrl.h"
+#include "support/Assert.h"
+#include "support/Paths.h"
+#include "support/Trace.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QShortcut>
+#include <QTabWidget>
+#include <QUrl>
+#include <QVBoxLayout>
+
+using Kerf::QuireLib::CEmailMetadata;
+using Kerf::QuireLib::CRecursiveMailIndexer;
+using Kerf::QuireLib::CSortListCtrl;
+namespace ResultsRow = Kerf::QuireLib::ResultsRow;
+
+namespace {
+
+constexpr int kMargin = 10; // also the gap below the status line when collapsed
+constexpr int kSpacing = 6;
+constexpr int kInitialWidth = 780;
+constexpr int kInitialResultsHeight = 320;
+constexpr int kResultsMinimumHeight = 120;
+constexpr int kStatusRepaintMs = 100;
+constexpr const char* kHelpPage = "QoSearch.html";
+
+CRecursiveMailIndexer::IndexPlace userIndexPlace() {
+    return {CQoSearchApp::buildIndexRootDirectory(), CQoSearchApp::buildIndexDirectory()};
+}
+
+QPushButton* newButton(const char* text, const char* objectName) {
+    auto* button = new QPushButton(QLatin1String(text));
+    button->setObjectName(QLatin1String(objectName));
+    // Enter belongs to the window (a search), not to the focused button.
+    button->setAutoDefault(false);
+    button->setDefault(false);
+    return button;
+}
+
+QLabel* newLink(const char* text, const char* objectName) {
+    auto* link = new QLabel(QStringLiteral("<a href=\"#\">%1</a>").arg(QLatin1String(text)));
+    link->setObjectName(QLatin1String(objectName));
+    link->setTextFormat(Qt::RichText);
+    link->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    link->setAlignment(Qt::AlignHCenter);
+    return link;
+}
+
+} // namespace
+
+CQoSearchDlg::CQoSearchDlg(QWidget* parent) : CQoSearchDlg(userIndexPlace(), parent) {}
+
+CQoSearchDlg::CQoSearchDlg(const CRecursiveMailIndexer::IndexPlace& place, QWidget* parent)
+    : QDialog(parent), m_pSink(std::make_shared<CWindowEventSink>(this)),
+      m_cycle(*this, m_pSink, place) {
+    buildControls();
+    initialise();
+}
+
+CQoSearchDlg::~CQoSearchDlg() {
+    m_cycle.closeIndexer();
+    m_pSink->detach();
+    m_ctlResults->SaveColumnInfo();
+    while (QApplication::overrideCursor() != nullptr && m_iWaitDepth-- > 0)
+        QApplication::restoreOverrideCursor();
+}
+
+void CQoSearchDlg::buildControls() {
+    setObjectName(QStringLiteral("QoSearchDlg"));
+    setWindowTitle(QString::fromWCharArray(CQoSearchApp::kWindowTitle));
+    setWindowFlags(windowFlags() | Qt::WindowMinMaxButtonsHint);
+    m_hIcon = programIcon();
+    setWindowIcon(m_hIcon);
+    setSizeGripEnabled(true);
+
+    m_pLocation = new CSearchLocation;
+    m_pCriteria = new CSearchCriteria;
+    m_pPreview = new CPreviewDlg;
+    m_pTabs = new QTabWidget;
+    m_pTabs->setObjectName(QStringLiteral("tabs"));
+    m_pTabs->addTab(m_pLocation, QStringLiteral("&Location"));
+    m_pTabs->addTab(m_pCriteria, QStringLiteral("&More Choices"));
+    m_pTabs->addTab(m_pPreview, QStringLiteral("&Preview"));
+    m_pTabs->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+
+    m_pFindNow = newButton("_Find Now", "findNow");
+    m_pStop = newButton("_Stop", "stop");
+    m_pClear = newButton("_Clear", "clear");
+    m_pIcon = new QLabel;
+    m_pIcon->setObjectName(QStringLiteral("programIcon"));
+    m_pIcon->setPixmap(m_hIcon.pixmap(48, 48));
+    m_pIcon->setAlignment(Qt::AlignHCenter);
+    m_pHelpLink = newLink("More about Search", "helpLink");
+    m_pHelpLink->setToolTip(QStringLiteral("Opens the help file"));
+    m_pAboutLink = newLink("About QoSearch...", "aboutLink");
+
+    auto* buttons = new QVBoxLayout;
+    buttons->setSpacing(kSpacing);
+    buttons->addSpacing(m_pTabs->tabBar()->sizeHint().height());
+    buttons->addWidget(m_pFindNow);
+    buttons->addWidget(m_pStop);
+    buttons->addWidget(m_pClear);
+    buttons->addStretch(1);
+    buttons->addWidget(m_pIcon);
+    buttons->addWidget(m_pHelpLink);
+    buttons->addWidget(m_pAboutLink);
+
+    auto* upper = new QHBoxLayout;
+    upper->setSpacing(kMargin);
+    upper->addWidget(m_pTabs, 1);
+    upper->addLayout(buttons);
+    m_pUpperLayout = upper;
+
+    m_pStatus = new QLabel;
+    m_pStatus->setObjectName(QStringLiteral("status"));
+    m_pStatus->setTextFormat(Qt::PlainText);
+    // A long progress line must not widen the window.
+    m_pStatus->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    m_pStatus->setMinimumHeight(m_pStatus->fontMetrics().height() + 2);
+
+    m_ctlResults = new CSortListCtrl(kResultsListId);
+    m_ctlResults->setObjectName(QStringLiteral("results"));
+    m_ctlResults->setAlternatingRowColors(true);
+    m_ctlResults->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_pResultsGroup = new QGroupBox(QStringLiteral("_Results"));
+    m_pResultsGroup->setObjectName(QStringLiteral("resultsGroup"));
+    auto* resultsLayout = new QVBoxLayout(m_pResultsGroup);
+    resultsLayout->addWidget(m_ctlResults);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+    layout->setSpacing(kSpacing);
+    layout->addLayout(upper);
+    layout->addWidget(m_pStatus);
+    layout->addWidget(m_pResultsGroup, 1);
+
+    connect(m_pFindNow, &QPushButton::clicked, this, &CQoSearchDlg::OnBnClickedFindnow);
+    connect(m_pStop, &QPushButton::clicked, this, &CQoSearchDlg::OnBnClickedStop);
+    connect(m_pClear, &QPushButton::clicked, this, &CQoSearchDlg::OnBnClickedClear);
+    connect(m_pHelpLink, &QLabel::linkActivated, this, &CQoSearchDlg::openHelp);
+    connect(m_pAboutLink, &QLabel::linkActivated, this, &CQoSearchDlg::showAbout);
+    connect(new QShortcut(QKeySequence::HelpContents, this), &QShortcut::activated, this,
+            &CQoSearchDlg::openHelp);
+    connect(m_pTabs, &QTabWidget::currentChanged, this, [](int pane) {
+        if (Kerf::Trace::isOn())
+            Kerf::Trace::tracef("CQoSearchDlg::ShowWindowNumber(%s)\n",
+                                QStringLiteral("Window=%1").arg(pane).toUtf8().constData());
+    });
+    connect(m_pLocation, &CSearchLocation::locationsChanged, this, &CQoSearchDlg::updateButtons);
+    connect(m_pLocation, &CSearchLocation::searchAgainRequested, this, [this] {
+        OnBnClickedStop();
+        if (isFindNowAvailable())
+            OnBnClickedFindnow();
+    });
+    connect(m_ctlResults->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this](const QItemSelection& selected) { OnLvnItemchangedResults(selected); });
+    connect(m_ctlResults, &QAbstractItemView::doubleClicked, this,
+            &CQoSearchDlg::OnNMDblclkResults);
+    connect(m_ctlResults, &QWidget::customContextMenuRequested, this,
+            &CQoSearchDlg::OnNMRclickResults);
+}
+
+void CQoSearchDlg::initialise() {
+    ShowWindowNumber(eLocationPane);
+    TranslateWindow(this);
+
+    m_ctlResults->SetHeadings(ResultsRow::kHeadings);
+    for (int column = 0; column < m_ctlResults->GetColumnCount(); ++column)
+        m_ctlResults->SetColumnWidth(
+            column, dialogUnitsToPixels(*m_ctlResults, m_ctlResults->GetColumnWidth(column)));
+    m_ctlResults->LoadColumnInfo();
+    m_ctlResults->SetRowIcon(messageFileIcon());
+
+    ClearDialogueOnInitialization();
+    beginWaitCursor();
+    m_cycle.initialise();
+    endWaitCursor();
+
+    // Collapsed until the first search: only the upper part and the status line.
+    m_iFullHeight = collapsedHeight() + kInitialResultsHeight;
+    m_pResultsGroup->hide();
+    const int collapsed = collapsedHeight();
+    setMinimumHeight(collapsed);
+    setMaximumHeight(collapsed);
+    resize(kInitialWidth, collapsed);
+    updateButtons();
+}
+
+void CQoSearchDlg::ClearDialogueOnInitialization() {
+    m_cycle.clear();
+    m_pCriteria->clearCriteria();
+}
+
+int CQoSearchDlg::collapsedHeight() const {
+    // The status line's bottom edge plus the margin below it.
+    return kMargin + m_pUpperLayout->sizeHint().height() + kSpacing +
+           std::max(m_pStatus->sizeHint().height(), m_pStatus->minimumHeight()) + kMargin;
+}
+
+void CQoSearchDlg::showResultsArea() {
+    if (m_bResultsShown)
+        return;
+    m_pResultsGroup->show();
+    setMaximumHeight(QWIDGETSIZE_MAX);
+    setMinimumHeight(collapsedHeight() + kResultsMinimumHeight);
+    m_bResultsShown = true;
+    resize(width(), std::max(m_iFullHeight, minimumHeight()));
+}
+
+void CQoSearchDlg::collapseResultsArea() {
+    if (!m_bResultsShown)
+        return;
+    // The height the user gave the window is the one the next search opens to.
+    m_iFullHeight = height();
+    m_pResultsGroup->hide();
+    const int collapsed = collapsedHeight();
+    setMinimumHeight(collapsed);
+    setMaximumHeight(collapsed);
+    resize(width(), collapsed);
+    m_bResultsShown = false;
+}
+
+bool CQoSearchDlg::isFindNowAvailable() {
+    return m_pLocation->AreSearchLocationsAvailable();
+}
+
+void CQoSearchDlg::updateButtons() {
+    m_pFindNow->setEnabled(isFindNowAvailable());
+    m_pStop->setEnabled(m_cycle.isIndexing());
+}
+
+void CQoSearchDlg::OnBnClickedFindnow() {
+    KERF_TRACE_ENTRY("CQoSearchDlg::OnBnClickedFindnow");
+    KERF_ASSERT(isFindNowAvailable());
+    Findnow();
+    updateButtons();
+}
+
+void CQoSearchDlg::Findnow() {
+    Kerf::QuireLib::SearchCriteria criteria = m_pCriteria->get();
+    criteria.m_sKeywords = m_pLocation->GetKeywords();
+    criteria.m_sQuery = m_pLocation->GetRawQuery();
+    const std::vector<std::wstring> locations = m_pLocation->GetSearchLocations();
+    if (!locations.empty())
+        showResultsArea();
+    // Without locations the cycle only says so.
+    m_cycle.findNow(criteria, locations);
+}
+
+void CQoSearchDlg::OnBnClickedStop() {
+    m_cycle.stop();
+    updateButtons();
+}
+
+void CQoSearchDlg::OnBnClickedClear() {
+    m_cycle.clear();
+    m_pCriteria->clearCriteria();
+    collapseResultsArea();
+    updateButtons();
+}
+
+void CQoSearchDlg::OnOK() {
+    if (isFindNowAvailable())
+        OnBnClickedFindnow();
+}
+
+void CQoSearchDlg::accept() {
+    OnOK(); // the window never closes on Enter
+}
+
+void CQoSearchDlg::reject() {
+    stopWork();
+    QDialog::reject();
+}
+
+void CQoSearchDlg::stopWork() {
+    m_cycle.closeIndexer();
+    updateButtons();
+}
+
+void CQoSearchDlg::ShowWindowNumber(int pane) {
+    m_pTabs->setCurrentIndex(pane);
+}
+
+void CQoSearchDlg::bringToFront() {
+    if (isMinimized())
+        setWindowState((windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    show();
+    raise();
+    activateWindow();
+}
+
+bool CQoSearchDlg::event(QEvent* e) {
+    if (const auto message = CWindowEventSink::messageOf(e->type())) {
+        m_cycle.handle(*message);
+        if (*message == Kerf::Search::IndexerMessage::EndWork)
+            updateButtons();
+        return true;
+    }
+    return QDialog::event(e);
+}
+
+void CQoSearchDlg::keyPressEvent(QKeyEvent* e) {
+    const bool enter = e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter;
+    if (enter && (e->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
+        OnOK();
+        e->accept();
+        return;
+    }
+    QDialog::keyPressEvent(e); // Escape: reject()
+}
+
+void CQoSearchDlg::setStatusText(const std::wstring& text) {
+    m_pStatus->setText(QString::fromStdWString(text));
+    // The query runs on this thread; show its progress now and then.
+    if (!m_statusClock.isValid() || m_statusClock.elapsed() >= kStatusRepaintMs) {
+        m_statusClock.start();
+        if (m_pStatus->isVisible())
+            m_pStatus->repaint();
+    }
+}
+
+void CQoSearchDlg::beginWaitCursor() {
+    ++m_iWaitDepth;
+    QApplication::setOverrideCursor(QCursor(Qt::WaitCursor));
+}
+
+void CQoSearchDlg::endWaitCursor() {
+    if (m_iWaitDepth == 0)
+        return;
+    --m_iWaitDepth;
+    QApplication::restoreOverrideCursor();
+}
+
+void CQoSearchDlg::openHelp() {
+    const QString page =
+        QString::fromStdWString(Kerf::Paths::installationDirectory()) + QLatin1String(kHelpPage);
+    if (QFileInfo::exists(page) && QDesktopServices::openUrl(QUrl::fromLocalFile(page)))
+        return;
+    auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("QoSearch"),
+                                QStringLiteral("The help page could not be opened.\n\n"
+                                               "It is the file %1")
+                                    .arg(page),
+                                QMessageBox::Ok, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+void CQoSearchDlg::showAbout() {
+    QMessageBox box(this);
+    box.setObjectName(QStringLiteral("aboutBox"));
+    box.setWindowTitle(QStringLiteral("About QoSearch"));
+    box.setIconPixmap(m_hIcon.pixmap(64, 64));
+    box.setTextFormat(Qt::RichText);
+    box.setText(QStringLiteral("<b>QoSearch</b> %1<br>Finds filed e-mail messages for "
+                               "Pellam Quarto.")
+                    .arg(QString::fromWCharArray(CQoSearchApp::kIndexFormatVersion)));
+    box.setInformativeText(
+        QStringLiteral("The index lives in %1")
+            .arg(QString::fromStdWString(CQoSearchApp::buildIndexDirectory()).toHtmlEscaped()));
+    box.exec();
+}

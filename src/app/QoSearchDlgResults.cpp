@@ -1,0 +1,241 @@
+// The results list of the search window: rows from the search cycle, the
+// preview of the selected row, and the actions on the selected rows.
+
+#include "app/FileMovement.h"
+#include "app/HostProduct.h"
+#include "app/IndexDocument.h"
+#include "app/ItemActions.h"
+#include "app/PreviewPane.h"
+#include "app/QoSearchDlg.h"
+#include "controls/ResultsRow.h"
+#include "controls/SortListCtrl.h"
+#include "support/Assert.h"
+#include "support/Trace.h"
+
+#include <QFileInfo>
+#include <QMenu>
+#include <QMessageBox>
+
+using Kerf::QuireLib::CEmailMetadata;
+namespace ResultsRow = Kerf::QuireLib::ResultsRow;
+
+namespace {
+
+// The context menu's commands.
+enum Command { eOpen = 0xD800, eExplore, eSendLink, eCut, eCopy, eDelete };
+
+QString fileNameOf(const std::wstring& path) {
+    return QFileInfo(QString::fromStdWString(path)).fileName();
+}
+
+} // namespace
+
+void CQoSearchDlg::deleteAllRows() {
+    m_ctlResults->DeleteAllItems();
+    m_bSortPending = false;
+}
+
+void CQoSearchDlg::clearPreview() {
+    m_pPreview->ClearText();
+}
+
+void CQoSearchDlg::startOptimisedAdd(std::size_t expectedRows) {
+    m_ctlResults->startOptimisedAdd(static_cast<int>(expectedRows));
+}
+
+void CQoSearchDlg::finishOptimisedAdd() {
+    m_ctlResults->finishOptimisedAdd();
+}
+
+std::size_t CQoSearchDlg::getItemCount() const {
+    return static_cast<std::size_t>(m_ctlResults->GetItemCount());
+}
+
+void CQoSearchDlg::insertItem(const CEmailMetadata& record) {
+    KERF_ASSERT(record.GetSentDate().GetStatus() == Kerf::OleDate::valid);
+    ResultsRow::Hit hit;
+    hit.from = record.GetStringValue(L"From");
+    hit.to = record.GetStringValue(L"To");
+    hit.subject = record.GetStringValue(L"Subject");
+    hit.normalisedSubject = record.GetStringValue(L"Normalised_Subject");
+    hit.location = record.GetStringValue(L"Location");
+    hit.sent = Kerf::Dates::fromOleDate(record.GetSentDate().m_dt);
+    hit.size = record.GetSize();
+    hit.attachments = record.GetEmbeddedAttachments() + record.GetNonEmbeddedAttachments();
+    ResultsRow::insertRow(*m_ctlResults, ResultsRow::buildTexts(hit));
+    m_bSortPending = true;
+}
+
+void CQoSearchDlg::sortPendingRows() {
+    if (m_bSortPending) {
+        if (m_ctlResults->GetSortColumn() != -1)
+            m_ctlResults->Sort(m_ctlResults->GetSortColumn(), m_ctlResults->IsSortAscending());
+        m_bSortPending = false;
+    }
+    ensureSelectedVisibility();
+}
+
+std::wstring CQoSearchDlg::getItemDirectory(int row) const {
+    return ResultsRow::itemDirectory(*m_ctlResults, row);
+}
+
+std::wstring CQoSearchDlg::getItemBasename(int row) const {
+    return ResultsRow::itemBasename(*m_ctlResults, row);
+}
+
+std::wstring CQoSearchDlg::getItemPath(int row) const {
+    return ResultsRow::itemPath(*m_ctlResults, row);
+}
+
+std::vector<int> CQoSearchDlg::getSelectedItems() const {
+    return m_ctlResults->GetSelectedItems();
+}
+
+std::vector<std::wstring> CQoSearchDlg::getItemPaths(const std::vector<int>& rows) const {
+    std::vector<std::wstring> paths;
+    paths.reserve(rows.size());
+    for (const int row : rows)
+        paths.push_back(getItemPath(row));
+    return paths;
+}
+
+std::vector<std::wstring> CQoSearchDlg::getSelectedPaths() const {
+    return getItemPaths(getSelectedItems());
+}
+
+void CQoSearchDlg::ensureSelectedVisibility() {
+    QItemSelectionModel* selection = m_ctlResults->selectionModel();
+    const QModelIndex current = m_ctlResults->currentIndex();
+    if (current.isValid() && selection->isSelected(current)) {
+        m_ctlResults->scrollTo(current);
+        return;
+    }
+    const QItemSelection selected = selection->selection();
+    if (!selected.isEmpty())
+        m_ctlResults->scrollTo(selected.first().topLeft());
+}
+
+std::optional<CEmailMetadata> CQoSearchDlg::getDocumentFromIndex(const std::wstring& path) const {
+    return ::getDocumentFromIndex(m_cycle.getSearcher(), path);
+}
+
+void CQoSearchDlg::OnLvnItemchangedResults(const QItemSelection& selected) {
+    if (selected.isEmpty())
+        return;
+    // Of the rows selected now, the one the user moved to.
+    const QModelIndex current = m_ctlResults->currentIndex();
+    const int row =
+        current.isValid() && selected.contains(current) ? current.row() : selected.last().bottom();
+    if (row < 0 || !m_ctlResults->selectionModel()->isRowSelected(row, QModelIndex()))
+        return;
+    ShowWindowNumber(ePreviewPane);
+    beginWaitCursor();
+    if (const auto record = getDocumentFromIndex(getItemPath(row)))
+        m_pPreview->fill(*record);
+    else
+        m_pPreview->ClearText();
+    endWaitCursor();
+}
+
+void CQoSearchDlg::OnNMDblclkResults(const QModelIndex& index) {
+    if (index.isValid())
+        ItemActions::openMessages({getItemPath(index.row())}, this);
+}
+
+void CQoSearchDlg::OnNMRclickResults(const QPoint& position) {
+    QMenu* menu = createResultsMenu(this);
+    menu->exec(m_ctlResults->viewport()->mapToGlobal(position));
+    delete menu;
+}
+
+QMenu* CQoSearchDlg::createResultsMenu(QWidget* parent) {
+    auto* menu = new QMenu(parent);
+    menu->setObjectName(QStringLiteral("resultsMenu"));
+    const auto add = [this, menu](const char* text, Command command,
+                                  void (CQoSearchDlg::*handler)()) {
+        QAction* action = menu->addAction(QLatin1String(text));
+        action->setData(static_cast<int>(command));
+        connect(action, &QAction::triggered, this, handler);
+    };
+    add("&Open", eOpen, &CQoSearchDlg::OpenItems);
+    add("&Explore", eExplore, &CQoSearchDlg::ExploreItems);
+    if (Pellam::Quarto::isRunnable())
+        add("&Send Quarto Link", eSendLink, &CQoSearchDlg::SendQoLink);
+    menu->addSeparator();
+    add("Cut", eCut, &CQoSearchDlg::CutItems);
+    add("Copy", eCopy, &CQoSearchDlg::CopyItems);
+    add("Delete", eDelete, &CQoSearchDlg::DeleteItems);
+    return menu;
+}
+
+void CQoSearchDlg::OpenItems() {
+    ItemActions::openMessages(getSelectedPaths(), this);
+}
+
+void CQoSearchDlg::ExploreItems() {
+    std::vector<std::wstring> folders;
+    for (const int row : getSelectedItems())
+        folders.push_back(getItemDirectory(row));
+    ItemActions::exploreFolders(folders);
+}
+
+void CQoSearchDlg::SendQoLink() {
+    const std::vector<std::wstring> paths = getSelectedPaths();
+    if (Pellam::Quarto::isRunnable()) {
+        const bool handed = Pellam::Quarto::fileItems(paths);
+        KERF_ASSERT(handed);
+    }
+}
+
+void CQoSearchDlg::CutItems() {
+    const std::vector<int> rows = getSelectedItems();
+    for (const int row : rows) {
+        const bool marked = m_ctlResults->SetItemCut(row, true);
+        KERF_ASSERT(marked);
+    }
+    CFileMovement::Cut(getItemPaths(rows));
+}
+
+void CQoSearchDlg::CopyItems() {
+    CFileMovement::Copy(getSelectedPaths());
+}
+
+bool CQoSearchDlg::confirmDelete(std::size_t count, const std::wstring& firstPath) {
+    const QString question =
+        count == 1 ? QStringLiteral("Move \"%1\" to the trash?").arg(fileNameOf(firstPath))
+                   : QStringLiteral("Move these %1 messages to the trash?").arg(count);
+    QMessageBox box(QMessageBox::Question, QStringLiteral("Delete"), question,
+                    QMessageBox::Yes | QMessageBox::No, this);
+    box.setObjectName(QStringLiteral("confirmDelete"));
+    box.setDefaultButton(QMessageBox::Yes);
+    return box.exec() == QMessageBox::Yes;
+}
+
+void CQoSearchDlg::DeleteItems() {
+    const std::vector<int> rows = getSelectedItems();
+    const std::vector<std::wstring> paths = getItemPaths(rows);
+    KERF_ASSERT(rows.size() == paths.size());
+    if (rows.empty() || !confirmDelete(rows.size(), paths.front()))
+        return;
+    const std::vector<std::wstring> failed = CFileMovement::Delete(paths);
+    // Backwards, so that the rows still to visit keep their numbers. A row
+    // goes only when its file is gone, whatever the trash reported.
+    for (size_t i = rows.size(); i-- > 0;) {
+        if (CFileMovement::IsFileReadable(paths[i]))
+            continue;
+        const bool removed = m_ctlResults->DeleteItem(rows[i]);
+        KERF_ASSERT(removed);
+    }
+    if (failed.empty())
+        return;
+    QString text =
+        failed.size() == 1
+            ? QStringLiteral("\"%1\" could not be moved to the trash.")
+                  .arg(fileNameOf(failed.front()))
+            : QStringLiteral("%1 messages could not be moved to the trash.").arg(failed.size());
+    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete"), text,
+                                QMessageBox::Ok, this);
+    box->setObjectName(QStringLiteral("deleteFailed"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}

@@ -1,0 +1,144 @@
+#include "app/ScreenshotTour.h"
+
+#include "app/QoSearchDlg.h"
+#include "app/SearchCriteriaPane.h"
+#include "app/SearchLocation.h"
+#include "controls/ResultsRow.h"
+#include "controls/SortListCtrl.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QGuiApplication>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPixmap>
+#include <QPointer>
+#include <QScreen>
+#include <QTimer>
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr int kSettleMs = 600; // time for the window to repaint between steps
+constexpr int kSearchLimitMs = 120000;
+
+class Tour : public QObject {
+public:
+    Tour(CQoSearchDlg& dlg, QString folder)
+        : QObject(&dlg), m_dlg(&dlg), m_folder(std::move(folder)) {
+        QDir().mkpath(m_folder);
+    }
+
+    void then(std::function<void()> step) { m_steps.push_back(std::move(step)); }
+    void start() {
+        QTimer::singleShot(kSettleMs, this, [this] { next(); });
+    }
+
+    // Runs the next step once the search (if any) has ended.
+    void next() {
+        if (!m_dlg)
+            return;
+        if (m_dlg->cycle().isIndexing() && m_waitedMs < kSearchLimitMs) {
+            m_waitedMs += 200;
+            QTimer::singleShot(200, this, [this] { next(); });
+            return;
+        }
+        m_waitedMs = 0;
+        if (m_step >= m_steps.size())
+            return;
+        m_steps[m_step++]();
+        QTimer::singleShot(kSettleMs, this, [this] { next(); });
+    }
+
+    // The window, and any popup over it, as the screen shows them.
+    void save(const char* name, QWidget* popup = nullptr) {
+        QRect area = m_dlg->frameGeometry();
+        if (popup != nullptr && popup->isVisible())
+            area = area.united(popup->frameGeometry());
+        QPixmap picture;
+        if (QScreen* screen = m_dlg->screen())
+            picture = screen->grabWindow(0, area.x(), area.y(), area.width(), area.height());
+        if (picture.isNull())
+            picture = m_dlg->grab();
+        const QString path = m_folder + QLatin1Char('/') + QLatin1String(name);
+        if (!picture.save(path))
+            std::fprintf(stderr, "qosearch: could not save %s\n", qPrintable(path));
+        else
+            std::printf("qosearch: saved %s\n", qPrintable(path));
+    }
+
+    CQoSearchDlg& dlg() { return *m_dlg; }
+
+private:
+    QPointer<CQoSearchDlg> m_dlg;
+    QString m_folder;
+    std::vector<std::function<void()>> m_steps;
+    size_t m_step = 0;
+    int m_waitedMs = 0;
+};
+
+} // namespace
+
+void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
+    auto* tour = new Tour(dlg, folder);
+    auto menu = std::make_shared<QPointer<QMenu>>();
+    tour->then([tour] { tour->save("01-start.png"); });
+    tour->then([tour] {
+        // Every filing location, as a user would pick them all.
+        tour->dlg().locationPane().GetLocationsList().selectAll();
+        tour->dlg().locationPane().GetLocationsList().setFocus();
+    });
+    tour->then([tour] { tour->save("02-locations.png"); });
+    tour->then([tour] {
+        CSearchCriteria& criteria = tour->dlg().criteriaPane();
+        tour->dlg().ShowWindowNumber(CQoSearchDlg::eCriteriaPane);
+        criteria.fromEdit().setText(QStringLiteral("Mike"));
+        criteria.subjectEdit().setText(QStringLiteral("test message"));
+        criteria.sentAfterCheck().setChecked(true);
+    });
+    tour->then([tour] {
+        tour->save("03-criteria.png");
+        tour->dlg().criteriaPane().clearCriteria();
+        tour->dlg().ShowWindowNumber(CQoSearchDlg::eLocationPane);
+        tour->dlg().OnBnClickedFindnow();
+    });
+    tour->then([tour] {
+        auto& list = tour->dlg().resultsList();
+        list.Sort(Kerf::QuireLib::ResultsRow::Sent, false);
+    });
+    tour->then([tour] { tour->save("04-results.png"); });
+    tour->then([tour] {
+        auto& list = tour->dlg().resultsList();
+        // A message with copy recipients shows the most of the preview.
+        int row = 0;
+        for (int i = 0; i < list.GetItemCount(); ++i)
+            if (list.GetItemText(i, Kerf::QuireLib::ResultsRow::Subject) ==
+                L"This is a test message please ignore") {
+                row = i;
+                break;
+            }
+        if (list.GetItemCount() > 0) {
+            list.setCurrentIndex(list.model()->index(row, 0));
+            list.scrollTo(list.model()->index(row, 0));
+        }
+    });
+    tour->then([tour] { tour->save("05-preview.png"); });
+    tour->then([tour, menu] {
+        auto& list = tour->dlg().resultsList();
+        const QModelIndex current = list.currentIndex();
+        const QPoint at = current.isValid() ? list.visualRect(current).center() : QPoint(40, 20);
+        *menu = tour->dlg().createResultsMenu(&tour->dlg());
+        (*menu)->popup(list.viewport()->mapToGlobal(at));
+    });
+    tour->then([tour, menu] { tour->save("06-context-menu.png", menu->data()); });
+    tour->then([tour, menu] {
+        if (*menu)
+            (*menu)->close();
+        tour->dlg().reject();
+    });
+    tour->start();
+}

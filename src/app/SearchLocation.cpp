@@ -1,0 +1,262 @@
+#include "app/SearchLocation.h"
+
+#include "app/TranslateWindow.h"
+#include "stores/QOSettings.h"
+#include "stores/UserSettings.h"
+#include "support/Assert.h"
+#include "support/Paths.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <QButtonGroup>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+
+using Kerf::QuireLib::CMsgStoresSortListCtrl;
+using Kerf::QuireLib::CSortListCtrl;
+
+namespace {
+
+QString settingsKey(const char* value) {
+    return QLatin1String(CSearchLocation::kSettingsGroup) + QLatin1Char('/') + QLatin1String(value);
+}
+
+} // namespace
+
+CSearchLocation::CSearchLocation(QWidget* parent)
+    : QWidget(parent), m_ctlLocationsList(new CMsgStoresSortListCtrl), m_pFilterEdit(new QLineEdit),
+      m_pFolderEdit(new QLineEdit), m_pBrowseButton(new QPushButton(QStringLiteral("Browse..."))),
+      m_pLocationsRadio(new QRadioButton(QStringLiteral("_Search filing locations"))),
+      m_pFolderRadio(new QRadioButton(QStringLiteral("_Search folder"))),
+      m_pModeGroup(new QButtonGroup(this)), m_pKeywordsEdit(new QLineEdit),
+      m_pRawQueryEdit(new QLineEdit) {
+    ReadStoredChoice();
+
+    m_pFilterEdit->setObjectName(QStringLiteral("locationFilter"));
+    m_pFolderEdit->setObjectName(QStringLiteral("searchFolder"));
+    m_pBrowseButton->setObjectName(QStringLiteral("browse"));
+    m_pBrowseButton->setAutoDefault(false);
+    m_pLocationsRadio->setObjectName(QStringLiteral("searchLocations"));
+    m_pFolderRadio->setObjectName(QStringLiteral("searchFolderMode"));
+    m_pModeGroup->addButton(m_pLocationsRadio, 0);
+    m_pModeGroup->addButton(m_pFolderRadio, 1);
+
+    auto* filterLabel = new QLabel(QStringLiteral("_Location filter:"));
+    filterLabel->setBuddy(m_pFilterEdit);
+    auto* top = new QHBoxLayout;
+    top->addWidget(m_pLocationsRadio);
+    top->addStretch(1);
+    top->addWidget(filterLabel);
+    top->addWidget(m_pFilterEdit, 1);
+
+    auto* bottom = new QHBoxLayout;
+    bottom->addWidget(m_pFolderRadio);
+    bottom->addWidget(m_pFolderEdit, 1);
+    bottom->addWidget(m_pBrowseButton);
+
+    // Bound but never shown: the keyword and raw-query texts.
+    auto* hidden = new QHBoxLayout;
+    auto* keywordsLabel = new QLabel(QStringLiteral("_Keywords"));
+    auto* rawQueryLabel = new QLabel(QStringLiteral("_Raw Query"));
+    for (QWidget* w :
+         {static_cast<QWidget*>(keywordsLabel), static_cast<QWidget*>(m_pKeywordsEdit),
+          static_cast<QWidget*>(rawQueryLabel), static_cast<QWidget*>(m_pRawQueryEdit)}) {
+        hidden->addWidget(w);
+        w->hide();
+    }
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(top);
+    layout->addWidget(m_ctlLocationsList, 1);
+    layout->addLayout(bottom);
+    layout->addLayout(hidden);
+
+    // The titles must be known before the list declares its columns.
+    InitLocationListHeaders();
+    m_ctlLocationsList->Initialise();
+    TranslateWindow(this);
+    m_ctlLocationsList->LoadStoreLocations(Kerf::QuireLib::eFileSystemFolder);
+    UpdateData(false);
+    updateDialogItems();
+
+    connect(m_pModeGroup, &QButtonGroup::idClicked, this, &CSearchLocation::OnBnClickedRadio);
+    connect(m_pFilterEdit, &QLineEdit::textChanged, this, &CSearchLocation::OnEnChangeLocFilter);
+    connect(m_pFolderEdit, &QLineEdit::textChanged, this, [this] {
+        UpdateData(true);
+        emit locationsChanged();
+    });
+    connect(m_pBrowseButton, &QPushButton::clicked, this,
+            &CSearchLocation::OnBnClickedFolderBrowse);
+    connect(m_ctlLocationsList->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &CSearchLocation::OnLvnItemchangedSearchlocations);
+    connect(m_ctlLocationsList, &QAbstractItemView::doubleClicked, this,
+            &CSearchLocation::OnNMDblclkSearchlocations);
+}
+
+CSearchLocation::~CSearchLocation() {
+    WriteStoredChoice();
+    m_ctlLocationsList->SaveColumnInfo();
+}
+
+void CSearchLocation::ReadStoredChoice() {
+    const auto settings = Kerf::QuireLib::openUserSettings();
+    m_sSearchFolder = settings->value(settingsKey(kFolderValue)).toString().toStdWString();
+    bool ok = false;
+    m_iLocationOrFolder = settings->value(settingsKey(kModeValue), 0).toInt(&ok);
+    if (!ok)
+        m_iLocationOrFolder = 0;
+    // Only the upper bound is checked: a negative mode is kept as it is.
+    if (m_iLocationOrFolder > 1)
+        m_iLocationOrFolder = 0;
+}
+
+void CSearchLocation::WriteStoredChoice() const {
+    const auto settings = Kerf::QuireLib::openUserSettings();
+    settings->setValue(settingsKey(kFolderValue), QString::fromStdWString(m_sSearchFolder));
+    settings->setValue(settingsKey(kModeValue), m_iLocationOrFolder);
+    settings->sync();
+    KERF_ASSERT(settings->status() == QSettings::NoError);
+}
+
+void CSearchLocation::InitLocationListHeaders() {
+    KERF_TRACE_ENTRY("CSearchLocation::InitLocationListHeaders");
+    KERF_ASSERT(m_ctlLocationsList != nullptr);
+    try {
+        const Kerf::QuireLib::CQOSettings settings(Kerf::QuireLib::CQOUtils::GetQOAppDataDir());
+        std::wstring value;
+        if (settings.ReadPrefixedOrPlain(L"LocationPriRefAlias", value) && !value.empty())
+            m_ctlLocationsList->SetPrimaryRefTitle(value);
+        if (settings.ReadPrefixedOrPlain(L"LocationSecRefAlias", value) && !value.empty())
+            m_ctlLocationsList->SetSecondaryRefTitle(value);
+        if (settings.ReadPrefixedOrPlain(L"LocationDescAlias", value) && !value.empty())
+            m_ctlLocationsList->SetDescriptionTitle(value);
+    } catch (const Kerf::CExceptionBase& e) {
+        // A damaged settings file leaves the default titles.
+        Kerf::Trace::tracef("Exception: %s\n", Kerf::Util::toNarrow(e.getMessage()).c_str());
+    }
+}
+
+void CSearchLocation::UpdateData(bool bSaveAndValidate) {
+    if (bSaveAndValidate) {
+        m_sFilterText = m_pFilterEdit->text().toStdWString();
+        m_sSearchFolder = m_pFolderEdit->text().toStdWString();
+        m_iLocationOrFolder =
+            m_pModeGroup->checkedId() == -1 ? m_iLocationOrFolder : m_pModeGroup->checkedId();
+        m_sKeywords = m_pKeywordsEdit->text().toStdWString();
+        m_sRawQuery = m_pRawQueryEdit->text().toStdWString();
+        return;
+    }
+    const QSignalBlocker blockFilter(m_pFilterEdit);
+    const QSignalBlocker blockFolder(m_pFolderEdit);
+    m_pFilterEdit->setText(QString::fromStdWString(m_sFilterText));
+    m_pFolderEdit->setText(QString::fromStdWString(m_sSearchFolder));
+    m_pKeywordsEdit->setText(QString::fromStdWString(m_sKeywords));
+    m_pRawQueryEdit->setText(QString::fromStdWString(m_sRawQuery));
+    if (QAbstractButton* button = m_pModeGroup->button(m_iLocationOrFolder)) {
+        button->setChecked(true);
+    } else {
+        // A stored mode outside 0..1: neither choice is ticked.
+        m_pModeGroup->setExclusive(false);
+        m_pLocationsRadio->setChecked(false);
+        m_pFolderRadio->setChecked(false);
+        m_pModeGroup->setExclusive(true);
+    }
+}
+
+void CSearchLocation::updateDialogItems() {
+    const bool locations = m_iLocationOrFolder == 0;
+    const bool folder = m_iLocationOrFolder == 1;
+    m_ctlLocationsList->setEnabled(locations);
+    m_pFilterEdit->setEnabled(locations);
+    m_pBrowseButton->setEnabled(folder);
+    m_pFolderEdit->setEnabled(folder);
+}
+
+void CSearchLocation::OnBnClickedRadio() {
+    UpdateData(true);
+    updateDialogItems();
+    emit locationsChanged();
+}
+
+void CSearchLocation::OnEnChangeLocFilter() {
+    UpdateData(true);
+    m_ctlLocationsList->Filter(m_sFilterText);
+    emit locationsChanged();
+}
+
+void CSearchLocation::OnBnClickedFolderBrowse() {
+    UpdateData(true);
+    const QString chosen = QFileDialog::getExistingDirectory(
+        this, QStringLiteral("Browse for folder"), QString::fromStdWString(m_sSearchFolder));
+    if (chosen.isEmpty())
+        return;
+    m_sSearchFolder = chosen.toStdWString();
+    UpdateData(false);
+    emit locationsChanged();
+}
+
+void CSearchLocation::OnLvnItemchangedSearchlocations() {
+    CMsgStoresSortListCtrl& list = *m_ctlLocationsList;
+    const int count = list.GetItemCount();
+    int row = -1;
+    if (count == 1) {
+        row = 0; // a lone location counts, selected or not
+    } else if (count > 1) {
+        const std::vector<int> selected = list.GetSelectedItems();
+        if (!selected.empty())
+            row = selected.front();
+    }
+    m_sSearchFolder =
+        row == -1 ? std::wstring() : list.GetItemText(row, CMsgStoresSortListCtrl::kLocationColumn);
+    UpdateData(false);
+    emit locationsChanged();
+}
+
+void CSearchLocation::OnNMDblclkSearchlocations(const QModelIndex& index) {
+    if (index.isValid())
+        emit searchAgainRequested();
+}
+
+std::vector<std::wstring> CSearchLocation::GetSelectedListItems(const CSortListCtrl& list,
+                                                                int column) {
+    const std::vector<int> rows = list.GetSelectedItems();
+    std::vector<std::wstring> items;
+    items.reserve(rows.size());
+    for (const int row : rows)
+        items.push_back(list.GetItemText(row, column));
+    return items;
+}
+
+bool CSearchLocation::AreSearchLocationsAvailable() {
+    if (m_iLocationOrFolder == 0) {
+        const int count = m_ctlLocationsList->GetItemCount();
+        if (count == 0)
+            return false;
+        if (count == 1)
+            return true;
+        return !m_ctlLocationsList->GetSelectedItems().empty();
+    }
+    UpdateData(true);
+    return !m_sSearchFolder.empty();
+}
+
+std::vector<std::wstring> CSearchLocation::GetSearchLocations() {
+    std::vector<std::wstring> locations;
+    if (m_iLocationOrFolder == 0) {
+        locations =
+            GetSelectedListItems(*m_ctlLocationsList, CMsgStoresSortListCtrl::kLocationColumn);
+        if (locations.empty() && m_ctlLocationsList->GetItemCount() == 1)
+            locations.push_back(
+                m_ctlLocationsList->GetItemText(0, CMsgStoresSortListCtrl::kLocationColumn));
+    } else {
+        UpdateData(true);
+        if (!m_sSearchFolder.empty())
+            locations.push_back(m_sSearchFolder);
+    }
+    return locations;
+}

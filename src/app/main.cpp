@@ -1,0 +1,42 @@
+// qosearch: the search window. One window per user's index: a second start
+// brings the running window forward and ends.
+
+#include "app/InstanceGuard.h"
+#include "app/ProgramIcons.h"
+#include "app/QoSearchApp.h"
+#include "app/QoSearchApplication.h"
+#include "app/QoSearchDlg.h"
+#include "app/ScreenshotTour.h"
+
+#include <QSessionManager>
+#include <QString>
+
+#include <cstdlib>
+
+int main(int argc, char** argv) {
+    CQoSearchApplication app(argc, argv);
+    app.setWindowIcon(programIcon());
+
+    CInstanceGuard guard(QString::fromStdWString(
+        CQoSearchApp::buildInstanceName(CQoSearchApp::buildIndexDirectory())));
+    if (!guard.claim())
+        return 0;
+
+    try {
+        CQoSearchDlg dlg;
+        QObject::connect(&guard, &CInstanceGuard::raiseRequested, &dlg,
+                         &CQoSearchDlg::bringToFront);
+        // The end of the desktop session stops the work first.
+        QObject::connect(&app, &QGuiApplication::commitDataRequest, &dlg,
+                         [&dlg](QSessionManager&) { dlg.stopWork(); });
+        QObject::connect(&app, &QCoreApplication::aboutToQuit, &dlg, &CQoSearchDlg::stopWork);
+        if (const char* folder = std::getenv("QOSEARCH_SCREENSHOTS"); folder && *folder)
+            startScreenshotTour(dlg, QString::fromLocal8Bit(folder));
+        dlg.exec();
+    } catch (const Kerf::CExceptionBase& e) {
+        reportException(e);
+    } catch (const std::exception& e) {
+        reportException(Kerf::CExceptionBase(L"An unexpected error occurred.", e));
+    }
+    return 0;
+}

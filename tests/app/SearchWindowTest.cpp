@@ -1,0 +1,291 @@
+// The search window's cycle as the user drives it: the look before the first
+// search, "Find Now" with and without a place to search, Stop while the
+// indexer works, Clear, Enter and Escape, and the window's height.
+
+#include "WindowTestSupport.h"
+
+#include "app/InstanceGuard.h"
+#include "app/PreviewPane.h"
+#include "app/SearchCriteriaPane.h"
+#include "app/TranslateWindow.h"
+#include "app/WindowEventSink.h"
+#include "mail/StatusTexts.h"
+#include "support/Assert.h"
+
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTabWidget>
+#include <QTextBrowser>
+
+#include <regex>
+
+using namespace WindowTest;
+
+namespace {
+
+const std::vector<std::string> kSome = {"mr_voteItems.msg",
+                                        "mr_voteYes.msg",
+                                        "mr_voteNo.msg",
+                                        "mr_test.msg",
+                                        "mr_sent.msg",
+                                        "poi_quick.msg",
+                                        "poi_example_sent_regular.msg"};
+
+bool isMatchesFound(const std::wstring& text, size_t matches) {
+    return text.rfind(std::to_wstring(matches) + L" matches found in ", 0) == 0;
+}
+
+// Many small messages, as hard links so that making them costs no time.
+size_t makeManyMessages(const fs::path& folder, size_t folders) {
+    const std::vector<std::string> small = {"mr_A memo.msg", "mr_sent.msg", "poi_quick.msg",
+                                            "mr_voteYes.msg", "poi_simple_test_msg.msg"};
+    size_t count = 0;
+    for (size_t f = 0; f < folders; ++f) {
+        const fs::path sub = folder / ("Project " + std::to_string(f));
+        fs::create_directories(sub);
+        for (int copy = 0; copy < 20; ++copy)
+            for (const std::string& name : small) {
+                fs::create_hard_link(corpus(name), sub / (std::to_string(copy) + " " + name));
+                ++count;
+            }
+    }
+    return count;
+}
+
+} // namespace
+
+TEST(SearchWindow, StartsCollapsedWithTranslatedTextsAndNothingToSearch) {
+    User user;
+    auto dlg = user.openWindow();
+    EXPECT_EQ(dlg->windowTitle(), "Pellam Quarto - Search");
+    ASSERT_EQ(dlg->tabs().count(), 3);
+    EXPECT_EQ(dlg->tabs().tabText(0), "&Location");
+    EXPECT_EQ(dlg->tabs().tabText(1), "&More Choices");
+    EXPECT_EQ(dlg->tabs().tabText(2), "&Preview");
+    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eLocationPane);
+    EXPECT_EQ(dlg->findNowButton().text(), "Find Now");
+    EXPECT_EQ(dlg->stopButton().text(), "Stop");
+    EXPECT_EQ(dlg->clearButton().text(), "Clear");
+    EXPECT_EQ(dlg->resultsGroup().title(), "Results");
+    // No control anywhere still shows the translation mark.
+    for (QWidget* w : dlg->findChildren<QWidget*>()) {
+        if (auto* b = qobject_cast<QAbstractButton*>(w)) {
+            EXPECT_FALSE(b->text().startsWith('_')) << b->text().toStdString();
+        }
+        if (auto* l = qobject_cast<QLabel*>(w)) {
+            EXPECT_FALSE(l->text().startsWith('_')) << l->text().toStdString();
+        }
+    }
+    EXPECT_EQ(dlg->locationPane().GetLocationsRadio().text(), "Search filing locations");
+    EXPECT_EQ(dlg->findChild<QLabel*>("helpLink")->toolTip(), "Opens the help file");
+
+    // Only sideways growth before the first search; the status line shows.
+    EXPECT_FALSE(dlg->isResultsShown());
+    EXPECT_FALSE(dlg->resultsGroup().isVisible());
+    EXPECT_EQ(dlg->minimumHeight(), dlg->maximumHeight());
+    EXPECT_EQ(dlg->height(), dlg->collapsedHeight());
+    EXPECT_LE(dlg->statusLabel().geometry().bottom() + 10, dlg->height());
+    EXPECT_GT(dlg->maximumWidth(), dlg->width());
+
+    // No store database and no folder: nothing to search, nothing to stop.
+    EXPECT_FALSE(dlg->isFindNowAvailable());
+    EXPECT_FALSE(dlg->findNowButton().isEnabled());
+    EXPECT_FALSE(dlg->stopButton().isEnabled());
+}
+
+TEST(SearchWindow, FindNowWithoutALocationSaysSoAndChangesNothingElse) {
+    User user;
+    auto dlg = user.openWindow();
+    const int heightBefore = dlg->height();
+    const unsigned assertionsBefore = Kerf::failedAssertionCount();
+    dlg->OnBnClickedFindnow(); // as a click would, were the button not disabled
+    EXPECT_EQ(status(*dlg), L"No search location(s) selected");
+    EXPECT_GT(Kerf::failedAssertionCount(), assertionsBefore); // the caller broke the rule
+    EXPECT_FALSE(dlg->cycle().isIndexing());
+    EXPECT_FALSE(dlg->isResultsShown());
+    EXPECT_EQ(dlg->height(), heightBefore);
+}
+
+TEST(SearchWindow, EnterSearchesOnlyWhenThereIsSomewhereToSearch) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    copyCorpus(mail, kSome);
+    auto dlg = user.openWindow();
+
+    // Folder mode with no folder: Enter does nothing at all.
+    QTest::mouseClick(&dlg->locationPane().GetFolderRadio(), Qt::LeftButton);
+    dlg->criteriaPane().setFocus();
+    QTest::keyClick(dlg.get(), Qt::Key_Return);
+    EXPECT_EQ(status(*dlg), L"");
+    EXPECT_FALSE(dlg->isResultsShown());
+    EXPECT_TRUE(dlg->isVisible()); // the window never closes on Enter
+
+    // With a folder typed, Enter in the folder field starts the search.
+    QLineEdit& folder = dlg->locationPane().GetFolderEdit();
+    folder.setFocus();
+    QTest::keyClicks(&folder, QString::fromStdString(mail.string()));
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+    QTest::keyClick(&folder, Qt::Key_Return);
+    EXPECT_TRUE(dlg->isResultsShown());
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_TRUE(isMatchesFound(status(*dlg), kSome.size())) << Kerf::Util::toNarrow(status(*dlg));
+    EXPECT_TRUE(dlg->isVisible());
+}
+
+TEST(SearchWindow, AFullSearchFillsTheListAndEndsWithTheMatchesFound) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    copyCorpus(mail / "a", {kSome.begin(), kSome.begin() + 4});
+    copyCorpus(mail / "b", {kSome.begin() + 4, kSome.end()});
+    auto dlg = user.openWindow();
+    searchFolder(*dlg, mail);
+    EXPECT_TRUE(dlg->cycle().isIndexing());
+    EXPECT_TRUE(dlg->stopButton().isEnabled());
+    EXPECT_TRUE(dlg->isResultsShown());
+    EXPECT_TRUE(dlg->resultsGroup().isVisible());
+    EXPECT_EQ(dlg->height(), dlg->fullHeight());
+    EXPECT_GT(dlg->maximumHeight(), dlg->height()); // now free to grow
+
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_TRUE(isMatchesFound(status(*dlg), kSome.size())) << Kerf::Util::toNarrow(status(*dlg));
+    EXPECT_EQ(dlg->cycle().getStatusText(), status(*dlg));
+    EXPECT_FALSE(dlg->stopButton().isEnabled());
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+    auto& list = dlg->resultsList();
+    ASSERT_EQ(list.GetItemCount(), static_cast<int>(kSome.size()));
+    const int row = rowOf(list, "mr_test.msg");
+    ASSERT_GE(row, 0);
+    EXPECT_EQ(dlg->getItemPath(row), Kerf::Util::fromPath(mail / "a" / "mr_test.msg"));
+    EXPECT_EQ(list.GetItemText(row, 2), L"asdf");
+    EXPECT_EQ(list.GetItemText(row, 0), L"christoph@freiraum.xyz");
+    EXPECT_EQ(dlg->cycle().getSearchedDirectories().size(), 2u);
+
+    // A second search of the index as it stands finds the same rows again.
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(list.GetItemCount(), static_cast<int>(kSome.size()));
+}
+
+TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    const size_t total = makeManyMessages(mail, 40);
+    auto dlg = user.openWindow();
+    searchFolder(*dlg, mail);
+    // Progress replaces the status text while the indexer works.
+    ASSERT_TRUE(waitUntil([&] { return status(*dlg).rfind(L"Indexed:", 0) == 0; }))
+        << Kerf::Util::toNarrow(status(*dlg));
+    ASSERT_TRUE(dlg->cycle().isIndexing()) << "the indexer finished before Stop";
+    QTest::mouseClick(&dlg->stopButton(), Qt::LeftButton);
+
+    EXPECT_FALSE(dlg->cycle().isIndexing());
+    EXPECT_FALSE(dlg->stopButton().isEnabled());
+    static const std::wregex matchesFound(L"(\\d+) matches found in .+");
+    std::wsmatch m;
+    const std::wstring text = status(*dlg);
+    ASSERT_TRUE(std::regex_match(text, m, matchesFound)) << Kerf::Util::toNarrow(text);
+    const size_t shown = std::stoul(m[1].str());
+    EXPECT_EQ(shown, static_cast<size_t>(dlg->resultsList().GetItemCount()));
+    EXPECT_LT(shown, total);
+
+    // Messages still queued from the stopped indexer change nothing.
+    QTest::qWait(200);
+    EXPECT_EQ(status(*dlg), text);
+}
+
+TEST(SearchWindow, ClearEmptiesEverythingAndKeepsTheUsersHeightForTheNextSearch) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    copyCorpus(mail, kSome);
+    auto dlg = user.openWindow();
+    CSearchCriteria& criteria = dlg->criteriaPane();
+    searchFolder(*dlg, mail);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    ASSERT_GT(dlg->resultsList().GetItemCount(), 0);
+    dlg->resultsList().setCurrentIndex(dlg->resultsList().model()->index(0, 0));
+    ASSERT_FALSE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
+    criteria.subjectEdit().setText("budget");
+    criteria.sentBeforeCheck().setChecked(true);
+
+    const int chosenHeight = dlg->fullHeight() + 57;
+    dlg->resize(dlg->width(), chosenHeight);
+    ASSERT_TRUE(waitUntil([&] { return dlg->height() == chosenHeight; }, 5000));
+    QTest::mouseClick(&dlg->clearButton(), Qt::LeftButton);
+
+    EXPECT_EQ(dlg->resultsList().GetItemCount(), 0);
+    EXPECT_EQ(dlg->statusLabel().text(), "");
+    EXPECT_TRUE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
+    EXPECT_EQ(criteria.get().m_sSubject, L"");
+    EXPECT_FALSE(criteria.get().m_bSentBefore);
+    EXPECT_FALSE(criteria.sentBeforeDate().isEnabled());
+    EXPECT_FALSE(dlg->isResultsShown());
+    EXPECT_EQ(dlg->minimumHeight(), dlg->maximumHeight());
+    EXPECT_EQ(dlg->height(), dlg->collapsedHeight());
+    EXPECT_EQ(dlg->fullHeight(), chosenHeight);
+    // The location choice is not part of what Clear resets.
+    EXPECT_EQ(dlg->locationPane().GetSearchFolder(), Kerf::Util::fromPath(mail));
+
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    EXPECT_EQ(dlg->height(), chosenHeight);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+}
+
+TEST(SearchWindow, EscapeStopsTheWorkAndClosesTheWindow) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    makeManyMessages(mail, 30);
+    auto dlg = user.openWindow();
+    searchFolder(*dlg, mail);
+    ASSERT_TRUE(dlg->cycle().isIndexing());
+    QTest::keyClick(dlg.get(), Qt::Key_Escape);
+    EXPECT_FALSE(dlg->cycle().isIndexing());
+    EXPECT_FALSE(dlg->isVisible());
+    EXPECT_EQ(dlg->result(), QDialog::Rejected);
+}
+
+TEST(SearchWindow, IndexerMessagesTravelAsPostedEventsAndStopWhenDetached) {
+    using Kerf::Search::IndexerMessage;
+    EXPECT_EQ(CWindowEventSink::eventType(IndexerMessage::BeginWork), QEvent::User + 1);
+    EXPECT_EQ(CWindowEventSink::eventType(IndexerMessage::EndUpdatingIndexItem), QEvent::User + 14);
+    EXPECT_EQ(CWindowEventSink::messageOf(static_cast<QEvent::Type>(QEvent::User + 2)),
+              IndexerMessage::EndWork);
+    EXPECT_FALSE(CWindowEventSink::messageOf(QEvent::User).has_value());
+    EXPECT_FALSE(CWindowEventSink::messageOf(static_cast<QEvent::Type>(QEvent::User + 15)));
+
+    struct Receiver : QObject {
+        std::vector<int> types;
+        bool event(QEvent* e) override {
+            types.push_back(e->type());
+            return true;
+        }
+    } receiver;
+    CWindowEventSink sink(&receiver);
+    EXPECT_TRUE(sink.post(IndexerMessage::EndWork));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(receiver.types, std::vector<int>{QEvent::User + 2});
+    sink.detach();
+    EXPECT_FALSE(sink.post(IndexerMessage::BeginWork));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(receiver.types.size(), 1u);
+}
+
+TEST(SearchWindow, ASecondStartRaisesAndRestoresTheWindow) {
+    User user;
+    auto dlg = user.openWindow();
+    const QString name =
+        QStringLiteral("QOSEARCH_window_test_%1").arg(QCoreApplication::applicationPid());
+    CInstanceGuard first(name);
+    ASSERT_TRUE(first.claim());
+    QObject::connect(&first, &CInstanceGuard::raiseRequested, dlg.get(),
+                     &CQoSearchDlg::bringToFront);
+    dlg->showMinimized();
+    ASSERT_TRUE(waitUntil([&] { return dlg->isMinimized(); }, 5000));
+    CInstanceGuard second(name);
+    EXPECT_FALSE(second.claim());
+    EXPECT_TRUE(waitUntil([&] { return !dlg->isMinimized(); }, 10000));
+    EXPECT_TRUE(dlg->isVisible());
+}

@@ -1,0 +1,155 @@
+#pragma once
+// Shared pieces of the window tests: a user of one's own (data, settings and
+// index in a temporary folder), message files copied from the corpus, a
+// store database, waiting on conditions, and answering message boxes.
+
+#include "TempDir.h"
+
+#include "app/QoSearchDlg.h"
+#include "app/SearchLocation.h"
+#include "controls/SortListCtrl.h"
+#include "stores/QODatabase.h"
+#include "support/Paths.h"
+#include "support/Strings.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDateEdit>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace WindowTest {
+
+namespace fs = std::filesystem;
+
+inline fs::path corpus(const std::string& name) {
+    return fs::path(QOSEARCH_CORPUS_DIR) / "msg" / name;
+}
+
+/// Copies corpus messages into the folder (created when missing); returns the new paths.
+inline std::vector<fs::path> copyCorpus(const fs::path& folder,
+                                        const std::vector<std::string>& names) {
+    fs::create_directories(folder);
+    std::vector<fs::path> copies;
+    for (const std::string& name : names) {
+        copies.push_back(folder / name);
+        fs::copy_file(corpus(name), copies.back(), fs::copy_options::overwrite_existing);
+    }
+    return copies;
+}
+
+/// Processes events until the condition holds or the deadline passes.
+inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 120000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+/// Answers the next modal message box with the button, from inside its own
+/// event loop; `seen` receives its text.
+inline void answerNextMessageBox(QMessageBox::StandardButton button, QString* seen = nullptr) {
+    auto* poll = new QTimer;
+    poll->setInterval(20);
+    QObject::connect(poll, &QTimer::timeout, [poll, button, seen] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr)
+            return;
+        if (seen != nullptr)
+            *seen = box->text();
+        if (QAbstractButton* b = box->button(button))
+            b->click();
+        poll->stop();
+        poll->deleteLater();
+    });
+    poll->start();
+}
+
+/// A user of the test's own, with an index of its own.
+class User {
+public:
+    User() : m_folders(m_dir.path()) {}
+
+    const fs::path& root() const { return m_dir.path(); }
+    fs::path appData() const {
+        return Kerf::Util::toPath(Kerf::QuireLib::CQOUtils::GetQOAppDataDir());
+    }
+    Kerf::QuireLib::CRecursiveMailIndexer::IndexPlace indexPlace() const {
+        return {Kerf::Util::fromPath(m_dir / "index") + L"/",
+                Kerf::Util::fromPath(m_dir / "index" / "0.4")};
+    }
+
+    /// The user's store database listing the folders as filing locations.
+    void writeStores(const std::vector<std::vector<std::wstring>>& rows) const {
+        Kerf::QuireLib::CQuartoDb db(Kerf::QuireLib::CDbTableHelper::kTypeSqlite,
+                                     Kerf::Util::fromPath(appData() / "Quarto.db"), L"", L"", L"");
+        db.CreateTables();
+        // path, primary, secondary, description
+        for (const auto& row : rows)
+            db.TablesUpdateOrInsertStore(row.at(0), row.at(1), row.at(2), row.at(3), L"msg", 0);
+    }
+
+    std::unique_ptr<CQoSearchDlg> openWindow() const {
+        auto dlg = std::make_unique<CQoSearchDlg>(indexPlace());
+        dlg->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(dlg.get()));
+        return dlg;
+    }
+
+private:
+    QoTest::TempDir m_dir;
+    QoTest::ScopedUserFolders m_folders;
+};
+
+/// Searches the folder: folder mode, the folder typed, then "Find Now".
+inline void searchFolder(CQoSearchDlg& dlg, const fs::path& folder) {
+    CSearchLocation& pane = dlg.locationPane();
+    QTest::mouseClick(&pane.GetFolderRadio(), Qt::LeftButton);
+    pane.GetFolderEdit().setText(QString::fromStdString(folder.string()));
+    QTest::mouseClick(&dlg.findNowButton(), Qt::LeftButton);
+}
+
+inline bool waitForSearchEnd(CQoSearchDlg& dlg) {
+    return waitUntil([&] { return !dlg.cycle().isIndexing(); });
+}
+
+/// The status line as the user reads it.
+inline std::wstring status(CQoSearchDlg& dlg) {
+    return dlg.statusLabel().text().toStdWString();
+}
+
+/// The row showing the file, or -1.
+inline int rowOf(Kerf::QuireLib::CSortListCtrl& list, const std::string& fileName) {
+    for (int row = 0; row < list.GetItemCount(); ++row)
+        if (list.GetItemText(row, 7) == Kerf::Util::toWide(fileName))
+            return row;
+    return -1;
+}
+
+inline void selectRows(Kerf::QuireLib::CSortListCtrl& list, const std::vector<int>& rows) {
+    list.clearSelection();
+    for (const int row : rows)
+        list.selectionModel()->select(list.model()->index(row, 0),
+                                      QItemSelectionModel::Select | QItemSelectionModel::Rows);
+}
+
+} // namespace WindowTest
