@@ -231,9 +231,11 @@ void CDbTableHelper::open(Engine engine, const std::wstring& sDatabase, const st
             throw CDbException(L"Cannot open the store database \"" + sDatabase +
                                L"\": not an Access database");
         m_db = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), m_sConnectionName);
-        // The Access driver of this platform is MDB Tools, registered as "MDBTools";
-        // it reads its file name only from an upper-case "DBQ".
-        m_db.setDatabaseName(QStringLiteral("Driver={MDBTools};DBQ=") + toQ(sDatabase) +
+        // The Access driver of this platform is MDB Tools. Its wide-character
+        // build is named directly: through the narrow one the driver manager
+        // reads past the end of the connection text it gets back. The driver
+        // takes the file name only from an upper-case "DBQ".
+        m_db.setDatabaseName(QStringLiteral("Driver=libmdbodbcW.so;DBQ=") + toQ(sDatabase) +
                              QStringLiteral(";"));
         m_db.setUserName(toQ(sUser));
         m_db.setPassword(toQ(sPassword));

@@ -9,7 +9,6 @@
 
 #include <ctime>
 #include <filesystem>
-#include <regex>
 
 namespace Kerf::QuireLib {
 namespace {
@@ -164,19 +163,6 @@ long CQuartoDb::TablesUpdateOrInsertStore(const std::wstring& sPathLocation,
         throw CDbException(L"The store could not be saved: the transaction did not commit");
     }
     return storeId;
-}
-
-bool CQuartoDb::ParseFolderListLine(const std::wstring& sLine, std::wstring& sParent,
-                                    std::wstring& sFolder) {
-    // The last two components of a path written with either separator.
-    static const std::wregex re(LR"(^.*[\\/](.*)[\\/](.*)$)");
-    std::wsmatch reResult;
-    if (!std::regex_match(sLine, reResult, re))
-        return false;
-    KERF_ASSERT(reResult.size() == 3);
-    sParent = reResult[1].str();
-    sFolder = reResult[2].str();
-    return true;
 }
 
 size_t CQuartoDb::ImportFolderList(const std::wstring& sListPath, const std::wstring& sTypeName) {

@@ -96,8 +96,9 @@ std::wstring ErrorCollector::describe(const std::wstring& sDocument) const {
         text += L"Error: " + error.sMessage + L"\n";
         text += L"Line: " + std::to_wstring(error.iLine) + L"\n";
         text += L"Line Pos: " + std::to_wstring(error.iColumn) + L"\n";
+        // Validation errors name the document as an escaped URI; the caller knows its path.
         const std::wstring source =
-            sourceLine(error.sFile.empty() ? sDocument : error.sFile, error.iLine);
+            sourceLine(sDocument.empty() ? error.sFile : sDocument, error.iLine);
         if (!source.empty())
             text += L"Source Text: " + source + L"\n";
     }

@@ -29,8 +29,8 @@ public:
 
     const std::vector<Error>& errors() const { return m_vErrors; }
     /// "Error: ...", "Line: n", "Line Pos: n" and "Source Text: ..." for the first
-    /// few errors; the source text is read from the file the error names, or
-    /// from sDocument when it names none (as validation errors do).
+    /// few errors; the source text is read from sDocument, or when that is
+    /// empty from the file the error names.
     std::wstring describe(const std::wstring& sDocument = {}) const;
 
 private:
