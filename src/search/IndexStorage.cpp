@@ -75,8 +75,14 @@ void clearStaleLock(const std::string& directory, const OwnerLock& owner) {
     }
 }
 
+// Without a limit of its own CLucene throws on a field of more than 10,000
+// words, so one long message body would fail. Words past this many are left
+// out, which keeps the memory one document may take bounded.
+constexpr int32_t kMaxWordsPerField = 1000000;
+
 IndexWriterPtr wrapWriter(IndexWriter* writer, AnalyzerPtr analyzer,
                           std::shared_ptr<OwnerLock> owner) {
+    writer->setMaxFieldLength(kMaxWordsPerField);
     return IndexWriterPtr(writer, [analyzer, owner](IndexWriter* w) {
         try {
             w->close();

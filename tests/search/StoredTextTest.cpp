@@ -26,3 +26,19 @@ TEST(StoredText, EveryCharacterOfAPathSurvivesTheIndex) {
     ASSERT_EQ(hits->length(), 1u);
     EXPECT_EQ(Searcher::getAsString(hits->doc(0), L"Location"), location);
 }
+
+TEST(StoredText, ABodyOfManyWordsIsIndexedWhole) {
+    // CLucene refuses a field past 10,000 words unless told a limit.
+    IndexFolders folders;
+    std::wstring body;
+    for (int i = 0; i < 30000; ++i)
+        body += L"w" + std::to_wstring(i) + L" ";
+    {
+        auto writer = folders.writer();
+        Document doc;
+        Writer::add(doc, L"Body", body);
+        ASSERT_NO_THROW(Writer::add(*writer, doc));
+    }
+    auto searcher = folders.searcher();
+    EXPECT_EQ(Searcher::getHits(*searcher, L"w29999")->length(), 1u);
+}
