@@ -71,7 +71,8 @@ void CMsgStoresListModel::ReadCentralRows() {
             continue;
         }
         if (!stores.Refresh()) {
-            ReportError(stores.GetRefreshError());
+            // No reporter is set yet: the message waits for the first load.
+            m_sCentralError = stores.GetRefreshError();
             return;
         }
         const auto& rows = stores.Locations();
@@ -102,8 +103,13 @@ bool CMsgStoresListModel::LoadStoreLocations(int kind) {
         // The central rows are still worth showing when the database fails.
         ReportError(e.getMessage());
         bDatabaseRead = false;
+    } catch (const std::exception& e) {
+        ReportError(Util::toWide(e.what()));
+        bDatabaseRead = false;
     }
     Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadAdminStoreLocations() ...\n");
+    if (!m_sCentralError.empty())
+        ReportError(m_sCentralError);
     PushOnLocationsCache(m_vCentralRows, kind);
     DisplayFilteredStoreLocationsCache(L"");
     return bDatabaseRead;

@@ -86,6 +86,7 @@ private:
     std::wstring m_sSecondaryRefTitle = L"Secondary Ref";
     std::wstring m_sDescriptionTitle = L"Description";
     LocationRows m_vCentralRows;
+    std::wstring m_sCentralError; ///< why the central lists could not be read at all
     std::set<LocationRow> m_setLocationsCache;
     bool m_bFilterInProgress = false;
 
