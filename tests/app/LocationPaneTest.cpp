@@ -1,0 +1,231 @@
+// The location pane and its filing-store list: the two modes and the
+// controls each enables, the stored choice across a restart, the filter on
+// every keystroke, the column titles from the settings file, a picked
+// location pre-filling the folder, a double-click searching again, and the
+// folder chooser.
+
+#include "WindowTestSupport.h"
+
+#include "app/MsgStoresSortListCtrl.h"
+
+#include <QFileDialog>
+#include <QSettings>
+
+using namespace WindowTest;
+using Kerf::QuireLib::CMsgStoresSortListCtrl;
+using Kerf::Util::fromPath;
+
+namespace {
+
+enum { StoreId, Source, PrimaryRef, SecondaryRef, Description, Location };
+
+std::vector<std::wstring> shownColumn(CMsgStoresSortListCtrl& list, int column) {
+    std::vector<std::wstring> texts;
+    for (int row = 0; row < list.GetItemCount(); ++row)
+        texts.push_back(list.GetItemText(row, column));
+    return texts;
+}
+
+void writeStoredChoice(const QVariant& mode, const QString& folder) {
+    QSettings settings(
+        QString::fromStdString(
+            (fs::path(std::getenv("XDG_CONFIG_HOME")) / "Pellam/Quarto.conf").string()),
+        QSettings::IniFormat);
+    settings.setValue("Search/m_iLocationOrFolder", mode);
+    settings.setValue("Search/m_sSearchFolder", folder);
+}
+
+class LocationPane : public testing::Test {
+protected:
+    void SetUp() override {
+        jobs = user.root() / "jobs";
+        copyCorpus(jobs / "A100", {"mr_test.msg", "mr_sent.msg"});
+        copyCorpus(jobs / "B200", {"poi_quick.msg"});
+        copyCorpus(jobs / "C300", {"mr_A memo.msg"});
+        user.writeStores({{
+                              fromPath(jobs / "A100"),
+                              L"A100",
+                              L"Harbour",
+                              L"Quay wall xAbCx",
+                          },
+                          {fromPath(jobs / "B200"), L"B200", L"Bridge", L"Deck repairs"},
+                          {fromPath(jobs / "C300"), L"C300", L"School", L"New hall"},
+                          {L"Outlook:\\\\Mailbox\\Inbox", L"D400", L"Mail", L"Not a folder"}});
+    }
+    CSearchLocation& pane() { return dlg->locationPane(); }
+    CMsgStoresSortListCtrl& list() { return pane().GetLocationsList(); }
+
+    User user;
+    fs::path jobs;
+    std::unique_ptr<CQoSearchDlg> dlg;
+};
+
+} // namespace
+
+TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) {
+    dlg = user.openWindow();
+    ASSERT_EQ(list().GetItemCount(), 3); // the mail-client folder is left out
+    EXPECT_EQ(shownColumn(list(), PrimaryRef),
+              (std::vector<std::wstring>{L"A100", L"B200", L"C300"}));
+    EXPECT_EQ(list().GetItemText(0, Source), L"Local");
+    EXPECT_TRUE(list().isColumnHidden(StoreId));
+    EXPECT_TRUE(list().isColumnHidden(Source));
+    EXPECT_FALSE(list().isColumnHidden(Location));
+
+    EXPECT_EQ(pane().GetLocationOrFolder(), 0);
+    EXPECT_TRUE(pane().GetLocationsRadio().isChecked());
+    EXPECT_TRUE(list().isEnabled());
+    EXPECT_TRUE(pane().GetFilterEdit().isEnabled());
+    EXPECT_FALSE(pane().GetFolderEdit().isEnabled());
+    EXPECT_FALSE(pane().GetBrowseButton().isEnabled());
+    // Several locations and none picked: nothing to search yet.
+    EXPECT_FALSE(dlg->findNowButton().isEnabled());
+    EXPECT_TRUE(pane().GetSearchLocations().empty());
+
+    QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
+    EXPECT_EQ(pane().GetLocationOrFolder(), 1);
+    EXPECT_FALSE(list().isEnabled());
+    EXPECT_FALSE(pane().GetFilterEdit().isEnabled());
+    EXPECT_TRUE(pane().GetFolderEdit().isEnabled());
+    EXPECT_TRUE(pane().GetBrowseButton().isEnabled());
+
+    // A folder of blanks counts as given and is searched as it stands.
+    QTest::keyClicks(&pane().GetFolderEdit(), "  ");
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+    EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"  "});
+}
+
+TEST_F(LocationPane, PickingLocationsPrefillsTheFolderAndSearchesThemInDisplayOrder) {
+    dlg = user.openWindow();
+    selectRows(list(), {2, 0});
+    EXPECT_EQ(pane().GetFolderEdit().text().toStdWString(), fromPath(jobs / "A100"));
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+    EXPECT_EQ(pane().GetSearchLocations(),
+              (std::vector<std::wstring>{fromPath(jobs / "A100"), fromPath(jobs / "C300")}));
+
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(status(*dlg).rfind(L"3 matches found in ", 0), 0u)
+        << Kerf::Util::toNarrow(status(*dlg));
+}
+
+TEST_F(LocationPane, ALoneLocationCountsAsChosen) {
+    dlg = user.openWindow();
+    QTest::keyClicks(&pane().GetFilterEdit(), "bridge");
+    ASSERT_EQ(list().GetItemCount(), 1);
+    EXPECT_TRUE(list().GetSelectedItems().empty());
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+    EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{fromPath(jobs / "B200")});
+}
+
+TEST_F(LocationPane, FiltersOnEveryKeystrokeAndShowsEverythingWhenCleared) {
+    dlg = user.openWindow();
+    QLineEdit& filter = pane().GetFilterEdit();
+    const std::vector<std::pair<char, int>> steps = {{'a', 3}, {'b', 1}, {'c', 1}, {'z', 0}};
+    for (const auto& [key, rows] : steps) {
+        QTest::keyClick(&filter, key);
+        EXPECT_EQ(list().GetItemCount(), rows) << "after typing " << key;
+    }
+    EXPECT_FALSE(dlg->findNowButton().isEnabled());
+    // Across a field boundary: the secondary reference ends "our", the description starts "quay".
+    filter.clear();
+    QTest::keyClicks(&filter, "OUR__QUAY");
+    EXPECT_EQ(shownColumn(list(), PrimaryRef), std::vector<std::wstring>{L"A100"});
+    filter.clear();
+    EXPECT_EQ(list().GetItemCount(), 3);
+
+    // Clearing keeps the order the user chose by a heading.
+    auto& header = list().GetHeaderCtrl();
+    QTest::mouseClick(header.viewport(), Qt::LeftButton, {},
+                      QPoint(header.sectionViewportPosition(Description) + 5, header.height() / 2));
+    EXPECT_EQ(shownColumn(list(), PrimaryRef),
+              (std::vector<std::wstring>{L"B200", L"C300", L"A100"}));
+    QTest::keyClicks(&filter, "e");
+    filter.clear();
+    EXPECT_EQ(shownColumn(list(), PrimaryRef),
+              (std::vector<std::wstring>{L"B200", L"C300", L"A100"}));
+}
+
+TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
+    dlg = user.openWindow();
+    QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
+    QTest::keyClicks(&pane().GetFolderEdit(), QString::fromStdString((jobs / "B200").string()));
+    dlg.reset(); // the pane writes its choice when it goes
+
+    dlg = user.openWindow();
+    EXPECT_EQ(pane().GetLocationOrFolder(), 1);
+    EXPECT_TRUE(pane().GetFolderRadio().isChecked());
+    EXPECT_EQ(pane().GetFolderEdit().text().toStdWString(), fromPath(jobs / "B200"));
+    EXPECT_TRUE(pane().GetFolderEdit().isEnabled());
+    EXPECT_FALSE(list().isEnabled());
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+
+    // A stored mode above 1 starts with the filing locations.
+    dlg.reset();
+    writeStoredChoice(5, "/x");
+    dlg = user.openWindow();
+    EXPECT_EQ(pane().GetLocationOrFolder(), 0);
+    EXPECT_TRUE(pane().GetLocationsRadio().isChecked());
+
+    // A negative one is kept: no choice ticked, nothing enabled, folder rules.
+    dlg.reset();
+    writeStoredChoice(-1, "/x");
+    dlg = user.openWindow();
+    EXPECT_EQ(pane().GetLocationOrFolder(), -1);
+    EXPECT_FALSE(pane().GetLocationsRadio().isChecked());
+    EXPECT_FALSE(pane().GetFolderRadio().isChecked());
+    EXPECT_FALSE(list().isEnabled());
+    EXPECT_FALSE(pane().GetFilterEdit().isEnabled());
+    EXPECT_FALSE(pane().GetFolderEdit().isEnabled());
+    EXPECT_FALSE(pane().GetBrowseButton().isEnabled());
+    EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"/x"});
+}
+
+TEST_F(LocationPane, ColumnTitlesComeFromTheSettingsFile) {
+    QoTest::writeFile(user.appData() / "EmailFiling.cfg", "[Columns]\n"
+                                                          "LocationPriRefAlias=Job\n"
+                                                          "*LocationSecRefAlias=Site\n"
+                                                          "LocationDescAlias=\n");
+    dlg = user.openWindow();
+    const auto* model = list().model();
+    EXPECT_EQ(model->headerData(PrimaryRef, Qt::Horizontal).toString(), "Job");
+    EXPECT_EQ(model->headerData(SecondaryRef, Qt::Horizontal).toString(), "Site");
+    EXPECT_EQ(model->headerData(Description, Qt::Horizontal).toString(), "Description");
+    EXPECT_EQ(model->headerData(Location, Qt::Horizontal).toString(), "Location");
+}
+
+TEST_F(LocationPane, ADoubleClickOnALocationStopsAndSearchesAgain) {
+    dlg = user.openWindow();
+    const QRect cell = list().visualRect(list().model()->index(1, PrimaryRef));
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, cell.center());
+    QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, cell.center());
+    EXPECT_TRUE(dlg->isResultsShown());
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(status(*dlg).rfind(L"1 matches found in ", 0), 0u)
+        << Kerf::Util::toNarrow(status(*dlg));
+    ASSERT_EQ(dlg->resultsList().GetItemCount(), 1);
+    EXPECT_EQ(dlg->getItemPath(0), fromPath(jobs / "B200" / "poi_quick.msg"));
+}
+
+TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {
+    dlg = user.openWindow();
+    QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
+    const QString target = QString::fromStdString((jobs / "C300").string());
+    bool answered = false;
+    QTimer::singleShot(0, [&] {
+        waitUntil(
+            [] { return qobject_cast<QFileDialog*>(QApplication::activeModalWidget()) != nullptr; },
+            10000);
+        if (auto* chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
+            EXPECT_EQ(chooser->windowTitle(), "Browse for folder");
+            chooser->setDirectory(target);
+            chooser->selectFile(target);
+            static_cast<QDialog*>(chooser)->accept(); // as the "Choose" button does
+            answered = true;
+        }
+    });
+    QTest::mouseClick(&pane().GetBrowseButton(), Qt::LeftButton);
+    ASSERT_TRUE(answered);
+    EXPECT_EQ(pane().GetFolderEdit().text(), target);
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+}

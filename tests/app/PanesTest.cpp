@@ -1,0 +1,157 @@
+// The criteria pane and the preview: check boxes that switch the date
+// pickers, the criteria value the pane reads and shows, how the criteria
+// reach a search, and how a record reads in the preview.
+
+#include "WindowTestSupport.h"
+
+#include "app/PreviewPane.h"
+#include "app/PreviewText.h"
+#include "app/SearchCriteriaPane.h"
+#include "app/TranslateWindow.h"
+
+#include <QGroupBox>
+#include <QLocale>
+#include <QScrollBar>
+#include <QTextBrowser>
+
+using namespace WindowTest;
+using Kerf::QuireLib::CEmailMetadata;
+using Kerf::QuireLib::SearchCriteria;
+
+TEST(CriteriaPane, DatePickersFollowTheirCheckBoxes) {
+    CSearchCriteria pane;
+    pane.show();
+    EXPECT_FALSE(pane.sentAfterCheck().isChecked());
+    EXPECT_FALSE(pane.sentAfterDate().isEnabled());
+    EXPECT_FALSE(pane.sentBeforeDate().isEnabled());
+    EXPECT_EQ(pane.sentAfterDate().date(), QDate::currentDate());
+    EXPECT_EQ(pane.sentAfterCheck().text(), "Sent after:");
+
+    QTest::mouseClick(&pane.sentAfterCheck(), Qt::LeftButton);
+    EXPECT_TRUE(pane.sentAfterDate().isEnabled());
+    EXPECT_FALSE(pane.sentBeforeDate().isEnabled());
+    QTest::mouseClick(&pane.sentBeforeCheck(), Qt::LeftButton);
+    EXPECT_TRUE(pane.sentBeforeDate().isEnabled());
+    QTest::mouseClick(&pane.sentAfterCheck(), Qt::LeftButton);
+    EXPECT_FALSE(pane.sentAfterDate().isEnabled());
+}
+
+TEST(CriteriaPane, ReadsAndShowsTheCriteriaAndClearKeepsTheDates) {
+    CSearchCriteria pane;
+    SearchCriteria c;
+    c.m_sSubject = L"budget 2008";
+    c.m_sBody = L"crane";
+    c.m_sFrom = L"Ann";
+    c.m_sTo = L"Bob";
+    c.m_sCc = L"Cid";
+    c.m_sBcc = L"Dee";
+    c.m_sFileName = L"minutes";
+    c.m_bSentBefore = true;
+    c.m_dtSentAfter = {2019, 3, 4, 10, 11, 12};
+    c.m_dtSentBefore = {2020, 5, 6, 7, 8, 9};
+    pane.set(c);
+    EXPECT_EQ(pane.toEdit().text(), "Bob");
+    EXPECT_EQ(pane.sentBeforeDate().date(), QDate(2020, 5, 6));
+    EXPECT_TRUE(pane.sentBeforeDate().isEnabled());
+    EXPECT_FALSE(pane.sentAfterDate().isEnabled());
+
+    pane.sentAfterDate().setDate(QDate(2019, 3, 9));
+    const SearchCriteria read = pane.get();
+    EXPECT_EQ(read.m_sSubject, L"budget 2008");
+    EXPECT_EQ(read.m_sBody, L"crane");
+    EXPECT_EQ(read.m_sBcc, L"Dee");
+    EXPECT_EQ(read.m_sFileName, L"minutes");
+    EXPECT_TRUE(read.m_bSentBefore);
+    EXPECT_FALSE(read.m_bSentAfter);
+    // The picker gives the day; the time of day is kept.
+    EXPECT_EQ(read.m_dtSentAfter, (Kerf::DateTime{2019, 3, 9, 10, 11, 12}));
+
+    pane.clearCriteria();
+    const SearchCriteria cleared = pane.get();
+    EXPECT_EQ(cleared.m_sSubject, L"");
+    EXPECT_EQ(cleared.m_sCc, L"");
+    EXPECT_FALSE(cleared.m_bSentBefore);
+    EXPECT_FALSE(pane.sentBeforeDate().isEnabled());
+    EXPECT_EQ(cleared.m_dtSentBefore, c.m_dtSentBefore);
+}
+
+TEST(CriteriaPane, TheCriteriaNarrowTheSearch) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    copyCorpus(mail, {"mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg", "mr_test.msg",
+                      "poi_quick.msg"});
+    auto dlg = user.openWindow();
+    CSearchCriteria& criteria = dlg->criteriaPane();
+    criteria.subjectEdit().setText("vote");
+    searchFolder(*dlg, mail);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(dlg->resultsList().GetItemCount(), 3);
+
+    // Sent after the day of the vote excludes that whole day.
+    criteria.subjectEdit().clear();
+    criteria.sentAfterCheck().setChecked(true);
+    criteria.sentAfterDate().setDate(QDate(2021, 7, 29));
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(dlg->resultsList().GetItemCount(), 0) << Kerf::Util::toNarrow(status(*dlg));
+    criteria.sentAfterDate().setDate(QDate(2021, 7, 28));
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(dlg->resultsList().GetItemCount(), 3);
+
+    // File names narrow too.
+    criteria.sentAfterCheck().setChecked(false);
+    criteria.fileNameEdit().setText("QUICK");
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    ASSERT_EQ(dlg->resultsList().GetItemCount(), 1);
+    EXPECT_EQ(dlg->resultsList().GetItemText(0, 7), L"poi_quick.msg");
+}
+
+TEST(Preview, ShowsOnlyLinesWithValuesAlwaysSentAndScrollsToTheTop) {
+    CPreviewDlg pane;
+    pane.resize(300, 120);
+    pane.show();
+    CEmailMetadata record;
+    record.SetStringValue(L"From", L"Ann Smith");
+    record.SetStringValue(L"To", L"");
+    record.SetStringValue(L"Body", L"first line\r\nsecond line\r\n" + std::wstring(4000, L'x') +
+                                       L"\r\nlast line");
+    record.SetSentDate(Kerf::OleDate{0.0}); // no special case for the zero date
+    pane.fill(record);
+    QTextBrowser& view = pane.GetPreviewControl();
+    const QString sent = QLocale().toString(QDate(1899, 12, 30), QLocale::ShortFormat);
+    EXPECT_EQ(view.toPlainText().left(view.toPlainText().indexOf("\n\nfirst")),
+              "From:\t\tAnn Smith\nSent:\t\t" + sentDateTimeText(Kerf::OleDate{0.0}));
+    EXPECT_TRUE(sentDateTimeText(Kerf::OleDate{0.0}).startsWith(sent));
+    EXPECT_TRUE(view.toPlainText().contains("\n\nfirst line\nsecond line\n"));
+    EXPECT_FALSE(view.toPlainText().contains('\r'));
+    EXPECT_FALSE(view.toPlainText().contains("Subject:"));
+    EXPECT_FALSE(view.toPlainText().contains("To:"));
+    EXPECT_GT(view.verticalScrollBar()->maximum(), 0);
+    EXPECT_EQ(view.verticalScrollBar()->value(), 0);
+    EXPECT_EQ(view.textCursor().position(), 0);
+
+    // A second fill replaces, and does so scrolled to the top again.
+    view.verticalScrollBar()->setValue(view.verticalScrollBar()->maximum());
+    record.SetStringValue(L"Subject", L"Hello");
+    pane.fill(record);
+    EXPECT_EQ(view.toPlainText().count("From:"), 1);
+    EXPECT_TRUE(view.toPlainText().contains("\nSubject:\t\tHello\n\n"));
+    EXPECT_EQ(view.verticalScrollBar()->value(), 0);
+    pane.ClearText();
+    EXPECT_TRUE(view.toPlainText().isEmpty());
+}
+
+TEST(TranslateWindow, TakesTheMarkOffTextsLongerThanOneCharacter) {
+    QWidget window;
+    auto* group = new QGroupBox("_Results", &window);
+    auto* lone = new QLabel("_", &window);
+    auto* inner = new QLabel("a_b", &window);
+    auto* button = new QPushButton("__Twice", &window);
+    TranslateWindow(&window);
+    EXPECT_EQ(group->title(), "Results");
+    EXPECT_EQ(lone->text(), "_");
+    EXPECT_EQ(inner->text(), "a_b");
+    EXPECT_EQ(button->text(), "_Twice"); // one mark only
+}

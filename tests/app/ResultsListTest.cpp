@@ -1,0 +1,339 @@
+// The results list of the search window: sorting by heading clicks, the
+// preview of the selected row, the context menu and what its entries do
+// (open, explore, cut, copy, delete), and the list's widths per user.
+
+#include "WindowTestSupport.h"
+
+#include "app/ItemActions.h"
+#include "app/MessageViewer.h"
+#include "app/PreviewPane.h"
+
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QMenu>
+#include <QMimeData>
+#include <QTextBlock>
+#include <QTextBrowser>
+#include <QUrl>
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+using namespace WindowTest;
+using Kerf::QuireLib::CSortListCtrl;
+using Kerf::Util::fromPath;
+
+namespace {
+
+enum Column { From, To, Subject, Sent, Attachments, Size, Folder, Filename };
+
+const std::vector<std::string> kMessages = {"mr_voteItems.msg",
+                                            "mr_voteYes.msg",
+                                            "mr_voteNo.msg",
+                                            "mr_test.msg",
+                                            "mr_sent.msg",
+                                            "poi_quick.msg",
+                                            "mr_A memo.msg",
+                                            "poi_example_sent_regular.msg",
+                                            "poi_attachment_test_msg.msg"};
+
+void clickHeading(CSortListCtrl& list, int column) {
+    auto& header = list.GetHeaderCtrl();
+    const QPoint centre(header.sectionViewportPosition(column) + header.sectionSize(column) / 2,
+                        header.height() / 2);
+    QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, centre);
+}
+
+std::vector<std::wstring> columnTexts(CSortListCtrl& list, int column, bool sortTexts) {
+    std::vector<std::wstring> texts;
+    for (int row = 0; row < list.GetItemCount(); ++row)
+        texts.push_back(sortTexts ? list.GetSortText(row, column) : list.GetItemText(row, column));
+    return texts;
+}
+
+// Records the URLs the desktop is asked to open, instead of opening them.
+class UrlRecorder : public QObject {
+    Q_OBJECT
+public:
+    UrlRecorder() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
+    ~UrlRecorder() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
+    QList<QUrl> urls;
+public slots:
+    void open(const QUrl& url) { urls.push_back(url); }
+};
+
+// A file that even root cannot move: the immutable attribute. False where
+// the file system or the process cannot set it.
+bool setImmutable(const fs::path& path, bool on) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    if (fd < 0)
+        return false;
+    int flags = 0;
+    bool ok = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+    if (ok) {
+        flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
+        ok = ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+    }
+    ::close(fd);
+    return ok;
+}
+
+QAction* menuEntry(QMenu& menu, const QString& text) {
+    for (QAction* action : menu.actions())
+        if (action->text() == text)
+            return action;
+    return nullptr;
+}
+
+class ResultsList : public testing::Test {
+protected:
+    void SetUp() override {
+        m_mail = user.root() / "mail";
+        copyCorpus(m_mail / "Alpha", {kMessages.begin(), kMessages.begin() + 5});
+        copyCorpus(m_mail / "Beta", {kMessages.begin() + 5, kMessages.end()});
+        dlg = user.openWindow();
+        searchFolder(*dlg, m_mail);
+        ASSERT_TRUE(waitForSearchEnd(*dlg));
+        ASSERT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()));
+    }
+    CSortListCtrl& list() { return dlg->resultsList(); }
+    int row(const std::string& name) { return rowOf(list(), name); }
+    std::unique_ptr<QMenu> menu() {
+        return std::unique_ptr<QMenu>(dlg->createResultsMenu(dlg.get()));
+    }
+
+    User user;
+    fs::path m_mail;
+    std::unique_ptr<CQoSearchDlg> dlg;
+};
+
+} // namespace
+
+TEST_F(ResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsByTime) {
+    clickHeading(list(), Subject);
+    EXPECT_EQ(list().GetSortColumn(), Subject);
+    EXPECT_TRUE(list().IsSortAscending());
+    // The two answers show their own subjects but sort by the original's.
+    const int items = row("mr_voteItems.msg"), yes = row("mr_voteYes.msg"),
+              no = row("mr_voteNo.msg");
+    EXPECT_EQ(std::max({items, yes, no}) - std::min({items, yes, no}), 2);
+    EXPECT_EQ(list().GetItemText(yes, Subject), L"はい: 3 vote items: はい;いいえ;たぶん");
+    const auto subjects = columnTexts(list(), Subject, true);
+    EXPECT_TRUE(std::is_sorted(
+        subjects.begin(), subjects.end(), [](const std::wstring& a, const std::wstring& b) {
+            return QString::fromStdWString(a).localeAwareCompare(QString::fromStdWString(b)) < 0;
+        }));
+
+    // Sent shows the day only but sorts by day and time: the three vote
+    // messages of one morning come in the order they were sent.
+    clickHeading(list(), Sent);
+    const auto sent = columnTexts(list(), Sent, true);
+    EXPECT_TRUE(std::is_sorted(sent.begin(), sent.end()));
+    EXPECT_LT(row("mr_voteItems.msg"), row("mr_voteYes.msg"));
+    EXPECT_LT(row("mr_voteYes.msg"), row("mr_voteNo.msg"));
+    EXPECT_EQ(list().GetItemText(row("mr_voteNo.msg"), Sent),
+              list().GetItemText(row("mr_voteItems.msg"), Sent));
+    EXPECT_EQ(list().GetSortText(row("mr_voteItems.msg"), Sent).size(), 14u);
+
+    // The second click reverses.
+    clickHeading(list(), Sent);
+    EXPECT_FALSE(list().IsSortAscending());
+    EXPECT_GT(row("mr_voteItems.msg"), row("mr_voteNo.msg"));
+}
+
+TEST_F(ResultsList, ANewSearchKeepsTheChosenSortAndShowsNumbersAsDescribed) {
+    clickHeading(list(), Size);
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(list().GetSortColumn(), Size);
+    const auto sizes = columnTexts(list(), Size, true);
+    EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
+    // Whole kilobytes shown, bytes padded to ten places to sort by; no
+    // attachments shows nothing, while the message with attachments counts them.
+    const int quick = row("poi_quick.msg");
+    const auto bytes = fs::file_size(m_mail / "Beta" / "poi_quick.msg");
+    EXPECT_EQ(list().GetItemText(quick, Size), std::to_wstring(bytes / 1024) + L" KB");
+    std::wstring padded = std::to_wstring(bytes);
+    padded.insert(0, 10 - padded.size(), L' ');
+    EXPECT_EQ(list().GetSortText(quick, Size), padded);
+    EXPECT_EQ(list().GetItemText(quick, Attachments), L"");
+    EXPECT_EQ(list().GetSortText(quick, Attachments), L"         0");
+    EXPECT_NE(list().GetItemText(row("poi_attachment_test_msg.msg"), Attachments), L"");
+    EXPECT_EQ(list().GetItemText(quick, Folder), fromPath(m_mail / "Beta") + L"/");
+}
+
+TEST_F(ResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
+    dlg->ShowWindowNumber(CQoSearchDlg::eCriteriaPane);
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, {},
+                      list().visualRect(list().model()->index(row("mr_test.msg"), 0)).center());
+    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::ePreviewPane);
+    const QTextBrowser& preview = dlg->previewPane().GetPreviewControl();
+    const QString text = preview.toPlainText();
+    // No Cc and no Bcc in this message: no such lines, but always "Sent:".
+    EXPECT_TRUE(text.startsWith("From:\t\tchristoph@freiraum.xyz\n")) << text.toStdString();
+    EXPECT_FALSE(text.contains("Cc:"));
+    EXPECT_FALSE(text.contains("Bcc:"));
+    EXPECT_TRUE(text.contains("\nSent:\t\t"));
+    EXPECT_TRUE(text.contains("\nSubject:\t\tasdf\n\n"));
+    // Labels bold, values regular.
+    const QTextBlock first = preview.document()->firstBlock();
+    bool labelBold = false, valueRegular = false;
+    for (auto it = first.begin(); !it.atEnd(); ++it) {
+        const QTextFragment fragment = it.fragment();
+        if (fragment.text() == "From:\t\t")
+            labelBold = fragment.charFormat().fontWeight() == QFont::Bold;
+        if (fragment.text() == "christoph@freiraum.xyz")
+            valueRegular = fragment.charFormat().fontWeight() == QFont::Normal &&
+                           !fragment.charFormat().fontItalic();
+    }
+    EXPECT_TRUE(labelBold);
+    EXPECT_TRUE(valueRegular);
+
+    // A message with copies shows both lines.
+    list().setCurrentIndex(list().model()->index(row("poi_example_sent_regular.msg"), 0));
+    const QString full = preview.toPlainText();
+    EXPECT_TRUE(full.contains("\nCc:\t\t")) << full.toStdString();
+    EXPECT_TRUE(full.contains("\nBcc:\t\t"));
+    EXPECT_EQ(preview.textCursor().position(), 0);
+}
+
+TEST_F(ResultsList, TheContextMenuHasTheEntriesOfThisPlatform) {
+    auto m = menu();
+    QStringList texts;
+    for (QAction* action : m->actions())
+        texts << (action->isSeparator() ? QStringLiteral("-") : action->text());
+    EXPECT_EQ(texts, QStringList({"&Open", "&Explore", "-", "Cut", "Copy", "Delete"}));
+    for (QAction* action : m->actions())
+        EXPECT_TRUE(action->isEnabled());
+}
+
+TEST_F(ResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
+    selectRows(list(), {row("mr_test.msg"), row("poi_quick.msg")});
+    const std::vector<std::wstring> paths = dlg->getSelectedPaths();
+    ASSERT_EQ(paths.size(), 2u);
+    QList<QUrl> expected;
+    for (const auto& p : paths)
+        expected << QUrl::fromLocalFile(QString::fromStdWString(p));
+
+    auto m = menu();
+    menuEntry(*m, "Copy")->trigger();
+    const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
+    ASSERT_NE(copied, nullptr);
+    EXPECT_EQ(copied->urls(), expected);
+    EXPECT_TRUE(copied->hasFormat("text/uri-list"));
+    EXPECT_EQ(copied->data("x-special/gnome-copied-files"),
+              "copy\n" + expected[0].toEncoded() + "\n" + expected[1].toEncoded());
+    EXPECT_EQ(copied->data("application/x-kde-cutselection"), "0");
+    EXPECT_FALSE(list().IsItemCut(row("mr_test.msg")));
+
+    menuEntry(*m, "Cut")->trigger();
+    const QMimeData* cut = QGuiApplication::clipboard()->mimeData();
+    ASSERT_NE(cut, nullptr);
+    EXPECT_EQ(cut->urls(), expected);
+    EXPECT_TRUE(cut->data("x-special/gnome-copied-files").startsWith("cut\nfile://"));
+    EXPECT_EQ(cut->data("application/x-kde-cutselection"), "1");
+    // The cut rows show dimmed; the others do not.
+    EXPECT_TRUE(list().IsItemCut(row("mr_test.msg")));
+    EXPECT_TRUE(list().IsItemCut(row("poi_quick.msg")));
+    EXPECT_FALSE(list().IsItemCut(row("mr_sent.msg")));
+    // Until the list is filled again.
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_FALSE(list().IsItemCut(row("mr_test.msg")));
+}
+
+TEST_F(ResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
+    const std::vector<std::string> chosen = {"mr_test.msg", "mr_sent.msg", "poi_quick.msg"};
+    auto select = [&] {
+        std::vector<int> rows;
+        for (const auto& name : chosen)
+            rows.push_back(row(name));
+        selectRows(list(), rows);
+    };
+    auto m = menu();
+
+    // The user says no: every file and every row stays.
+    select();
+    QString question;
+    answerNextMessageBox(QMessageBox::No, &question);
+    menuEntry(*m, "Delete")->trigger();
+    EXPECT_EQ(question, "Move these 3 messages to the trash?");
+    EXPECT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()));
+    EXPECT_TRUE(fs::exists(m_mail / "Alpha" / "mr_test.msg"));
+
+    // One of the three cannot be moved: its row stays, the others go.
+    const fs::path stuck = m_mail / "Alpha" / "mr_sent.msg";
+    if (!setImmutable(stuck, true))
+        GTEST_SKIP() << "this file system cannot make a file that cannot be moved";
+    select();
+    answerNextMessageBox(QMessageBox::Yes);
+    menuEntry(*m, "Delete")->trigger();
+    setImmutable(stuck, false);
+
+    EXPECT_FALSE(fs::exists(m_mail / "Alpha" / "mr_test.msg"));
+    EXPECT_FALSE(fs::exists(m_mail / "Beta" / "poi_quick.msg"));
+    EXPECT_TRUE(fs::exists(stuck));
+    EXPECT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()) - 2);
+    EXPECT_EQ(row("mr_test.msg"), -1);
+    EXPECT_EQ(row("poi_quick.msg"), -1);
+    EXPECT_GE(row("mr_sent.msg"), 0);
+    // The removed files are in the user's trash, and the user is told of the one that is not.
+    const fs::path trash = user.root() / "data" / "Trash" / "files";
+    EXPECT_TRUE(fs::exists(trash / "mr_test.msg"));
+    EXPECT_TRUE(fs::exists(trash / "poi_quick.msg"));
+    auto* notice = dlg->findChild<QMessageBox*>("deleteFailed");
+    ASSERT_NE(notice, nullptr);
+    EXPECT_EQ(notice->text(), "\"mr_sent.msg\" could not be moved to the trash.");
+    notice->close();
+}
+
+TEST_F(ResultsList, ExploreOpensEachFolderOnce) {
+    // A third folder differing from "Alpha" only in letter case counts as the same.
+    copyCorpus(m_mail / "ALPHA", {"mr_Simple.msg"});
+    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    list().selectAll();
+    UrlRecorder recorder;
+    menuEntry(*menu(), "&Explore")->trigger();
+    ASSERT_EQ(recorder.urls.size(), 2);
+    QStringList folders;
+    for (const QUrl& url : recorder.urls)
+        folders << url.toLocalFile();
+    folders.sort(Qt::CaseInsensitive);
+    EXPECT_EQ(folders[0].toLower(),
+              QString::fromStdString((m_mail / "alpha").string()).toLower() + "/");
+    EXPECT_EQ(folders[1], QString::fromStdString((m_mail / "Beta").string()) + "/");
+}
+
+TEST_F(ResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplicationOpensIt) {
+    if (ItemActions::hasDesktopApplicationFor(ItemActions::kMessageMimeType))
+        GTEST_SKIP() << "this desktop has an application for .msg files";
+    UrlRecorder recorder; // nothing may reach the desktop
+    const int r = row("poi_quick.msg");
+    const QPoint at = list().visualRect(list().model()->index(r, 0)).center();
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, at);
+    CMessageViewer* viewer = nullptr;
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            viewer = dlg->findChild<CMessageViewer*>();
+            return viewer != nullptr && viewer->isVisible();
+        },
+        10000));
+    EXPECT_EQ(viewer->path(), dlg->getItemPath(r));
+    EXPECT_TRUE(viewer->windowTitle().startsWith("Test the content transformer"));
+    EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("From:\t\tKevin Roast"));
+    EXPECT_TRUE(recorder.urls.isEmpty());
+    viewer->close();
+}
+
+TEST_F(ResultsList, ColumnWidthsArePerUserAndSurviveTheWindow) {
+    list().SetColumnWidth(Subject, 333);
+    dlg.reset();
+    dlg = user.openWindow();
+    EXPECT_EQ(dlg->resultsList().GetColumnWidth(Subject), 333);
+}
+
+#include "ResultsListTest.moc"
