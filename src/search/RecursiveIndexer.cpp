@@ -476,8 +476,14 @@ std::unique_ptr<Document> CRecursiveIndexer::buildDocument(const CMetadataPtr& p
 }
 
 void CRecursiveIndexer::addMetadataToDocument(Document& document, const CMetadata& metadata) {
+    // "Location" is stored first: the skip test and every hit read it alone,
+    // and reading stops right after it instead of skipping the other fields.
+    const std::wstring location = kLocationField;
+    if (metadata.HasValue(location))
+        Writer::add(document, location, metadata.GetStringValue(location));
     for (const auto& key : metadata.GetKeys())
-        Writer::add(document, key, metadata.GetStringValue(key));
+        if (key != location)
+            Writer::add(document, key, metadata.GetStringValue(key));
 }
 
 } // namespace Kerf::Search::Writer

@@ -90,6 +90,19 @@ TEST_F(FindCommand, RowsCarryTheResultColumns) {
                   mail.string() + "/\tpoi_message_1979.msg");
 }
 
+TEST_F(FindCommand, JsonRowsCarryTheRecordWithFolderAndFileName) {
+    const auto result = find({"--json", "--from", "bloomfield"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out.front(), '[');
+    EXPECT_EQ(result.out.substr(result.out.size() - 2), "]\n");
+    for (const char* text :
+         {"\"Subject\": \"Reseller Irradiant - MM Build\"", "\"From\": \"Amanda Bloomfield\"",
+          "\"Body\": \"", "\"Filename\": \"poi_message_normal_submission_chunk.msg\"",
+          "\"SentDate\": \"2007-05-31T"})
+        EXPECT_NE(result.out.find(text), std::string::npos) << text << "\n" << result.out;
+    EXPECT_NE(result.out.find("\"Folder\": \"" + mail.string() + "/\""), std::string::npos);
+}
+
 TEST_F(FindCommand, AnUpToDateIndexIsNotWrittenAgainAndNewFilesAreFound) {
     ASSERT_EQ(find({"--subject", "nothing-matches-this"}).status, 0);
     const int indexed = documentsInIndex();
