@@ -213,25 +213,29 @@ std::optional<std::wstring> decodeCharset(std::string_view bytes, const std::str
     return convert(cd, bytes);
 }
 
-std::wstring decodeUtf16le(const std::uint8_t* data, std::size_t size) {
-    std::wstring out;
-    out.reserve(size / 2);
-    for (std::size_t i = 0; i + 1 < size; i += 2) {
-        const char32_t unit = static_cast<char32_t>(data[i] | (data[i + 1] << 8));
-        if (unit >= 0xD800 && unit <= 0xDBFF && i + 3 < size) {
-            const char32_t low = static_cast<char32_t>(data[i + 2] | (data[i + 3] << 8));
+std::wstring decodeUtf16le(const std::uint8_t* data, std::size_t size, bool stopAtNul) {
+    const std::size_t units = size / 2;
+    std::wstring out(units, L'\0');
+    wchar_t* put = out.data();
+    for (std::size_t i = 0; i < units; ++i) {
+        const char32_t unit = static_cast<char32_t>(data[2 * i] | (data[2 * i + 1] << 8));
+        if (unit < 0xD800 || unit > 0xDFFF) {
+            if (unit == 0 && stopAtNul)
+                break;
+            *put++ = static_cast<wchar_t>(unit);
+            continue;
+        }
+        if (unit <= 0xDBFF && i + 1 < units) {
+            const char32_t low = static_cast<char32_t>(data[2 * i + 2] | (data[2 * i + 3] << 8));
             if (low >= 0xDC00 && low <= 0xDFFF) {
-                out.push_back(
-                    static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00)));
-                i += 2;
+                *put++ = static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
+                ++i;
                 continue;
             }
         }
-        if (unit >= 0xD800 && unit <= 0xDFFF)
-            out.push_back(kReplacement);
-        else
-            out.push_back(static_cast<wchar_t>(unit));
+        *put++ = kReplacement;
     }
+    out.resize(static_cast<std::size_t>(put - out.data()));
     return out;
 }
 

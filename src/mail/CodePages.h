@@ -32,7 +32,7 @@ std::wstring decode(std::string_view bytes, int codePage);
 std::optional<std::wstring> decodeCharset(std::string_view bytes, const std::string& charset);
 
 /// UTF-16LE to wide text; an unpaired surrogate becomes U+FFFD and an odd
-/// final byte is dropped.
-std::wstring decodeUtf16le(const std::uint8_t* data, std::size_t size);
+/// final byte is dropped. With `stopAtNul` the text ends before the first NUL.
+std::wstring decodeUtf16le(const std::uint8_t* data, std::size_t size, bool stopAtNul = false);
 
 } // namespace Mapi::CodePages

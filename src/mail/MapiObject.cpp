@@ -84,12 +84,8 @@ SPropValue errorValue(ULONG tag, HRESULT hr) {
 
 std::wstring decodeStoredText(const std::uint8_t* data, std::size_t size, ULONG storedType,
                               int codePage) {
-    if (storedType == PT_UNICODE) {
-        std::size_t end = 0;
-        while (end + 1 < size && (data[end] != 0 || data[end + 1] != 0))
-            end += 2;
-        return CodePages::decodeUtf16le(data, end);
-    }
+    if (storedType == PT_UNICODE)
+        return CodePages::decodeUtf16le(data, size, /*stopAtNul=*/true);
     const void* nul = std::memchr(data, 0, size);
     const std::size_t end = nul != nullptr ? static_cast<const std::uint8_t*>(nul) - data : size;
     return CodePages::decode(std::string_view(reinterpret_cast<const char*>(data), end), codePage);

@@ -1,0 +1,197 @@
+// Reading and parsing saved messages beside a plain read of the same files'
+// bytes, in the same run and on the same files: a generated corpus of
+// realistic messages (20,000 by default).
+//
+//   reader_bench [--messages N] [--seed S] [--folder DIR] [--keep]
+//
+// Each round reads every file's bytes (open, read whole, close), then reads
+// every file into a record as the indexer does. The cold round first drops
+// the files from the page cache (posix_fadvise) before each of its two
+// passes; the warm rounds follow with everything cached. The ratio is
+// read+parse time over plain-read time.
+
+#include "CorpusGenerator.h"
+
+#include "mail/EmailMetadataFile.h"
+#include "support/Strings.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+struct Options {
+    std::size_t messages = 20000;
+    std::uint64_t seed = 2024;
+    fs::path folder;
+    bool keep = false;
+};
+
+std::vector<fs::path> messageFiles(const fs::path& folder) {
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        if (entry.is_regular_file() && entry.path().extension() == ".msg")
+            files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+void dropFromCache(const std::vector<fs::path>& files) {
+    for (const fs::path& file : files) {
+        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+        ::close(fd);
+    }
+}
+
+// The plain read: each file's bytes into a buffer of its own, as any reader
+// of whole files would do.
+std::uint64_t plainRead(const std::vector<fs::path>& files) {
+    std::uint64_t checksum = 0;
+    for (const fs::path& file : files) {
+        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        struct stat info {};
+        if (::fstat(fd, &info) == 0 && info.st_size > 0) {
+            std::vector<char> buffer(static_cast<std::size_t>(info.st_size));
+            std::size_t got = 0;
+            while (got < buffer.size()) {
+                const ssize_t n = ::read(fd, buffer.data() + got, buffer.size() - got);
+                if (n <= 0)
+                    break;
+                got += static_cast<std::size_t>(n);
+            }
+            checksum += got + static_cast<unsigned char>(buffer[got / 2]);
+        }
+        ::close(fd);
+    }
+    return checksum;
+}
+
+std::uint64_t readAndParse(const std::vector<fs::path>& files) {
+    std::uint64_t checksum = 0;
+    for (const fs::path& file : files) {
+        const Kerf::QuireLib::CEmailMetadata_File record(Kerf::Util::fromPath(file), true);
+        checksum += static_cast<std::uint64_t>(record.GetSize()) +
+                    record.GetStringValue(L"Body").size() + record.GetKeys().size();
+    }
+    return checksum;
+}
+
+double threadCpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+struct Timing {
+    double wall = 0;
+    double cpu = 0;
+};
+
+// Wall-clock time, and the CPU time this thread spent (user and kernel),
+// which other load on the machine does not inflate.
+template <class F> Timing measure(F&& work, std::uint64_t& checksum) {
+    const auto start = Clock::now();
+    const double cpuStart = threadCpuSeconds();
+    checksum += work();
+    return {std::chrono::duration<double>(Clock::now() - start).count(),
+            threadCpuSeconds() - cpuStart};
+}
+
+bool parse(int argc, char** argv, Options& options) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (arg == "--messages" && hasValue)
+            options.messages = std::stoul(argv[++i]);
+        else if (arg == "--seed" && hasValue)
+            options.seed = std::stoull(argv[++i]);
+        else if (arg == "--folder" && hasValue)
+            options.folder = argv[++i];
+        else if (arg == "--keep")
+            options.keep = true;
+        else
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!parse(argc, argv, options)) {
+        std::fprintf(stderr,
+                     "usage: reader_bench [--messages N] [--seed S] [--folder DIR] [--keep]\n");
+        return 2;
+    }
+    if (options.folder.empty())
+        options.folder = fs::temp_directory_path() /
+                         ("qosearch-reader-bench-" + std::to_string(options.messages) + "-" +
+                          std::to_string(options.seed));
+
+    // A corpus left by an earlier run with --keep is used again.
+    const fs::path marker = options.folder / ".complete";
+    if (!fs::exists(marker)) {
+        fs::remove_all(options.folder);
+        std::printf("generating %zu messages in %s ...\n", options.messages,
+                    options.folder.c_str());
+        std::fflush(stdout);
+        QoMsg::generateCorpus(options.folder, options.messages, options.seed);
+        std::FILE* done = std::fopen(marker.c_str(), "w");
+        if (done != nullptr)
+            std::fclose(done);
+    }
+    const std::vector<fs::path> files = messageFiles(options.folder);
+    std::uint64_t bytes = 0;
+    for (const fs::path& file : files)
+        bytes += fs::file_size(file);
+    std::printf("reader_bench: %zu messages, %.1f MB (%.1f KB each on average)\n\n", files.size(),
+                static_cast<double>(bytes) / 1e6, static_cast<double>(bytes) / 1e3 / files.size());
+    std::printf("%-7s %-6s %26s %26s %7s\n", "round", "time", "plain read", "read+parse", "ratio");
+
+    std::uint64_t checksum = 0;
+    const double perFile = 1e6 / static_cast<double>(files.size());
+    auto row = [&](const char* round, const char* kind, double plain, double parsed) {
+        char plainText[40];
+        char parsedText[40];
+        std::snprintf(plainText, sizeof plainText, "%.3f s (%.1f us/msg)", plain, plain * perFile);
+        std::snprintf(parsedText, sizeof parsedText, "%.3f s (%.1f us/msg)", parsed,
+                      parsed * perFile);
+        std::printf("%-7s %-6s %26s %26s %7.2f\n", round, kind, plainText, parsedText,
+                    parsed / plain);
+    };
+    for (int round = 0; round < 3; ++round) {
+        const bool cold = round == 0;
+        if (cold)
+            dropFromCache(files);
+        const Timing plain = measure([&] { return plainRead(files); }, checksum);
+        if (cold)
+            dropFromCache(files);
+        const Timing parsed = measure([&] { return readAndParse(files); }, checksum);
+        const std::string name = cold ? "cold" : "warm " + std::to_string(round);
+        row(name.c_str(), "wall", plain.wall, parsed.wall);
+        row("", "cpu", plain.cpu, parsed.cpu);
+        std::fflush(stdout);
+    }
+    std::printf("\n(checksum %llu)\n", static_cast<unsigned long long>(checksum));
+    if (!options.keep)
+        fs::remove_all(options.folder);
+    return 0;
+}
