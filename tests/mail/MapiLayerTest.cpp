@@ -1,0 +1,200 @@
+// The MAPI property layer and the compound-file layer under it: what GetProps
+// returns for missing and oversized values, the error texts the helpers
+// throw, the recipient table, code-page choices, and compound files damaged
+// in ways the parser underneath must never see.
+
+#include "MsgTestFiles.h"
+
+#include "mail/CodePages.h"
+#include "mail/CompoundStorage.h"
+#include "mail/MapiMapiProp.h"
+#include "mail/MapiMessage.h"
+#include "mail/RtfText.h"
+
+#include <gtest/gtest.h>
+
+using namespace Mapi;
+using QoMsg::MsgMessage;
+
+namespace {
+
+struct OpenedMessage {
+    std::vector<std::uint8_t> bytes;
+    std::shared_ptr<CStorage> storage;
+    std::unique_ptr<CMessage> message;
+};
+
+OpenedMessage open(const MsgMessage& written) {
+    OpenedMessage opened;
+    opened.bytes = QoMsg::writeMsgBytes(written);
+    std::string error;
+    opened.storage = CStorage::openMemory(opened.bytes.data(), opened.bytes.size(), error);
+    EXPECT_TRUE(opened.storage) << error;
+    if (opened.storage) {
+        EXPECT_EQ(CMessage::OpenIMsgOnIStg(opened.storage, opened.message), S_OK);
+    }
+    return opened;
+}
+
+TEST(MapiObject, GetPropsReportsMissingAndOversizedValuesAsErrors) {
+    MsgMessage written = QoTest::simpleMessage();
+    written.body = std::wstring(CMapiObject::kGetPropsLimit, L'x'); // twice the limit in bytes
+    written.submitTime = 42;
+    OpenedMessage m = open(written);
+    ASSERT_TRUE(m.message);
+
+    const ULONG tags[] = {PR_SUBJECT_W, PR_DISPLAY_BCC_W, PR_BODY_W, PR_CLIENT_SUBMIT_TIME,
+                          PROP_TAG(PT_LONG, 0x0037)};
+    std::vector<SPropValue> values;
+    EXPECT_EQ(m.message->GetProps(tags, MAPI_UNICODE, values), MAPI_W_ERRORS_RETURNED);
+    ASSERT_EQ(values.size(), 5u);
+    EXPECT_EQ(values[0].ulPropTag, PR_SUBJECT_W);
+    EXPECT_EQ(values[0].text, L"RE: Site visit");
+    EXPECT_EQ(values[1].ulPropTag, PROP_TAG(PT_ERROR, 0x0E02));
+    EXPECT_EQ(values[1].err(), MAPI_E_NOT_FOUND);
+    EXPECT_EQ(values[2].err(), MAPI_E_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(values[3].ulPropTag, PR_CLIENT_SUBMIT_TIME);
+    EXPECT_EQ(values[3].ft(), 42u);
+    // A tag whose type does not match the stored property is not found.
+    EXPECT_EQ(values[4].err(), MAPI_E_NOT_FOUND);
+
+    // Without MAPI_UNICODE the same text comes back typed as 8-bit text.
+    const ULONG subject[] = {PR_SUBJECT_W};
+    EXPECT_EQ(m.message->GetProps(subject, 0, values), S_OK);
+    EXPECT_EQ(values[0].ulPropTag, PROP_TAG(PT_STRING8, 0x0037));
+    EXPECT_EQ(values[0].text, L"RE: Site visit");
+}
+
+TEST(MapiProp, OversizedTextIsReadAsAStreamAndFailuresCarryTheirContext) {
+    MsgMessage written = QoTest::simpleMessage();
+    written.body = std::wstring(50000, L'y');
+    OpenedMessage m = open(written);
+    ASSERT_TRUE(m.message);
+
+    std::wstring text;
+    MapiProp::getProperty_Throw(*m.message, PR_BODY_W, text, MAPI_UNICODE);
+    EXPECT_EQ(text, *written.body);
+
+    try {
+        MapiProp::getProperty_Throw(*m.message, PR_DISPLAY_BCC_W, text, MAPI_UNICODE);
+        FAIL() << "a missing property must throw";
+    } catch (const CMapiException& e) {
+        EXPECT_EQ(e.code(), MAPI_E_NOT_FOUND);
+        EXPECT_EQ(e.getMessage(), L"The property is not in the message.\n\n"
+                                  L"Error: 0x8004010F, (-2147221233)\n"
+                                  L"Function: Mapi::MapiProp::getProperty_Throw\n"
+                                  L"Context: GetProps");
+    }
+    text = L"unchanged";
+    EXPECT_FALSE(MapiProp::getProperty(*m.message, PR_DISPLAY_BCC_W, text, MAPI_UNICODE));
+    EXPECT_EQ(text, L"unchanged");
+    // Only text can be read as text.
+    EXPECT_THROW(MapiProp::getPropertySlow_Throw(*m.message, PR_HTML, text, MAPI_UNICODE),
+                 CMapiException);
+}
+
+TEST(MapiMessage, TablesListThisMessagesOwnRecipientsAndAttachments) {
+    MsgMessage written = QoTest::simpleMessage();
+    written.recipients = {{L"Ben Clarke", L"ben@example.com", 1},
+                          {L"Clara Dubois", L"clara@example.com", 2},
+                          {L"Dora Evans", L"dora@example.com", 3}};
+    auto inner = std::make_shared<MsgMessage>();
+    inner->recipients = {{L"Inner Person", L"inner@example.com", 1}};
+    inner->attachments.push_back({1, L"inner.txt", {1}, nullptr});
+    written.attachments.push_back({5, L"fw.msg", {}, inner});
+    written.attachments.push_back({1, L"a.txt", {2}, nullptr});
+    OpenedMessage m = open(written);
+    ASSERT_TRUE(m.message);
+
+    std::unique_ptr<CTable> recipients;
+    ASSERT_EQ(m.message->GetRecipientTable(recipients), S_OK);
+    const ULONG columns[] = {PR_DISPLAY_NAME_W, PR_RECIPIENT_TYPE};
+    recipients->SetColumns(columns);
+    std::vector<std::vector<SPropValue>> rows;
+    ASSERT_EQ(recipients->QueryRows(rows), S_OK);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0][0].text, L"Ben Clarke");
+    EXPECT_EQ(rows[1][1].l(), 2);
+    EXPECT_EQ(rows[2][0].text, L"Dora Evans");
+
+    std::unique_ptr<CTable> attachments;
+    ASSERT_EQ(m.message->GetAttachmentTable(attachments), S_OK);
+    const ULONG attachColumns[] = {PR_ATTACH_METHOD, PR_ATTACH_FILENAME_W};
+    attachments->SetColumns(attachColumns);
+    ASSERT_EQ(attachments->QueryRows(rows), S_OK);
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0][0].l(), ATTACH_EMBEDDED_MSG);
+    EXPECT_EQ(rows[0][1].text, L"fw.msg");
+    EXPECT_EQ(rows[1][1].text, L"a.txt");
+}
+
+TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
+    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0804), 936);  // Chinese, PRC
+    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0C04), 950);  // Chinese, Hong Kong
+    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0C1A), 1251); // Serbian, Cyrillic
+    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x081A), 1250); // Serbian, Latin
+    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0411), 932);
+    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0439), 0); // Hindi: Unicode only
+    EXPECT_EQ(CodePages::messageCodePage(std::nullopt, 0x0439, 28591), 28591);
+    EXPECT_EQ(CodePages::messageCodePage(0, std::nullopt, std::nullopt), 1252);
+
+    // Shift-JIS, a byte no code page maps, a truncated lead byte.
+    EXPECT_EQ(CodePages::decode("\x93\xfa\x96\x7b", 932), L"\x65e5\x672c");
+    EXPECT_EQ(CodePages::decode("a\x81z", 1252).size(), 3u);
+    EXPECT_EQ(CodePages::decode("ab\x93", 932), L"ab\xfffd");
+    EXPECT_EQ(CodePages::decode("caf\xe9", 99999), L"caf\x00e9"); // unknown: read as 1252
+
+    const std::uint8_t utf16[] = {'a', 0, 0x3D, 0xD8, 'b', 0, 0x3D, 0xD8, 0x00, 0xDE, 0, 0, 'c'};
+    EXPECT_EQ(CodePages::decodeUtf16le(utf16, sizeof utf16, true), L"a\xfffd"
+                                                                   L"b\x1F600");
+}
+
+// Bytes of a written message patched so that one directory or header field
+// is wrong.
+std::vector<std::uint8_t> patched(std::size_t offset, std::uint32_t value) {
+    std::vector<std::uint8_t> bytes = QoMsg::writeMsgBytes(QoTest::simpleMessage());
+    for (int i = 0; i < 4; ++i)
+        bytes[offset + i] = static_cast<std::uint8_t>(value >> (8 * i));
+    return bytes;
+}
+
+TEST(CompoundStorage, RefusesDamageThePartUnderneathCannotBearItself) {
+    const std::vector<std::uint8_t> good = QoMsg::writeMsgBytes(QoTest::simpleMessage());
+    const std::uint32_t directorySector = good[0x30] | good[0x31] << 8 | good[0x32] << 16;
+    const std::size_t rootEntry = 512 + directorySector * 512;
+    std::string error;
+    EXPECT_TRUE(CStorage::openMemory(good.data(), good.size(), error));
+
+    // The root entry with a sibling (the parser would lose the sibling's memory).
+    const auto sibling = patched(rootEntry + 0x44, 1);
+    EXPECT_FALSE(CStorage::openMemory(sibling.data(), sibling.size(), error));
+    EXPECT_EQ(error, "the root directory entry has siblings");
+    // An allocation table claimed far larger than any file.
+    const auto hugeTable = patched(0x2C, 0x00FFFFFF);
+    EXPECT_FALSE(CStorage::openMemory(hugeTable.data(), hugeTable.size(), error));
+    // A directory beyond the end of the data.
+    const auto farDirectory = patched(0x30, 0x00FFFFFF);
+    EXPECT_FALSE(CStorage::openMemory(farDirectory.data(), farDirectory.size(), error));
+    EXPECT_EQ(error, "the directory lies outside the file");
+    // A sector size the format does not have.
+    auto oddSectors = good;
+    oddSectors[0x1E] = 20;
+    EXPECT_FALSE(CStorage::openMemory(oddSectors.data(), oddSectors.size(), error));
+}
+
+TEST(RtfText, SkipsBinaryDataAndSurvivesDeepNesting) {
+    EXPECT_EQ(
+        Kerf::Rtf::extract("{\\rtf1 a{\\*\\unknown hidden}\\bin3 {}}b\\uc2\\u233\\'3f\\'3fc}", 1252)
+            .text,
+        L"ab\x00e9"
+        L"c");
+    std::string deep = "{\\rtf1 x";
+    for (int i = 0; i < 100000; ++i)
+        deep += "{";
+    deep += "y";
+    EXPECT_EQ(Kerf::Rtf::extract(deep, 1252).text, L"xy");
+    // A \bin length past the end stops at the end.
+    EXPECT_EQ(Kerf::Rtf::extract("{\\rtf1 z\\bin999999 abc", 1252).text, L"z");
+}
+
+} // namespace
