@@ -13,6 +13,7 @@
 #include <QMenu>
 #include <QPixmap>
 #include <QPointer>
+#include <QRadioButton>
 #include <QScreen>
 #include <QTimer>
 
@@ -89,6 +90,7 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
     tour->then([tour] { tour->save("01-start.png"); });
     tour->then([tour] {
         // Every filing location, as a user would pick them all.
+        tour->dlg().locationPane().GetLocationsRadio().click();
         tour->dlg().locationPane().GetLocationsList().selectAll();
         tour->dlg().locationPane().GetLocationsList().setFocus();
     });

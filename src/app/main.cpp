@@ -30,9 +30,12 @@ int main(int argc, char** argv) {
         QObject::connect(&app, &QGuiApplication::commitDataRequest, &dlg,
                          [&dlg](QSessionManager&) { dlg.stopWork(); });
         QObject::connect(&app, &QCoreApplication::aboutToQuit, &dlg, &CQoSearchDlg::stopWork);
+        // The program ends when its window closes.
+        QObject::connect(&dlg, &QDialog::finished, &app, &QCoreApplication::quit);
+        dlg.show();
         if (const char* folder = std::getenv("QOSEARCH_SCREENSHOTS"); folder && *folder)
             startScreenshotTour(dlg, QString::fromLocal8Bit(folder));
-        dlg.exec();
+        app.exec();
     } catch (const Kerf::CExceptionBase& e) {
         reportException(e);
     } catch (const std::exception& e) {

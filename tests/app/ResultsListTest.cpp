@@ -53,17 +53,6 @@ std::vector<std::wstring> columnTexts(CSortListCtrl& list, int column, bool sort
     return texts;
 }
 
-// Records the URLs the desktop is asked to open, instead of opening them.
-class UrlRecorder : public QObject {
-    Q_OBJECT
-public:
-    UrlRecorder() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
-    ~UrlRecorder() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
-    QList<QUrl> urls;
-public slots:
-    void open(const QUrl& url) { urls.push_back(url); }
-};
-
 // A file that even root cannot move: the immutable attribute. False where
 // the file system or the process cannot set it.
 bool setImmutable(const fs::path& path, bool on) {
@@ -335,5 +324,3 @@ TEST_F(ResultsList, ColumnWidthsArePerUserAndSurviveTheWindow) {
     dlg = user.openWindow();
     EXPECT_EQ(dlg->resultsList().GetColumnWidth(Subject), 333);
 }
-
-#include "ResultsListTest.moc"

@@ -12,6 +12,7 @@
 #include "mail/StatusTexts.h"
 #include "support/Assert.h"
 
+#include <QFileInfo>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -288,4 +289,22 @@ TEST(SearchWindow, ASecondStartRaisesAndRestoresTheWindow) {
     EXPECT_FALSE(second.claim());
     EXPECT_TRUE(waitUntil([&] { return !dlg->isMinimized(); }, 10000));
     EXPECT_TRUE(dlg->isVisible());
+}
+
+TEST(SearchWindow, HelpOpensTheShippedPageAndAboutIsReachable) {
+    User user;
+    auto dlg = user.openWindow();
+    UrlRecorder recorder;
+    dlg->findChild<QLabel*>("helpLink")->linkActivated("#");
+    QTest::keyClick(dlg.get(), Qt::Key_F1);
+    ASSERT_EQ(recorder.urls.size(), 2);
+    const QString page = recorder.urls[0].toLocalFile();
+    EXPECT_TRUE(page.endsWith("/QoSearch.html")) << page.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(page));
+    EXPECT_EQ(recorder.urls[1], recorder.urls[0]);
+
+    QString text;
+    answerNextMessageBox(QMessageBox::Ok, &text);
+    dlg->findChild<QLabel*>("aboutLink")->linkActivated("#");
+    EXPECT_TRUE(text.contains("QoSearch")) << text.toStdString();
 }
