@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 using namespace Kerf;
 using namespace Kerf::QuireLib;
@@ -117,6 +118,43 @@ TEST(DamagedCorpusFiles, CompoundFileComplaintsGoToTheTraceLog) {
             CEmailMetadata_File(Util::fromPath(QoTest::corpusDirectory() / "msg" / name), true);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_GT(GLibLog::routedCount(), routedBefore);
+}
+
+// The indexer reads messages on several threads at once; each reader must
+// come to the same record as a reader on its own.
+TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {
+    const std::vector<std::string> names = QoTest::corpusFileNames();
+    auto describe = [](const CEmailMetadata_File& record) {
+        std::wstring text;
+        for (const std::wstring& key : record.GetKeys())
+            text += key + L"=" + record.GetStringValue(key) + L"\n";
+        return text + std::to_wstring(record.GetSize()) + L" " +
+               std::to_wstring(record.GetSentDate().m_dt) + L" " +
+               std::to_wstring(record.GetEmbeddedAttachments()) + L" " +
+               std::to_wstring(record.GetNonEmbeddedAttachments());
+    };
+    std::vector<std::wstring> alone;
+    for (const std::string& name : names)
+        alone.push_back(describe(
+            CEmailMetadata_File(Util::fromPath(QoTest::corpusDirectory() / "msg" / name), true)));
+
+    std::vector<std::vector<std::wstring>> together(4);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < together.size(); ++t)
+        threads.emplace_back([&, t] {
+            // Each thread starts at a different file so that they overlap.
+            for (std::size_t i = 0; i < names.size(); ++i) {
+                const std::string& name = names[(i + t * 17) % names.size()];
+                together[t].push_back(describe(CEmailMetadata_File(
+                    Util::fromPath(QoTest::corpusDirectory() / "msg" / name), true)));
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (std::size_t t = 0; t < together.size(); ++t)
+        for (std::size_t i = 0; i < names.size(); ++i)
+            EXPECT_EQ(together[t][i], alone[(i + t * 17) % names.size()])
+                << names[(i + t * 17) % names.size()];
 }
 
 using MessageCodePage = MessageCorpus;
