@@ -3,6 +3,7 @@
 #include "support/Trace.h"
 
 #include <QApplication>
+#include <QHeaderView>
 #include <QMessageBox>
 
 namespace Kerf::QuireLib {
@@ -25,6 +26,9 @@ CMsgStoresSortListCtrl::CMsgStoresSortListCtrl(QWidget* parent)
 void CMsgStoresSortListCtrl::Initialise() {
     Trace::tracef("Kerf::QuireLib::CMsgStoresSortListCtrl::Initialise() ...\n");
     SetHeadings(m_stores->GetColumnSpecification());
+    // The folder is what matters most: it takes whatever room is left.
+    header()->setStretchLastSection(true);
+    setTextElideMode(Qt::ElideMiddle);
     LoadColumnInfo();
     SetColumnWidth(CMsgStoresListModel::eColStoreId, 0);
     SetColumnWidth(CMsgStoresListModel::eColSource, 0);

@@ -18,11 +18,13 @@
 #include <QFileInfo>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QShortcut>
+#include <QStyle>
 #include <QTabWidget>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -183,9 +185,7 @@ void CQoSearchDlg::initialise() {
     TranslateWindow(this);
 
     m_ctlResults->SetHeadings(ResultsRow::kHeadings);
-    for (int column = 0; column < m_ctlResults->GetColumnCount(); ++column)
-        m_ctlResults->SetColumnWidth(
-            column, dialogUnitsToPixels(*m_ctlResults, m_ctlResults->GetColumnWidth(column)));
+    setInitialResultWidths();
     m_ctlResults->LoadColumnInfo();
     m_ctlResults->SetRowIcon(messageFileIcon());
 
@@ -202,6 +202,25 @@ void CQoSearchDlg::initialise() {
     setMaximumHeight(collapsed);
     resize(kInitialWidth, collapsed);
     updateButtons();
+}
+
+void CQoSearchDlg::setInitialResultWidths() {
+    // The headings give widths in dialog units; a column is also made wide
+    // enough for its heading and the Sent column for a date of this locale.
+    const QFontMetrics heading = m_ctlResults->header()->fontMetrics();
+    const QFontMetrics cells = m_ctlResults->fontMetrics();
+    const int sortArrow = m_ctlResults->style()->pixelMetric(QStyle::PM_HeaderMarkSize);
+    const int padding = 2 * m_ctlResults->style()->pixelMetric(QStyle::PM_HeaderMargin) + 4;
+    for (int column = 0; column < m_ctlResults->GetColumnCount(); ++column) {
+        const QString title = m_ctlResults->model()->headerData(column, Qt::Horizontal).toString();
+        int width = dialogUnitsToPixels(*m_ctlResults, m_ctlResults->GetColumnWidth(column));
+        width = std::max(width, heading.horizontalAdvance(title) + sortArrow + padding);
+        if (column == ResultsRow::Sent)
+            width = std::max(width, cells.horizontalAdvance(QString::fromStdWString(
+                                        ResultsRow::sentDisplayText({2000, 12, 28}))) +
+                                        padding);
+        m_ctlResults->SetColumnWidth(column, width);
+    }
 }
 
 void CQoSearchDlg::ClearDialogueOnInitialization() {

@@ -124,6 +124,7 @@ protected:
 private:
     void buildControls();
     void initialise();
+    void setInitialResultWidths();
     void ClearDialogueOnInitialization();
     void Findnow();
     void updateButtons();

@@ -7,6 +7,7 @@
 #include "controls/SortListCtrl.h"
 
 #include <QCheckBox>
+#include <QDateEdit>
 #include <QDir>
 #include <QGuiApplication>
 #include <QLineEdit>
@@ -101,6 +102,7 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
         criteria.fromEdit().setText(QStringLiteral("Mike"));
         criteria.subjectEdit().setText(QStringLiteral("test message"));
         criteria.sentAfterCheck().setChecked(true);
+        criteria.sentAfterDate().setDate(QDate(2009, 1, 1));
     });
     tour->then([tour] {
         tour->save("03-criteria.png");
@@ -125,7 +127,7 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
             }
         if (list.GetItemCount() > 0) {
             list.setCurrentIndex(list.model()->index(row, 0));
-            list.scrollTo(list.model()->index(row, 0));
+            list.scrollTo(list.model()->index(row, 0), QAbstractItemView::PositionAtCenter);
         }
     });
     tour->then([tour] { tour->save("05-preview.png"); });

@@ -174,7 +174,7 @@ TEST(SearchWindow, AFullSearchFillsTheListAndEndsWithTheMatchesFound) {
 TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
     User user;
     const fs::path mail = user.root() / "mail";
-    const size_t total = makeManyMessages(mail, 40);
+    const size_t total = makeManyMessages(mail, 60);
     auto dlg = user.openWindow();
     searchFolder(*dlg, mail);
     // Progress replaces the status text while the indexer works.
