@@ -212,11 +212,15 @@ bool CQoSearchDlg::confirmDelete(std::size_t count, const std::wstring& firstPat
 }
 
 void CQoSearchDlg::DeleteItems() {
-    const std::vector<int> rows = getSelectedItems();
-    const std::vector<std::wstring> paths = getItemPaths(rows);
-    KERF_ASSERT(rows.size() == paths.size());
+    std::vector<int> rows = getSelectedItems();
+    std::vector<std::wstring> paths = getItemPaths(rows);
     if (rows.empty() || !confirmDelete(rows.size(), paths.front()))
         return;
+    // While the question was open the search may have added and sorted
+    // rows; the selection moved with its rows, the numbers did not.
+    rows = getSelectedItems();
+    paths = getItemPaths(rows);
+    KERF_ASSERT(rows.size() == paths.size());
     const std::vector<std::wstring> failed = CFileMovement::Delete(paths);
     // Backwards, so that the rows still to visit keep their numbers. A row
     // goes only when its file is gone, whatever the trash reported.

@@ -35,6 +35,7 @@ CSearchLocation::CSearchLocation(QWidget* parent)
       m_pFolderRadio(new QRadioButton(QStringLiteral("_Search folder"))),
       m_pModeGroup(new QButtonGroup(this)), m_pKeywordsEdit(new QLineEdit),
       m_pRawQueryEdit(new QLineEdit) {
+    KERF_TRACE_ENTRY("CSearchLocation::OnInitDialog");
     ReadStoredChoice();
 
     m_pFilterEdit->setObjectName(QStringLiteral("locationFilter"));

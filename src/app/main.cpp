@@ -7,6 +7,7 @@
 #include "app/QoSearchApplication.h"
 #include "app/QoSearchDlg.h"
 #include "app/ScreenshotTour.h"
+#include "support/Trace.h"
 
 #include <QSessionManager>
 #include <QString>
@@ -27,8 +28,10 @@ int main(int argc, char** argv) {
         QObject::connect(&guard, &CInstanceGuard::raiseRequested, &dlg,
                          &CQoSearchDlg::bringToFront);
         // The end of the desktop session stops the work first.
-        QObject::connect(&app, &QGuiApplication::commitDataRequest, &dlg,
-                         [&dlg](QSessionManager&) { dlg.stopWork(); });
+        QObject::connect(&app, &QGuiApplication::commitDataRequest, &dlg, [&dlg](QSessionManager&) {
+            Kerf::Trace::tracef("CQoSearchDlg::OnEndSession(%s)\n", "Ending=1");
+            dlg.stopWork();
+        });
         QObject::connect(&app, &QCoreApplication::aboutToQuit, &dlg, &CQoSearchDlg::stopWork);
         // The program ends when its window closes.
         QObject::connect(&dlg, &QDialog::finished, &app, &QCoreApplication::quit);
