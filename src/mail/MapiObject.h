@@ -38,7 +38,7 @@ public:
 
     /// Values larger than this are not returned by GetProps (it reports
     /// MAPI_E_NOT_ENOUGH_MEMORY for them); OpenProperty reads them as streams.
-    static constexpr std::uint64_t kGetPropsLimit = 32 * 1024;
+    static constexpr std::uint64_t kGetPropsLimit = 64 * 1024;
 
     CMapiObject(std::shared_ptr<CStorage> storage, std::size_t headerSize, int codePage);
     virtual ~CMapiObject() = default;
