@@ -68,16 +68,19 @@ inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 12
 }
 
 /// Answers the next modal message box with the button, from inside its own
-/// event loop; `seen` receives its text.
-inline void answerNextMessageBox(QMessageBox::StandardButton button, QString* seen = nullptr) {
+/// event loop; `seen` receives its text, and `whileOpen` runs before the answer.
+inline void answerNextMessageBox(QMessageBox::StandardButton button, QString* seen = nullptr,
+                                 std::function<void()> whileOpen = {}) {
     auto* poll = new QTimer;
     poll->setInterval(20);
-    QObject::connect(poll, &QTimer::timeout, [poll, button, seen] {
+    QObject::connect(poll, &QTimer::timeout, [poll, button, seen, whileOpen] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (box == nullptr)
             return;
         if (seen != nullptr)
             *seen = box->text();
+        if (whileOpen)
+            whileOpen();
         if (QAbstractButton* b = box->button(button))
             b->click();
         poll->stop();
