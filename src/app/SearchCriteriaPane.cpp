@@ -48,7 +48,12 @@ QDateEdit* newDatePicker(const char* objectName) {
     auto* picker = new QDateEdit;
     picker->setObjectName(QLatin1String(objectName));
     picker->setCalendarPopup(true);
-    picker->setDisplayFormat(QLocale().dateFormat(QLocale::ShortFormat));
+    // The locale's short date, but with the century: a two-digit year
+    // cannot say which century a filed message belongs to.
+    QString format = QLocale().dateFormat(QLocale::ShortFormat);
+    if (!format.contains(QLatin1String("yyyy")))
+        format.replace(QLatin1String("yy"), QLatin1String("yyyy"));
+    picker->setDisplayFormat(format);
     return picker;
 }
 
