@@ -5,8 +5,25 @@
 #include <QApplication>
 #include <QHeaderView>
 #include <QMessageBox>
+#include <QStyledItemDelegate>
 
 namespace Kerf::QuireLib {
+namespace {
+
+// A path too long for its column keeps its start and its end, which tell
+// more than the start alone.
+class PathDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->textElideMode = Qt::ElideMiddle;
+    }
+};
+
+} // namespace
 
 CMsgStoresSortListCtrl::CMsgStoresSortListCtrl(QWidget* parent)
     : CSortListCtrl(kControlId, parent), m_stores(std::make_unique<CMsgStoresListModel>()) {
@@ -28,7 +45,7 @@ void CMsgStoresSortListCtrl::Initialise() {
     SetHeadings(m_stores->GetColumnSpecification());
     // The folder is what matters most: it takes whatever room is left.
     header()->setStretchLastSection(true);
-    setTextElideMode(Qt::ElideMiddle);
+    setItemDelegateForColumn(kLocationColumn, new PathDelegate(this));
     LoadColumnInfo();
     SetColumnWidth(CMsgStoresListModel::eColStoreId, 0);
     SetColumnWidth(CMsgStoresListModel::eColSource, 0);
