@@ -76,7 +76,7 @@ QAction* menuEntry(QMenu& menu, const QString& text) {
     return nullptr;
 }
 
-class ResultsList : public testing::Test {
+class WindowResultsList : public testing::Test {
 protected:
     void SetUp() override {
         m_mail = user.root() / "mail";
@@ -100,7 +100,7 @@ protected:
 
 } // namespace
 
-TEST_F(ResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsByTime) {
+TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsByTime) {
     clickHeading(list(), Subject);
     EXPECT_EQ(list().GetSortColumn(), Subject);
     EXPECT_TRUE(list().IsSortAscending());
@@ -132,7 +132,7 @@ TEST_F(ResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsByTime) 
     EXPECT_GT(row("mr_voteItems.msg"), row("mr_voteNo.msg"));
 }
 
-TEST_F(ResultsList, ANewSearchKeepsTheChosenSortAndShowsNumbersAsDescribed) {
+TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsNumbersAsDescribed) {
     clickHeading(list(), Size);
     QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
     ASSERT_TRUE(waitForSearchEnd(*dlg));
@@ -153,7 +153,7 @@ TEST_F(ResultsList, ANewSearchKeepsTheChosenSortAndShowsNumbersAsDescribed) {
     EXPECT_EQ(list().GetItemText(quick, Folder), fromPath(m_mail / "Beta") + L"/");
 }
 
-TEST_F(ResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
+TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     dlg->ShowWindowNumber(CQoSearchDlg::eCriteriaPane);
     QTest::mouseClick(list().viewport(), Qt::LeftButton, {},
                       list().visualRect(list().model()->index(row("mr_test.msg"), 0)).center());
@@ -188,7 +188,7 @@ TEST_F(ResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     EXPECT_EQ(preview.textCursor().position(), 0);
 }
 
-TEST_F(ResultsList, TheContextMenuHasTheEntriesOfThisPlatform) {
+TEST_F(WindowResultsList, TheContextMenuHasTheEntriesOfThisPlatform) {
     auto m = menu();
     QStringList texts;
     for (QAction* action : m->actions())
@@ -198,7 +198,7 @@ TEST_F(ResultsList, TheContextMenuHasTheEntriesOfThisPlatform) {
         EXPECT_TRUE(action->isEnabled());
 }
 
-TEST_F(ResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
+TEST_F(WindowResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
     selectRows(list(), {row("mr_test.msg"), row("poi_quick.msg")});
     const std::vector<std::wstring> paths = dlg->getSelectedPaths();
     ASSERT_EQ(paths.size(), 2u);
@@ -233,7 +233,7 @@ TEST_F(ResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
     EXPECT_FALSE(list().IsItemCut(row("mr_test.msg")));
 }
 
-TEST_F(ResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
+TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
     const std::vector<std::string> chosen = {"mr_test.msg", "mr_sent.msg", "poi_quick.msg"};
     auto select = [&] {
         std::vector<int> rows;
@@ -281,7 +281,7 @@ TEST_F(ResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
     notice->close();
 }
 
-TEST_F(ResultsList, ExploreOpensEachFolderOnce) {
+TEST_F(WindowResultsList, ExploreOpensEachFolderOnce) {
     // A third folder differing from "Alpha" only in letter case counts as the same.
     copyCorpus(m_mail / "ALPHA", {"mr_Simple.msg"});
     QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
@@ -299,7 +299,7 @@ TEST_F(ResultsList, ExploreOpensEachFolderOnce) {
     EXPECT_EQ(folders[1], QString::fromStdString((m_mail / "Beta").string()) + "/");
 }
 
-TEST_F(ResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplicationOpensIt) {
+TEST_F(WindowResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplicationOpensIt) {
     if (ItemActions::hasDesktopApplicationFor(ItemActions::kMessageMimeType))
         GTEST_SKIP() << "this desktop has an application for .msg files";
     UrlRecorder recorder; // nothing may reach the desktop
@@ -321,7 +321,7 @@ TEST_F(ResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplicationO
     viewer->close();
 }
 
-TEST_F(ResultsList, ColumnWidthsArePerUserAndSurviveTheWindow) {
+TEST_F(WindowResultsList, ColumnWidthsArePerUserAndSurviveTheWindow) {
     list().SetColumnWidth(Subject, 333);
     dlg.reset();
     dlg = user.openWindow();
