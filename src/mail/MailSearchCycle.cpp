@@ -18,7 +18,12 @@ CMailSearchCycle::~CMailSearchCycle() {
 
 void CMailSearchCycle::initialise() {
     try {
-        // Opening the writer once creates the index on a first start.
+        resetIndexSearcher();
+        return;
+    } catch (const CExceptionBase&) {
+        // No index yet: opening a writer once creates it.
+    }
+    try {
         { CRecursiveMailIndexer opener(m_place); }
         resetIndexSearcher();
     } catch (const CExceptionBase& e) {

@@ -344,7 +344,8 @@ void CRecursiveIndexer::addItemToBeRead(const std::wstring& path) {
 }
 
 void CRecursiveIndexer::endScanningFile(const std::wstring& /*path*/) {
-    std::this_thread::yield();
+    // The stages hand work over through queues that wake the waiting side;
+    // giving up the processor after every item would only cost a system call.
 }
 
 // ---------------------------------------------------------------------------
@@ -395,7 +396,8 @@ void CRecursiveIndexer::buildMetadataFromQueue() {
 }
 
 void CRecursiveIndexer::endBuildingMetadataItem(const std::wstring& /*path*/) {
-    std::this_thread::yield();
+    // The stages hand work over through queues that wake the waiting side;
+    // giving up the processor after every item would only cost a system call.
 }
 
 CMetadataPtr CRecursiveIndexer::buildMetadata(const std::wstring& /*path*/) {
@@ -448,7 +450,8 @@ void CRecursiveIndexer::endUpdatingIndex() {
 }
 
 void CRecursiveIndexer::endUpdatingIndexItem(const std::wstring& /*location*/) {
-    std::this_thread::yield();
+    // The stages hand work over through queues that wake the waiting side;
+    // giving up the processor after every item would only cost a system call.
 }
 
 void CRecursiveIndexer::addFileToIndex(const std::wstring& path) {

@@ -72,51 +72,61 @@ locale_t utf8Locale() {
 } // namespace
 
 std::wstring toWide(std::string_view bytes) {
-    std::wstring out;
-    out.reserve(bytes.size());
+    std::wstring out(bytes.size(), L'\0');
+    size_t n = 0;
     for (size_t i = 0; i < bytes.size();) {
+        const auto b = static_cast<unsigned char>(bytes[i]);
+        if (b < 0x80) { // the common case: paths are mostly ASCII
+            out[n++] = static_cast<wchar_t>(b);
+            ++i;
+            continue;
+        }
         char32_t cp = 0;
         const size_t len = validSequenceLength(bytes, i, cp);
         if (len == 0) {
-            out.push_back(static_cast<wchar_t>(kEscapeBase + static_cast<unsigned char>(bytes[i])));
+            out[n++] = static_cast<wchar_t>(kEscapeBase + b);
             ++i;
         } else {
-            out.push_back(static_cast<wchar_t>(cp));
+            out[n++] = static_cast<wchar_t>(cp);
             i += len;
         }
     }
+    out.resize(n);
     return out;
 }
 
 std::string toNarrow(std::wstring_view text) {
-    std::string out;
-    out.reserve(text.size());
+    // At most four bytes a character; written through an index rather than
+    // appended, since this runs for every path of every walk.
+    std::string out(text.size() * 4, '\0');
+    size_t n = 0;
+    auto put = [&](unsigned value) { out[n++] = static_cast<char>(value); };
     for (wchar_t wc : text) {
         const auto cp = static_cast<char32_t>(wc);
-        if (cp >= 0xDC80 && cp <= 0xDCFF) {
-            out.push_back(static_cast<char>(cp - kEscapeBase));
-        } else if (cp < 0x80) {
-            out.push_back(static_cast<char>(cp));
+        if (cp < 0x80) {
+            put(cp);
+        } else if (cp >= 0xDC80 && cp <= 0xDCFF) {
+            put(cp - kEscapeBase);
         } else if (cp < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else if (cp < 0x10000) {
-            if (cp >= 0xD800 && cp <= 0xDFFF) {
-                out.append("\xEF\xBF\xBD"); // a lone surrogate has no UTF-8 form
-                continue;
-            }
-            out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else if (cp <= 0x10FFFF) {
-            out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+            put(0xC0 | (cp >> 6));
+            put(0x80 | (cp & 0x3F));
+        } else if (cp < 0x10000 && !(cp >= 0xD800 && cp <= 0xDFFF)) {
+            put(0xE0 | (cp >> 12));
+            put(0x80 | ((cp >> 6) & 0x3F));
+            put(0x80 | (cp & 0x3F));
+        } else if (cp >= 0x10000 && cp <= 0x10FFFF) {
+            put(0xF0 | (cp >> 18));
+            put(0x80 | ((cp >> 12) & 0x3F));
+            put(0x80 | ((cp >> 6) & 0x3F));
+            put(0x80 | (cp & 0x3F));
         } else {
-            out.append("\xEF\xBF\xBD");
+            // A lone surrogate or a value past U+10FFFF has no UTF-8 form.
+            put(0xEF);
+            put(0xBF);
+            put(0xBD);
         }
     }
+    out.resize(n);
     return out;
 }
 
