@@ -3,6 +3,7 @@
 #include "support/Strings.h"
 #include "support/Trace.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <fcntl.h>
@@ -118,6 +119,11 @@ std::wstring toStoredText(const std::wstring& text) {
 }
 
 std::wstring fromStoredText(const wchar_t* stored) {
+    const std::wstring_view view(stored);
+    // Nearly every stored text has no pair to join: copy it in one go.
+    if (std::none_of(view.begin(), view.end(),
+                     [](wchar_t c) { return c >= 0xD800 && c <= 0xDBFF; }))
+        return std::wstring(view);
     std::wstring text;
     for (const wchar_t* p = stored; *p != 0; ++p) {
         const auto high = static_cast<std::uint32_t>(p[0]);

@@ -151,8 +151,12 @@ wchar_t foldCase(wchar_t c) {
 
 std::wstring toLower(std::wstring_view text) {
     std::wstring out(text);
-    for (auto& c : out)
-        c = foldCase(c);
+    for (auto& c : out) {
+        if (c >= L'A' && c <= L'Z')
+            c = static_cast<wchar_t>(c + 32);
+        else if (c >= 0x80)
+            c = foldCase(c);
+    }
     return out;
 }
 
