@@ -117,8 +117,10 @@ void CMailSearchCycle::showSearchFinish() {
 }
 
 void CMailSearchCycle::updateStatusViaIndexer() {
-    if (m_pIndexer)
-        m_view.showIndexerProgress(m_pIndexer->buildStatusString());
+    if (!m_pIndexer)
+        return;
+    m_sStatus = m_pIndexer->buildStatusString();
+    m_view.showIndexerProgress(m_sStatus);
 }
 
 void CMailSearchCycle::stop() {
