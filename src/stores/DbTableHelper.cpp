@@ -21,6 +21,23 @@
 namespace Kerf::QuireLib {
 namespace {
 
+/// Whether the column holds a whole number of any width the drivers report.
+bool isIntegerType(const QVariant& value) {
+    switch (value.metaType().id()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+        return true;
+    default:
+        return false;
+    }
+}
+
 using Util::toNarrow;
 
 QString toQ(const std::wstring& text) {
@@ -519,17 +536,11 @@ std::wstring CDbTableHelper::retrieveColumn(const QSqlQuery& query, int iColumn)
         throw CDbException(L"retrieveColumn: invalid column " + std::to_wstring(iColumn));
     if (value.isNull())
         return {};
+    if (isIntegerType(value))
+        return value.toString().toStdWString();
     switch (value.metaType().id()) {
     case QMetaType::QString:
     case QMetaType::QByteArray:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
     case QMetaType::Double:
     case QMetaType::Float:
     case QMetaType::Bool:
@@ -544,21 +555,8 @@ std::wstring CDbTableHelper::retrieveColumn(const QSqlQuery& query, int iColumn)
 
 long CDbTableHelper::retrieveId(const QSqlQuery& query, int iColumn, const std::wstring& sError) {
     const QVariant value = query.value(iColumn - 1);
-    switch (value.metaType().id()) {
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-        if (!value.isNull())
-            return static_cast<long>(value.toLongLong());
-        break;
-    default:
-        break;
-    }
+    if (isIntegerType(value) && !value.isNull())
+        return static_cast<long>(value.toLongLong());
     throw CDbException(sError);
 }
 
