@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace Kerf::QuireLib {
 namespace {
@@ -35,14 +36,52 @@ private:
     int m_fd;
 };
 
-// The whole file in one buffer owned by the returned input.
-GObjectRef<GsfInput> readWhole(int fd, std::uint64_t size) {
-    auto* buffer = static_cast<guint8*>(g_try_malloc(static_cast<gsize>(size)));
-    if (buffer == nullptr)
+// Each reading thread keeps one buffer for the bytes of the file in hand:
+// a fresh block for every message, freed straight after, costs more than
+// parsing a short message. A buffer grown for an unusually large file is
+// let go once that file is done.
+class FileBuffer {
+public:
+    static constexpr std::size_t kKeptCapacity = 4u * 1024 * 1024;
+
+    // A reader started while another is under way on this thread gets a
+    // buffer of its own.
+    FileBuffer() : m_bShared(!t_inUse) {
+        if (m_bShared)
+            t_inUse = true;
+    }
+    ~FileBuffer() {
+        if (!m_bShared)
+            return;
+        if (t_bytes.capacity() > kKeptCapacity)
+            std::vector<guint8>().swap(t_bytes);
+        t_inUse = false;
+    }
+    FileBuffer(const FileBuffer&) = delete;
+    FileBuffer& operator=(const FileBuffer&) = delete;
+
+    std::vector<guint8>& bytes() { return m_bShared ? t_bytes : m_own; }
+
+private:
+    static thread_local std::vector<guint8> t_bytes;
+    static thread_local bool t_inUse;
+    bool m_bShared;
+    std::vector<guint8> m_own;
+};
+
+thread_local std::vector<guint8> FileBuffer::t_bytes;
+thread_local bool FileBuffer::t_inUse = false;
+
+// The whole file into `buffer`, and an input over it that must not outlive it.
+GObjectRef<GsfInput> readWhole(int fd, std::uint64_t size, std::vector<guint8>& buffer) {
+    try {
+        buffer.resize(static_cast<std::size_t>(size));
+    } catch (const std::bad_alloc&) {
         return {};
+    }
     std::uint64_t got = 0;
     while (got < size) {
-        const ssize_t n = ::read(fd, buffer + got, static_cast<std::size_t>(size - got));
+        const ssize_t n = ::read(fd, buffer.data() + got, static_cast<std::size_t>(size - got));
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
@@ -51,7 +90,7 @@ GObjectRef<GsfInput> readWhole(int fd, std::uint64_t size) {
     }
     // A file that shrank while being read is parsed as far as it goes.
     return GObjectRef<GsfInput>(
-        gsf_input_memory_new(buffer, static_cast<gsf_off_t>(got), /*needs_free=*/TRUE));
+        gsf_input_memory_new(buffer.data(), static_cast<gsf_off_t>(got), /*needs_free=*/FALSE));
 }
 
 std::int32_t lowBits(std::uint64_t size) {
@@ -101,9 +140,10 @@ bool CEmailMetadata_File::RetrieveData(const std::wstring& path,
     if (size == 0)
         return false;
 
+    FileBuffer buffer;
     GObjectRef<GsfInput> input;
     if (size <= kWholeFileLimit) {
-        input = readWhole(fd.get(), size);
+        input = readWhole(fd.get(), size, buffer.bytes());
     } else {
         Trace::tracef("CEmailMetadata_File::RetrieveData: reading \"%s\" piecemeal\n",
                       narrow.c_str());

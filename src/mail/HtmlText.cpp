@@ -46,28 +46,6 @@ std::string toUtf8(std::wstring_view text) {
     return out;
 }
 
-// Appends valid UTF-8 (as libxml2 hands it out) as wide characters.
-void appendUtf8(std::wstring& out, const unsigned char* s) {
-    while (*s != 0) {
-        char32_t cp = *s;
-        int extra = 0;
-        if (cp >= 0xF0) {
-            cp &= 0x07;
-            extra = 3;
-        } else if (cp >= 0xE0) {
-            cp &= 0x0F;
-            extra = 2;
-        } else if (cp >= 0xC0) {
-            cp &= 0x1F;
-            extra = 1;
-        }
-        ++s;
-        for (int i = 0; i < extra && (*s & 0xC0) == 0x80; ++i, ++s)
-            cp = (cp << 6) | (*s & 0x3F);
-        out.push_back(static_cast<wchar_t>(cp));
-    }
-}
-
 bool isOneOf(const xmlChar* name, std::initializer_list<const char*> names) {
     for (const char* candidate : names)
         if (std::strcmp(reinterpret_cast<const char*>(name), candidate) == 0)
@@ -88,12 +66,36 @@ bool isBlock(const xmlChar* name) {
                           "figcaption", "figure", "main",    "option", "body",    "html"});
 }
 
+// The next code point of valid UTF-8, as libxml2 hands text out.
+char32_t nextCodePoint(const unsigned char*& s, const unsigned char* end) {
+    char32_t cp = *s++;
+    if (cp < 0x80)
+        return cp;
+    int extra = 0;
+    if (cp >= 0xF0) {
+        cp &= 0x07;
+        extra = 3;
+    } else if (cp >= 0xE0) {
+        cp &= 0x0F;
+        extra = 2;
+    } else {
+        cp &= 0x1F;
+        extra = 1;
+    }
+    for (int i = 0; i < extra && s < end && (*s & 0xC0) == 0x80; ++i, ++s)
+        cp = (cp << 6) | (*s & 0x3F);
+    return cp;
+}
+
 class TextWriter {
 public:
-    void text(const unsigned char* utf8) {
-        std::wstring chunk;
-        appendUtf8(chunk, utf8);
-        for (wchar_t c : chunk) {
+    void text(const unsigned char* utf8, std::size_t length) {
+        if (m_iSkipDepth > 0)
+            return;
+        m_out.reserve(m_out.size() + length);
+        const unsigned char* end = utf8 + length;
+        while (utf8 < end) {
+            const auto c = static_cast<wchar_t>(nextCodePoint(utf8, end));
             if (m_iPreDepth > 0) {
                 if (c == L'\r')
                     continue;
@@ -113,6 +115,41 @@ public:
             m_out.push_back(c);
         }
     }
+
+    void startElement(const xmlChar* name) {
+        if (m_iSkipDepth > 0 || isSkipped(name)) {
+            ++m_iSkipDepth;
+            return;
+        }
+        if (isOneOf(name, {"br"}))
+            lineBreak();
+        else if (isOneOf(name, {"td", "th"}))
+            cellBoundary();
+        else if (isBlock(name))
+            blockBoundary();
+        if (isOneOf(name, {"pre"}))
+            ++m_iPreDepth;
+    }
+
+    void endElement(const xmlChar* name) {
+        if (m_iSkipDepth > 0) {
+            --m_iSkipDepth;
+            return;
+        }
+        if (isOneOf(name, {"pre"}) && m_iPreDepth > 0)
+            --m_iPreDepth;
+        if (isBlock(name))
+            blockBoundary();
+    }
+
+    std::wstring take() {
+        while (!m_out.empty() &&
+               (m_out.back() == L'\n' || m_out.back() == L'\r' || m_out.back() == L' '))
+            m_out.pop_back();
+        return std::move(m_out);
+    }
+
+private:
     void lineBreak() {
         m_out += L"\r\n";
         m_bPendingSpace = false;
@@ -126,17 +163,6 @@ public:
         if (!m_out.empty() && m_out.back() != L'\n')
             m_bPendingSpace = true;
     }
-    void enterPre() { ++m_iPreDepth; }
-    void leavePre() { --m_iPreDepth; }
-
-    std::wstring take() {
-        while (!m_out.empty() &&
-               (m_out.back() == L'\n' || m_out.back() == L'\r' || m_out.back() == L' '))
-            m_out.pop_back();
-        return std::move(m_out);
-    }
-
-private:
     void put(wchar_t c) {
         m_out.push_back(c);
         m_bPendingSpace = false;
@@ -145,69 +171,30 @@ private:
     std::wstring m_out;
     bool m_bPendingSpace = false;
     int m_iPreDepth = 0;
+    int m_iSkipDepth = 0; // inside a script, style, head and the like
 };
 
-void enter(xmlNode* node, TextWriter& writer) {
-    if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
-        if (node->content != nullptr)
-            writer.text(node->content);
-        return;
-    }
-    if (node->type != XML_ELEMENT_NODE)
-        return;
-    if (isOneOf(node->name, {"br"}))
-        writer.lineBreak();
-    else if (isOneOf(node->name, {"td", "th"}))
-        writer.cellBoundary();
-    else if (isBlock(node->name))
-        writer.blockBoundary();
-    if (isOneOf(node->name, {"pre"}))
-        writer.enterPre();
+// The parser's callbacks. The writer rides on the context, which libxml2
+// hands every callback; no tree is built, so nothing but the text is kept.
+TextWriter& writerOf(void* context) {
+    return *static_cast<TextWriter*>(static_cast<htmlParserCtxtPtr>(context)->_private);
 }
 
-void leave(xmlNode* node, TextWriter& writer) {
-    if (node->type != XML_ELEMENT_NODE)
-        return;
-    if (isOneOf(node->name, {"pre"}))
-        writer.leavePre();
-    if (isBlock(node->name))
-        writer.blockBoundary();
+void onStartElement(void* context, const xmlChar* name, const xmlChar**) {
+    writerOf(context).startElement(name);
 }
 
-bool descends(xmlNode* node) {
-    return node->children != nullptr &&
-           (node->type == XML_ELEMENT_NODE || node->type == XML_DOCUMENT_NODE ||
-            node->type == XML_HTML_DOCUMENT_NODE) &&
-           !(node->type == XML_ELEMENT_NODE && isSkipped(node->name));
+void onEndElement(void* context, const xmlChar* name) {
+    writerOf(context).endElement(name);
 }
 
-// The tree is walked without recursion: a deeply nested document must not
-// exhaust the stack.
-std::wstring render(xmlDoc* doc) {
-    TextWriter writer;
-    xmlNode* root = reinterpret_cast<xmlNode*>(doc);
-    xmlNode* node = root->children;
-    while (node != nullptr) {
-        enter(node, writer);
-        if (descends(node)) {
-            node = node->children;
-            continue;
-        }
-        leave(node, writer);
-        while (node != nullptr && node->next == nullptr) {
-            node = node->parent;
-            if (node == nullptr || node == root)
-                return writer.take();
-            leave(node, writer);
-        }
-        if (node != nullptr)
-            node = node->next;
-    }
-    return writer.take();
+void onCharacters(void* context, const xmlChar* text, int length) {
+    if (length > 0)
+        writerOf(context).text(text, static_cast<std::size_t>(length));
 }
 
 void ignoreStructuredError(void*, xmlErrorPtr) {}
-void ignoreGenericError(void*, const char*, ...) {}
+void ignoreMessage(void*, const char*, ...) {}
 
 } // namespace
 
@@ -255,25 +242,36 @@ std::wstring toPlainText(std::wstring_view html) {
     // libxml2 keeps its error handlers per thread; keep this thread's as they were.
     xmlGenericErrorFunc savedGeneric = xmlGenericError;
     void* savedGenericContext = xmlGenericErrorContext;
-    xmlSetGenericErrorFunc(nullptr, ignoreGenericError);
+    xmlSetGenericErrorFunc(nullptr, ignoreMessage);
 
-    std::wstring text;
+    TextWriter writer;
     htmlParserCtxtPtr context = htmlNewParserCtxt();
-    if (context != nullptr) {
-        if (context->sax != nullptr)
-            context->sax->serror = ignoreStructuredError;
+    if (context != nullptr && context->sax != nullptr) {
+        // Only the text is wanted: every callback that would build the tree
+        // is left out.
+        htmlSAXHandler& sax = *context->sax;
+        std::memset(&sax, 0, sizeof sax);
+        sax.initialized = 1;
+        sax.startElement = onStartElement;
+        sax.endElement = onEndElement;
+        sax.characters = onCharacters;
+        sax.cdataBlock = onCharacters;
+        sax.warning = ignoreMessage;
+        sax.error = ignoreMessage;
+        sax.fatalError = ignoreMessage;
+        sax.serror = ignoreStructuredError;
+        context->_private = &writer;
         htmlDocPtr doc = htmlCtxtReadMemory(
             context, utf8.data(), static_cast<int>(utf8.size()), nullptr, "UTF-8",
             HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET |
                 HTML_PARSE_IGNORE_ENC | HTML_PARSE_COMPACT);
-        if (doc != nullptr) {
-            text = render(doc);
+        if (doc != nullptr)
             xmlFreeDoc(doc);
-        }
-        htmlFreeParserCtxt(context);
     }
+    if (context != nullptr)
+        htmlFreeParserCtxt(context);
     xmlSetGenericErrorFunc(savedGenericContext, savedGeneric);
-    return text;
+    return writer.take();
 }
 
 } // namespace Kerf::Html

@@ -1,8 +1,9 @@
 #pragma once
 // Plain text of an HTML message body, for messages that carry no plain-text
-// body: libxml2's forgiving HTML parser builds the tree, and the text is
-// taken from it with scripts, styles and the head left out, entities
-// decoded, white space collapsed and block elements put on lines of their own.
+// body: libxml2's forgiving HTML parser reads the document, and the text is
+// taken from its events as they come (no tree is built), with scripts, styles
+// and the head left out, entities decoded, white space collapsed and block
+// elements put on lines of their own.
 
 #include <string>
 #include <string_view>

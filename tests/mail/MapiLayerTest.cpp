@@ -147,6 +147,39 @@ TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
     const std::uint8_t utf16[] = {'a', 0, 0x3D, 0xD8, 'b', 0, 0x3D, 0xD8, 0x00, 0xDE, 0, 0, 'c'};
     EXPECT_EQ(CodePages::decodeUtf16le(utf16, sizeof utf16, true), L"a\xfffd"
                                                                    L"b\x1F600");
+
+    // Long text goes eight units at a time: a pair across a block boundary,
+    // a lone low surrogate and a NUL well inside, text after the NUL only
+    // when it does not end the string.
+    std::wstring expected;
+    std::vector<std::uint8_t> longText;
+    auto add = [&](char16_t unit) {
+        longText.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+        longText.push_back(static_cast<std::uint8_t>(unit >> 8));
+    };
+    for (int i = 0; i < 7; ++i) {
+        add(u'\x00e9');
+        expected += L'\x00e9';
+    }
+    add(0xD83D);
+    add(0xDE00);
+    expected += L'\x1F600';
+    for (int i = 0; i < 12; ++i) {
+        add(u'k');
+        expected += L'k';
+    }
+    add(0xDC00);
+    expected += L'\xfffd';
+    add(u'z');
+    expected += L'z';
+    const std::wstring beforeNul = expected;
+    add(0);
+    for (int i = 0; i < 9; ++i)
+        add(u'q');
+    EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), true), beforeNul);
+    expected += L'\0';
+    expected += std::wstring(9, L'q');
+    EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), false), expected);
 }
 
 // Bytes of a written message patched so that one directory or header field
