@@ -7,6 +7,7 @@
 
 #include <array>
 #include <string>
+#include <utility>
 
 namespace Kerf::QuireLib {
 namespace {
@@ -74,10 +75,10 @@ void CEmailMetadata_Message::ReadProperties() {
         return;
 
     for (std::size_t i = 0; i < kWanted.size(); ++i) {
-        const SPropValue& value = values[i];
+        SPropValue& value = values[i];
         const ULONG type = PROP_TYPE(value.ulPropTag);
         if (type == PT_UNICODE && kWanted[i].key != nullptr) {
-            SetStringValue(kWanted[i].key, value.text);
+            SetStringValue(kWanted[i].key, std::move(value.text));
         } else if (type == PT_SYSTIME && kWanted[i].key == nullptr) {
             OleDate sent;
             sent.m_dt = Dates::oleDateFromFileTime(value.ft());
@@ -88,7 +89,7 @@ void CEmailMetadata_Message::ReadProperties() {
             // read as a stream instead.
             std::wstring text;
             if (MapiProp::getProperty(*m_pMessage, kWanted[i].tag, text, MAPI_UNICODE))
-                SetStringValue(kWanted[i].key, text);
+                SetStringValue(kWanted[i].key, std::move(text));
         }
     }
 }
@@ -96,7 +97,7 @@ void CEmailMetadata_Message::ReadProperties() {
 void CEmailMetadata_Message::ReadBodyElsewhere() {
     std::wstring body;
     if (MessageBody::fromHtml(*m_pMessage, body) || MessageBody::fromRtf(*m_pMessage, body))
-        SetStringValue(L"Body", body);
+        SetStringValue(L"Body", std::move(body));
 }
 
 void CEmailMetadata_Message::ReadAttachmentCounts() {

@@ -1,5 +1,7 @@
 #include "search/Metadata.h"
 
+#include <utility>
+
 namespace Kerf::QuireLib {
 
 CMetadata::Keys CMetadata::GetKeys() const {
@@ -16,6 +18,11 @@ std::wstring CMetadata::GetStringValue(const std::wstring& key) const {
 
 void CMetadata::SetStringValue(const std::wstring& key, const std::wstring& value) {
     m_values[key] = value;
+}
+
+// Bodies run to hundreds of kilobytes: taken over, not copied.
+void CMetadata::SetStringValue(const std::wstring& key, std::wstring&& value) {
+    m_values[key] = std::move(value);
 }
 
 bool CMetadata::HasValue(const std::wstring& key) const {

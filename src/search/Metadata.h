@@ -24,6 +24,7 @@ public:
     /// The value under the key; an absent key gives an empty text.
     std::wstring GetStringValue(const std::wstring& key) const;
     void SetStringValue(const std::wstring& key, const std::wstring& value);
+    void SetStringValue(const std::wstring& key, std::wstring&& value);
     bool HasValue(const std::wstring& key) const;
 
     std::int32_t GetSize() const { return m_iSize; }
