@@ -30,6 +30,15 @@ std::wstring directoryOf(const std::wstring& path) {
     return slash == 0 ? std::wstring(L"/") : path.substr(0, slash);
 }
 
+// The phrase query on "Location" matches the folder's words wherever they
+// stand in a path: "/srv/Mail" also matches "/srv/Mail Archive/..." and
+// "/home/srv/mail/...". Only files below the folder itself are its hits.
+bool isInside(const std::wstring& location, const std::wstring& folderWithSlash) {
+    return location.size() > folderWithSlash.size() &&
+           Util::compareNoCase(std::wstring_view(location).substr(0, folderWithSlash.size()),
+                               folderWithSlash) == 0;
+}
+
 } // namespace
 
 CQueryRunner::CQueryRunner(IndexSearcherPtr searcher, AnalyzerPtr analyzer, PathSet* foundLocations,
@@ -70,12 +79,15 @@ void CQueryRunner::go(const std::wstring& directory) {
 
     beginProcessingResults(*hits);
     lucene::index::IndexReader& reader = *m_pSearcher->getReader();
+    const std::wstring folderWithSlash = TrailDirectorySlash(directory);
     const auto count = static_cast<std::int32_t>(hits->length());
     for (std::int32_t i = 0; i < count; ++i) {
         // Only the location is read for every hit; the whole document (with
         // its body) only for the new ones.
         const std::int32_t number = hits->id(i);
         const std::wstring location = readLocation(reader, number);
+        if (!isInside(location, folderWithSlash))
+            continue;
         beginProcessingHit(location);
         if (m_pFoundLocations->count(location) == 0 && isFilenameAcceptable(location)) {
             Document document;

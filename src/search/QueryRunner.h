@@ -3,8 +3,9 @@
 // and reports every step through hooks. A hit is new when its location was
 // not reported before (in this run or an earlier one sharing the sets) and
 // its file name passes the name filter. The base query only restricts hits
-// to the directory; subclasses add their criteria in buildQuery and turn new
-// hits into results in the hit hooks.
+// to the directory (and hits whose path does not lie below it are passed
+// over); subclasses add their criteria in buildQuery and turn new hits into
+// results in the hit hooks.
 //
 // The hooks come in overload pairs (beginProcessingSearch() and
 // beginProcessingSearch(directory), ...); a subclass that overrides one of a

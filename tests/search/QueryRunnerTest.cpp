@@ -144,3 +144,17 @@ TEST_F(QueryRunner, CriteriaBuiltFromMatchesNarrowTheHits) {
     broken->criterion = L" AND (Subject:";
     EXPECT_ANY_THROW(broken->go());
 }
+
+TEST_F(QueryRunner, OnlyFilesBelowTheFolderItselfAreItsHits) {
+    index({{L"/srv/Mail/a.msg", L"one"},
+           {L"/srv/Mail Archive/b.msg", L"two"},
+           {L"/home/srv/Mail/c.msg", L"three"},
+           {L"/srv/MAIL/sub/d.msg", L"four"}});
+    auto r = runner({L"/srv/Mail"});
+    r->go();
+    EXPECT_EQ(r->newHits, (std::vector<std::wstring>{L"/srv/Mail/a.msg", L"/srv/MAIL/sub/d.msg"}));
+
+    auto withSlash = runner({L"/srv/Mail Archive/"});
+    withSlash->go();
+    EXPECT_EQ(withSlash->newHits, std::vector<std::wstring>{L"/srv/Mail Archive/b.msg"});
+}
