@@ -67,27 +67,35 @@ void dropFromCache(std::span<const fs::path> files) {
     }
 }
 
+// The whole file into `buffer`; returns how many bytes were read.
+std::size_t readFile(const fs::path& file, std::vector<std::uint8_t>& buffer) {
+    const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return 0;
+    std::size_t got = 0;
+    struct stat info {};
+    if (::fstat(fd, &info) == 0 && info.st_size > 0) {
+        buffer.resize(static_cast<std::size_t>(info.st_size));
+        while (got < buffer.size()) {
+            const ssize_t n = ::read(fd, buffer.data() + got, buffer.size() - got);
+            if (n <= 0)
+                break;
+            got += static_cast<std::size_t>(n);
+        }
+    }
+    ::close(fd);
+    return got;
+}
+
 // The plain read: each file's bytes into a buffer of its own, as any reader
 // of whole files would do.
 std::uint64_t plainRead(std::span<const fs::path> files) {
     std::uint64_t checksum = 0;
     for (const fs::path& file : files) {
-        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            continue;
-        struct stat info {};
-        if (::fstat(fd, &info) == 0 && info.st_size > 0) {
-            std::vector<char> buffer(static_cast<std::size_t>(info.st_size));
-            std::size_t got = 0;
-            while (got < buffer.size()) {
-                const ssize_t n = ::read(fd, buffer.data() + got, buffer.size() - got);
-                if (n <= 0)
-                    break;
-                got += static_cast<std::size_t>(n);
-            }
-            checksum += got + static_cast<unsigned char>(buffer[got / 2]);
-        }
-        ::close(fd);
+        std::vector<std::uint8_t> buffer;
+        const std::size_t got = readFile(file, buffer);
+        if (got > 0)
+            checksum += got + buffer[got / 2];
     }
     return checksum;
 }
@@ -108,19 +116,10 @@ std::uint64_t openAlone(std::span<const fs::path> files) {
     std::uint64_t checksum = 0;
     std::vector<std::uint8_t> buffer;
     for (const fs::path& file : files) {
-        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            continue;
-        struct stat info {};
-        if (::fstat(fd, &info) == 0 && info.st_size > 0) {
-            buffer.resize(static_cast<std::size_t>(info.st_size));
-            const ssize_t got = ::read(fd, buffer.data(), buffer.size());
-            std::string error;
-            if (got > 0 && Mapi::CStorage::openMemory(buffer.data(), static_cast<std::size_t>(got),
-                                                      error) != nullptr)
-                checksum += static_cast<std::uint64_t>(got);
-        }
-        ::close(fd);
+        const std::size_t got = readFile(file, buffer);
+        std::string error;
+        if (got > 0 && Mapi::CStorage::openMemory(buffer.data(), got, error) != nullptr)
+            checksum += got;
     }
     return checksum;
 }
