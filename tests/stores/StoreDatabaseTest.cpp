@@ -6,7 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include <ctime>
+#include <QDate>
+
 #include <functional>
 
 using namespace Kerf::QuireLib;
@@ -14,15 +15,6 @@ using Engine = CDbTableHelper::Engine;
 using Kerf::Util::toWide;
 
 namespace {
-
-std::wstring todayText() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    wchar_t buffer[16];
-    std::wcsftime(buffer, 16, L"%d/%m/%Y", &local);
-    return buffer;
-}
 
 std::wstring messageOf(const std::function<void()>& f) {
     try {
@@ -137,7 +129,7 @@ TEST(StoreDatabaseSqlite, TheTextNullLeavesAColumnAndTheDateIsToday) {
     EXPECT_EQ(row[L"primary_ref"], L"P");
     EXPECT_EQ(row[L"secondary_ref"], L"S2");
     EXPECT_EQ(row[L"description"], L"kept");
-    EXPECT_EQ(row[L"date_last_used"], todayText());
+    EXPECT_EQ(row[L"date_last_used"], QDate::currentDate().toString(u"dd/MM/yyyy").toStdWString());
     // Updating does not link the store to its type a second time.
     EXPECT_EQ(locations(s.db, L"msg").size(), 1u);
 }
