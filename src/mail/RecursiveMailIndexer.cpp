@@ -54,18 +54,11 @@ CMetadataPtr CRecursiveMailIndexer::buildMetadata(const std::wstring& path) {
 
 std::unique_ptr<Search::Document>
 CRecursiveMailIndexer::buildDocument(const CMetadataPtr& pMetadata) {
-    // The same fields as the generic document plus the mail ones, stored in
-    // an order that keeps reading cheap: "Location" first, because the skip
-    // test and every hit read it alone, and the long "Body" last, so that
-    // reading a result row stops before it.
+    // The same fields as the generic document plus the mail ones, with the
+    // long "Body" stored last, so that reading a result row stops before it.
     auto document = std::make_unique<Search::Document>();
-    const std::wstring location = L"Location";
     const std::wstring body = L"Body";
-    if (pMetadata->HasValue(location))
-        Search::Writer::add(*document, location, pMetadata->GetStringValue(location));
-    for (const auto& key : pMetadata->GetKeys())
-        if (key != location && key != body)
-            Search::Writer::add(*document, key, pMetadata->GetStringValue(key));
+    addTextFields(*document, *pMetadata, body);
     Search::Writer::add(*document, L"Size", pMetadata->GetSize());
     const auto* mail = dynamic_cast<const CEmailMetadata*>(pMetadata.get());
     KERF_ASSERT(mail != nullptr);

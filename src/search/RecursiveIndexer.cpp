@@ -479,13 +479,16 @@ std::unique_ptr<Document> CRecursiveIndexer::buildDocument(const CMetadataPtr& p
 }
 
 void CRecursiveIndexer::addMetadataToDocument(Document& document, const CMetadata& metadata) {
-    // "Location" is stored first: the skip test and every hit read it alone,
-    // and reading stops right after it instead of skipping the other fields.
+    addTextFields(document, metadata);
+}
+
+void CRecursiveIndexer::addTextFields(Document& document, const CMetadata& metadata,
+                                      const std::wstring& heldBack) {
     const std::wstring location = kLocationField;
-    if (metadata.HasValue(location))
+    if (metadata.HasValue(location) && location != heldBack)
         Writer::add(document, location, metadata.GetStringValue(location));
     for (const auto& key : metadata.GetKeys())
-        if (key != location)
+        if (key != location && key != heldBack)
             Writer::add(document, key, metadata.GetStringValue(key));
 }
 
