@@ -1,12 +1,14 @@
 #pragma once
-// Runs qosearch-cli as a user would, with the per-user folders redirected.
+// Runs qosearch-cli as a user would; the program inherits the test's
+// environment, so per-user folders redirected by the test apply to it too.
 
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <QProcess>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <vector>
 
 namespace QoTest {
@@ -24,35 +26,17 @@ struct CommandResult {
     }
 };
 
-inline std::string shellQuote(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text)
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-}
-
-inline CommandResult runCli(const std::vector<std::string>& args,
-                            const std::filesystem::path& scratch) {
-    std::string command = shellQuote(std::string(QOSEARCH_BINARY_DIR) + "/src/cli/qosearch-cli");
-    for (const auto& arg : args)
-        command += " " + shellQuote(arg);
-    const auto errFile = scratch / "stderr.txt";
-    command += " 2>" + shellQuote(errFile.string());
-    CommandResult result;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-        return result;
-    char buffer[4096];
-    size_t n = 0;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-        result.out.append(buffer, n);
-    const int raw = pclose(pipe);
-    result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    std::ifstream err(errFile);
-    std::stringstream s;
-    s << err.rdbuf();
-    result.err = s.str();
-    return result;
+/// The program's exit status (-1 when it did not exit normally) and its output.
+inline CommandResult runCli(const std::vector<std::string>& args) {
+    QStringList arguments;
+    for (const std::string& arg : args)
+        arguments << QString::fromStdString(arg);
+    QProcess process;
+    process.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"), arguments);
+    EXPECT_TRUE(process.waitForFinished(60000));
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
 }
 
 } // namespace QoTest

@@ -2,6 +2,7 @@
 // prints parses, carries every value exactly and the sent date in local
 // time with its offset; the text form has one block per file.
 
+#include "CommandLine.h"
 #include "MsgTestFiles.h"
 
 #include <gtest/gtest.h>
@@ -9,44 +10,10 @@
 
 #include <ctime>
 #include <fstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
-struct CliResult {
-    int status = -1;
-    std::string out;
-};
-
-CliResult runCli(const std::vector<std::string>& args) {
-    const std::string program = std::string(QOSEARCH_BINARY_DIR) + "/src/cli/qosearch-cli";
-    int pipeFds[2];
-    if (pipe(pipeFds) != 0)
-        return {};
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(pipeFds[1], STDOUT_FILENO);
-        close(pipeFds[0]);
-        close(pipeFds[1]);
-        std::vector<char*> argv{const_cast<char*>(program.c_str())};
-        for (const std::string& arg : args)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
-    close(pipeFds[1]);
-    CliResult result;
-    char buffer[4096];
-    for (ssize_t n; (n = read(pipeFds[0], buffer, sizeof buffer)) > 0;)
-        result.out.append(buffer, static_cast<std::size_t>(n));
-    close(pipeFds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
+using QoTest::runCli;
 
 // The local wall-clock time of a UTC moment with the zone's offset.
 std::string localIso(std::time_t utc) {
@@ -73,7 +40,7 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
     std::ofstream(foreign) << "not a message";
     const std::string missing = (files.folder() / "missing.msg").string();
 
-    const CliResult result =
+    const QoTest::CommandResult result =
         runCli({"show", "--json", first.string(), second.string(), missing, foreign.string()});
     EXPECT_EQ(result.status, 1); // the missing and the foreign file
     const nlohmann::json records = nlohmann::json::parse(result.out);
@@ -101,7 +68,7 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
 TEST(ShowCommand, TextFormHasOneBlockPerFileAndUsageErrorsGiveTwo) {
     QoTest::MsgFiles files;
     const auto path = files.write("a.msg", QoTest::simpleMessage());
-    const CliResult result = runCli({"show", path.string(), path.string()});
+    const QoTest::CommandResult result = runCli({"show", path.string(), path.string()});
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.out.find("Subject: RE: Site visit\n"), std::string::npos);
     EXPECT_NE(result.out.find("Body:\n  See you on Friday.\n"), std::string::npos);

@@ -2,12 +2,12 @@
 
 #include "stores/QODatabase.h"
 
+#include "CommandLine.h"
 #include "StoresTestSupport.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -15,22 +15,10 @@ using Kerf::QuireLib::CQuartoDb;
 
 namespace {
 
-struct CliRun {
-    int status;
-    std::string out, err;
-};
-
-CliRun stores(const StoresTest::ScopedUser& user, const QStringList& args) {
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("XDG_DATA_HOME", QString::fromStdString((user.dir.path() / "data").string()));
-    env.insert("XDG_CONFIG_HOME", QString::fromStdString((user.dir.path() / "config").string()));
-    process.setProcessEnvironment(env);
-    process.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"),
-                  QStringList{QStringLiteral("stores")} + args);
-    EXPECT_TRUE(process.waitForFinished(60000));
-    return {process.exitCode(), process.readAllStandardOutput().toStdString(),
-            process.readAllStandardError().toStdString()};
+// The user's folders are redirected in this process, so also in the program.
+QoTest::CommandResult stores(std::vector<std::string> args) {
+    args.insert(args.begin(), "stores");
+    return QoTest::runCli(args);
 }
 
 void fillUser(const StoresTest::ScopedUser& user) {
@@ -54,13 +42,13 @@ void fillUser(const StoresTest::ScopedUser& user) {
 TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
     StoresTest::ScopedUser user;
     fillUser(user);
-    const CliRun text = stores(user, {});
+    const QoTest::CommandResult text = stores({});
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_EQ(text.out, "2\tLocal\tA-1\tBolt\t\t/srv/jobs/a\n"
                         "1\tLocal\tB-2\tAcme\tTower block\t/srv/jobs/b\n"
                         "-1\tCentral\tZ-9\t\tfrom the share\t\\\\server\\central\n");
 
-    const CliRun filtered = stores(user, {"--filter", "ACME", "--json"});
+    const QoTest::CommandResult filtered = stores({"--filter", "ACME", "--json"});
     EXPECT_EQ(filtered.status, 0) << filtered.err;
     const QJsonArray rows =
         QJsonDocument::fromJson(QByteArray::fromStdString(filtered.out)).array();
@@ -72,23 +60,23 @@ TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
     EXPECT_EQ(row.value("path_location").toString(), "/srv/jobs/b");
     EXPECT_EQ(row.keys().size(), 6);
 
-    const CliRun mail = stores(user, {"--kind", "0"});
+    const QoTest::CommandResult mail = stores({"--kind", "0"});
     EXPECT_EQ(mail.out, "3\tLocal\tC-3\t\t\tOutlook:\\\\Mailbox\\\\Inbox\n");
-    EXPECT_NE(stores(user, {"--kind", "2"}).out.find("C-3"), std::string::npos);
+    EXPECT_NE(stores({"--kind", "2"}).out.find("C-3"), std::string::npos);
 }
 
 TEST(StoresCommand, WrongUsageAndADamagedDatabaseAreClear) {
     StoresTest::ScopedUser user;
-    EXPECT_EQ(stores(user, {"--kind", "7"}).status, 2);
-    EXPECT_EQ(stores(user, {"--filter"}).status, 2);
-    EXPECT_EQ(stores(user, {"--bogus"}).status, 2);
+    EXPECT_EQ(stores({"--kind", "7"}).status, 2);
+    EXPECT_EQ(stores({"--filter"}).status, 2);
+    EXPECT_EQ(stores({"--bogus"}).status, 2);
 
-    const CliRun empty = stores(user, {"--json"});
+    const QoTest::CommandResult empty = stores({"--json"});
     EXPECT_EQ(empty.status, 0);
     EXPECT_TRUE(QJsonDocument::fromJson(QByteArray::fromStdString(empty.out)).isArray());
 
     QoTest::writeFile(user.appData() / "Quarto.db", std::string(4096, '\x13'));
-    const CliRun damaged = stores(user, {});
+    const QoTest::CommandResult damaged = stores({});
     EXPECT_EQ(damaged.status, 1);
     EXPECT_EQ(damaged.out, "");
     EXPECT_NE(damaged.err.find("Cannot open the store database"), std::string::npos) << damaged.err;
