@@ -39,38 +39,27 @@ private:
 // Each reading thread keeps one buffer for the bytes of the file in hand:
 // a fresh block for every message, freed straight after, costs more than
 // parsing a short message. A buffer grown for an unusually large file is
-// let go once that file is done.
+// let go once that file is done. A record never reads another file while
+// it reads its own, so one buffer a thread is enough.
 class FileBuffer {
 public:
     static constexpr std::size_t kKeptCapacity = 4u * 1024 * 1024;
 
-    // A reader started while another is under way on this thread gets a
-    // buffer of its own.
-    FileBuffer() : m_bShared(!t_inUse) {
-        if (m_bShared)
-            t_inUse = true;
-    }
+    FileBuffer() = default;
     ~FileBuffer() {
-        if (!m_bShared)
-            return;
         if (t_bytes.capacity() > kKeptCapacity)
             std::vector<guint8>().swap(t_bytes);
-        t_inUse = false;
     }
     FileBuffer(const FileBuffer&) = delete;
     FileBuffer& operator=(const FileBuffer&) = delete;
 
-    std::vector<guint8>& bytes() { return m_bShared ? t_bytes : m_own; }
+    std::vector<guint8>& bytes() { return t_bytes; }
 
 private:
     static thread_local std::vector<guint8> t_bytes;
-    static thread_local bool t_inUse;
-    bool m_bShared;
-    std::vector<guint8> m_own;
 };
 
 thread_local std::vector<guint8> FileBuffer::t_bytes;
-thread_local bool FileBuffer::t_inUse = false;
 
 // The whole file into `buffer`, and an input over it that must not outlive it.
 GObjectRef<GsfInput> readWhole(int fd, std::uint64_t size, std::vector<guint8>& buffer) {
