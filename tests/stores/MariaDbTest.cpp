@@ -47,11 +47,7 @@ protected:
                            toWide(m_server.user), toWide(m_server.password));
         return m_admin;
     }
-    LocationRows locations(const std::wstring& type) {
-        LocationRows rows;
-        m_db->GetStoreLocationsByType(rows, type);
-        return rows;
-    }
+    LocationRows locations(const std::wstring& type) { return StoresTest::locations(*m_db, type); }
     std::wstring connectionString() const {
         return CDbTableHelper::ConnectionString(L"MYSQL", m_sDatabase, m_server.tcpServer(),
                                                 toWide(m_server.user), toWide(m_server.password));
@@ -103,13 +99,8 @@ TEST_F(MariaDb, TypesNamedAlikeThrowTheRecordCountAndTheTransactionRollsBack) {
     auto& helper = m_db->GetHelper();
     const long kept = m_db->TablesUpdateOrInsertStore(L"/kept", L"K", L"", L"before", L"msg", 0);
     helper.TableUpdateInsert(L"tbl_store_types", L"type_id", 0, {{L"type", L"MSG"}}, {});
-    try {
-        locations(L"msg");
-        FAIL() << "two types named alike were accepted";
-    } catch (const Kerf::CExceptionBase& e) {
-        EXPECT_EQ(e.getMessage(),
-                  L"Kerf::QuireLib::CDbTableHelper::TableFindRecord: invalid record count (2)");
-    }
+    EXPECT_EQ(StoresTest::messageOf([&] { locations(L"msg"); }),
+              L"Kerf::QuireLib::CDbTableHelper::TableFindRecord: invalid record count (2)");
     // An update and an insert that fail half-way leave no trace.
     EXPECT_THROW(m_db->TablesUpdateOrInsertStore(L"NULL", L"", L"", L"after", L"msg", kept),
                  Kerf::CExceptionBase);
@@ -128,9 +119,7 @@ TEST_F(MariaDb, ReachableThroughItsSocketAndThroughTheUserSettings) {
     if (!m_server.socket.empty()) {
         CQuartoDb bySocket(L"MYSQL", m_sDatabase, toWide(m_server.socket), toWide(m_server.user),
                            toWide(m_server.password));
-        LocationRows rows;
-        bySocket.GetStoreLocationsByType(rows, L"msg");
-        EXPECT_EQ(rows.size(), 2u);
+        EXPECT_EQ(StoresTest::locations(bySocket, L"msg").size(), 2u);
     }
     try {
         CQuartoDb wrong(L"MYSQL", m_sDatabase, m_server.tcpServer(), toWide(m_server.user),

@@ -8,28 +8,13 @@
 
 #include <QDate>
 
-#include <functional>
-
 using namespace Kerf::QuireLib;
 using Engine = CDbTableHelper::Engine;
 using Kerf::Util::toWide;
+using StoresTest::locations;
+using StoresTest::messageOf;
 
 namespace {
-
-std::wstring messageOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const Kerf::CExceptionBase& e) {
-        return e.getMessage();
-    }
-    return L"<no exception>";
-}
-
-LocationRows locations(CQuartoDb& db, const std::wstring& type) {
-    LocationRows rows;
-    db.GetStoreLocationsByType(rows, type);
-    return rows;
-}
 
 // A fresh SQLite store database in a temporary folder.
 struct SqliteDb {

@@ -1,9 +1,12 @@
 #pragma once
-// Shared pieces of the store tests: a redirected user, trace capture, and
-// the connection details of the MariaDB server that scripts/test starts.
+// Shared pieces of the store tests: a redirected user, trace capture, the
+// connection details of the MariaDB server that scripts/test starts, the
+// stores of one type, and the text an action throws.
 
 #include "TempDir.h"
 
+#include "stores/QODatabase.h"
+#include "support/Exception.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
@@ -12,6 +15,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -69,6 +73,23 @@ inline std::optional<MariaDbServer> mariaDbServer() {
     if (s.host.empty() || s.port.empty() || s.user.empty() || s.database.empty())
         return std::nullopt;
     return s;
+}
+
+inline Kerf::QuireLib::LocationRows locations(Kerf::QuireLib::CQuartoDb& db,
+                                              const std::wstring& type) {
+    Kerf::QuireLib::LocationRows rows;
+    db.GetStoreLocationsByType(rows, type);
+    return rows;
+}
+
+/// The message of what the action throws, or "<no exception>".
+inline std::wstring messageOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const Kerf::CExceptionBase& e) {
+        return e.getMessage();
+    }
+    return L"<no exception>";
 }
 
 inline constexpr const char* kNoServerMessage =
