@@ -10,6 +10,7 @@
 // and keeps the height the user gave the window for the next search.
 
 #include "app/WindowEventSink.h"
+#include "controls/ResultsRow.h"
 #include "mail/MailSearchCycle.h"
 
 #include <QDialog>
@@ -61,6 +62,9 @@ public:
     void sortPendingRows() override;
     void beginWaitCursor() override;
     void endWaitCursor() override;
+
+    /// What the results list shows of a record: insertItem() adds this row.
+    static Kerf::QuireLib::ResultsRow::Hit resultsHit(const Kerf::QuireLib::CEmailMetadata& record);
 
     /// True when the location pane offers at least one place to search.
     bool isFindNowAvailable();

@@ -51,8 +51,7 @@ std::size_t CQoSearchDlg::getItemCount() const {
     return static_cast<std::size_t>(m_ctlResults->GetItemCount());
 }
 
-void CQoSearchDlg::insertItem(const CEmailMetadata& record) {
-    KERF_ASSERT(record.GetSentDate().GetStatus() == Kerf::OleDate::valid);
+ResultsRow::Hit CQoSearchDlg::resultsHit(const CEmailMetadata& record) {
     ResultsRow::Hit hit;
     hit.from = record.GetStringValue(L"From");
     hit.to = record.GetStringValue(L"To");
@@ -62,7 +61,12 @@ void CQoSearchDlg::insertItem(const CEmailMetadata& record) {
     hit.sent = Kerf::Dates::fromOleDate(record.GetSentDate().m_dt);
     hit.size = record.GetSize();
     hit.attachments = record.GetEmbeddedAttachments() + record.GetNonEmbeddedAttachments();
-    ResultsRow::insertRow(*m_ctlResults, ResultsRow::buildTexts(hit));
+    return hit;
+}
+
+void CQoSearchDlg::insertItem(const CEmailMetadata& record) {
+    KERF_ASSERT(record.GetSentDate().GetStatus() == Kerf::OleDate::valid);
+    ResultsRow::insertRow(*m_ctlResults, ResultsRow::buildTexts(resultsHit(record)));
     m_bSortPending = true;
 }
 
