@@ -6,6 +6,7 @@
 //
 // Run: QT_QPA_PLATFORM=offscreen bench_results_list [--rows N] [--locale NAME]
 
+#include "ResultsBenchSupport.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
 
@@ -17,81 +18,22 @@
 #include <QWidget>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
 namespace RR = Kerf::QuireLib::ResultsRow;
 using Kerf::QuireLib::CSortListCtrl;
-
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double msSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-std::vector<RR::Hit> makeHits(int count) {
-    std::mt19937 random(20240607);
-    const std::vector<std::wstring> people{L"Ann Smith",   L"Bob Jones",  L"Carla Diaz",
-                                           L"Dieter Kühn", L"Emma Brown", L"Farid Haddad",
-                                           L"Grace Lee",   L"Hugo Meyer"};
-    const std::vector<std::wstring> topics{
-        L"Budget",   L"Site visit", L"Invoice",  L"Contract draft", L"Minutes",   L"Tender",
-        L"Planning", L"Snag list",  L"Drawings", L"Fee proposal",   L"Programme", L"Variation"};
-    const std::vector<std::wstring> prefixes{L"", L"", L"RE: ", L"FW: ", L"Re: "};
-    std::vector<RR::Hit> hits(static_cast<size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        RR::Hit& h = hits[static_cast<size_t>(i)];
-        h.from = people[random() % people.size()];
-        h.to = people[random() % people.size()];
-        h.normalisedSubject =
-            topics[random() % topics.size()] + L" " + std::to_wstring(random() % 500);
-        h.subject = prefixes[random() % prefixes.size()] + h.normalisedSubject;
-        h.sent = {2005 + static_cast<int>(random() % 20), 1 + static_cast<int>(random() % 12),
-                  1 + static_cast<int>(random() % 28),    static_cast<int>(random() % 24),
-                  static_cast<int>(random() % 60),        static_cast<int>(random() % 60)};
-        h.size = static_cast<std::int32_t>(1000 + random() % 5000000);
-        h.attachments = static_cast<std::int32_t>(random() % 4);
-        h.location = L"/srv/filing/Project " + std::to_wstring(random() % 40) + L"/Mail/" +
-                     std::to_wstring(i) + L".msg";
-    }
-    return hits;
-}
-
-void clickHeading(CSortListCtrl& list, int column) {
-    auto& header = list.GetHeaderCtrl();
-    const QPoint centre(header.sectionViewportPosition(column) + header.sectionSize(column) / 2,
-                        header.height() / 2);
-    QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, centre);
-    QCoreApplication::processEvents(); // the repaint belongs to the sort
-}
-
-bool report(const char* what, double ms, double limitMs, const char* refWhat, double refMs) {
-    const bool ok = ms <= limitMs;
-    std::printf("%-44s %8.1f ms  (limit %6.0f ms, %s)\n", what, ms, limitMs,
-                ok ? "ok" : "OVER LIMIT");
-    std::printf("  reference: %-32s %8.1f ms\n", refWhat, refMs);
-    return ok;
-}
-
-} // namespace
+using ResultsBench::clickHeading;
+using ResultsBench::Clock;
+using ResultsBench::msSince;
+using ResultsBench::report;
 
 int main(int argc, char** argv) {
-    int rows = 20000;
-    QString localeName = "en_US";
-    for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::strcmp(argv[i], "--rows") == 0)
-            rows = std::atoi(argv[i + 1]);
-        else if (std::strcmp(argv[i], "--locale") == 0)
-            localeName = argv[i + 1];
-    }
+    const ResultsBench::Options options = ResultsBench::parseOptions(argc, argv);
+    const int rows = options.rows;
     QApplication app(argc, argv);
-    QLocale::setDefault(QLocale(localeName));
+    QLocale::setDefault(QLocale(options.localeName));
 
     QWidget window;
     auto* layout = new QVBoxLayout(&window);
@@ -107,7 +49,7 @@ int main(int argc, char** argv) {
         return 2;
     }
 
-    const std::vector<RR::Hit> hits = makeHits(rows);
+    const std::vector<RR::Hit> hits = ResultsBench::makeHits(rows, 40);
     std::printf("%d result rows, collation locale %s, platform %s\n", rows,
                 qPrintable(QLocale().name()), qPrintable(QGuiApplication::platformName()));
 

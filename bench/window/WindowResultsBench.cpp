@@ -7,6 +7,7 @@
 // Run: bench_window [--rows N] [--locale NAME]   (QT_QPA_PLATFORM=offscreen
 // when there is no display)
 
+#include "ResultsBenchSupport.h"
 #include "app/QoSearchDlg.h"
 #include "app/SearchLocation.h"
 #include "controls/ResultsRow.h"
@@ -21,72 +22,41 @@
 #include <QTest>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace RR = Kerf::QuireLib::ResultsRow;
 namespace Texts = Kerf::QuireLib::StatusTexts;
 using Kerf::QuireLib::CEmailMetadata;
 using Kerf::QuireLib::CSortListCtrl;
+using ResultsBench::clickHeading;
+using ResultsBench::Clock;
+using ResultsBench::msSince;
+using ResultsBench::report;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double msSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
+// The records the query runner would hand the window for the generated rows.
 std::vector<CEmailMetadata> makeRecords(int count, int directories) {
-    std::mt19937 random(20240607);
-    const std::vector<std::wstring> people{L"Ann Smith",   L"Bob Jones",  L"Carla Diaz",
-                                           L"Dieter Kühn", L"Emma Brown", L"Farid Haddad",
-                                           L"Grace Lee",   L"Hugo Meyer"};
-    const std::vector<std::wstring> topics{
-        L"Budget",   L"Site visit", L"Invoice",  L"Contract draft", L"Minutes",   L"Tender",
-        L"Planning", L"Snag list",  L"Drawings", L"Fee proposal",   L"Programme", L"Variation"};
-    const std::vector<std::wstring> prefixes{L"", L"", L"RE: ", L"FW: ", L"Re: "};
-    std::vector<CEmailMetadata> records(static_cast<size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        CEmailMetadata& r = records[static_cast<size_t>(i)];
-        const std::wstring topic =
-            topics[random() % topics.size()] + L" " + std::to_wstring(random() % 500);
-        r.SetStringValue(L"From", people[random() % people.size()]);
-        r.SetStringValue(L"To", people[random() % people.size()]);
-        r.SetStringValue(L"Subject", prefixes[random() % prefixes.size()] + topic);
-        r.SetStringValue(L"Normalised_Subject", topic);
-        r.SetStringValue(L"Location", L"/srv/filing/Project " +
-                                          std::to_wstring(random() % directories) + L"/Mail/" +
-                                          std::to_wstring(i) + L".msg");
-        const Kerf::DateTime sent{
-            2005 + static_cast<int>(random() % 20), 1 + static_cast<int>(random() % 12),
-            1 + static_cast<int>(random() % 28),    static_cast<int>(random() % 24),
-            static_cast<int>(random() % 60),        static_cast<int>(random() % 60)};
-        r.SetSentDate(Kerf::OleDate{Kerf::Dates::toOleDate(sent)});
-        r.SetSize(static_cast<std::int32_t>(1000 + random() % 5000000));
-        r.SetEmbeddedAttachments(static_cast<std::int32_t>(random() % 2));
-        r.SetNonEmbeddedAttachments(static_cast<std::int32_t>(random() % 3));
+    std::vector<RR::Hit> hits = ResultsBench::makeHits(count, directories);
+    std::vector<CEmailMetadata> records(hits.size());
+    for (size_t i = 0; i < hits.size(); ++i) {
+        RR::Hit& h = hits[i];
+        CEmailMetadata& r = records[i];
+        r.SetStringValue(L"From", std::move(h.from));
+        r.SetStringValue(L"To", std::move(h.to));
+        r.SetStringValue(L"Subject", std::move(h.subject));
+        r.SetStringValue(L"Normalised_Subject", std::move(h.normalisedSubject));
+        r.SetStringValue(L"Location", std::move(h.location));
+        r.SetSentDate(Kerf::OleDate{Kerf::Dates::toOleDate(h.sent)});
+        r.SetSize(h.size);
+        r.SetNonEmbeddedAttachments(h.attachments);
     }
     return records;
-}
-
-RR::Hit hitOf(const CEmailMetadata& r) {
-    RR::Hit h;
-    h.from = r.GetStringValue(L"From");
-    h.to = r.GetStringValue(L"To");
-    h.subject = r.GetStringValue(L"Subject");
-    h.normalisedSubject = r.GetStringValue(L"Normalised_Subject");
-    h.location = r.GetStringValue(L"Location");
-    h.sent = Kerf::Dates::fromOleDate(r.GetSentDate().m_dt);
-    h.size = r.GetSize();
-    h.attachments = r.GetEmbeddedAttachments() + r.GetNonEmbeddedAttachments();
-    return h;
 }
 
 // What the search cycle does with one pass of the query: the status first,
@@ -112,22 +82,6 @@ void feedLikeTheCycle(Kerf::QuireLib::ISearchView& view, const std::vector<CEmai
     view.setStatusText(Texts::matchesFound(records.size(), 3));
 }
 
-void clickHeading(CSortListCtrl& list, int column) {
-    auto& header = list.GetHeaderCtrl();
-    const QPoint centre(header.sectionViewportPosition(column) + header.sectionSize(column) / 2,
-                        header.height() / 2);
-    QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, centre);
-    QCoreApplication::processEvents(); // the repaint belongs to the sort
-}
-
-bool report(const char* what, double ms, double limitMs, const char* refWhat, double refMs) {
-    const bool ok = ms <= limitMs;
-    std::printf("%-46s %8.1f ms  (limit %6.0f ms, %s)\n", what, ms, limitMs,
-                ok ? "ok" : "OVER LIMIT");
-    std::printf("  reference: %-34s %8.1f ms\n", refWhat, refMs);
-    return ok;
-}
-
 // The window keeps settings and an index; both go to a folder of the run's own.
 std::filesystem::path redirectUserFolders() {
     std::string pattern =
@@ -145,17 +99,11 @@ std::filesystem::path redirectUserFolders() {
 } // namespace
 
 int main(int argc, char** argv) {
-    int rows = 20000;
-    QString localeName = "en_US";
-    for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::strcmp(argv[i], "--rows") == 0)
-            rows = std::atoi(argv[i + 1]);
-        else if (std::strcmp(argv[i], "--locale") == 0)
-            localeName = argv[i + 1];
-    }
+    const ResultsBench::Options options = ResultsBench::parseOptions(argc, argv);
+    const int rows = options.rows;
     const std::filesystem::path base = redirectUserFolders();
     QApplication app(argc, argv);
-    QLocale::setDefault(QLocale(localeName));
+    QLocale::setDefault(QLocale(options.localeName));
     bool ok = true;
     {
         const Kerf::QuireLib::CRecursiveMailIndexer::IndexPlace place{
@@ -198,7 +146,7 @@ int main(int argc, char** argv) {
         bare.Sort(RR::Sent, false);
         bare.startOptimisedAdd(rows);
         for (const CEmailMetadata& record : records)
-            RR::insertRow(bare, RR::buildTexts(hitOf(record)));
+            RR::insertRow(bare, RR::buildTexts(CQoSearchDlg::resultsHit(record)));
         bare.finishOptimisedAdd();
         QCoreApplication::processEvents();
         const double bareMs = msSince(start);
