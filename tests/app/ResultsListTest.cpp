@@ -134,8 +134,7 @@ TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsBy
 
 TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsNumbersAsDescribed) {
     clickHeading(list(), Size);
-    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_EQ(list().GetSortColumn(), Size);
     const auto sizes = columnTexts(list(), Size, true);
     EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
@@ -228,8 +227,7 @@ TEST_F(WindowResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
     EXPECT_TRUE(list().IsItemCut(row("poi_quick.msg")));
     EXPECT_FALSE(list().IsItemCut(row("mr_sent.msg")));
     // Until the list is filled again.
-    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_FALSE(list().IsItemCut(row("mr_test.msg")));
 }
 
@@ -284,8 +282,7 @@ TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
 TEST_F(WindowResultsList, ExploreOpensEachFolderOnce) {
     // A third folder differing from "Alpha" only in letter case counts as the same.
     copyCorpus(m_mail / "ALPHA", {"mr_Simple.msg"});
-    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    ASSERT_TRUE(searchAgain(*dlg));
     list().selectAll();
     UrlRecorder recorder;
     menuEntry(*menu(), "&Explore")->trigger();

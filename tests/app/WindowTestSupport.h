@@ -148,6 +148,12 @@ inline bool waitForSearchEnd(CQoSearchDlg& dlg) {
     return waitUntil([&] { return !dlg.cycle().isIndexing(); });
 }
 
+/// Clicks "Find Now" and waits for the search to end.
+inline bool searchAgain(CQoSearchDlg& dlg) {
+    QTest::mouseClick(&dlg.findNowButton(), Qt::LeftButton);
+    return waitForSearchEnd(dlg);
+}
+
 /// The status line as the user reads it.
 inline std::wstring status(CQoSearchDlg& dlg) {
     return dlg.statusLabel().text().toStdWString();
