@@ -153,32 +153,21 @@ TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
     // when it does not end the string.
     std::wstring expected;
     std::vector<std::uint8_t> longText;
-    auto add = [&](char16_t unit) {
-        longText.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-        longText.push_back(static_cast<std::uint8_t>(unit >> 8));
+    auto add = [&](const std::u16string& units, const std::wstring& decoded) {
+        for (const char16_t unit : units) {
+            longText.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+            longText.push_back(static_cast<std::uint8_t>(unit >> 8));
+        }
+        expected += decoded;
     };
-    for (int i = 0; i < 7; ++i) {
-        add(u'\x00e9');
-        expected += L'\x00e9';
-    }
-    add(0xD83D);
-    add(0xDE00);
-    expected += L'\x1F600';
-    for (int i = 0; i < 12; ++i) {
-        add(u'k');
-        expected += L'k';
-    }
-    add(0xDC00);
-    expected += L'\xfffd';
-    add(u'z');
-    expected += L'z';
+    add(std::u16string(7, u'\x00e9'), std::wstring(7, L'\x00e9'));
+    add(u"\xD83D\xDE00", L"\x1F600");
+    add(std::u16string(12, u'k'), std::wstring(12, L'k'));
+    add(u"\xDC00", L"\xfffd");
+    add(u"z", L"z");
     const std::wstring beforeNul = expected;
-    add(0);
-    for (int i = 0; i < 9; ++i)
-        add(u'q');
+    add(u'\0' + std::u16string(9, u'q'), L'\0' + std::wstring(9, L'q'));
     EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), true), beforeNul);
-    expected += L'\0';
-    expected += std::wstring(9, L'q');
     EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), false), expected);
 }
 
