@@ -35,9 +35,13 @@ CMsgStoresSortListCtrl::CMsgStoresSortListCtrl(QWidget* parent)
         box->setAttribute(Qt::WA_DeleteOnClose);
         box->show();
     });
-    // The model remembers the order so that a new filter keeps it.
-    connect(this, &CSortListCtrl::sorted, this,
-            [this](int column, bool ascending) { m_stores->Sort(column, ascending); });
+    // The model remembers the order so that a new filter keeps it. Every
+    // refill after a filter ends in a sort by the column the model already
+    // has; sorting the model again would only give the same order.
+    connect(this, &CSortListCtrl::sorted, this, [this](int column, bool ascending) {
+        if (column != m_stores->GetSortColumn() || ascending != m_stores->IsSortAscending())
+            m_stores->Sort(column, ascending);
+    });
 }
 
 void CMsgStoresSortListCtrl::Initialise() {
