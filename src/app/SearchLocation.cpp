@@ -234,16 +234,9 @@ std::vector<std::wstring> CSearchLocation::GetSelectedListItems(const CSortListC
 }
 
 bool CSearchLocation::AreSearchLocationsAvailable() {
-    if (m_iLocationOrFolder == 0) {
-        const int count = m_ctlLocationsList->GetItemCount();
-        if (count == 0)
-            return false;
-        if (count == 1)
-            return true;
-        return !m_ctlLocationsList->GetSelectedItems().empty();
-    }
-    UpdateData(true);
-    return !m_sSearchFolder.empty();
+    // One rule for what counts as chosen (a lone location, the selection or
+    // the folder text), the one the search itself uses.
+    return !GetSearchLocations().empty();
 }
 
 std::vector<std::wstring> CSearchLocation::GetSearchLocations() {
