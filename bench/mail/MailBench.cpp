@@ -11,8 +11,8 @@
 
 #include "CorpusGenerator.h"
 
+#include "cycle/MailSearchCycle.h"
 #include "mail/EmailMetadataFile.h"
-#include "mail/MailSearchCycle.h"
 #include "search/QueuedEventSink.h"
 #include "search/ThreadPriority.h"
 #include "support/Strings.h"

@@ -11,7 +11,7 @@
 
 #include "app/WindowEventSink.h"
 #include "controls/ResultsRow.h"
-#include "mail/MailSearchCycle.h"
+#include "cycle/MailSearchCycle.h"
 
 #include <QDialog>
 #include <QElapsedTimer>

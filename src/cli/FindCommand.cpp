@@ -1,7 +1,7 @@
 #include "cli/Commands.h"
 #include "cli/RecordJson.h"
 #include "cli/SearchOptions.h"
-#include "mail/MailSearchCycle.h"
+#include "cycle/MailSearchCycle.h"
 #include "search/QueuedEventSink.h"
 #include "support/Strings.h"
 

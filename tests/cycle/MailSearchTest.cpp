@@ -1,5 +1,5 @@
+#include "cycle/MailSearchCycle.h"
 #include "mail/MailQueryRunner.h"
-#include "mail/MailSearchCycle.h"
 #include "mail/RecursiveMailIndexer.h"
 #include "search/QueuedEventSink.h"
 #include "support/Strings.h"

@@ -1,4 +1,4 @@
-#include "mail/MailSearchCycle.h"
+#include "cycle/MailSearchCycle.h"
 
 #include "mail/StatusTexts.h"
 #include "support/Strings.h"
