@@ -45,11 +45,18 @@ CEmailMetadata_Message::CEmailMetadata_Message(std::span<const std::uint8_t> byt
         ReadMessage(std::move(storage));
 }
 
-bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage) {
+CEmailMetadata_Message::CEmailMetadata_Message(std::shared_ptr<CStorage> storage, MessageKind kind,
+                                               bool CountAttachments)
+    : m_bCountAttachments(CountAttachments) {
+    if (storage)
+        ReadMessage(std::move(storage), kind);
+}
+
+bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage, MessageKind kind) {
     KERF_TRACE_ENTRY("Kerf::QuireLib::CEmailMetadata_Message::ReadMessage");
     bool ok = false;
     try {
-        if (!FAILED(CMessage::OpenIMsgOnIStg(std::move(storage), m_pMessage))) {
+        if (!FAILED(CMessage::OpenIMsgOnIStg(std::move(storage), m_pMessage, kind))) {
             ok = true;
             ReadProperties();
             if (!HasValue(L"Body"))

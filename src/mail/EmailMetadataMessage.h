@@ -17,13 +17,18 @@ public:
     /// Reads a message file's bytes already in memory. The record gets no
     /// "Location" and no size; whatever cannot be read stays absent.
     CEmailMetadata_Message(std::span<const std::uint8_t> bytes, bool CountAttachments);
+    /// Reads the message at the top of an open storage, such as an attached
+    /// message (see MessageAttachments.h). The storage may be shared.
+    CEmailMetadata_Message(std::shared_ptr<Mapi::CStorage> storage, Mapi::MessageKind kind,
+                           bool CountAttachments);
 
 protected:
     explicit CEmailMetadata_Message(bool CountAttachments);
 
     /// Opens the message on the storage and reads every value from it; false
     /// when the storage holds no message. Never throws.
-    bool ReadMessage(std::shared_ptr<Mapi::CStorage> storage);
+    bool ReadMessage(std::shared_ptr<Mapi::CStorage> storage,
+                     Mapi::MessageKind kind = Mapi::MessageKind::File);
 
     bool CountAttachments() const { return m_bCountAttachments; }
 

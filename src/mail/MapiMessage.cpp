@@ -42,8 +42,19 @@ HRESULT CTable::QueryRows(std::vector<std::vector<SPropValue>>& rows) {
     return S_OK;
 }
 
-CMessage::CMessage(std::shared_ptr<CStorage> storage)
-    : CMapiObject(std::move(storage), kMessageHeaderSize, 1252) {
+CAttach::CAttach(std::shared_ptr<CStorage> storage, int codePage)
+    : CMapiObject(std::move(storage), kSubObjectHeaderSize, codePage) {}
+
+std::shared_ptr<CStorage> CAttach::OpenDataObject() const {
+    const int child = findStream(PR_ATTACH_DATA_OBJ);
+    return child >= 0 ? m_pStorage->openStorage(child) : nullptr;
+}
+
+CMessage::CMessage(std::shared_ptr<CStorage> storage, MessageKind kind)
+    : CMapiObject(std::move(storage),
+                  kind == MessageKind::File ? kMessageHeaderSize : kEmbeddedMessageHeaderSize,
+                  1252),
+      m_attachments(childStoragesNamed(kAttachmentPrefix)) {
     auto number = [this](ULONG tag) -> std::optional<std::uint32_t> {
         if (const FixedProp* prop = findFixed(tag))
             return static_cast<std::uint32_t>(prop->value & 0xFFFFFFFFu);
@@ -54,11 +65,11 @@ CMessage::CMessage(std::shared_ptr<CStorage> storage)
 }
 
 HRESULT CMessage::OpenIMsgOnIStg(std::shared_ptr<CStorage> storage,
-                                 std::unique_ptr<CMessage>& message) {
+                                 std::unique_ptr<CMessage>& message, MessageKind kind) {
     message.reset();
     if (!storage)
         return E_INVALIDARG;
-    std::unique_ptr<CMessage> opened(new CMessage(std::move(storage)));
+    std::unique_ptr<CMessage> opened(new CMessage(std::move(storage), kind));
     if (!opened->HasProperties())
         return MAPI_E_CORRUPT_DATA;
     message = std::move(opened);
@@ -66,7 +77,18 @@ HRESULT CMessage::OpenIMsgOnIStg(std::shared_ptr<CStorage> storage,
 }
 
 HRESULT CMessage::GetAttachmentTable(std::unique_ptr<CTable>& table) {
-    table = std::make_unique<CTable>(m_pStorage, childStoragesNamed(kAttachmentPrefix), codePage());
+    table = std::make_unique<CTable>(m_pStorage, m_attachments, codePage());
+    return S_OK;
+}
+
+HRESULT CMessage::OpenAttach(int index, std::unique_ptr<CAttach>& attach) {
+    attach.reset();
+    if (index < 0 || index >= GetAttachmentCount())
+        return E_INVALIDARG;
+    std::shared_ptr<CStorage> storage = m_pStorage->openStorage(m_attachments[index]);
+    if (!storage)
+        return fail(MAPI_E_CORRUPT_DATA, L"The attachment cannot be opened.");
+    attach = std::make_unique<CAttach>(std::move(storage), codePage());
     return S_OK;
 }
 

@@ -27,18 +27,41 @@ private:
     int m_iCodePage;
 };
 
+/// Where a message's storage lies: at the top of a file, or inside an
+/// attachment of another message. The two lay out their property streams
+/// with headers of different lengths.
+enum class MessageKind { File, Attached };
+
+/// One attachment of a message, on its "__attach_version1.0_#" storage.
+class CAttach : public CMapiObject {
+public:
+    CAttach(std::shared_ptr<CStorage> storage, int codePage);
+
+    /// The storage of the object held in PR_ATTACH_DATA_OBJ (an attached
+    /// message or an OLE object); null when there is none.
+    std::shared_ptr<CStorage> OpenDataObject() const;
+};
+
 class CMessage : public CMapiObject {
 public:
     /// Opens the message stored at the top of `storage`. Fails with
     /// MAPI_E_CORRUPT_DATA when the storage holds no message properties at all.
     static HRESULT OpenIMsgOnIStg(std::shared_ptr<CStorage> storage,
-                                  std::unique_ptr<CMessage>& message);
+                                  std::unique_ptr<CMessage>& message,
+                                  MessageKind kind = MessageKind::File);
 
     HRESULT GetAttachmentTable(std::unique_ptr<CTable>& table);
     HRESULT GetRecipientTable(std::unique_ptr<CTable>& table);
 
+    /// How many attachment storages the message holds.
+    int GetAttachmentCount() const { return static_cast<int>(m_attachments.size()); }
+    /// The attachment at `index` in the message's order.
+    HRESULT OpenAttach(int index, std::unique_ptr<CAttach>& attach);
+
 private:
-    explicit CMessage(std::shared_ptr<CStorage> storage);
+    CMessage(std::shared_ptr<CStorage> storage, MessageKind kind);
+
+    std::vector<int> m_attachments;
 };
 
 } // namespace Mapi
