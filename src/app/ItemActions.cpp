@@ -46,7 +46,7 @@ int openMessages(const std::vector<std::wstring>& paths, QWidget* parent) {
 }
 
 std::vector<std::wstring> exploreFolders(const std::vector<std::wstring>& folders) {
-    std::set<std::wstring, Kerf::Util::CString_iless> opened;
+    std::set<std::wstring> opened; // folders compare as the file system compares them
     std::vector<std::wstring> order;
     for (const std::wstring& folder : folders) {
         if (!opened.insert(folder).second)

@@ -32,11 +32,11 @@ std::wstring directoryOf(const std::wstring& path) {
 
 // The phrase query on "Location" matches the folder's words wherever they
 // stand in a path: "/srv/Mail" also matches "/srv/Mail Archive/..." and
-// "/home/srv/mail/...". Only files below the folder itself are its hits.
+// "/home/srv/mail/...". Only files below the folder itself, named exactly as
+// the folder is named, are its hits.
 bool isInside(const std::wstring& location, const std::wstring& folderWithSlash) {
     return location.size() > folderWithSlash.size() &&
-           Util::compareNoCase(std::wstring_view(location).substr(0, folderWithSlash.size()),
-                               folderWithSlash) == 0;
+           location.compare(0, folderWithSlash.size(), folderWithSlash) == 0;
 }
 
 } // namespace

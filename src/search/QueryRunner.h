@@ -23,7 +23,8 @@ namespace Kerf::Search::Searcher {
 
 class CQueryRunner {
 public:
-    using PathSet = std::set<std::wstring, Util::CString_iless>;
+    /// Paths compare exactly, as the file system compares them.
+    using PathSet = std::set<std::wstring>;
     using Directories = std::vector<std::wstring>;
 
     /// The sets and the directory list belong to the caller and must outlive

@@ -327,7 +327,7 @@ void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::w
 }
 
 bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
-    const std::string key = CFoldedPathSet::key(Util::fromPath(entry.path()));
+    const std::string key = CPathSet::key(Util::fromPath(entry.path()));
     if (m_pathsIndexed.containsKey(key))
         return true;
     std::lock_guard lock(m_filesIndexedLock);
@@ -432,7 +432,7 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
             beginUpdatingIndexItem(location);
             addFileToIndex(pMetadata);
             {
-                std::string key = CFoldedPathSet::key(location);
+                std::string key = CPathSet::key(location);
                 std::lock_guard lock(m_filesIndexedLock);
                 m_filesQueued.eraseKey(key);
                 m_filesIndexed.insertKey(std::move(key));

@@ -15,9 +15,9 @@
 
 #include "search/BoundedQueue.h"
 #include "search/EventSink.h"
-#include "search/FoldedPathSet.h"
 #include "search/IndexStorage.h"
 #include "search/Metadata.h"
+#include "search/PathSet.h"
 #include "support/Strings.h"
 
 #include <atomic>
@@ -155,7 +155,7 @@ protected:
     std::atomic<bool> m_bIndexingFinished{false};
 
     /// Locations the index held below the roots when the walk began.
-    CFoldedPathSet m_pathsIndexed;
+    CPathSet m_pathsIndexed;
 
 private:
     void start();
@@ -178,11 +178,11 @@ private:
     std::shared_ptr<IEventSink> m_pEventSink;
 
     /// Files added to the index by this indexer.
-    CFoldedPathSet m_filesIndexed;
+    CPathSet m_filesIndexed;
     /// Files queued in this run and not yet indexed: a file met again while
     /// on its way (overlapping roots, an extension listed twice) is queued
     /// once. Indexed files move to m_filesIndexed, so each path is held once.
-    CFoldedPathSet m_filesQueued;
+    CPathSet m_filesQueued;
     /// Directories (device, inode) entered below the current root, so that a
     /// link back up the tree is not walked again.
     std::set<std::pair<unsigned long, unsigned long>> m_visitedDirectories;

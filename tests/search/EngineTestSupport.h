@@ -9,6 +9,7 @@
 
 #include "TempDir.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <functional>
@@ -24,6 +25,11 @@ using Kerf::QuireLib::CMetadataPtr;
 
 inline std::wstring wide(const fs::path& path) {
     return Kerf::Util::fromPath(path);
+}
+
+inline std::vector<std::wstring> sorted(std::vector<std::wstring> v) {
+    std::sort(v.begin(), v.end());
+    return v;
 }
 
 /// Waits for a condition with a generous deadline; false when it never held.

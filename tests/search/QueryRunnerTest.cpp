@@ -104,19 +104,21 @@ TEST_F(QueryRunner, TheNameFilterLooksAtTheLowerCasedFileNameOnly) {
     EXPECT_EQ(r->newHits, std::vector<std::wstring>{L"/srv/Mail/Invoice 12.msg"});
 }
 
-TEST_F(QueryRunner, AFileIsANewHitOnceAcrossDirectoriesRunsAndLetterCase) {
-    index({{L"/srv/Mail/2008/a.msg", L"one"}, {L"/SRV/MAIL/B.MSG", L"two"}});
-    found.insert(L"/srv/mail/b.msg"); // reported by an earlier run in another case
+TEST_F(QueryRunner, AFileIsANewHitOnceAcrossDirectoriesAndRuns) {
+    index({{L"/srv/Mail/2008/a.msg", L"one"},
+           {L"/srv/Mail/B.msg", L"two"},
+           {L"/srv/Mail/b.msg", L"three"}});
+    found.insert(L"/srv/Mail/B.msg"); // reported by an earlier run
     auto r = runner({L"/srv/Mail", L"/srv/Mail/2008"});
     r->go();
-    EXPECT_EQ(r->hits.size(), 3u);
-    EXPECT_EQ(r->newHits, std::vector<std::wstring>{L"/srv/Mail/2008/a.msg"});
-    EXPECT_EQ(found.size(), 2u);
-    EXPECT_EQ(r->getFoundDirectoriesCount(), 1u);
+    EXPECT_EQ(r->hits.size(), 4u);
+    EXPECT_EQ(sorted(r->newHits), sorted({L"/srv/Mail/2008/a.msg", L"/srv/Mail/b.msg"}));
+    EXPECT_EQ(found.size(), 3u);
+    EXPECT_EQ(r->getFoundDirectoriesCount(), 2u);
 
     auto second = runner({L"/srv"});
     second->go();
-    EXPECT_EQ(second->hits.size(), 2u);
+    EXPECT_EQ(second->hits.size(), 3u);
     EXPECT_TRUE(second->newHits.empty());
 }
 
@@ -149,10 +151,11 @@ TEST_F(QueryRunner, OnlyFilesBelowTheFolderItselfAreItsHits) {
     index({{L"/srv/Mail/a.msg", L"one"},
            {L"/srv/Mail Archive/b.msg", L"two"},
            {L"/home/srv/Mail/c.msg", L"three"},
-           {L"/srv/MAIL/sub/d.msg", L"four"}});
+           {L"/srv/mail/d.msg", L"four"},
+           {L"/srv/Mail/sub/e.msg", L"five"}});
     auto r = runner({L"/srv/Mail"});
     r->go();
-    EXPECT_EQ(r->newHits, (std::vector<std::wstring>{L"/srv/Mail/a.msg", L"/srv/MAIL/sub/d.msg"}));
+    EXPECT_EQ(r->newHits, (std::vector<std::wstring>{L"/srv/Mail/a.msg", L"/srv/Mail/sub/e.msg"}));
 
     auto withSlash = runner({L"/srv/Mail Archive/"});
     withSlash->go();

@@ -27,11 +27,6 @@ protected:
     }
 };
 
-std::vector<std::wstring> sorted(std::vector<std::wstring> v) {
-    std::sort(v.begin(), v.end());
-    return v;
-}
-
 } // namespace
 
 TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceAndSkipsThemInLaterRuns) {
@@ -78,19 +73,20 @@ TEST_F(RecursiveIndexer, EmptyListsIndexNothing) {
     EXPECT_TRUE(folders.locations().empty());
 }
 
-TEST_F(RecursiveIndexer, AFileIndexedUnderAnotherLetterCaseIsSkipped) {
-    const auto a = file("Mail/a.txt");
+TEST_F(RecursiveIndexer, NamesThatDifferOnlyInLetterCaseAreDifferentFiles) {
+    const auto upper = file("Mail/Report.txt");
+    const auto lower = file("Mail/report.txt");
+    const std::wstring otherSpelling = wide(folders.tree) + L"/Mail/REPORT.TXT";
     {
         auto writer = folders.writer();
         Document doc;
-        Writer::add(doc, L"Location", Util::toLower(wide(folders.tree)) + L"/MAIL/A.TXT");
+        Writer::add(doc, L"Location", otherSpelling);
         Writer::add(*writer, doc);
     }
     CTextIndexer indexer(folders, {wide(folders.tree / "Mail")});
     ASSERT_TRUE(indexer.runToEnd());
-    EXPECT_EQ(indexer.getFilesMatched(), 1u);
-    EXPECT_EQ(indexer.getCompletedItemsTotal(), 0u);
-    EXPECT_EQ(folders.locations().size(), 1u);
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
+    EXPECT_EQ(folders.locations(), sorted({wide(upper), wide(lower), otherSpelling}));
 }
 
 TEST_F(RecursiveIndexer, FilesMetTwiceAreIndexedOnce) {

@@ -1,8 +1,9 @@
 #pragma once
-// A set of paths that treats two paths differing only in letter case as one,
-// as every path set in the program does, but kept compact: each path is held
-// once, lower-cased and in UTF-8, in a hash set. The indexer keeps one entry
-// for every file of a tree, so on a large tree this is most of its memory.
+// A set of paths that compares them as the file system does: exactly, byte
+// for byte, so two files whose names differ only in letter case are two
+// files. It is kept compact: each path is held once, in UTF-8, in a hash set.
+// The indexer keeps one entry for every file of a tree, so on a large tree
+// this is most of its memory.
 
 #include "support/Strings.h"
 
@@ -12,10 +13,10 @@
 
 namespace Kerf::Search {
 
-class CFoldedPathSet {
+class CPathSet {
 public:
-    /// Two paths have the same key exactly when they compare equal ignoring case.
-    static std::string key(const std::wstring& path) { return Util::toNarrow(Util::toLower(path)); }
+    /// Two paths have the same key exactly when they are the same path.
+    static std::string key(const std::wstring& path) { return Util::toNarrow(path); }
 
     bool insert(const std::wstring& path) { return insertKey(key(path)); }
     bool insertKey(std::string key) { return m_keys.insert(std::move(key)).second; }
