@@ -1,11 +1,10 @@
 #include "mail/MailQueryRunner.h"
 
 #include "mail/StatusTexts.h"
+#include "search/DocumentLayout.h"
 #include "search/IndexStorage.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
-
-#include <CLucene/document/FieldSelector.h>
 
 #include <cwchar>
 
@@ -50,29 +49,13 @@ std::wstring CMailQueryRunner::buildQuery(const std::wstring& directory) {
     return q;
 }
 
-namespace {
-
-// Every stored field but the body. The mail indexer stores the body last,
-// so reading stops at the field before it.
-class WithoutBody : public lucene::document::FieldSelector {
-public:
-    FieldSelectorResult accept(const wchar_t* fieldName) const override {
-        if (std::wcscmp(fieldName, L"NonEmbeddedAttachments") == 0)
-            return LOAD_AND_BREAK;
-        return std::wcscmp(fieldName, L"Body") == 0 ? NO_LOAD : LOAD;
-    }
-};
-
-} // namespace
-
 void CMailQueryRunner::loadDocument(lucene::index::IndexReader& reader, std::int32_t number,
                                     Search::Document& document) {
     if (m_bLoadBody) {
         CQueryRunner::loadDocument(reader, number, document);
         return;
     }
-    static const WithoutBody withoutBody;
-    reader.document(number, document, &withoutBody);
+    reader.document(number, document, &Search::allButBody());
 }
 
 CEmailMetadata CMailQueryRunner::getDocument(Search::Document& document, bool withBody) {

@@ -2,6 +2,7 @@
 
 #include "mail/EmailMetadataFile.h"
 #include "mail/StatusTexts.h"
+#include "search/DocumentLayout.h"
 #include "support/Assert.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
@@ -54,22 +55,19 @@ CMetadataPtr CRecursiveMailIndexer::buildMetadata(const std::wstring& path) {
 
 std::unique_ptr<Search::Document>
 CRecursiveMailIndexer::buildDocument(const CMetadataPtr& pMetadata) {
-    // The same fields as the generic document plus the mail ones, with the
-    // long "Body" stored last, so that reading a result row stops before it.
-    auto document = std::make_unique<Search::Document>();
-    const std::wstring body = L"Body";
-    addTextFields(*document, *pMetadata, body);
-    Search::Writer::add(*document, L"Size", pMetadata->GetSize());
+    // The generic document's fields plus the mail ones, in the one order
+    // that the readers of documents rely on.
+    Search::CDocumentBuilder builder(*pMetadata);
+    Search::Document& document = builder.document();
+    Search::Writer::add(document, Search::Fields::kSize, pMetadata->GetSize());
     const auto* mail = dynamic_cast<const CEmailMetadata*>(pMetadata.get());
     KERF_ASSERT(mail != nullptr);
     const CEmailMetadata empty;
     const CEmailMetadata& record = mail != nullptr ? *mail : empty;
-    Search::Writer::add(*document, L"SentDate", record.GetSentDate());
-    Search::Writer::add(*document, L"EmbeddedAttachments", record.GetEmbeddedAttachments());
-    Search::Writer::add(*document, L"NonEmbeddedAttachments", record.GetNonEmbeddedAttachments());
-    if (pMetadata->HasValue(body))
-        Search::Writer::add(*document, body, pMetadata->GetStringValue(body));
-    return document;
+    Search::Writer::add(document, L"SentDate", record.GetSentDate());
+    Search::Writer::add(document, L"EmbeddedAttachments", record.GetEmbeddedAttachments());
+    Search::Writer::add(document, L"NonEmbeddedAttachments", record.GetNonEmbeddedAttachments());
+    return builder.finish();
 }
 
 bool CRecursiveMailIndexer::ignore(const std::filesystem::directory_entry& entry) {

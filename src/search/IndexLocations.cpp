@@ -1,14 +1,11 @@
 #include "search/IndexLocations.h"
 
-#include <CLucene/document/FieldSelector.h>
 #include <CLucene/search/MatchAllDocsQuery.h>
 
 #include <algorithm>
 #include <memory>
 #include <vector>
 
-using lucene::document::FieldSelector;
-using lucene::document::MapFieldSelector;
 using lucene::index::IndexReader;
 using lucene::search::BooleanQuery;
 using lucene::search::HitCollector;
@@ -40,11 +37,8 @@ std::unique_ptr<Query> parseBelowQuery(const std::wstring& directory) {
 } // namespace
 
 std::wstring readLocation(IndexReader& reader, std::int32_t documentNumber) {
-    // LOAD_AND_BREAK: the fields stored after "Location" are not even read.
-    MapFieldSelector selector;
-    selector.add(kLocationField, FieldSelector::LOAD_AND_BREAK);
     Document document;
-    reader.document(documentNumber, document, &selector);
+    reader.document(documentNumber, document, &locationOnly());
     return Searcher::getAsString(document, kLocationField);
 }
 

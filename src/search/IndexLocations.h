@@ -3,16 +3,13 @@
 // them: stored bodies can be large, and the skip test and the hit walk need
 // nothing but the path.
 
-#include "search/IndexStorage.h"
+#include "search/DocumentLayout.h"
 
 #include <cstdint>
 #include <functional>
 #include <string>
 
 namespace Kerf::Search {
-
-/// The field that holds every indexed file's full path.
-inline constexpr const wchar_t* kLocationField = L"Location";
 
 /// The stored "Location" of one document, read without its other fields;
 /// empty when the document has none.

@@ -98,6 +98,14 @@ wchar_t* escapeQueryText(const std::wstring& value) {
     return QueryParser::escape(value.c_str());
 }
 
+int fieldConfig(FieldIndex index) {
+    return static_cast<int>(Field::STORE_YES) |
+           static_cast<int>(index == FieldIndex::Tokenized ? Field::INDEX_TOKENIZED
+                                                           : Field::INDEX_UNTOKENIZED);
+}
+
+} // namespace
+
 // CLucene writes stored text as 16-bit units: a character past U+FFFF comes
 // back cut to its low 16 bits. Such characters are stored as UTF-16 pairs and
 // joined again on reading. Our own texts never hold a lone high surrogate
@@ -138,14 +146,6 @@ std::wstring fromStoredText(const wchar_t* stored) {
     }
     return text;
 }
-
-int fieldConfig(FieldIndex index) {
-    return static_cast<int>(Field::STORE_YES) |
-           static_cast<int>(index == FieldIndex::Tokenized ? Field::INDEX_TOKENIZED
-                                                           : Field::INDEX_UNTOKENIZED);
-}
-
-} // namespace
 
 std::wstring describe(CLuceneError& error) {
     const wchar_t* text = error.twhat();

@@ -37,6 +37,11 @@ void tidyIndexDirectory(const std::wstring& indexRoot, const std::wstring& index
 /// Deletes the plain files directly inside the directory.
 void clearDirectory(const std::wstring& directory);
 
+/// Text as the index keeps it: CLucene holds 16-bit units, so characters
+/// past U+FFFF go in as UTF-16 pairs; fromStoredText joins them again.
+std::wstring toStoredText(const std::wstring& text);
+std::wstring fromStoredText(const wchar_t* stored);
+
 /// A CLucene error's text.
 std::wstring describe(CLuceneError& error);
 /// The CLucene error as the program's own exception.

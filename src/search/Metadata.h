@@ -2,6 +2,8 @@
 // The in-memory record of one indexed item: text values by key and a size.
 // The engine knows only this base; file types derive from it.
 
+#include "search/FileState.h"
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -30,9 +32,14 @@ public:
     std::int32_t GetSize() const { return m_iSize; }
     void SetSize(std::int32_t size) { m_iSize = size; }
 
+    /// The file's time and size when it was read; unknown until set.
+    const Search::FileState& GetFileState() const { return m_fileState; }
+    void SetFileState(const Search::FileState& state) { m_fileState = state; }
+
 private:
     std::map<std::wstring, std::wstring> m_values;
     std::int32_t m_iSize = 0;
+    Search::FileState m_fileState;
 };
 
 using CMetadataPtr = std::shared_ptr<CMetadata>;

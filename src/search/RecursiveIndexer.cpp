@@ -1,5 +1,6 @@
 #include "search/RecursiveIndexer.h"
 
+#include "search/DocumentLayout.h"
 #include "search/IndexLocations.h"
 #include "search/ThreadPriority.h"
 #include "support/Assert.h"
@@ -372,10 +373,15 @@ void CRecursiveIndexer::buildMetadataFromQueue() {
         beginBuildingMetadataItem(*path);
         CMetadataPtr pMetadata;
         try {
+            // The state is taken before the file is read: a change while it
+            // is read then shows as a difference on the next run.
+            const std::optional<FileState> state = readFileState(Util::toPath(*path));
             pMetadata = buildMetadata(*path);
             KERF_ASSERT(pMetadata);
             if (!pMetadata)
                 ++m_iItemsFailed;
+            else if (state)
+                pMetadata->SetFileState(*state);
         } catch (CLuceneError& e) {
             ++m_iItemsFailed;
             Trace::tracef("Could not read %s: %s\n", Util::toNarrow(*path).c_str(),
@@ -458,10 +464,14 @@ void CRecursiveIndexer::addFileToIndex(const std::wstring& path) {
     if (Trace::isOn())
         Trace::tracef("Kerf::Search::Writer::CRecursiveIndexer::addFileToIndex(%s)\n",
                       quoted("File", path).c_str());
+    const std::optional<FileState> state = readFileState(Util::toPath(path));
     CMetadataPtr pMetadata = buildMetadata(path);
     KERF_ASSERT(pMetadata);
-    if (pMetadata)
-        addFileToIndex(pMetadata);
+    if (!pMetadata)
+        return;
+    if (state)
+        pMetadata->SetFileState(*state);
+    addFileToIndex(pMetadata);
 }
 
 void CRecursiveIndexer::addFileToIndex(const CMetadataPtr& pMetadata) {
@@ -472,24 +482,9 @@ void CRecursiveIndexer::addFileToIndex(const CMetadataPtr& pMetadata) {
 }
 
 std::unique_ptr<Document> CRecursiveIndexer::buildDocument(const CMetadataPtr& pMetadata) {
-    auto document = std::make_unique<Document>();
-    addMetadataToDocument(*document, *pMetadata);
-    Writer::add(*document, L"Size", pMetadata->GetSize());
-    return document;
-}
-
-void CRecursiveIndexer::addMetadataToDocument(Document& document, const CMetadata& metadata) {
-    addTextFields(document, metadata);
-}
-
-void CRecursiveIndexer::addTextFields(Document& document, const CMetadata& metadata,
-                                      const std::wstring& heldBack) {
-    const std::wstring location = kLocationField;
-    if (metadata.HasValue(location) && location != heldBack)
-        Writer::add(document, location, metadata.GetStringValue(location));
-    for (const auto& key : metadata.GetKeys())
-        if (key != location && key != heldBack)
-            Writer::add(document, key, metadata.GetStringValue(key));
+    CDocumentBuilder builder(*pMetadata);
+    Writer::add(builder.document(), Fields::kSize, pMetadata->GetSize());
+    return builder.finish();
 }
 
 } // namespace Kerf::Search::Writer

@@ -99,13 +99,8 @@ public:
 
     virtual void addFileToIndex(const std::wstring& path);
     virtual void addFileToIndex(const QuireLib::CMetadataPtr& pMetadata);
+    /// The record's texts and its "Size", in the order of CDocumentBuilder.
     virtual std::unique_ptr<Document> buildDocument(const QuireLib::CMetadataPtr& pMetadata);
-    virtual void addMetadataToDocument(Document& document, const QuireLib::CMetadata& metadata);
-    /// Adds the record's texts with "Location" first (the skip test and every
-    /// hit read it alone, and reading stops right after it), leaving out
-    /// `heldBack`, which the caller adds where it wants it.
-    static void addTextFields(Document& document, const QuireLib::CMetadata& metadata,
-                              const std::wstring& heldBack = {});
     /// Reads one file into a record. Every subclass overrides it.
     virtual QuireLib::CMetadataPtr buildMetadata(const std::wstring& path);
 

@@ -1,0 +1,70 @@
+#include "search/DocumentLayout.h"
+
+#include "search/FileState.h"
+
+#include <CLucene/document/FieldSelector.h>
+
+#include <cwchar>
+
+using lucene::document::Field;
+using lucene::document::FieldSelector;
+
+namespace Kerf::Search {
+
+namespace {
+
+class LocationOnly : public FieldSelector {
+public:
+    FieldSelectorResult accept(const wchar_t* name) const override {
+        return std::wcscmp(name, Fields::kLocation) == 0 ? LOAD_AND_BREAK : NO_LOAD;
+    }
+};
+
+// A document written before the file state was kept has none: its body is
+// passed over instead, which is slower but reads the same fields.
+class AllButBody : public FieldSelector {
+public:
+    FieldSelectorResult accept(const wchar_t* name) const override {
+        if (std::wcscmp(name, Fields::kFileState) == 0)
+            return LOAD_AND_BREAK;
+        return std::wcscmp(name, Fields::kBody) == 0 ? NO_LOAD : LOAD;
+    }
+};
+
+} // namespace
+
+CDocumentBuilder::CDocumentBuilder(const QuireLib::CMetadata& record)
+    : m_record(record), m_pDocument(std::make_unique<Document>()) {
+    const std::wstring location = Fields::kLocation;
+    const std::wstring body = Fields::kBody;
+    if (record.HasValue(location))
+        Writer::add(*m_pDocument, location, record.GetStringValue(location));
+    for (const auto& key : record.GetKeys())
+        if (key != location && key != body)
+            Writer::add(*m_pDocument, key, record.GetStringValue(key));
+}
+
+std::unique_ptr<Document> CDocumentBuilder::finish() {
+    const std::wstring path = toStoredText(m_record.GetStringValue(Fields::kLocation));
+    m_pDocument->add(
+        *new Field(Fields::kPath, path.c_str(),
+                   static_cast<int>(Field::STORE_NO) | static_cast<int>(Field::INDEX_UNTOKENIZED)));
+    Writer::add(*m_pDocument, Fields::kFileState,
+                fileStateText(m_record.GetStringValue(Fields::kLocation), m_record.GetFileState()),
+                FieldIndex::Untokenized);
+    if (m_record.HasValue(Fields::kBody))
+        Writer::add(*m_pDocument, Fields::kBody, m_record.GetStringValue(Fields::kBody));
+    return std::move(m_pDocument);
+}
+
+const FieldSelector& locationOnly() {
+    static const LocationOnly selector;
+    return selector;
+}
+
+const FieldSelector& allButBody() {
+    static const AllButBody selector;
+    return selector;
+}
+
+} // namespace Kerf::Search

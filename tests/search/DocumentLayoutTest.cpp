@@ -1,0 +1,94 @@
+#include "search/DocumentLayout.h"
+#include "search/FileState.h"
+
+#include "EngineTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace EngineTest;
+using namespace Kerf;
+using namespace Kerf::Search;
+
+namespace {
+
+std::vector<std::wstring> storedNames(const Document& document) {
+    std::vector<std::wstring> names;
+    for (const auto* field : *document.getFields())
+        names.push_back(field->name());
+    return names;
+}
+
+} // namespace
+
+TEST(DocumentLayout, ReadersStopWhereTheOrderLetsThem) {
+    IndexFolders folders;
+    CMetadata record;
+    // The record's own key order would put "Body" before "Location".
+    record.SetStringValue(L"Body", L"the long text");
+    record.SetStringValue(L"Location", L"/srv/mail/a.msg");
+    record.SetStringValue(L"Subject", L"Invoice");
+    record.SetFileState({1700000000123456789, 4096});
+    CDocumentBuilder builder(record);
+    Writer::add(builder.document(), L"Size", 4096);
+    {
+        auto writer = folders.writer();
+        auto document = builder.finish();
+        Writer::add(*writer, *document);
+    }
+    auto searcher = folders.searcher();
+    auto& reader = *searcher->getReader();
+
+    Document whole;
+    reader.document(0, whole);
+    EXPECT_EQ(storedNames(whole),
+              (std::vector<std::wstring>{L"Location", L"Subject", L"Size", L"FileState", L"Body"}));
+    Document locationAlone;
+    reader.document(0, locationAlone, &locationOnly());
+    EXPECT_EQ(storedNames(locationAlone), std::vector<std::wstring>{L"Location"});
+    Document withoutBody;
+    reader.document(0, withoutBody, &allButBody());
+    EXPECT_EQ(storedNames(withoutBody),
+              (std::vector<std::wstring>{L"Location", L"Subject", L"Size", L"FileState"}));
+
+    // The exact path and the state are single terms.
+    const lucene::index::Term path(L"Path", L"/srv/mail/a.msg");
+    EXPECT_EQ(reader.docFreq(&path), 1);
+    const std::wstring stateText = fileStateText(L"/srv/mail/a.msg", record.GetFileState());
+    const lucene::index::Term state(L"FileState", stateText.c_str());
+    EXPECT_EQ(reader.docFreq(&state), 1);
+}
+
+TEST(FileStateText, ReadsBackWhatWasWrittenAndRefusesOtherText) {
+    const std::wstring sep(1, L'\x1f');
+    struct Case {
+        std::wstring text;
+        bool valid;
+        std::wstring path;
+        FileState state;
+    };
+    const std::vector<Case> cases = {
+        {fileStateText(L"/a/b.msg", {12, 34}), true, L"/a/b.msg", {12, 34}},
+        // The separator and digits in the path itself.
+        {fileStateText(L"/a" + sep + L"9" + sep + L"9/b.msg", {5, -1}),
+         true,
+         L"/a" + sep + L"9" + sep + L"9/b.msg",
+         {5, -1}},
+        {fileStateText(L"/\U0001F600.msg", {-3, 0}), true, L"/\U0001F600.msg", {-3, 0}},
+        {L"/a/b.msg", false, {}, {}},
+        {L"/a/b.msg" + sep + L"12", false, {}, {}},
+        {L"/a/b.msg" + sep + L"1x" + sep + L"3", false, {}, {}},
+        {L"/a/b.msg" + sep + L"1" + sep, false, {}, {}},
+        {L"/a/b.msg" + sep + L"1" + sep + L"99999999999999999999999", false, {}, {}},
+    };
+    for (const auto& c : cases) {
+        std::wstring path = L"unchanged";
+        FileState state{77, 77};
+        EXPECT_EQ(parseFileStateText(c.text, path, state), c.valid) << Util::toNarrow(c.text);
+        if (c.valid) {
+            EXPECT_EQ(path, c.path);
+            EXPECT_EQ(state, c.state);
+        } else {
+            EXPECT_EQ(path, L"unchanged");
+        }
+    }
+}
