@@ -27,16 +27,21 @@ struct CommandResult {
 };
 
 /// The program's exit status (-1 when it did not exit normally) and its output.
-inline CommandResult runCli(const std::vector<std::string>& args) {
+inline CommandResult runProgram(const std::string& program, const std::vector<std::string>& args) {
     QStringList arguments;
     for (const std::string& arg : args)
         arguments << QString::fromStdString(arg);
     QProcess process;
-    process.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"), arguments);
+    process.start(QString::fromStdString(program), arguments);
     EXPECT_TRUE(process.waitForFinished(60000));
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
             process.readAllStandardOutput().toStdString(),
             process.readAllStandardError().toStdString()};
+}
+
+/// qosearch-cli of the build tree.
+inline CommandResult runCli(const std::vector<std::string>& args) {
+    return runProgram(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli", args);
 }
 
 } // namespace QoTest

@@ -1,23 +1,47 @@
 #include "cli/Commands.h"
+#include "support/Paths.h"
+#include "support/Strings.h"
 
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <map>
 
 namespace QoCli {
 
+namespace {
+
+void printUsage(std::ostream& out) {
+    out << "usage:\n"
+           "  qosearch-cli show [--json] FILE...\n"
+           "  qosearch-cli index [--index-dir DIR] [--progress] FOLDER...\n"
+           "  qosearch-cli find  [--index-dir DIR] [--no-update] [--json] [--progress]\n"
+           "                     --folder DIR [--folder DIR]...\n"
+           "                     [--subject T] [--body T] [--from T] [--to T] [--cc T]\n"
+           "                     [--bcc T] [--after YYYY-MM-DD] [--before YYYY-MM-DD]\n"
+           "                     [--filename T] [--keywords T] [--query Q]\n"
+           "  qosearch-cli stores [--json] [--kind 0|1|2] [--filter T]\n";
+}
+
+// The full guide is the help page the window opens; say where it is.
+int help() {
+    printUsage(std::cout);
+    const std::string page =
+        Kerf::Util::toNarrow(Kerf::Paths::installationDirectory()) + "QoSearch.html";
+    std::error_code ec;
+    if (std::filesystem::is_regular_file(page, ec))
+        std::cout << "\nHelp page: " << page << "\n";
+    else
+        std::cout << "\nThe help page is not installed.\n";
+    return 0;
+}
+
+} // namespace
+
 int usage(const std::string& problem) {
     if (!problem.empty())
         std::cerr << "qosearch-cli: " << problem << "\n";
-    std::cerr << "usage:\n"
-                 "  qosearch-cli show [--json] FILE...\n"
-                 "  qosearch-cli index [--index-dir DIR] [--progress] FOLDER...\n"
-                 "  qosearch-cli find  [--index-dir DIR] [--no-update] [--json] [--progress]\n"
-                 "                     --folder DIR [--folder DIR]...\n"
-                 "                     [--subject T] [--body T] [--from T] [--to T] [--cc T]\n"
-                 "                     [--bcc T] [--after YYYY-MM-DD] [--before YYYY-MM-DD]\n"
-                 "                     [--filename T] [--keywords T] [--query Q]\n"
-                 "  qosearch-cli stores [--json] [--kind 0|1|2] [--filter T]\n";
+    printUsage(std::cerr);
     return 2;
 }
 
@@ -29,6 +53,8 @@ int main(int argc, char** argv) {
         {"show", runShow}, {"index", runIndex}, {"find", runFind}, {"stores", runStores}};
     if (argc < 2)
         return usage();
+    if (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "help") == 0)
+        return help();
     const auto it = commands.find(argv[1]);
     if (it == commands.end())
         return usage(std::string("unknown command \"") + argv[1] + "\"");

@@ -10,9 +10,6 @@
 #ifndef QOSEARCH_PRODUCT_NAME
 #define QOSEARCH_PRODUCT_NAME "Quarto"
 #endif
-#ifndef QOSEARCH_INSTALL_DATA_DIR
-#define QOSEARCH_INSTALL_DATA_DIR ""
-#endif
 
 namespace Kerf::Paths {
 namespace {
@@ -24,6 +21,26 @@ std::wstring dataHome() {
     const char* home = std::getenv("HOME");
     std::string base = (home != nullptr && home[0] != '\0') ? home : "/tmp";
     return Util::toWide(base + "/.local/share");
+}
+
+// The nearest "share/qosearch" folder at or above the executable's folder:
+// "<prefix>/bin/.." when installed, the top of the build tree when run from
+// there (a few folders below it). Empty when there is none.
+std::wstring dataDirectoryNearExecutable() {
+    std::error_code ec;
+    const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+    if (ec)
+        return {};
+    std::filesystem::path dir = exe.parent_path();
+    for (int level = 0; level < 4 && !dir.empty(); ++level) {
+        const std::filesystem::path candidate = dir / "share" / "qosearch";
+        if (std::filesystem::is_directory(candidate, ec))
+            return TrailDirectorySlash(Util::toWide(candidate.string()));
+        if (dir == dir.parent_path())
+            break;
+        dir = dir.parent_path();
+    }
+    return {};
 }
 
 std::wstring ensureDirectory(const std::wstring& dir) {
@@ -51,7 +68,7 @@ std::wstring installationDirectory() {
     const char* env = std::getenv("QOSEARCH_DATA_DIR");
     if (env != nullptr && env[0] != '\0')
         return TrailDirectorySlash(Util::toWide(env));
-    return TrailDirectorySlash(Util::toWide(QOSEARCH_INSTALL_DATA_DIR));
+    return dataDirectoryNearExecutable();
 }
 
 } // namespace Kerf::Paths

@@ -15,7 +15,9 @@ std::wstring makerDataDirectory();
 /// $XDG_DATA_HOME/Pellam/Quarto/ with a trailing separator, created when missing.
 std::wstring applicationDataDirectory();
 
-/// The folder that holds the program's shipped files (schema, help page).
+/// The folder that holds the program's shipped files (schema, help page):
+/// $QOSEARCH_DATA_DIR when set, otherwise the nearest "share/qosearch" at or
+/// above the executable's folder; empty when neither is there.
 std::wstring installationDirectory();
 
 } // namespace Kerf::Paths
