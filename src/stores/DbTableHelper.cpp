@@ -11,12 +11,7 @@
 #include <QUuid>
 #include <QVariant>
 
-#include <cstdio>
-#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <string_view>
-#include <unistd.h>
 
 namespace Kerf::QuireLib {
 namespace {
@@ -74,55 +69,6 @@ std::wstring likeBackslashes(const std::wstring& value) {
     }
     return text;
 }
-
-// An Access file names its format at byte 4; MDB Tools would print its own
-// complaint about anything else to the terminal.
-bool looksLikeAccessFile(const std::wstring& path) {
-    std::ifstream in(Util::toPath(path), std::ios::binary);
-    char header[19] = {};
-    in.read(header, sizeof header);
-    const std::string_view format(header + 4, 15);
-    return in && (format == "Standard Jet DB" || format == "Standard ACE DB");
-}
-
-// MDB Tools and Qt's ODBC driver print their complaints (and probes the
-// driver does not understand) straight to the terminal; while they run, the
-// standard streams go to /dev/null instead.
-class QuietStandardStreams {
-public:
-    explicit QuietStandardStreams(bool bActive) {
-        if (!bActive)
-            return;
-        std::fflush(stdout);
-        std::fflush(stderr);
-        const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (null < 0)
-            return;
-        m_iSavedOut = ::dup(STDOUT_FILENO);
-        m_iSavedErr = ::dup(STDERR_FILENO);
-        ::dup2(null, STDOUT_FILENO);
-        ::dup2(null, STDERR_FILENO);
-        ::close(null);
-    }
-    ~QuietStandardStreams() {
-        std::fflush(stdout);
-        std::fflush(stderr);
-        restore(m_iSavedOut, STDOUT_FILENO);
-        restore(m_iSavedErr, STDERR_FILENO);
-    }
-    QuietStandardStreams(const QuietStandardStreams&) = delete;
-    QuietStandardStreams& operator=(const QuietStandardStreams&) = delete;
-
-private:
-    static void restore(int saved, int fd) {
-        if (saved < 0)
-            return;
-        ::dup2(saved, fd);
-        ::close(saved);
-    }
-    int m_iSavedOut = -1;
-    int m_iSavedErr = -1;
-};
 
 } // namespace
 
@@ -241,23 +187,9 @@ void CDbTableHelper::open(Engine engine, const std::wstring& sDatabase, const st
     std::error_code ec;
     switch (engine) {
     case Engine::Access:
-        // MDB Tools prints to the terminal about a missing file; say it ourselves.
-        if (!std::filesystem::is_regular_file(Util::toPath(sDatabase), ec))
-            throw CDbException(L"Store database not found: " + sDatabase);
-        if (!looksLikeAccessFile(sDatabase))
-            throw CDbException(L"Cannot open the store database \"" + sDatabase +
-                               L"\": not an Access database");
-        m_db = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), m_sConnectionName);
-        // The Access driver of this platform is MDB Tools. Its wide-character
-        // build is named directly: through the narrow one the driver manager
-        // reads past the end of the connection text it gets back. The driver
-        // takes the file name only from an upper-case "DBQ".
-        m_db.setDatabaseName(QStringLiteral("Driver=libmdbodbcW.so;DBQ=") + toQ(sDatabase) +
-                             QStringLiteral(";"));
-        m_db.setUserName(toQ(sUser));
-        m_db.setPassword(toQ(sPassword));
-        m_db.setConnectOptions(QStringLiteral("SQL_ATTR_ACCESS_MODE=SQL_MODE_READ_ONLY"));
-        break;
+        // CQuartoDb reads an Access file through CAccessDatabase.
+        throw CDbException(L"The Access store database \"" + sDatabase +
+                           L"\" is read through CAccessDatabase, not through SQL");
     case Engine::MySql: {
         m_db = QSqlDatabase::addDatabase(QStringLiteral("QMYSQL"), m_sConnectionName);
         m_db.setDatabaseName(toQ(sDatabase));
@@ -286,12 +218,7 @@ void CDbTableHelper::open(Engine engine, const std::wstring& sDatabase, const st
     }
     if (!m_db.isValid())
         throw CDbException(L"The database driver for \"" + sDatabase + L"\" is not installed");
-    bool bOpened;
-    {
-        QuietStandardStreams quiet(engine == Engine::Access);
-        bOpened = m_db.open();
-    }
-    if (!bOpened) {
+    if (!m_db.open()) {
         const std::wstring text = errorText(m_db.lastError());
         Close();
         throw CDbException(L"Cannot open the store database \"" + sDatabase + L"\": " + text);
@@ -347,7 +274,6 @@ QSqlQuery CDbTableHelper::executeQuery(const std::wstring& sQuery) {
         throw CDbException(L"The store database is not open");
     QSqlQuery query(m_db);
     query.setForwardOnly(true);
-    QuietStandardStreams quiet(m_eEngine == Engine::Access);
     if (!query.exec(toQ(sQuery)))
         throw CDbException(errorText(query.lastError()) + L" (" + sQuery + L")");
     return query;

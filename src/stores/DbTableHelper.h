@@ -1,7 +1,8 @@
 #pragma once
 // SQL over one store database, built from maps of column names to values.
-// Three engines: an Access file through unixODBC's MDB Tools driver (read
-// only), a MariaDB/MySQL server, and the embedded SQLite file. String values
+// Two engines run the SQL: a MariaDB/MySQL server and the embedded SQLite
+// file. An Access file is read without SQL (CAccessDatabase); its connection
+// strings and SQL texts are still formed and told apart here. String values
 // are written into the SQL text with every single quote doubled; on MySQL the
 // session runs with NO_BACKSLASH_ESCAPES so that a backslash in a path is an
 // ordinary character there too, and LIKE patterns double their backslashes.
@@ -40,10 +41,10 @@ public:
     CDbTableHelper(const CDbTableHelper&) = delete;
     CDbTableHelper& operator=(const CDbTableHelper&) = delete;
 
-    /// Opens a database of the type "MDB" (database = the .mdb file), "MYSQL"
-    /// (server = "host", "host:port" or a unix socket path) or "SQLITE"
-    /// (database = the file). Throws CExceptionBase for an unknown type and
-    /// CDbException when the database cannot be opened.
+    /// Opens a database of the type "MYSQL" (server = "host", "host:port" or a
+    /// unix socket path) or "SQLITE" (database = the file). Throws
+    /// CExceptionBase for an unknown type and CDbException when the database
+    /// cannot be opened, and for "MDB", which is not read through SQL.
     void Attach(const std::wstring& sDbType, const std::wstring& sDatabase,
                 const std::wstring& sServer, const std::wstring& sUser,
                 const std::wstring& sPassword);

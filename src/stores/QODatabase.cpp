@@ -49,7 +49,14 @@ CQuartoDb::CQuartoDb(Mode mode) {
 CQuartoDb::CQuartoDb(const std::wstring& sDbType, const std::wstring& sDatabase,
                      const std::wstring& sServer, const std::wstring& sUser,
                      const std::wstring& sPassword) {
-    m_db.Attach(sDbType, sDatabase, sServer, sUser, sPassword);
+    if (CDbTableHelper::EngineFromType(sDbType) == CDbTableHelper::Engine::Access)
+        openAccess(sDatabase);
+    else
+        m_db.Attach(sDbType, sDatabase, sServer, sUser, sPassword);
+}
+
+void CQuartoDb::openAccess(const std::wstring& sPath) {
+    m_pAccess = std::make_unique<CAccessDatabase>(sPath);
 }
 
 void CQuartoDb::openDefault() {
@@ -58,14 +65,18 @@ void CQuartoDb::openDefault() {
                                            QString::fromLatin1(kConnectionStringKey))
                                    .toString();
     if (!connection.isEmpty()) {
-        m_db.Attach(connection.toStdWString());
+        const std::wstring text = connection.toStdWString();
+        if (CDbTableHelper::EngineFromConnectionString(text) == CDbTableHelper::Engine::Access)
+            openAccess(CDbTableHelper::ConnectionValue(text, L"DBQ"));
+        else
+            m_db.Attach(text);
         return;
     }
     const std::wstring folder = CQOUtils::GetQOAppDataDir();
     if (fileExists(folder + kSqliteFileName))
         m_db.Attach(CDbTableHelper::kTypeSqlite, folder + kSqliteFileName, {}, {}, {});
     else if (fileExists(folder + kMdbFileName))
-        m_db.Attach(CDbTableHelper::kTypeMdb, folder + kMdbFileName, {}, L"Admin", {});
+        openAccess(folder + kMdbFileName);
     else
         Trace::tracef("No store database in %s\n", Util::toNarrow(folder).c_str());
 }
@@ -80,6 +91,8 @@ void CQuartoDb::buildFromFolderLists() {
 }
 
 void CQuartoDb::CreateTables() {
+    if (m_pAccess)
+        throw CDbException(L"The Access store database is read only");
     switch (m_db.GetEngine()) {
     case CDbTableHelper::Engine::Access:
         throw CDbException(L"The Access store database is read only");
@@ -107,6 +120,17 @@ void CQuartoDb::CreateTables() {
 }
 
 void CQuartoDb::GetStoreLocationsByType(LocationRows& rows, const std::wstring& sTypeName) {
+    if (m_pAccess) {
+        // Read one after the other, so a missing table is named in this order.
+        const auto types = m_pAccess->ReadTable(kTypes, {L"type_id", L"type"});
+        const auto links = m_pAccess->ReadTable(kLinks, {L"store_id", L"type_id"});
+        const auto stores = m_pAccess->ReadTable(
+            kStores, {LocationKey::kStoreId, LocationKey::kPrimaryRef, LocationKey::kSecondaryRef,
+                      LocationKey::kDescription, LocationKey::kPathLocation});
+        const LocationRows joined = JoinStoreLocations(types, links, stores, sTypeName);
+        rows.insert(rows.end(), joined.begin(), joined.end());
+        return;
+    }
     const long typeId = m_db.TableFindRecord(kTypes, L"type_id", {{L"type", sTypeName}}, {});
     if (typeId == -1)
         return;
@@ -123,6 +147,51 @@ void CQuartoDb::GetStoreLocationsByType(LocationRows& rows, const std::wstring& 
             kStores, LocationKey::kStoreId, storeId,
             {LocationKey::kStoreId, LocationKey::kPrimaryRef, LocationKey::kSecondaryRef,
              LocationKey::kDescription, LocationKey::kPathLocation}));
+}
+
+LocationRows CQuartoDb::JoinStoreLocations(const std::vector<CAccessDatabase::Row>& types,
+                                           const std::vector<CAccessDatabase::Row>& links,
+                                           const std::vector<CAccessDatabase::Row>& stores,
+                                           const std::wstring& sTypeName) {
+    const auto id = [](const CAccessDatabase::Row& row, const wchar_t* column) {
+        const auto it = row.find(column);
+        try {
+            size_t used = 0;
+            const long value = it == row.end() ? 0 : std::stol(it->second, &used);
+            if (it != row.end() && used == it->second.size())
+                return value;
+        } catch (const std::exception&) {
+        }
+        throw CDbException(L"invalid type retrieving id field");
+    };
+    long typeId = -1;
+    int count = 0;
+    for (const auto& type : types) {
+        const auto it = type.find(L"type");
+        if (it != type.end() && Util::compareNoCase(it->second, sTypeName) == 0 && ++count == 1)
+            typeId = id(type, L"type_id");
+    }
+    if (count > 1)
+        throw CExceptionBase(
+            L"Kerf::QuireLib::CDbTableHelper::TableFindRecord: invalid record count (" +
+            std::to_wstring(count) + L")");
+    LocationRows rows;
+    if (typeId == -1)
+        return rows;
+    for (const auto& link : links) {
+        if (id(link, L"type_id") != typeId)
+            continue;
+        const long storeId = id(link, L"store_id");
+        const LocationRow* found = nullptr;
+        int matches = 0;
+        for (const auto& store : stores)
+            if (id(store, LocationKey::kStoreId) == storeId && ++matches == 1)
+                found = &store;
+        if (matches != 1)
+            throw CExceptionBase(L"TableReadRecordStrings: invalid record count");
+        rows.push_back(*found);
+    }
+    return rows;
 }
 
 long CQuartoDb::TablesUpdateOrInsertStore(const std::wstring& sPathLocation,

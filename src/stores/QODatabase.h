@@ -7,12 +7,17 @@
 //     value "ConnectionString" (this is how a MySQL server is named);
 //  2. the per-user "Quarto.db" (SQLite) in the application data folder;
 //  3. the per-user "Quarto.mdb" (Access, read only) in the same folder.
+// An Access file is read through CAccessDatabase and its tables are joined
+// here; the other engines go through SQL.
 // With none of them there is no database and so no stores.
 
+#include "stores/AccessDatabase.h"
 #include "stores/DbTableHelper.h"
 #include "stores/LocationRow.h"
 
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace Kerf::QuireLib {
 
@@ -36,7 +41,7 @@ public:
               const std::wstring& sServer, const std::wstring& sUser,
               const std::wstring& sPassword);
 
-    bool IsOpen() const { return m_db.IsOpen(); }
+    bool IsOpen() const { return m_db.IsOpen() || m_pAccess != nullptr; }
     /// Why the default constructor could not open the database; empty when it
     /// did, or when there was no database to open.
     const std::wstring& GetOpenError() const { return m_sOpenError; }
@@ -59,6 +64,15 @@ public:
                                    const std::wstring& sDescription, const std::wstring& sTypeName,
                                    long storeId);
 
+    /// The store rows of the type from the three tables' rows as an Access
+    /// file gives them: the one type whose name matches without regard to
+    /// case, its links in their order, and each linked store, which must be
+    /// there exactly once. Throws as the SQL route does.
+    static LocationRows JoinStoreLocations(const std::vector<CAccessDatabase::Row>& types,
+                                           const std::vector<CAccessDatabase::Row>& links,
+                                           const std::vector<CAccessDatabase::Row>& stores,
+                                           const std::wstring& sTypeName);
+
     /// Splits a folder-list line into its last two path components.
     static bool ParseFolderListLine(const std::wstring& sLine, std::wstring& sParent,
                                     std::wstring& sFolder);
@@ -70,8 +84,10 @@ public:
 private:
     void openDefault();
     void buildFromFolderLists();
+    void openAccess(const std::wstring& sPath);
 
     CDbTableHelper m_db;
+    std::unique_ptr<CAccessDatabase> m_pAccess;
     std::wstring m_sOpenError;
 };
 

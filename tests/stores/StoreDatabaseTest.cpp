@@ -73,18 +73,6 @@ TEST(StoreDatabaseTexts, AccessAndMySqlConnectionStringsAndDialects) {
               L"SELECT a, b FROM tbl_stores WHERE store_id=4;");
 }
 
-TEST(StoreDatabaseTexts, AMissingOrDamagedAccessFileGivesAClearMessage) {
-    QoTest::TempDir dir;
-    const std::wstring missing = toWide((dir / "Quarto.mdb").string());
-    EXPECT_NE(messageOf([&] {
-                  CQuartoDb db(L"MDB", missing, L"", L"Admin", L"");
-              }).find(L"Store database not found: " + missing),
-              std::wstring::npos);
-    QoTest::writeFile(dir / "Quarto.mdb", std::string(4096, '\x5a'));
-    EXPECT_EQ(messageOf([&] { CQuartoDb db(L"MDB", missing, L"", L"Admin", L""); }),
-              L"Cannot open the store database \"" + missing + L"\": not an Access database");
-}
-
 TEST(StoreDatabaseSqlite, TypeLookupIgnoresCaseAndFindsTheStores) {
     SqliteDb s;
     const long a =

@@ -1,0 +1,225 @@
+// Access files read with the library, checked against the contents the
+// shared test databases were exported with, and the store tables joined on
+// top of what the reader gives.
+
+#include "stores/AccessDatabase.h"
+#include "stores/MsgStoresListModel.h"
+#include "stores/QODatabase.h"
+#include "stores/UserSettings.h"
+
+#include "StoresTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+using namespace Kerf::QuireLib;
+using Kerf::Util::toNarrow;
+using Kerf::Util::toWide;
+
+namespace {
+
+const std::string kMdbDir = QOSEARCH_CORPUS_DIR "/../mdb/";
+
+std::wstring mdbFile(const char* name) {
+    return toWide(kMdbDir + name);
+}
+
+// The export's CSV: a header of column names, then one record per row;
+// quoted fields may hold commas and new lines, "" is a quote.
+std::vector<std::vector<std::string>> readCsv(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream buffer;
+    buffer << in.rdbuf();
+    const std::string text = buffer.str();
+    std::vector<std::vector<std::string>> records(1);
+    std::string field;
+    bool quoted = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (quoted) {
+            if (c == '"' && i + 1 < text.size() && text[i + 1] == '"')
+                field += text[++i];
+            else if (c == '"')
+                quoted = false;
+            else
+                field += c;
+        } else if (c == '"') {
+            quoted = true;
+        } else if (c == ',') {
+            records.back().push_back(std::move(field));
+            field.clear();
+        } else if (c == '\n') {
+            records.back().push_back(std::move(field));
+            field.clear();
+            records.emplace_back();
+        } else if (c != '\r') {
+            field += c;
+        }
+    }
+    if (records.back().empty())
+        records.pop_back();
+    return records;
+}
+
+struct TableCase {
+    const char* file;
+    const char* table;
+    const char* csv;
+    size_t rows;
+};
+
+} // namespace
+
+TEST(AccessDatabase, ReadsTablesAsTheirExportHasThem) {
+    const TableCase cases[] = {
+        {"nwind.mdb", "Customers", "nwind-Customers.csv", 91},
+        {"nwind.mdb", "Shippers", "nwind-Shippers.csv", 3},
+        {"DateTestDatabase.mdb", "DateTest", "DateTest-text.csv", 6},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.table);
+        const auto csv = readCsv(kMdbDir + c.csv);
+        ASSERT_EQ(csv.size(), c.rows + 1);
+        std::vector<std::wstring> columns;
+        for (const auto& name : csv[0])
+            columns.push_back(toWide(name));
+        CAccessDatabase db(mdbFile(c.file));
+        const auto rows = db.ReadTable(toWide(c.table), columns);
+        ASSERT_EQ(rows.size(), c.rows);
+        // The file keeps a new line inside a value as CR LF; one export
+        // (DateTest's) wrote it as LF. A new line is compared as a new line.
+        const auto lf = [](std::string text) {
+            for (size_t at; (at = text.find("\r\n")) != std::string::npos;)
+                text.erase(at, 1);
+            return text;
+        };
+        for (size_t r = 0; r < rows.size(); ++r)
+            for (size_t col = 0; col < columns.size(); ++col)
+                EXPECT_EQ(lf(toNarrow(rows[r].at(columns[col]))), lf(csv[r + 1][col]))
+                    << "row " << r << " column " << csv[0][col];
+    }
+}
+
+TEST(AccessDatabase, NamesItsTablesAndMatchesThemWithoutCase) {
+    CAccessDatabase db(mdbFile("nwind.mdb"));
+    const auto names = db.TableNames();
+    EXPECT_EQ(names.size(), 9u);
+    EXPECT_NE(std::find(names.begin(), names.end(), L"Ums\u00e4tze"), names.end());
+    EXPECT_TRUE(db.HasTable(L"customers"));
+    EXPECT_FALSE(db.HasTable(L"tbl_stores"));
+    // Every column when none are named.
+    const auto rows = db.ReadTable(L"SHIPPERS");
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[2].at(L"CompanyName"), L"Federal Shipping");
+    EXPECT_EQ(rows[2].size(), 3u);
+}
+
+TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
+    QoTest::TempDir dir;
+    QoTest::writeFile(dir / "text.mdb", "just some text, long enough to hold a header");
+    const std::wstring missing = toWide((dir / "Quarto.mdb").string());
+    const std::wstring text = toWide((dir / "text.mdb").string());
+    const std::wstring message = toWide(QOSEARCH_CORPUS_DIR "/msg/mr_200 recipients.msg");
+    const std::wstring nwind = mdbFile("nwind.mdb");
+    const struct {
+        std::function<void()> action;
+        std::wstring expected;
+    } cases[] = {
+        {[&] { CAccessDatabase db(missing); }, L"Store database not found: " + missing},
+        {[&] { CQuartoDb db(L"MDB", missing, L"", L"Admin", L""); },
+         L"Store database not found: " + missing},
+        {[&] { CAccessDatabase db(text); },
+         L"Cannot open the store database \"" + text + L"\": not an Access database"},
+        {[&] { CAccessDatabase db(message); },
+         L"Cannot open the store database \"" + message + L"\": not an Access database"},
+        {[&] { CAccessDatabase(nwind).ReadTable(L"tbl_stores"); },
+         L"The store database \"" + nwind + L"\" has no table \"tbl_stores\""},
+        {[&] {
+             CAccessDatabase(nwind).ReadTable(L"Shippers", {L"Phone", L"path_location"});
+         },
+         L"Table \"Shippers\" of \"" + nwind + L"\" has no column \"path_location\""},
+        // An Access file without the store tables has no stores to give.
+        {[&] {
+             CQuartoDb db(L"MDB", nwind, L"", L"Admin", L"");
+             LocationRows rows;
+             db.GetStoreLocationsByType(rows, L"msg");
+         },
+         L"The store database \"" + nwind + L"\" has no table \"tbl_store_types\""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(StoresTest::messageOf(c.action), c.expected);
+}
+
+TEST(AccessDatabase, TheUsersAccessFileWithoutStoreTablesIsReportedWithTheOtherSources) {
+    StoresTest::ScopedUser user;
+    std::filesystem::create_directories(user.appData());
+    std::filesystem::copy_file(kMdbDir + "nwind.mdb", user.appData() / "Quarto.mdb");
+    QoTest::writeFile(user.dir.path() / "share/list.xml",
+                      "<filinglocations><locations><location path=\"/srv/central\" "
+                      "primaryref=\"C1\"/></locations></filinglocations>");
+    QoTest::writeFile(user.appData() / "qoFilingLists.txt",
+                      (user.dir.path() / "share/list.xml").string() + "\n");
+    CMsgStoresListModel model;
+    std::vector<std::wstring> errors;
+    model.SetErrorReporter([&](const std::wstring& text) { errors.push_back(text); });
+    EXPECT_FALSE(model.LoadStoreLocations(eFileSystemFolder));
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_NE(errors[0].find(L"has no table \"tbl_store_types\""), std::wstring::npos);
+    ASSERT_EQ(model.GetRowCount(), 1u);
+    EXPECT_EQ(model.GetRow(0)[CMsgStoresListModel::eColPrimaryRef], L"C1");
+}
+
+TEST(AccessStoreJoin, FollowsTheLinksOfTheOneMatchingType) {
+    using Rows = std::vector<CAccessDatabase::Row>;
+    const Rows stores = {
+        {{L"store_id", L"1"}, {L"path_location", L"\\\\srv\\jobs\\1"}},
+        {{L"store_id", L"2"}, {L"path_location", L"J:\\Jobs\\2"}},
+        {{L"store_id", L"3"}, {L"path_location", L"/srv/3"}},
+    };
+    const Rows links = {{{L"store_id", L"3"}, {L"type_id", L"7"}},
+                        {{L"store_id", L"2"}, {L"type_id", L"8"}},
+                        {{L"store_id", L"1"}, {L"type_id", L"7"}}};
+    const struct {
+        Rows types;
+        Rows links;
+        std::vector<std::wstring> paths; // empty with an error: it throws
+        std::wstring error;
+    } cases[] = {
+        // The type matches without case; the stores come in the links' order.
+        {{{{L"type_id", L"8"}, {L"type", L"doc"}}, {{L"type_id", L"7"}, {L"type", L"MSG"}}},
+         links,
+         {L"/srv/3", L"\\\\srv\\jobs\\1"},
+         L""},
+        // No such type: no stores.
+        {{{{L"type_id", L"8"}, {L"type", L"doc"}}}, links, {}, L""},
+        // Two types alike: the count is wrong.
+        {{{{L"type_id", L"7"}, {L"type", L"msg"}}, {{L"type_id", L"9"}, {L"type", L"Msg"}}},
+         links,
+         {},
+         L"Kerf::QuireLib::CDbTableHelper::TableFindRecord: invalid record count (2)"},
+        // A link to a store that is not there.
+        {{{{L"type_id", L"7"}, {L"type", L"msg"}}},
+         {{{L"store_id", L"4"}, {L"type_id", L"7"}}},
+         {},
+         L"TableReadRecordStrings: invalid record count"},
+        // An id that is not a number.
+        {{{{L"type_id", L"seven"}, {L"type", L"msg"}}},
+         links,
+         {},
+         L"invalid type retrieving id field"},
+    };
+    for (const auto& c : cases) {
+        if (!c.error.empty()) {
+            EXPECT_EQ(StoresTest::messageOf(
+                          [&] { CQuartoDb::JoinStoreLocations(c.types, c.links, stores, L"msg"); }),
+                      c.error);
+            continue;
+        }
+        std::vector<std::wstring> paths;
+        for (const auto& row : CQuartoDb::JoinStoreLocations(c.types, c.links, stores, L"msg"))
+            paths.push_back(row.at(L"path_location"));
+        EXPECT_EQ(paths, c.paths);
+    }
+}
