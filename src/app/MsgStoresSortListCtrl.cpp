@@ -5,7 +5,10 @@
 #include <QApplication>
 #include <QHeaderView>
 #include <QMessageBox>
+#include <QPainter>
+#include <QPointer>
 #include <QStyledItemDelegate>
+#include <QThreadPool>
 
 namespace Kerf::QuireLib {
 namespace {
@@ -26,7 +29,7 @@ protected:
 } // namespace
 
 CMsgStoresSortListCtrl::CMsgStoresSortListCtrl(QWidget* parent)
-    : CSortListCtrl(kControlId, parent), m_stores(std::make_unique<CMsgStoresListModel>()) {
+    : CSortListCtrl(kControlId, parent), m_stores(std::make_unique<CMsgStoresListModel>(false)) {
     setObjectName(QStringLiteral("locationsList"));
     // A failing source is told to the user without holding up the window.
     m_stores->SetErrorReporter([this](const std::wstring& text) {
@@ -61,8 +64,47 @@ bool CMsgStoresSortListCtrl::LoadStoreLocations(int kind) {
     return loaded;
 }
 
+void CMsgStoresSortListCtrl::LoadStoreLocationsInBackground(int kind) {
+    m_bLoading = true;
+    viewport()->update();
+    // The global pool is waited for when the application ends, so a source
+    // that is slow to answer never outlives the program's libraries. The
+    // rows come back to this thread; a list gone by then takes nothing.
+    QThreadPool::globalInstance()->start([list = QPointer<CMsgStoresSortListCtrl>(this), kind] {
+        auto rows = std::make_shared<const CMsgStoresListModel::SourceRows>(
+            CMsgStoresListModel::ReadSources(true));
+        QMetaObject::invokeMethod(
+            qApp,
+            [list, rows, kind] {
+                if (list)
+                    list->ShowLoadedRows(*rows, kind);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void CMsgStoresSortListCtrl::ShowLoadedRows(const CMsgStoresListModel::SourceRows& rows, int kind) {
+    m_bLoading = false;
+    m_stores->ShowSourceRows(rows, kind);
+    // What was typed while the rows were on their way still filters them.
+    if (!m_sFilter.empty())
+        m_stores->Filter(m_sFilter);
+    ShowModelRows();
+    emit locationsLoaded();
+}
+
+void CMsgStoresSortListCtrl::paintEvent(QPaintEvent* event) {
+    CSortListCtrl::paintEvent(event);
+    if (!m_bLoading)
+        return;
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::Disabled, QPalette::Text));
+    painter.drawText(viewport()->rect(), Qt::AlignCenter, QString::fromLatin1(kLoadingText));
+}
+
 void CMsgStoresSortListCtrl::Filter(const std::wstring& text) {
     Trace::tracef("Kerf::QuireLib::CMsgStoresSortListCtrl::Filter() ...\n");
+    m_sFilter = text;
     m_stores->Filter(text);
     ShowModelRows();
 }

@@ -18,7 +18,10 @@ public:
     static constexpr int kControlId = 1001;
     static constexpr int kLocationColumn = CMsgStoresListModel::eColLocation;
 
-    /// Reads the central filing lists; the columns come with Initialise().
+    static constexpr const char* kLoadingText = "Loading filing locations...";
+
+    /// Reads no source yet; the columns come with Initialise() and the rows
+    /// with a load.
     explicit CMsgStoresSortListCtrl(QWidget* parent = nullptr);
 
     /// Column titles; they take effect when Initialise() declares the columns.
@@ -31,15 +34,30 @@ public:
 
     /// Reloads the locations of the kind from every source and shows them all.
     bool LoadStoreLocations(int kind);
+    /// Reads the store database and the central lists on a worker thread and
+    /// shows their locations of the kind when they arrive; until then the
+    /// list says it is loading. A failing source is reported then.
+    void LoadStoreLocationsInBackground(int kind);
+    bool IsLoading() const { return m_bLoading; }
     /// Shows the loaded locations that hold the text (letter case ignored).
     void Filter(const std::wstring& text);
 
     CMsgStoresListModel& GetStoresModel() { return *m_stores; }
 
+signals:
+    /// The locations read in the background are shown.
+    void locationsLoaded();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
 private:
+    void ShowLoadedRows(const CMsgStoresListModel::SourceRows& rows, int kind);
     void ShowModelRows();
 
     std::unique_ptr<CMsgStoresListModel> m_stores;
+    std::wstring m_sFilter;
+    bool m_bLoading = false;
 };
 
 } // namespace Kerf::QuireLib

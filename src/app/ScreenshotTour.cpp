@@ -40,11 +40,14 @@ public:
         QTimer::singleShot(kSettleMs, this, [this] { next(); });
     }
 
-    // Runs the next step once the search (if any) has ended.
+    // Runs the next step once the search (if any) has ended and the filing
+    // locations are there.
     void next() {
         if (!m_dlg)
             return;
-        if (m_dlg->cycle().isIndexing() && m_waitedMs < kSearchLimitMs) {
+        const bool busy =
+            m_dlg->cycle().isIndexing() || m_dlg->locationPane().GetLocationsList().IsLoading();
+        if (busy && m_waitedMs < kSearchLimitMs) {
             m_waitedMs += 200;
             QTimer::singleShot(200, this, [this] { next(); });
             return;

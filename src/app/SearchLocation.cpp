@@ -81,7 +81,9 @@ CSearchLocation::CSearchLocation(QWidget* parent)
     InitLocationListHeaders();
     m_ctlLocationsList->Initialise();
     TranslateWindow(this);
-    m_ctlLocationsList->LoadStoreLocations(Kerf::QuireLib::eFileSystemFolder);
+    // The sources may be slow (a database server, a share): the window shows
+    // at once and the locations follow.
+    m_ctlLocationsList->LoadStoreLocationsInBackground(Kerf::QuireLib::eFileSystemFolder);
     UpdateData(false);
     updateDialogItems();
 
@@ -97,6 +99,8 @@ CSearchLocation::CSearchLocation(QWidget* parent)
             &CSearchLocation::OnLvnItemchangedSearchlocations);
     connect(m_ctlLocationsList, &QAbstractItemView::doubleClicked, this,
             &CSearchLocation::OnNMDblclkSearchlocations);
+    connect(m_ctlLocationsList, &CMsgStoresSortListCtrl::locationsLoaded, this,
+            &CSearchLocation::locationsChanged);
 }
 
 CSearchLocation::~CSearchLocation() {

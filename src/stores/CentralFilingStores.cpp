@@ -49,17 +49,39 @@ CCentralFilingStores::CCentralFilingStores()
     Trace::tracef("\tCache Registry Key = %s ...\n", toNarrow(m_sCacheKey).c_str());
 }
 
-bool CCentralFilingStores::AddFilingList(const std::wstring& sRemotePath, std::wstring& sError) {
-    auto settings = openUserSettings();
-    settings->beginGroup(QString::fromLatin1(kCacheGroup));
-    const QString remote = QString::fromStdWString(sRemotePath);
-    QString cacheName;
-    for (const QString& key : settings->childKeys()) {
-        if (settings->value(key).toString() == remote) {
-            cacheName = key;
+namespace {
+
+// The cache file name recorded for the remote list; empty when none is.
+QString cacheNameOf(QSettings& settings, const QString& remote) {
+    settings.beginGroup(QString::fromLatin1(CCentralFilingStores::kCacheGroup));
+    QString name;
+    for (const QString& key : settings.childKeys()) {
+        if (settings.value(key).toString() == remote) {
+            name = key;
             break;
         }
     }
+    settings.endGroup();
+    return name;
+}
+
+} // namespace
+
+std::wstring CCentralFilingStores::CachedCopyOf(const std::wstring& sRemotePath) {
+    const QString name = cacheNameOf(*openUserSettings(), QString::fromStdWString(sRemotePath));
+    if (name.isEmpty())
+        return {};
+    const std::wstring cacheFile =
+        CQOUtils::GetQOAppDataDir() + L"Central List/" + name.toStdWString();
+    std::error_code ec;
+    return fs::is_regular_file(Util::toPath(cacheFile), ec) ? cacheFile : std::wstring();
+}
+
+bool CCentralFilingStores::AddFilingList(const std::wstring& sRemotePath, std::wstring& sError) {
+    auto settings = openUserSettings();
+    const QString remote = QString::fromStdWString(sRemotePath);
+    QString cacheName = cacheNameOf(*settings, remote);
+    settings->beginGroup(QString::fromLatin1(kCacheGroup));
     if (cacheName.isEmpty()) {
         cacheName = QUuid::createUuid().toString(QUuid::WithoutBraces) + QStringLiteral(".xml");
         settings->setValue(cacheName, remote);

@@ -32,6 +32,10 @@ public:
     /// settings cannot be written.
     bool AddFilingList(const std::wstring& sRemotePath, std::wstring& sError);
 
+    /// The cache file that holds an earlier copy of the remote list; empty when
+    /// the list was never copied.
+    static std::wstring CachedCopyOf(const std::wstring& sRemotePath);
+
     /// Copies every remote list over its cache copy, then loads every cached
     /// list. A list that fails is traced and skipped. False only when the XML
     /// reader is too old to be used (GetRefreshError() says so).

@@ -48,37 +48,75 @@ std::optional<long long> parseStoreId(const std::wstring& text) {
 
 } // namespace
 
-CMsgStoresListModel::CMsgStoresListModel() {
-    ReadCentralRows();
+CMsgStoresListModel::CMsgStoresListModel(bool bReadCentralRows) {
+    if (bReadCentralRows)
+        m_vCentralRows = ReadCentralRows(m_sCentralError);
 }
 
-void CMsgStoresListModel::ReadCentralRows() {
+LocationRows CMsgStoresListModel::ReadCentralRows(std::wstring& sError) {
+    LocationRows central;
     const std::wstring sListFile = CQOUtils::GetQOAppDataDir() + kFilingListsFileName;
     std::error_code ec;
     if (!std::filesystem::exists(Util::toPath(sListFile), ec))
-        return;
+        return central;
     const auto lines = UnicodeText::readLines(sListFile);
     if (!lines)
-        return;
+        return central;
     for (const auto& rawLine : *lines) {
         const std::wstring sRemote = Util::trim(rawLine);
-        if (sRemote.empty() || !std::filesystem::is_regular_file(Util::toPath(sRemote), ec))
+        if (sRemote.empty())
+            continue;
+        // A list out of reach is read from its cached copy; only a list that
+        // was never copied is skipped.
+        if (!std::filesystem::is_regular_file(Util::toPath(sRemote), ec) &&
+            CCentralFilingStores::CachedCopyOf(sRemote).empty())
             continue;
         CCentralFilingStores stores;
-        std::wstring sError;
-        if (!stores.AddFilingList(sRemote, sError)) {
-            Trace::tracef("%s\n", toNarrow(sError).c_str());
+        std::wstring sAddError;
+        if (!stores.AddFilingList(sRemote, sAddError)) {
+            Trace::tracef("%s\n", toNarrow(sAddError).c_str());
             continue;
         }
         if (!stores.Refresh()) {
-            // No reporter is set yet: the message waits for the first load.
-            m_sCentralError = stores.GetRefreshError();
-            return;
+            // No reporter may be set yet: the message waits for the first load.
+            sError = stores.GetRefreshError();
+            return central;
         }
         const auto& rows = stores.Locations();
-        m_vCentralRows.insert(m_vCentralRows.end(), rows.begin(), rows.end());
+        central.insert(central.end(), rows.begin(), rows.end());
         stores.Close();
     }
+    return central;
+}
+
+bool CMsgStoresListModel::ReadDatabaseRows(LocationRows& rows, std::vector<std::wstring>& errors) {
+    Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadDBStoreLocations() ...\n");
+    try {
+        CQuartoDb db;
+        if (!db.GetOpenError().empty())
+            throw CExceptionBase(db.GetOpenError());
+        if (db.IsOpen())
+            db.GetStoreLocationsByType(rows, L"msg");
+        return true;
+    } catch (const CExceptionBase& e) {
+        errors.push_back(e.getMessage());
+    } catch (const std::exception& e) {
+        errors.push_back(Util::toWide(e.what()));
+    }
+    rows.clear();
+    return false;
+}
+
+CMsgStoresListModel::SourceRows CMsgStoresListModel::ReadSources(bool bCentralLists) {
+    SourceRows rows;
+    rows.bDatabaseRead = ReadDatabaseRows(rows.database, rows.errors);
+    if (bCentralLists) {
+        std::wstring sError;
+        rows.central = ReadCentralRows(sError);
+        if (!sError.empty())
+            rows.errors.push_back(sError);
+    }
+    return rows;
 }
 
 std::wstring CMsgStoresListModel::GetColumnSpecification() const {
@@ -94,36 +132,32 @@ void CMsgStoresListModel::ReportError(const std::wstring& sText) {
 
 bool CMsgStoresListModel::LoadStoreLocations(int kind) {
     Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadStoreLocations() ...\n");
+    SourceRows rows = ReadSources(false);
+    rows.central = m_vCentralRows;
+    if (!m_sCentralError.empty())
+        rows.errors.push_back(m_sCentralError);
+    return ShowSourceRows(rows, kind);
+}
+
+bool CMsgStoresListModel::ShowSourceRows(const SourceRows& rows, int kind) {
     m_setLocationsCache.clear();
     m_bEntriesStale = true;
-    bool bDatabaseRead = true;
-    try {
-        LoadDBStoreLocations(kind);
-    } catch (const CExceptionBase& e) {
-        // The central rows are still worth showing when the database fails.
-        ReportError(e.getMessage());
-        bDatabaseRead = false;
-    } catch (const std::exception& e) {
-        ReportError(Util::toWide(e.what()));
-        bDatabaseRead = false;
-    }
+    // The central rows are still worth showing when the database fails.
+    PushOnLocationsCache(rows.database, kind);
+    for (const auto& sError : rows.errors)
+        ReportError(sError);
     Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadAdminStoreLocations() ...\n");
-    if (!m_sCentralError.empty())
-        ReportError(m_sCentralError);
+    m_vCentralRows = rows.central;
     PushOnLocationsCache(m_vCentralRows, kind);
     DisplayFilteredStoreLocationsCache(L"");
-    return bDatabaseRead;
+    return rows.bDatabaseRead;
 }
 
 void CMsgStoresListModel::LoadDBStoreLocations(int kind) {
-    Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadDBStoreLocations() ...\n");
-    CQuartoDb db;
-    if (!db.GetOpenError().empty())
-        throw CExceptionBase(db.GetOpenError());
-    if (!db.IsOpen())
-        return;
     LocationRows rows;
-    db.GetStoreLocationsByType(rows, L"msg");
+    std::vector<std::wstring> errors;
+    if (!ReadDatabaseRows(rows, errors))
+        throw CExceptionBase(errors.front());
     PushOnLocationsCache(rows, kind);
 }
 

@@ -31,9 +31,27 @@ public:
 
     static constexpr const wchar_t* kFilingListsFileName = L"qoFilingLists.txt";
 
+    /// What the sources gave: the rows of each and the messages for the user.
+    struct SourceRows {
+        LocationRows database;
+        LocationRows central;
+        std::vector<std::wstring> errors;
+        bool bDatabaseRead = true;
+    };
+
     /// Reads the central rows once, from every list named in the user's
-    /// "qoFilingLists.txt" whose file exists.
-    CMsgStoresListModel();
+    /// "qoFilingLists.txt" that is reachable or was cached before. Without
+    /// bReadCentralRows nothing is read here: the rows come with ShowSourceRows().
+    explicit CMsgStoresListModel(bool bReadCentralRows = true);
+
+    /// Reads every source: the store database and, when asked, the central
+    /// lists. Touches no model, so it may run on any thread.
+    static SourceRows ReadSources(bool bCentralLists);
+    /// Rebuilds the cache from rows read by ReadSources(), keeping only
+    /// locations of the kind, reports the sources' messages and shows the
+    /// rows unfiltered. The central rows are kept for later reloads. Returns
+    /// whether the database was read.
+    bool ShowSourceRows(const SourceRows& rows, int kind);
 
     void SetPrimaryRefTitle(const std::wstring& s) { m_sPrimaryRefTitle = s; }
     void SetSecondaryRefTitle(const std::wstring& s) { m_sSecondaryRefTitle = s; }
@@ -77,7 +95,8 @@ private:
         std::wstring sHaystack; ///< the four visible fields, lower-cased, "__"-joined
         bool bShown = false;    ///< the store id parses as a number
     };
-    void ReadCentralRows();
+    static LocationRows ReadCentralRows(std::wstring& sError);
+    static bool ReadDatabaseRows(LocationRows& rows, std::vector<std::wstring>& errors);
     void ReportError(const std::wstring& sText);
     void RebuildEntries();
     void RebuildOrder();

@@ -2,14 +2,20 @@
 // controls each enables, the stored choice across a restart, the filter on
 // every keystroke, the column titles from the settings file, a picked
 // location pre-filling the folder, a double-click searching again, and the
-// folder chooser.
+// folder chooser; the sources read while the window is already shown.
 
 #include "WindowTestSupport.h"
 
 #include "app/MsgStoresSortListCtrl.h"
+#include "stores/UserSettings.h"
 
 #include <QFileDialog>
 #include <QSettings>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 using namespace WindowTest;
 using Kerf::QuireLib::CMsgStoresSortListCtrl;
@@ -227,4 +233,54 @@ TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {
     ASSERT_TRUE(answered);
     EXPECT_EQ(pane().GetFolderEdit().text(), target);
     EXPECT_TRUE(dlg->findNowButton().isEnabled());
+}
+
+// A store server that takes the connection and never answers: the window
+// paints while the list is still waiting for it, and its message comes once
+// the connection fails.
+TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirstPaint) {
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_GE(listener, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
+    // The kernel completes connections into the backlog; nobody accepts them.
+    ASSERT_EQ(::listen(listener, 8), 0);
+    ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    Kerf::QuireLib::openUserSettings()->setValue(
+        "Store Database/ConnectionString",
+        QStringLiteral("DRIVER={MySQL ODBC 3.51 Driver};DB=quarto;SERVER=127.0.0.1:%1;UID=qo;"
+                       "PASSWORD=pw;OPTION=2048;")
+            .arg(ntohs(address.sin_port)));
+
+    dlg = std::make_unique<CQoSearchDlg>(user.indexPlace());
+    struct FirstPaint : QObject {
+        CMsgStoresSortListCtrl* list = nullptr;
+        int paints = 0;
+        bool loadingAtFirstPaint = false;
+        bool eventFilter(QObject*, QEvent* e) override {
+            if (e->type() == QEvent::Paint && paints++ == 0)
+                loadingAtFirstPaint = list->IsLoading();
+            return false;
+        }
+    } watch;
+    watch.list = &list();
+    list().viewport()->installEventFilter(&watch);
+    dlg->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(dlg.get()));
+    ASSERT_TRUE(waitUntil([&] { return watch.paints > 0; }, 10000));
+    EXPECT_TRUE(watch.loadingAtFirstPaint);
+    EXPECT_TRUE(list().IsLoading());
+    EXPECT_EQ(list().GetItemCount(), 0);
+    EXPECT_FALSE(dlg->findNowButton().isEnabled());
+
+    ::close(listener); // the waiting connection is reset
+    ASSERT_TRUE(waitUntil([&] { return !list().IsLoading(); }, 60000));
+    list().viewport()->removeEventFilter(&watch);
+    const auto boxes = dlg->findChildren<QMessageBox*>();
+    ASSERT_EQ(boxes.size(), 1);
+    EXPECT_TRUE(boxes[0]->text().startsWith("Cannot open the store database"))
+        << boxes[0]->text().toStdString();
 }

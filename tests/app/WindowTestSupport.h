@@ -128,6 +128,7 @@ public:
         auto dlg = std::make_unique<CQoSearchDlg>(indexPlace());
         dlg->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(dlg.get()));
+        EXPECT_TRUE(waitUntil([&] { return !dlg->locationPane().GetLocationsList().IsLoading(); }));
         return dlg;
     }
 
