@@ -1,5 +1,6 @@
 #include "app/PreviewText.h"
 
+#include "controls/LocaleDates.h"
 #include "support/DateTime.h"
 
 #include <QDateTime>
@@ -49,6 +50,8 @@ private:
 
 QString sentDateTimeText(const Kerf::OleDate& sent) {
     const Kerf::DateTime dt = Kerf::Dates::fromOleDate(sent.m_dt);
+    if (Kerf::Dates::isNoDate(dt))
+        return QStringLiteral("(not sent)");
     const QDate date(dt.year, dt.month, dt.day);
     const QTime time(dt.hour, dt.minute, dt.second);
     const QLocale locale;
@@ -57,7 +60,7 @@ QString sentDateTimeText(const Kerf::OleDate& sent) {
     static const QRegularExpression zone(QStringLiteral("\\s*\\bt+\\b\\s*"));
     QString timeFormat = locale.timeFormat(QLocale::LongFormat);
     timeFormat.replace(zone, QStringLiteral(" "));
-    return locale.toString(date, QLocale::ShortFormat) + QLatin1Char(' ') +
+    return Kerf::QuireLib::shortDateText(date, locale) + QLatin1Char(' ') +
            locale.toString(time, timeFormat.trimmed());
 }
 

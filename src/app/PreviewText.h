@@ -9,8 +9,9 @@
 
 class QTextEdit;
 
-/// The sent date and time in the user's locale: the short date and the time
-/// with seconds (without a time-zone name).
+/// The sent date and time in the user's locale: the short date (four-digit
+/// year) and the time with seconds (without a time-zone name); "(not sent)"
+/// for a message that has no sent date.
 QString sentDateTimeText(const Kerf::OleDate& sent);
 
 /// Replaces the text of the control by the record, scrolled to the top.

@@ -1,6 +1,7 @@
 #include "app/SearchCriteriaPane.h"
 
 #include "app/TranslateWindow.h"
+#include "controls/LocaleDates.h"
 
 #include <QCheckBox>
 #include <QDateEdit>
@@ -48,12 +49,7 @@ QDateEdit* newDatePicker(const char* objectName) {
     auto* picker = new QDateEdit;
     picker->setObjectName(QLatin1String(objectName));
     picker->setCalendarPopup(true);
-    // The locale's short date, but with the century: a two-digit year
-    // cannot say which century a filed message belongs to.
-    QString format = QLocale().dateFormat(QLocale::ShortFormat);
-    if (!format.contains(QLatin1String("yyyy")))
-        format.replace(QLatin1String("yy"), QLatin1String("yyyy"));
-    picker->setDisplayFormat(format);
+    picker->setDisplayFormat(Kerf::QuireLib::shortDateFormatWithCentury());
     return picker;
 }
 

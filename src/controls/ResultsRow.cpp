@@ -1,10 +1,10 @@
 #include "controls/ResultsRow.h"
 
+#include "controls/LocaleDates.h"
 #include "controls/SortListCtrl.h"
 #include "support/Assert.h"
 
 #include <QDate>
-#include <QLocale>
 
 #include <cmath>
 #include <cstdio>
@@ -32,8 +32,9 @@ std::wstring paddedNumber(std::int32_t value) {
 }
 
 std::wstring sentDisplayText(const DateTime& sent) {
-    const QDate date(sent.year, sent.month, sent.day);
-    return QLocale().toString(date, QLocale::ShortFormat).toStdWString();
+    if (Dates::isNoDate(sent))
+        return {};
+    return shortDateText(QDate(sent.year, sent.month, sent.day)).toStdWString();
 }
 
 std::wstring sizeDisplayText(std::int32_t bytes) {
@@ -59,7 +60,9 @@ Texts buildTexts(const Hit& hit) {
 
     const bool validDate = Dates::isValid(hit.sent);
     KERF_ASSERT(validDate);
-    if (validDate) {
+    // A message never sent has no date: an empty cell, and an empty sort
+    // text puts it before every dated message.
+    if (validDate && !Dates::isNoDate(hit.sent)) {
         t.display[Sent] = sentDisplayText(hit.sent);
         t.sort[Sent] = widen(Dates::toIndexText(hit.sent).c_str());
     }

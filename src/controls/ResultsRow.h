@@ -29,7 +29,7 @@ struct Hit {
     std::wstring subject;
     std::wstring normalisedSubject;
     std::wstring location; // the message file's full path
-    DateTime sent;         // must be a real date
+    DateTime sent;         // must be a real date; the zero date means "not sent"
     std::int32_t size = 0;
     std::int32_t attachments = 0;
 };
@@ -45,7 +45,8 @@ int numberFieldWidth();
 /// The number right-aligned in numberFieldWidth() characters.
 std::wstring paddedNumber(std::int32_t value);
 
-/// The date part only, in the user's locale's short form.
+/// The date part only, in the user's locale's short form with a four-digit
+/// year; empty for a message never sent.
 std::wstring sentDisplayText(const DateTime& sent);
 /// Whole kilobytes (rounded down) and " KB".
 std::wstring sizeDisplayText(std::int32_t bytes);

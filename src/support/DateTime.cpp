@@ -98,6 +98,10 @@ bool isValid(const DateTime& dt) {
            dt.minute >= 0 && dt.minute < 60 && dt.second >= 0 && dt.second < 60;
 }
 
+bool isNoDate(const DateTime& dt) {
+    return dt == DateTime{};
+}
+
 DateTime fromUnixLocal(std::int64_t secondsUtc) {
     const std::time_t t = static_cast<std::time_t>(secondsUtc);
     std::tm tm{};

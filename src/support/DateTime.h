@@ -65,5 +65,9 @@ DateTime withTime(DateTime date, int hour, int minute, int second);
 
 bool isValid(const DateTime& dateTime);
 
+/// The zero automation date (30 December 1899, midnight) is what a message
+/// that was never sent carries: it means "no date", not a day to show.
+bool isNoDate(const DateTime& dateTime);
+
 } // namespace Dates
 } // namespace Kerf

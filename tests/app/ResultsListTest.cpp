@@ -37,7 +37,8 @@ const std::vector<std::string> kMessages = {"mr_voteItems.msg",
                                             "poi_quick.msg",
                                             "mr_A memo.msg",
                                             "poi_example_sent_regular.msg",
-                                            "poi_attachment_test_msg.msg"};
+                                            "poi_attachment_test_msg.msg",
+                                            "mr_Simple.msg"}; // never sent: no date
 
 void clickHeading(CSortListCtrl& list, int column) {
     auto& header = list.GetHeaderCtrl();
@@ -125,6 +126,9 @@ TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsBy
     EXPECT_EQ(list().GetItemText(row("mr_voteNo.msg"), Sent),
               list().GetItemText(row("mr_voteItems.msg"), Sent));
     EXPECT_EQ(list().GetSortText(row("mr_voteItems.msg"), Sent).size(), 14u);
+    // A message without a sent date shows no date and comes before every dated one.
+    EXPECT_EQ(row("mr_Simple.msg"), 0);
+    EXPECT_EQ(list().GetItemText(0, Sent), L"");
 
     // The second click reverses.
     clickHeading(list(), Sent);
@@ -185,6 +189,10 @@ TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     EXPECT_TRUE(full.contains("\nCc:\t\t")) << full.toStdString();
     EXPECT_TRUE(full.contains("\nBcc:\t\t"));
     EXPECT_EQ(preview.textCursor().position(), 0);
+
+    list().setCurrentIndex(list().model()->index(row("mr_Simple.msg"), 0));
+    EXPECT_TRUE(preview.toPlainText().startsWith("Sent:\t\t(not sent)\n"))
+        << preview.toPlainText().toStdString();
 }
 
 TEST_F(WindowResultsList, TheContextMenuHasTheEntriesOfThisPlatform) {

@@ -67,20 +67,41 @@ TEST_F(ResultsList, SubjectSortPutsARepliesNextToTheirOriginal) {
               (std::vector<std::wstring>{L"Agenda", L"Budget", L"RE: Budget", L"Holiday rota"}));
 }
 
-TEST_F(ResultsList, SentSortFollowsDateAndTimeNotTheShownDate) {
+TEST_F(ResultsList, SentSortFollowsDateAndTimeAndPutsUnsentFirst) {
     // In this locale's short form "1/2/14" would come before "12/31/13".
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     RR::insertRow(list, RR::buildTexts(hit(L"late", L"late", {2013, 12, 31, 17, 0, 0})));
     RR::insertRow(list, RR::buildTexts(hit(L"new year", L"new year", {2014, 1, 2, 8, 0, 0})));
+    RR::insertRow(list, RR::buildTexts(hit(L"unsent", L"unsent", DateTime{})));
     RR::insertRow(list, RR::buildTexts(hit(L"early", L"early", {2013, 12, 31, 8, 30, 0})));
+    RR::insertRow(list, RR::buildTexts(hit(L"old", L"old", {1900, 1, 1, 0, 0, 0})));
     QLocale::setDefault(QLocale::system());
     list.Sort(RR::Sent, true);
     EXPECT_EQ(column(list, RR::Subject),
-              (std::vector<std::wstring>{L"early", L"late", L"new year"}));
-    EXPECT_EQ(list.GetItemText(0, RR::Sent), list.GetItemText(1, RR::Sent));
+              (std::vector<std::wstring>{L"unsent", L"old", L"early", L"late", L"new year"}));
+    EXPECT_EQ(list.GetItemText(0, RR::Sent), L"");
+    EXPECT_EQ(list.GetItemText(2, RR::Sent), list.GetItemText(3, RR::Sent));
     list.Sort(RR::Sent, false);
     EXPECT_EQ(column(list, RR::Subject),
-              (std::vector<std::wstring>{L"new year", L"late", L"early"}));
+              (std::vector<std::wstring>{L"new year", L"late", L"early", L"old", L"unsent"}));
+}
+
+TEST(ResultsListDates, ShowFourDigitYearsInTheLocalesOrder) {
+    const DateTime sent{2009, 3, 4, 10, 0, 0};
+    const std::vector<std::pair<QLocale, std::wstring>> cases{
+        {QLocale(QLocale::English, QLocale::UnitedStates), L"3/4/2009"},
+        {QLocale(QLocale::English, QLocale::UnitedKingdom), L"04/03/2009"},
+        {QLocale(QLocale::German, QLocale::Germany), L"04.03.2009"},
+        {QLocale(QLocale::Japanese, QLocale::Japan), L"2009/03/04"},
+        {QLocale(QLocale::Dutch, QLocale::Netherlands), L"04-03-2009"}};
+    for (const auto& [locale, expected] : cases) {
+        QLocale::setDefault(locale);
+        const std::wstring shown = RR::sentDisplayText(sent);
+        const std::wstring unsent = RR::sentDisplayText(DateTime{});
+        QLocale::setDefault(QLocale::system());
+        EXPECT_EQ(shown, expected) << locale.name().toStdString();
+        EXPECT_EQ(unsent, L"") << locale.name().toStdString();
+    }
 }
 
 TEST(ResultsListNumbers, SortNumericallyThroughTheirPaddingInEveryLocale) {
