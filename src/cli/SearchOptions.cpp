@@ -36,6 +36,10 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
                                                 std::string& problem) {
     SearchOptions options;
     std::wstring indexDirectory = CQoSearchApp::buildIndexDirectory();
+    // The per-user index root belongs to the program and is tidied; a folder
+    // named with --index-dir is the index itself, and what lies beside it is
+    // the user's.
+    std::wstring indexRoot = CQoSearchApp::buildIndexRootDirectory();
     auto& c = options.criteria;
     const std::map<std::string, std::wstring*> texts = {{"--subject", &c.m_sSubject},
                                                         {"--body", &c.m_sBody},
@@ -61,6 +65,7 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
             if (!v)
                 return std::nullopt;
             indexDirectory = withoutTrailingSeparator(fromPath(fs::absolute(toPath(toWide(*v)))));
+            indexRoot.clear();
         } else if (arg == "--progress") {
             options.progress = true;
         } else if (forFind && arg == "--json") {
@@ -108,7 +113,7 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
         return std::nullopt;
     }
     options.place.directory = indexDirectory;
-    options.place.root = fromPath(toPath(indexDirectory).parent_path());
+    options.place.root = indexRoot;
     return options;
 }
 

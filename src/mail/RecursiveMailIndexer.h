@@ -17,7 +17,8 @@ namespace Kerf::QuireLib {
 
 class CRecursiveMailIndexer : public Search::Writer::CRecursiveIndexer {
 public:
-    /// Where the index lives: the root that is tidied and the index itself.
+    /// Where the index lives: the per-user root that is tidied (empty: no
+    /// tidying, for an index the user named) and the index itself.
     struct IndexPlace {
         std::wstring root;
         std::wstring directory;

@@ -104,6 +104,23 @@ int fieldConfig(FieldIndex index) {
                                                            : Field::INDEX_UNTOKENIZED);
 }
 
+/// The path as two spellings of one folder compare equal: without "." or
+/// ".." steps and without a trailing separator.
+fs::path comparable(const fs::path& path) {
+    fs::path normal = path.lexically_normal();
+    if (!normal.has_filename() && normal.has_parent_path() && normal != normal.root_path())
+        normal = normal.parent_path();
+    return normal;
+}
+
+bool holdsIndex(const fs::path& directory) {
+    try {
+        return IndexReader::indexExists(directory.c_str());
+    } catch (CLuceneError&) {
+        return false;
+    }
+}
+
 } // namespace
 
 // CLucene writes stored text as 16-bit units: a character past U+FFFF comes
@@ -159,7 +176,8 @@ CExceptionBase toException(CLuceneError& error) {
 IndexWriterPtr createIndexWriter(const std::wstring& indexRoot,
                                  const std::wstring& indexDirectory) {
     KERF_TRACE_ENTRY("Kerf::Search::createIndexWriter");
-    tidyIndexDirectory(indexRoot, indexDirectory);
+    if (!indexRoot.empty())
+        tidyIndexDirectory(indexRoot, indexDirectory);
     return Writer::create(indexDirectory);
 }
 
@@ -175,16 +193,17 @@ void tidyIndexDirectory(const std::wstring& indexRoot, const std::wstring& index
         Trace::tracef("Kerf::Search::tidyIndexDirectory(%s)\n", args.c_str());
     }
     const fs::path root = Util::toPath(indexRoot);
-    if (!fs::exists(root))
+    std::error_code ec;
+    if (!fs::is_directory(root, ec))
         return;
-    clearDirectory(indexRoot);
+    const fs::path live = comparable(Util::toPath(indexDirectory));
     std::vector<fs::path> doomed;
     for (const auto& entry : fs::directory_iterator(root)) {
         if (!entry.is_directory() || entry.is_symlink())
             continue;
-        // Exact comparison on purpose: only the live directory, named as the
-        // listing names it, survives.
-        if (Util::fromPath(entry.path()) != indexDirectory)
+        // Only an index of another format version goes: a folder that holds
+        // anything else may be the user's, and the program did not make it.
+        if (comparable(entry.path()) != live && holdsIndex(entry.path()))
             doomed.push_back(entry.path());
     }
     for (const auto& dir : doomed)

@@ -27,12 +27,14 @@ enum class FieldIndex { Tokenized, Untokenized };
 /// The clause limit that every query returns to.
 constexpr std::size_t kRestingClauseLimit = 1024;
 
-/// Clears stale entries of the index root, then opens or creates the index.
+/// Tidies the index root (none when it is empty), then opens or creates the
+/// index.
 IndexWriterPtr createIndexWriter(const std::wstring& indexRoot, const std::wstring& indexDirectory);
 IndexSearcherPtr createIndexSearcher(const std::wstring& indexDirectory);
 
-/// Removes every file directly in the root and every subdirectory other than
-/// indexDirectory (compared exactly, character by character).
+/// Removes the subdirectories of the root that hold an index other than
+/// indexDirectory: the indexes of other format versions. Nothing else in the
+/// root is touched.
 void tidyIndexDirectory(const std::wstring& indexRoot, const std::wstring& indexDirectory);
 /// Deletes the plain files directly inside the directory.
 void clearDirectory(const std::wstring& directory);

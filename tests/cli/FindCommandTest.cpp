@@ -141,3 +141,20 @@ TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
     EXPECT_EQ(runCli({"find", "--folder"}).status, 2);
     EXPECT_EQ(runCli({"find", "--folder", mail.string(), "--after", "2024-02-30"}).status, 2);
 }
+
+TEST_F(FindCommand, NothingBesideTheNamedIndexIsTouched) {
+    // The index named beside the mail itself, in a folder full of the user's files.
+    const fs::path named = dir / "idx";
+    QoTest::writeFile(dir / "notes.txt", "keep");
+    QoTest::writeFile(dir / "Photos" / "a.jpg", "keep");
+    const auto indexed = runCli({"index", "--index-dir", named.string(), mail.string()});
+    ASSERT_EQ(indexed.status, 0) << indexed.err;
+    EXPECT_NE(indexed.out.find("Indexed 86 new messages"), std::string::npos) << indexed.out;
+    const auto found = runCli({"find", "--index-dir", named.string(), "--folder", mail.string(),
+                               "--subject", "reseller"});
+    ASSERT_EQ(found.status, 0) << found.err;
+    EXPECT_EQ(names(found).size(), 2u);
+    for (const fs::path& kept :
+         {dir / "notes.txt", dir / "Photos" / "a.jpg", mail / "poi_message_1979.msg", dir / "data"})
+        EXPECT_TRUE(fs::exists(kept)) << kept;
+}

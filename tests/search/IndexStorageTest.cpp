@@ -58,29 +58,21 @@ TEST_F(IndexStorage, CreatesACompoundIndexAndReopensItUntouched) {
     EXPECT_EQ(countHits(searcher, L"invoice"), 1u);
 }
 
-TEST_F(IndexStorage, TidyingKeepsOnlyTheLiveDirectory) {
-    QoTest::writeFile(root / "stale.txt", "x");
-    QoTest::writeFile(live / "keep.me", "x");
-    QoTest::writeFile(root / "0.3" / "old", "x");
-    QoTest::writeFile(root / "other" / "deep" / "old", "x");
-    tidyIndexDirectory(wide(root), wide(live));
-    std::vector<fs::path> left;
-    for (const auto& e : fs::directory_iterator(root))
-        left.push_back(e.path());
-    ASSERT_EQ(left, std::vector<fs::path>{live});
-    EXPECT_TRUE(fs::exists(live / "keep.me"));
-}
-
-TEST_F(IndexStorage, TidyingDeletesTheLiveDirectoryNamedWithASlashOrInAnotherCase) {
-    QoTest::writeFile(live / "keep.me", "x");
-    tidyIndexDirectory(wide(root), wide(live) + L"/");
-    EXPECT_FALSE(fs::exists(live));
-
-    const fs::path upper = root / "Live";
-    QoTest::writeFile(upper / "keep.me", "x");
-    tidyIndexDirectory(wide(root), wide(root / "live"));
-    EXPECT_FALSE(fs::exists(upper));
-
+TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
+    { createIndexWriter(L"", wide(live)); }
+    QoTest::writeFile(root / "notes.txt", "x");
+    QoTest::writeFile(root / "photos" / "deep" / "a.jpg", "x");
+    // However the live index is spelt, it and everything that is not an
+    // index survive; the index of another version goes.
+    for (const std::wstring& spelling : {wide(live), wide(live) + L"/", wide(root / "." / "0.4"),
+                                         wide(root / "x" / ".." / "0.4")}) {
+        { createIndexWriter(L"", wide(root / "0.3")); }
+        tidyIndexDirectory(wide(root), spelling);
+        EXPECT_FALSE(fs::exists(root / "0.3")) << Util::toNarrow(spelling);
+        EXPECT_TRUE(fs::exists(live / "segments.gen")) << Util::toNarrow(spelling);
+        EXPECT_TRUE(fs::exists(root / "notes.txt"));
+        EXPECT_TRUE(fs::exists(root / "photos" / "deep" / "a.jpg"));
+    }
     EXPECT_NO_THROW(tidyIndexDirectory(wide(dir / "missing"), wide(dir / "missing" / "0.4")));
 }
 
