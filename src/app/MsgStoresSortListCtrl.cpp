@@ -4,26 +4,35 @@
 
 #include <QApplication>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPointer>
 #include <QStyledItemDelegate>
 #include <QThreadPool>
+#include <QToolTip>
 
 namespace Kerf::QuireLib {
 namespace {
 
 // A path too long for its column keeps its start and its end, which tell
-// more than the start alone.
-class PathDelegate : public QStyledItemDelegate {
+// more than the start alone. A location that cannot be searched is dimmed.
+class LocationDelegate : public QStyledItemDelegate {
 public:
-    using QStyledItemDelegate::QStyledItemDelegate;
+    explicit LocationDelegate(CMsgStoresSortListCtrl* list)
+        : QStyledItemDelegate(list), m_pList(list) {}
 
 protected:
     void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
         QStyledItemDelegate::initStyleOption(option, index);
-        option->textElideMode = Qt::ElideMiddle;
+        if (index.column() == CMsgStoresSortListCtrl::kLocationColumn)
+            option->textElideMode = Qt::ElideMiddle;
+        if (!m_pList->LocateRow(index.row()).IsReachable())
+            option->state &= ~QStyle::State_Enabled;
     }
+
+private:
+    CMsgStoresSortListCtrl* m_pList;
 };
 
 } // namespace
@@ -52,7 +61,7 @@ void CMsgStoresSortListCtrl::Initialise() {
     SetHeadings(m_stores->GetColumnSpecification());
     // The folder is what matters most: it takes whatever room is left.
     header()->setStretchLastSection(true);
-    setItemDelegateForColumn(kLocationColumn, new PathDelegate(this));
+    setItemDelegate(new LocationDelegate(this));
     LoadColumnInfo();
     SetColumnWidth(CMsgStoresListModel::eColStoreId, 0);
     SetColumnWidth(CMsgStoresListModel::eColSource, 0);
@@ -91,6 +100,30 @@ void CMsgStoresSortListCtrl::ShowLoadedRows(const CMsgStoresListModel::SourceRow
         m_stores->Filter(m_sFilter);
     ShowModelRows();
     emit locationsLoaded();
+}
+
+LocatedPath CMsgStoresSortListCtrl::LocateRow(int row) const {
+    const std::wstring path = GetItemText(row, kLocationColumn);
+    if (const LocatedPath* place = m_stores->FindPlace(path))
+        return *place;
+    return {path, {}}; // not from a source: taken as it stands
+}
+
+bool CMsgStoresSortListCtrl::viewportEvent(QEvent* event) {
+    if (event->type() == QEvent::ToolTip) {
+        const auto* help = static_cast<QHelpEvent*>(event);
+        const QModelIndex index = indexAt(help->pos());
+        const LocatedPath place = index.isValid() ? LocateRow(index.row()) : LocatedPath{};
+        if (!place.IsReachable()) {
+            QToolTip::showText(help->globalPos(), QString::fromStdWString(place.sReason),
+                               viewport());
+            return true;
+        }
+        QToolTip::hideText();
+        event->ignore();
+        return true;
+    }
+    return CSortListCtrl::viewportEvent(event);
 }
 
 void CMsgStoresSortListCtrl::paintEvent(QPaintEvent* event) {

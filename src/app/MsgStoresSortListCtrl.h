@@ -39,6 +39,10 @@ public:
     /// list says it is loading. A failing source is reported then.
     void LoadStoreLocationsInBackground(int kind);
     bool IsLoading() const { return m_bLoading; }
+
+    /// Where the row's location is on this computer, or why it cannot be
+    /// searched (such a row is shown dimmed, the reason as its tool tip).
+    LocatedPath LocateRow(int row) const;
     /// Shows the loaded locations that hold the text (letter case ignored).
     void Filter(const std::wstring& text);
 
@@ -50,6 +54,7 @@ signals:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
 
 private:
     void ShowLoadedRows(const CMsgStoresListModel::SourceRows& rows, int kind);

@@ -278,6 +278,7 @@ void CQoSearchDlg::Findnow() {
     criteria.m_sKeywords = m_pLocation->GetKeywords();
     criteria.m_sQuery = m_pLocation->GetRawQuery();
     const std::vector<std::wstring> locations = m_pLocation->GetSearchLocations();
+    m_cycle.setUnreachableLocations(m_pLocation->GetUnreachableLocations());
     if (!locations.empty())
         showResultsArea();
     // Without locations the cycle only says so.

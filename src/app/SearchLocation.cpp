@@ -1,6 +1,7 @@
 #include "app/SearchLocation.h"
 
 #include "app/TranslateWindow.h"
+#include "stores/PathMapping.h"
 #include "stores/QOSettings.h"
 #include "stores/UserSettings.h"
 #include "support/Assert.h"
@@ -244,16 +245,31 @@ bool CSearchLocation::AreSearchLocationsAvailable() {
 }
 
 std::vector<std::wstring> CSearchLocation::GetSearchLocations() {
+    m_vUnreachable.clear();
     std::vector<std::wstring> locations;
+    // A chosen location that is not on this computer is never searched as
+    // an empty folder: it is set aside with its reason.
+    const auto take = [&](const Kerf::QuireLib::LocatedPath& place, const std::wstring& text) {
+        if (place.IsReachable())
+            locations.push_back(place.sPath);
+        else
+            m_vUnreachable.push_back(text + L" (" + place.sReason + L")");
+    };
     if (m_iLocationOrFolder == 0) {
-        locations =
-            GetSelectedListItems(*m_ctlLocationsList, CMsgStoresSortListCtrl::kLocationColumn);
-        if (locations.empty() && m_ctlLocationsList->GetItemCount() == 1)
-            locations.push_back(
-                m_ctlLocationsList->GetItemText(0, CMsgStoresSortListCtrl::kLocationColumn));
+        std::vector<int> rows = m_ctlLocationsList->GetSelectedItems();
+        if (rows.empty() && m_ctlLocationsList->GetItemCount() == 1)
+            rows.push_back(0); // a lone location counts, selected or not
+        for (const int row : rows)
+            take(m_ctlLocationsList->LocateRow(row),
+                 m_ctlLocationsList->GetItemText(row, CMsgStoresSortListCtrl::kLocationColumn));
     } else {
         UpdateData(true);
-        if (!m_sSearchFolder.empty())
+        // A folder typed the Windows way is mapped as a store-list path is;
+        // anything else is searched as it stands.
+        if (Kerf::QuireLib::locationKindOf(m_sSearchFolder) == Kerf::QuireLib::eFileSystemFolder &&
+            !m_sSearchFolder.starts_with(L"/"))
+            take(Kerf::QuireLib::CPathMapper::ForThisUser().Map(m_sSearchFolder), m_sSearchFolder);
+        else if (!m_sSearchFolder.empty())
             locations.push_back(m_sSearchFolder);
     }
     return locations;

@@ -30,8 +30,12 @@ public:
     ~CSearchLocation() override;
 
     /// The folders to search: in mode 0 the selected locations in display
-    /// order (a lone location counts as chosen), otherwise the folder text.
+    /// order (a lone location counts as chosen), otherwise the folder text;
+    /// paths written the Windows way are mapped to where they are here.
     std::vector<std::wstring> GetSearchLocations();
+    /// The chosen locations the last GetSearchLocations() left out because
+    /// they cannot be reached, each with its reason.
+    const std::vector<std::wstring>& GetUnreachableLocations() const { return m_vUnreachable; }
     bool AreSearchLocationsAvailable();
 
     /// The texts in the column of every selected row, in display order.
@@ -84,4 +88,5 @@ private:
     QLineEdit* m_pKeywordsEdit;
     QLineEdit* m_pRawQueryEdit;
     int m_iLocationOrFolder = 0;
+    std::vector<std::wstring> m_vUnreachable;
 };

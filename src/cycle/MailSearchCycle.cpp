@@ -113,7 +113,14 @@ void CMailSearchCycle::showSearchFinish() {
     refreshSearch();
     if (!m_sLastError.empty())
         return; // the status already says what went wrong
-    setStatus(StatusTexts::matchesFound(m_matchedMessages.size(), m_pIndexer->getElapsedTime()));
+    std::wstring status =
+        StatusTexts::matchesFound(m_matchedMessages.size(), m_pIndexer->getElapsedTime());
+    if (!m_vUnreachable.empty()) {
+        status += L". Not searched, cannot be reached: ";
+        for (size_t i = 0; i < m_vUnreachable.size(); ++i)
+            status += (i == 0 ? L"" : L"; ") + m_vUnreachable[i];
+    }
+    setStatus(status);
 }
 
 void CMailSearchCycle::updateStatusViaIndexer() {

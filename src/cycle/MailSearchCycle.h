@@ -60,6 +60,11 @@ public:
     /// the criteria (their dates adjusted first). False when there is no
     /// location or the index could not be opened; the status says why.
     bool findNow(const SearchCriteria& criteria, const Directories& locations);
+    /// Chosen locations that cannot be searched, each with its reason; the
+    /// final status of the next search names them.
+    void setUnreachableLocations(std::vector<std::wstring> unreachable) {
+        m_vUnreachable = std::move(unreachable);
+    }
     /// Runs the query once on the index as it stands, without indexing.
     bool searchIndexOnly(const SearchCriteria& criteria, const Directories& locations);
 
@@ -117,6 +122,7 @@ private:
     std::unique_ptr<CRecursiveMailIndexer> m_pIndexer;
     SearchCriteria m_criteria;
     Directories m_locations;
+    std::vector<std::wstring> m_vUnreachable;
     PathSet m_matchedMessages;
     PathSet m_searchedDirectories;
     std::wstring m_sStatus;

@@ -107,6 +107,15 @@ bool CMsgStoresListModel::ReadDatabaseRows(LocationRows& rows, std::vector<std::
     return false;
 }
 
+void CMsgStoresListModel::LocateRows(const LocationRows& rows, const CPathMapper& mapper,
+                                     Places& places) {
+    for (const auto& row : rows) {
+        const std::wstring& path = field(row, LocationKey::kPathLocation);
+        if (places.find(path) == places.end())
+            places.emplace(path, mapper.Locate(path));
+    }
+}
+
 CMsgStoresListModel::SourceRows CMsgStoresListModel::ReadSources(bool bCentralLists) {
     SourceRows rows;
     rows.bDatabaseRead = ReadDatabaseRows(rows.database, rows.errors);
@@ -116,7 +125,15 @@ CMsgStoresListModel::SourceRows CMsgStoresListModel::ReadSources(bool bCentralLi
         if (!sError.empty())
             rows.errors.push_back(sError);
     }
+    const CPathMapper mapper = CPathMapper::ForThisUser();
+    LocateRows(rows.database, mapper, rows.places);
+    LocateRows(rows.central, mapper, rows.places);
     return rows;
+}
+
+const LocatedPath* CMsgStoresListModel::FindPlace(const std::wstring& sPath) const {
+    const auto it = m_mapPlaces.find(sPath);
+    return it == m_mapPlaces.end() ? nullptr : &it->second;
 }
 
 std::wstring CMsgStoresListModel::GetColumnSpecification() const {
@@ -134,6 +151,7 @@ bool CMsgStoresListModel::LoadStoreLocations(int kind) {
     Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadStoreLocations() ...\n");
     SourceRows rows = ReadSources(false);
     rows.central = m_vCentralRows;
+    LocateRows(rows.central, CPathMapper::ForThisUser(), rows.places);
     if (!m_sCentralError.empty())
         rows.errors.push_back(m_sCentralError);
     return ShowSourceRows(rows, kind);
@@ -148,6 +166,7 @@ bool CMsgStoresListModel::ShowSourceRows(const SourceRows& rows, int kind) {
         ReportError(sError);
     Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadAdminStoreLocations() ...\n");
     m_vCentralRows = rows.central;
+    m_mapPlaces = rows.places;
     PushOnLocationsCache(m_vCentralRows, kind);
     DisplayFilteredStoreLocationsCache(L"");
     return rows.bDatabaseRead;

@@ -5,10 +5,12 @@
 // widget shows GetRowCount()/GetRow() and forwards typing and heading clicks.
 
 #include "stores/LocationRow.h"
+#include "stores/PathMapping.h"
 
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -31,10 +33,15 @@ public:
 
     static constexpr const wchar_t* kFilingListsFileName = L"qoFilingLists.txt";
 
-    /// What the sources gave: the rows of each and the messages for the user.
+    /// Where each location path is on this computer, or why it cannot be searched.
+    using Places = std::map<std::wstring, LocatedPath>;
+
+    /// What the sources gave: the rows of each, where their paths are, and
+    /// the messages for the user.
     struct SourceRows {
         LocationRows database;
         LocationRows central;
+        Places places;
         std::vector<std::wstring> errors;
         bool bDatabaseRead = true;
     };
@@ -45,7 +52,9 @@ public:
     explicit CMsgStoresListModel(bool bReadCentralRows = true);
 
     /// Reads every source: the store database and, when asked, the central
-    /// lists. Touches no model, so it may run on any thread.
+    /// lists, and looks for each location's folder (the disk is asked, so a
+    /// slow share is waited for here). Touches no model, so it may run on any
+    /// thread.
     static SourceRows ReadSources(bool bCentralLists);
     /// Rebuilds the cache from rows read by ReadSources(), keeping only
     /// locations of the kind, reports the sources' messages and shows the
@@ -87,6 +96,9 @@ public:
     const DisplayRow& GetRow(size_t i) const { return m_vEntries[m_vDisplay[i]].display; }
 
     const std::set<LocationRow>& GetLocationsCache() const { return m_setLocationsCache; }
+    /// Where the location path was found when the rows were read; null for a
+    /// path no source gave.
+    const LocatedPath* FindPlace(const std::wstring& sPath) const;
     const LocationRows& GetCentralRows() const { return m_vCentralRows; }
 
 private:
@@ -97,6 +109,7 @@ private:
     };
     static LocationRows ReadCentralRows(std::wstring& sError);
     static bool ReadDatabaseRows(LocationRows& rows, std::vector<std::wstring>& errors);
+    static void LocateRows(const LocationRows& rows, const CPathMapper& mapper, Places& places);
     void ReportError(const std::wstring& sText);
     void RebuildEntries();
     void RebuildOrder();
@@ -107,6 +120,7 @@ private:
     LocationRows m_vCentralRows;
     std::wstring m_sCentralError; ///< why the central lists could not be read at all
     std::set<LocationRow> m_setLocationsCache;
+    Places m_mapPlaces;
     bool m_bFilterInProgress = false;
 
     int m_iSortColumn = -1;

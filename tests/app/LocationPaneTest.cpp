@@ -10,7 +10,9 @@
 #include "stores/UserSettings.h"
 
 #include <QFileDialog>
+#include <QHelpEvent>
 #include <QSettings>
+#include <QToolTip>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -111,6 +113,41 @@ TEST_F(LocationPane, PickingLocationsPrefillsTheFolderAndSearchesThemInDisplayOr
 
     ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_EQ(status(*dlg).rfind(L"3 matches found in ", 0), 0u)
+        << Kerf::Util::toNarrow(status(*dlg));
+}
+
+TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheStatus) {
+    user.writeStores({{L"J:\\Jobs\\J900", L"J900", L"Quay", L"Written on the other platform"},
+                      {fromPath(jobs / "gone"), L"K100", L"Gone", L"Folder removed"}});
+    dlg = user.openWindow();
+    ASSERT_EQ(shownColumn(list(), PrimaryRef),
+              (std::vector<std::wstring>{L"A100", L"B200", L"C300", L"J900", L"K100"}));
+    const struct {
+        int row;
+        std::wstring reason; // the tool tip; none for a folder that is there
+    } rows[] = {
+        {0, L""},
+        {3, L"The drive J: has no folder here: add it to [PathMap] in the settings file"},
+        {4, L"Folder not found: " + fromPath(jobs / "gone")},
+    };
+    for (const auto& r : rows) {
+        EXPECT_EQ(list().LocateRow(r.row).sReason, r.reason);
+        const QPoint at = list().visualRect(list().model()->index(r.row, PrimaryRef)).center();
+        QHelpEvent help(QEvent::ToolTip, at, list().viewport()->mapToGlobal(at));
+        QApplication::sendEvent(list().viewport(), &help);
+        EXPECT_EQ(QToolTip::text().toStdWString(), r.reason);
+    }
+    // Nothing is searched as an empty folder: with only such locations
+    // chosen there is nothing to search, and a search of some names the rest.
+    selectRows(list(), {3, 4});
+    EXPECT_FALSE(dlg->findNowButton().isEnabled());
+    selectRows(list(), {0, 3});
+    ASSERT_TRUE(searchAgain(*dlg));
+    EXPECT_EQ(status(*dlg).rfind(L"2 matches found in ", 0), 0u)
+        << Kerf::Util::toNarrow(status(*dlg));
+    EXPECT_NE(status(*dlg).find(L". Not searched, cannot be reached: J:\\Jobs\\J900 (The drive "
+                                L"J: has no folder here"),
+              std::wstring::npos)
         << Kerf::Util::toNarrow(status(*dlg));
 }
 
