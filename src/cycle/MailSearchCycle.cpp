@@ -110,6 +110,14 @@ void CMailSearchCycle::showSearchBegin() {
 void CMailSearchCycle::showSearchFinish() {
     if (!m_pIndexer)
         return;
+    // Rows of the first pass may show a file that has since been found
+    // changed or gone: the list is filled again from the updated index.
+    if (m_pIndexer->getItemsChanged() + m_pIndexer->getItemsRemoved() > 0) {
+        m_view.deleteAllRows();
+        m_view.clearPreview();
+        m_matchedMessages.clear();
+        m_searchedDirectories.clear();
+    }
     refreshSearch();
     if (!m_sLastError.empty())
         return; // the status already says what went wrong

@@ -3,12 +3,12 @@
 #include "mail/EmailMetadataFile.h"
 #include "mail/StatusTexts.h"
 #include "search/DocumentLayout.h"
+#include "search/IndexFormat.h"
 #include "support/Assert.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
 #include <ctime>
-#include <sys/stat.h>
 
 namespace Kerf::QuireLib {
 
@@ -28,6 +28,13 @@ CRecursiveMailIndexer::CRecursiveMailIndexer(std::shared_ptr<Search::IEventSink>
                                                 Dates::toOleDate(criteria.m_dtSentAfter)} {
     setIndexSearcher(std::move(searcher));
     setIndexWriter(buildIndexWriter());
+    // The writer is opened first, as it clears a lock that a crashed process
+    // left behind; bringing an older index over needs that lock itself.
+    if (Search::needsBringingOver(place.directory)) {
+        setIndexWriter(nullptr);
+        Search::bringIndexOver(place.directory);
+        setIndexWriter(buildIndexWriter());
+    }
 }
 
 CRecursiveMailIndexer::~CRecursiveMailIndexer() {
@@ -77,12 +84,10 @@ bool CRecursiveMailIndexer::ignore(const std::filesystem::directory_entry& entry
         return false;
     // A file last written before the "sent after" day cannot hold a message
     // sent after it, so it is skipped without being opened.
-    struct stat info {};
-    std::int64_t written = 0;
-    const bool known = ::stat(entry.path().c_str(), &info) == 0;
-    KERF_ASSERT(known);
-    if (known)
-        written = static_cast<std::int64_t>(info.st_mtime);
+    const std::optional<Search::FileState>& state = getScannedFileState();
+    KERF_ASSERT(state.has_value());
+    // Whole seconds, as the file system's time stamps are compared by day.
+    const std::int64_t written = state ? state->modified / 1000000000 : 0;
     const double writtenDate = Dates::toOleDate(Dates::fromUnixLocal(written));
     return m_dateFilterThreshold.m_dt > writtenDate;
 }

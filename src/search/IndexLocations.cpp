@@ -1,12 +1,17 @@
 #include "search/IndexLocations.h"
+#include "support/Strings.h"
 
 #include <CLucene/search/MatchAllDocsQuery.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <memory>
 #include <vector>
 
 using lucene::index::IndexReader;
+using lucene::index::Term;
+using lucene::index::TermDocs;
+using lucene::index::TermEnum;
 using lucene::search::BooleanQuery;
 using lucene::search::HitCollector;
 using lucene::search::IndexSearcher;
@@ -52,6 +57,56 @@ void forEachLocationBelow(IndexSearcher& searcher, const std::wstring& directory
     IndexReader* reader = searcher.getReader();
     for (const std::int32_t number : hits.numbers)
         visit(readLocation(*reader, number));
+}
+
+void forEachFileBelow(IndexReader& reader, const std::wstring& directory,
+                      const std::function<void(const std::wstring&, const FileState&)>& visit) {
+    const std::wstring prefix = toStoredText(Kerf::TrailDirectorySlash(directory));
+    const Term first(Fields::kFileState, prefix.c_str());
+    std::unique_ptr<TermEnum> terms(reader.terms(&first));
+    // A deleted document keeps its term until its segment is merged: a file
+    // replaced in an earlier run has its old state there beside the new one.
+    std::unique_ptr<TermDocs> documents(reader.hasDeletions() ? reader.termDocs() : nullptr);
+    std::wstring path;
+    FileState state;
+    do {
+        const Term* term = terms->term(false);
+        if (term == nullptr || std::wcscmp(term->field(), Fields::kFileState) != 0 ||
+            std::wcsncmp(term->text(), prefix.c_str(), prefix.size()) != 0)
+            break;
+        if (documents) {
+            documents->seek(terms.get());
+            if (!documents->next())
+                continue;
+        }
+        if (parseFileStateText(fromStoredText(term->text()), path, state))
+            visit(path, state);
+    } while (terms->next());
+    terms->close();
+    if (documents)
+        documents->close();
+}
+
+std::vector<std::int32_t> documentsWithoutFileState(IndexReader& reader) {
+    std::vector<bool> stated(static_cast<std::size_t>(reader.maxDoc()), false);
+    const Term first(Fields::kFileState, L"");
+    std::unique_ptr<TermEnum> terms(reader.terms(&first));
+    std::unique_ptr<TermDocs> documents(reader.termDocs());
+    do {
+        const Term* term = terms->term(false);
+        if (term == nullptr || std::wcscmp(term->field(), Fields::kFileState) != 0)
+            break;
+        documents->seek(terms.get());
+        while (documents->next())
+            stated[static_cast<std::size_t>(documents->doc())] = true;
+    } while (terms->next());
+    terms->close();
+    documents->close();
+    std::vector<std::int32_t> result;
+    for (std::int32_t n = 0; n < reader.maxDoc(); ++n)
+        if (!stated[static_cast<std::size_t>(n)] && !reader.isDeleted(n))
+            result.push_back(n);
+    return result;
 }
 
 } // namespace Kerf::Search

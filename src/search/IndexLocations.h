@@ -4,10 +4,12 @@
 // nothing but the path.
 
 #include "search/DocumentLayout.h"
+#include "search/FileState.h"
 
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace Kerf::Search {
 
@@ -21,5 +23,15 @@ std::wstring readLocation(lucene::index::IndexReader& reader, std::int32_t docum
 /// no words, such as "/", stands for every document.
 void forEachLocationBelow(lucene::search::IndexSearcher& searcher, const std::wstring& directory,
                           const std::function<void(const std::wstring&)>& visit);
+
+/// Calls visit with the path and state of every live document whose path
+/// lies below directory, by enumerating the "FileState" terms that begin with
+/// the directory's path and a separator: no stored document is read.
+/// Documents without a state (written before it was kept) are not listed.
+void forEachFileBelow(lucene::index::IndexReader& reader, const std::wstring& directory,
+                      const std::function<void(const std::wstring&, const FileState&)>& visit);
+
+/// Live documents that carry no "FileState" term.
+std::vector<std::int32_t> documentsWithoutFileState(lucene::index::IndexReader& reader);
 
 } // namespace Kerf::Search

@@ -32,6 +32,36 @@ std::wstring extensionOf(const fs::path& path) {
     return dot == std::wstring::npos ? std::wstring() : name.substr(dot + 1);
 }
 
+/// A directory's path as the walk and the index name it: UTF-8, without a
+/// trailing separator (but "/" stays "/").
+std::string directoryKey(std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
+}
+
+/// The "Path" term of a file. The writer keeps the terms it is handed until
+/// it flushes, counting its references, so the term lives on the heap.
+class PathTerm {
+public:
+    explicit PathTerm(const std::wstring& path)
+        : m_pTerm(_CLNEW lucene::index::Term(Fields::kPath, toStoredText(path).c_str())) {}
+    ~PathTerm() { _CLDECDELETE(m_pTerm); }
+    PathTerm(const PathTerm&) = delete;
+    PathTerm& operator=(const PathTerm&) = delete;
+    lucene::index::Term* get() const { return m_pTerm; }
+
+private:
+    lucene::index::Term* m_pTerm;
+};
+
+std::string parentKey(const std::string& path) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return {};
+    return slash == 0 ? std::string("/") : path.substr(0, slash);
+}
+
 } // namespace
 
 CRecursiveIndexer::CRecursiveIndexer() {
@@ -91,9 +121,14 @@ void CRecursiveIndexer::start() {
     m_iDirectoriesScanned = 0;
     m_iDirectoriesSkipped = 0;
     m_iItemsFailed = 0;
+    m_iItemsChanged = 0;
+    m_iItemsRemoved = 0;
+    m_filesRemoved.clear();
     {
         std::lock_guard lock(m_filesIndexedLock);
         m_filesQueued.clear();
+        m_filesChanged.clear();
+        m_pendingRemovals.clear();
     }
     m_itemsToBeRead.reset();
     m_itemsToBeIndexed.reset();
@@ -219,6 +254,8 @@ void CRecursiveIndexer::scanDirectoryThread() {
                 break;
             updatePathsIndexed(root);
             scanRoot(root);
+            if (!m_bStop)
+                queueRemovals();
         }
     });
     guarded("endScanningDirectoryThread", [this] { endScanningDirectoryThread(); });
@@ -251,18 +288,30 @@ void CRecursiveIndexer::endScanningDirectoryThread() {
 }
 
 void CRecursiveIndexer::updatePathsIndexed(const std::wstring& root) {
-    if (!m_pIndexSearcher)
+    m_pathsIndexed.clear();
+    if (!m_pIndexSearcher || m_pIndexSearcher->getReader() == nullptr)
         return;
-    forEachLocationBelow(*m_pIndexSearcher, root, [this](const std::wstring& location) {
-        if (!location.empty())
-            m_pathsIndexed.insert(location);
+    lucene::index::IndexReader* reader = m_pIndexSearcher->getReader();
+    // A listing older than the index would take files added since for new
+    // ones and index them twice.
+    std::unique_ptr<lucene::index::IndexReader> current;
+    if (Searcher::isIndexDirty(reader)) {
+        current.reset(lucene::index::IndexReader::open(reader->directory()));
+        reader = current.get();
+    }
+    forEachFileBelow(*reader, root, [this](const std::wstring& path, const FileState& state) {
+        m_pathsIndexed[Util::toNarrow(path)] = IndexedFile{state, false};
     });
+    if (current)
+        current->close();
 }
 
 void CRecursiveIndexer::scanRoot(const std::wstring& root) {
     // Per root: a later root inside an earlier one is walked again, so its
     // files are met under the path the later root names.
     m_visitedDirectories.clear();
+    m_directoriesEntered.clear();
+    m_directoriesRead.clear();
     scanDirectory(root);
 }
 
@@ -271,6 +320,8 @@ void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
         Trace::tracef("Kerf::Search::Writer::CRecursiveIndexer::scanDirectory(%s)\n",
                       quoted("Directory", directory).c_str());
     const fs::path path = Util::toPath(directory);
+    const std::string key = directoryKey(Util::toNarrow(directory));
+    m_directoriesEntered.insert(key);
     struct stat info {};
     if (::stat(path.c_str(), &info) == 0 &&
         !m_visitedDirectories.emplace(info.st_dev, info.st_ino).second) {
@@ -296,6 +347,9 @@ void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
                 break;
             }
         }
+        // Only a folder listed to the end tells that a file in it is gone.
+        if (!ec && !m_bStop)
+            m_directoriesRead.insert(key);
     }
     endScanningDirectory(directory);
 }
@@ -315,10 +369,19 @@ void CRecursiveIndexer::scanEntry(const fs::directory_entry& entry) {
 
 void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::wstring& path) {
     const std::wstring extension = extensionOf(entry.path());
+    bool stated = false;
     // Every listed extension is compared, so one listed twice matches twice.
     for (const auto& accepted : m_extensions) {
         if (Util::compareNoCase(accepted, extension) != 0)
             continue;
+        if (!stated) {
+            stated = true;
+            m_scannedState = readFileState(entry.path());
+            // Met, so not gone, even when a criterion leaves it unread.
+            if (const auto it = m_pathsIndexed.find(Util::toNarrow(path));
+                it != m_pathsIndexed.end())
+                it->second.seen = true;
+        }
         beginScanningFile(path);
         ++m_iFilesMatched;
         if (!ignore(entry))
@@ -329,10 +392,42 @@ void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::w
 
 bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
     const std::string key = CPathSet::key(Util::fromPath(entry.path()));
-    if (m_pathsIndexed.containsKey(key))
+    const auto indexed = m_pathsIndexed.find(key);
+    // A file whose state cannot be read now is left as the index has it.
+    const bool changed = indexed != m_pathsIndexed.end() && m_scannedState &&
+                         !(indexed->second.state == *m_scannedState);
+    if (indexed != m_pathsIndexed.end() && !changed)
         return true;
     std::lock_guard lock(m_filesIndexedLock);
-    return m_filesQueued.containsKey(key) || m_filesIndexed.containsKey(key);
+    if (m_filesQueued.containsKey(key) || m_filesIndexed.containsKey(key))
+        return true;
+    if (changed)
+        m_filesChanged.insert(Util::fromPath(entry.path()));
+    return false;
+}
+
+void CRecursiveIndexer::queueRemovals() {
+    std::vector<std::wstring> gone;
+    for (const auto& [path, file] : m_pathsIndexed)
+        if (!file.seen && mayRemove(path) && m_filesRemoved.insertKey(path))
+            gone.push_back(Util::toWide(path));
+    if (gone.empty())
+        return;
+    std::lock_guard lock(m_filesIndexedLock);
+    m_pendingRemovals.insert(m_pendingRemovals.end(), gone.begin(), gone.end());
+}
+
+bool CRecursiveIndexer::mayRemove(const std::string& path) const {
+    // The nearest folder above the file that the walk entered must have been
+    // listed completely: then the file, or a folder on its way, is not there.
+    // A root that does not exist was entered and not listed.
+    for (std::string folder = parentKey(path); !folder.empty(); folder = parentKey(folder)) {
+        if (m_directoriesEntered.count(folder) != 0)
+            return m_directoriesRead.count(folder) != 0;
+        if (folder == "/")
+            break;
+    }
+    return false;
 }
 
 void CRecursiveIndexer::addItemToBeRead(const std::wstring& path) {
@@ -440,14 +535,35 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
             {
                 std::string key = CPathSet::key(location);
                 std::lock_guard lock(m_filesIndexedLock);
+                if (m_filesChanged.eraseKey(key))
+                    ++m_iItemsChanged;
                 m_filesQueued.eraseKey(key);
                 m_filesIndexed.insertKey(std::move(key));
                 ++m_iCompletedItemsTotal;
             }
             endUpdatingIndexItem(location);
         }
+        if (!m_bStop)
+            removeGoneFiles();
     });
     endUpdatingIndex();
+}
+
+void CRecursiveIndexer::removeGoneFiles() {
+    std::vector<std::wstring> gone;
+    {
+        std::lock_guard lock(m_filesIndexedLock);
+        gone.swap(m_pendingRemovals);
+    }
+    if (!gone.empty() && !m_pIndexWriter)
+        throw CExceptionBase(L"No index writer is open.");
+    for (const auto& path : gone) {
+        if (m_bStop)
+            break;
+        PathTerm term(path);
+        m_pIndexWriter->deleteDocuments(term.get());
+        ++m_iItemsRemoved;
+    }
 }
 
 void CRecursiveIndexer::endUpdatingIndex() {
@@ -478,7 +594,19 @@ void CRecursiveIndexer::addFileToIndex(const CMetadataPtr& pMetadata) {
     std::unique_ptr<Document> document = buildDocument(pMetadata);
     if (!m_pIndexWriter)
         throw CExceptionBase(L"No index writer is open.");
-    Writer::add(*m_pIndexWriter, *document);
+    const std::wstring location = pMetadata->GetStringValue(kLocationField);
+    bool changed = false;
+    {
+        std::lock_guard lock(m_filesIndexedLock);
+        changed = m_filesChanged.contains(location);
+    }
+    if (!changed) {
+        Writer::add(*m_pIndexWriter, *document);
+        return;
+    }
+    // The document of the file's earlier contents goes in the same step.
+    PathTerm term(location);
+    m_pIndexWriter->updateDocument(term.get(), document.get());
 }
 
 std::unique_ptr<Document> CRecursiveIndexer::buildDocument(const CMetadataPtr& pMetadata) {

@@ -1,10 +1,15 @@
 #pragma once
 // Brings the index up to date with the files below a list of root folders.
 // A worker thread runs three stages joined by two bounded queues: the scan
-// walks the folders and queues every matching file the index does not hold
-// yet, the build stage turns each path into a record (the slow step, supplied
-// by a subclass), and the index stage writes one document per record. The
-// class knows nothing about what the files are.
+// walks the folders and queues every matching file that the index does not
+// hold yet or holds with another time or size, the build stage turns each
+// path into a record (the slow step, supplied by a subclass), and the index
+// stage writes one document per record, replacing the one a changed file had.
+// A document whose file the walk no longer finds is removed at the end, but
+// only when the folder that held it was listed completely and the walk was
+// not stopped: a folder that cannot be read (or a share that is not mounted)
+// looks empty, and must not empty the index. The class knows nothing about
+// what the files are.
 //
 // A subclass supplies buildMetadata (whose record must carry the file's full
 // path under "Location"), the index writer and searcher (set before go), and
@@ -15,6 +20,7 @@
 
 #include "search/BoundedQueue.h"
 #include "search/EventSink.h"
+#include "search/FileState.h"
 #include "search/IndexStorage.h"
 #include "search/Metadata.h"
 #include "search/PathSet.h"
@@ -29,6 +35,8 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace Kerf::Search::Writer {
@@ -79,8 +87,12 @@ public:
     /// True once the index stage has ended; then also waits for the worker
     /// to finish its last hook, so that go() may be called again.
     virtual bool isFinished();
-    /// Documents added in this run.
+    /// Documents added or replaced in this run.
     virtual std::size_t getCompletedItemsTotal() const;
+    /// Of those, the documents that replaced one of a changed file.
+    std::size_t getItemsChanged() const { return m_iItemsChanged; }
+    /// Documents removed because their file is gone.
+    std::size_t getItemsRemoved() const { return m_iItemsRemoved; }
 
     std::size_t getFilesMatched() const { return m_iFilesMatched; }
     std::size_t getDirectoriesScanned() const { return m_iDirectoriesScanned; }
@@ -111,10 +123,13 @@ protected:
 
     // Scan thread.
     virtual void scanDirectory(const std::wstring& directory);
-    /// True when the file must not be queued: its path is in the index
-    /// already, was added or queued in this run. Overrides may also test the
-    /// entry's time stamps.
+    /// True when the file must not be queued: the index holds it with the
+    /// time and size it has now, or it was added or queued in this run.
+    /// Overrides may also test the entry's time stamps.
     virtual bool ignore(const std::filesystem::directory_entry& entry);
+    /// The time and size of the file being offered to ignore(); none when
+    /// they could not be read.
+    const std::optional<FileState>& getScannedFileState() const { return m_scannedState; }
     virtual void beginScanningDirectoryThread();
     virtual void endScanningDirectoryThread();
     virtual void beginScanningDirectory(const std::wstring& /*directory*/) {}
@@ -149,8 +164,13 @@ protected:
     std::atomic<bool> m_bReadingFinished{false};
     std::atomic<bool> m_bIndexingFinished{false};
 
-    /// Locations the index held below the roots when the walk began.
-    CPathSet m_pathsIndexed;
+    /// What the index held below the current root when its walk began, by
+    /// path in UTF-8, and whether the walk has met the file since.
+    struct IndexedFile {
+        FileState state;
+        bool seen = false;
+    };
+    std::unordered_map<std::string, IndexedFile> m_pathsIndexed;
 
 private:
     void start();
@@ -162,6 +182,12 @@ private:
     void scanEntry(const std::filesystem::directory_entry& entry);
     void offerFile(const std::filesystem::directory_entry& entry, const std::wstring& path);
     void addItemToBeRead(const std::wstring& path);
+    /// Queues for removal what the index held below the root and the walk
+    /// did not meet, where the walk may say that it is gone.
+    void queueRemovals();
+    bool mayRemove(const std::string& path) const;
+    /// Applies the queued removals (index thread).
+    void removeGoneFiles();
     /// Runs one step of a thread; an error that escapes it ends the whole run
     /// (keeping its message) instead of the process.
     template <typename Step> void guarded(const char* where, Step&& step);
@@ -181,11 +207,24 @@ private:
     /// Directories (device, inode) entered below the current root, so that a
     /// link back up the tree is not walked again.
     std::set<std::pair<unsigned long, unsigned long>> m_visitedDirectories;
+    /// Directories (UTF-8 paths) entered below the current root, and those
+    /// of them that were listed to the end without an error.
+    std::unordered_set<std::string> m_directoriesEntered;
+    std::unordered_set<std::string> m_directoriesRead;
+    /// Files queued because they changed (guarded by m_filesIndexedLock).
+    CPathSet m_filesChanged;
+    /// Paths whose documents are to be removed (guarded by m_filesIndexedLock),
+    /// and every path queued so in this run (scan thread).
+    std::vector<std::wstring> m_pendingRemovals;
+    CPathSet m_filesRemoved;
+    std::optional<FileState> m_scannedState;
 
     std::atomic<std::size_t> m_iFilesMatched{0};
     std::atomic<std::size_t> m_iDirectoriesScanned{0};
     std::atomic<std::size_t> m_iDirectoriesSkipped{0};
     std::atomic<std::size_t> m_iItemsFailed{0};
+    std::atomic<std::size_t> m_iItemsChanged{0};
+    std::atomic<std::size_t> m_iItemsRemoved{0};
 
     Paths m_directories;
     Paths m_extensions;

@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <dirent.h>
+#include <functional>
 #include <linux/capability.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -145,4 +147,80 @@ TEST_F(IndexerFileSystem, OddFileNamesAreIndexedAndFoundUnderTheirOwnPaths) {
     ASSERT_TRUE(again.runToEnd());
     EXPECT_EQ(again.getFilesMatched(), names.size());
     EXPECT_EQ(again.getCompletedItemsTotal(), 0u);
+}
+
+TEST_F(IndexerFileSystem, OnlyAFolderListedToTheEndTellsThatItsFilesAreGone) {
+    struct Case {
+        const char* name;
+        std::function<void(const fs::path& tree)> change;
+        std::vector<std::string> remaining; // below the tree
+        bool needsLockedFolder = false;
+    };
+    const std::vector<Case> cases = {
+        {"a file deleted",
+         [](const fs::path& t) { fs::remove(t / "b.txt"); },
+         {"sub/a.txt", "sub/deeper/c.txt"}},
+        {"a folder deleted with its files",
+         [](const fs::path& t) { fs::remove_all(t / "sub"); },
+         {"b.txt"}},
+        {"a folder that cannot be read, beside a deleted file",
+         [](const fs::path& t) {
+             fs::remove(t / "b.txt");
+             fs::remove(t / "sub" / "a.txt");
+             fs::permissions(t / "sub", fs::perms::none);
+         },
+         {"sub/a.txt", "sub/deeper/c.txt"},
+         true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        IndexFolders place;
+        for (const char* name : {"b.txt", "sub/a.txt", "sub/deeper/c.txt"})
+            QoTest::writeFile(place.tree / name, "filed text");
+        {
+            CTextIndexer first(place, {wide(place.tree)});
+            ASSERT_TRUE(first.runToEnd());
+        }
+        c.change(place.tree);
+        {
+            WithoutPermissionOverride lowered;
+            if (c.needsLockedFolder && canList(place.tree / "sub")) {
+                fs::permissions(place.tree / "sub", fs::perms::owner_all);
+                std::printf("skipped: this process reads folders whatever their permissions\n");
+                continue;
+            }
+            CTextIndexer again(place, {wide(place.tree)});
+            ASSERT_TRUE(again.runToEnd());
+            EXPECT_EQ(again.getCompletedItemsTotal(), 0u);
+            EXPECT_EQ(again.getItemsRemoved(), 3 - c.remaining.size());
+        }
+        std::error_code ec;
+        fs::permissions(place.tree / "sub", fs::perms::owner_all, ec);
+        std::vector<fs::path> remaining;
+        for (const auto& name : c.remaining)
+            remaining.push_back(place.tree / name);
+        EXPECT_EQ(place.locations(), sorted(remaining));
+    }
+}
+
+TEST_F(IndexerFileSystem, AChosenFolderThatComesBackIsNotReadAgain) {
+    file("a.txt");
+    file("sub/b.txt");
+    {
+        CTextIndexer first(folders, {wide(folders.tree)});
+        ASSERT_TRUE(first.runToEnd());
+    }
+    const fs::path away = folders.temp / "unmounted";
+    fs::rename(folders.tree, away);
+    {
+        CTextIndexer whileAway(folders, {wide(folders.tree)});
+        ASSERT_TRUE(whileAway.runToEnd());
+        EXPECT_EQ(whileAway.getItemsRemoved(), 0u);
+    }
+    fs::rename(away, folders.tree);
+    CTextIndexer back(folders, {wide(folders.tree)});
+    ASSERT_TRUE(back.runToEnd());
+    EXPECT_TRUE(back.argumentsOf("beginBuildingMetadataItem").empty());
+    EXPECT_EQ(back.getItemsRemoved(), 0u);
+    EXPECT_EQ(folders.locations().size(), 2u);
 }

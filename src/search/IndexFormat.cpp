@@ -1,0 +1,59 @@
+#include "search/IndexFormat.h"
+
+#include "search/IndexLocations.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+namespace fs = std::filesystem;
+using lucene::index::IndexReader;
+
+namespace Kerf::Search {
+
+namespace {
+
+constexpr const char* kMarkName = "qosearch-file-states";
+
+fs::path markOf(const std::wstring& indexDirectory) {
+    return Util::toPath(indexDirectory) / kMarkName;
+}
+
+void mark(const std::wstring& indexDirectory) {
+    std::ofstream out(markOf(indexDirectory));
+    out << "Every document carries its path, time and size.\n";
+}
+
+} // namespace
+
+bool needsBringingOver(const std::wstring& indexDirectory) {
+    std::error_code ec;
+    if (fs::exists(markOf(indexDirectory), ec))
+        return false;
+    return IndexReader::indexExists(Util::toNarrow(indexDirectory).c_str());
+}
+
+std::size_t bringIndexOver(const std::wstring& indexDirectory) {
+    if (!needsBringingOver(indexDirectory))
+        return 0;
+    const std::string directory = Util::toNarrow(indexDirectory);
+    std::size_t removed = 0;
+    try {
+        std::unique_ptr<IndexReader> reader(IndexReader::open(directory.c_str()));
+        for (const std::int32_t number : documentsWithoutFileState(*reader)) {
+            reader->deleteDocument(number);
+            ++removed;
+        }
+        reader->close();
+    } catch (CLuceneError& e) {
+        throw CExceptionBase(L"The index could not be brought up to date (" + indexDirectory + L")",
+                             toException(e));
+    }
+    mark(indexDirectory);
+    Trace::tracef("Brought the index over: %zu documents without a file state removed.\n", removed);
+    return removed;
+}
+
+} // namespace Kerf::Search

@@ -1,0 +1,150 @@
+// Files that are deleted, moved and saved again between two searches: the
+// rows and the index follow them.
+
+#include "cycle/MailSearchCycle.h"
+#include "search/IndexFormat.h"
+#include "search/IndexLocations.h"
+#include "search/QueuedEventSink.h"
+#include "support/Strings.h"
+
+#include "MsgWriter.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <utime.h>
+
+namespace fs = std::filesystem;
+using namespace Kerf;
+using namespace Kerf::QuireLib;
+
+namespace {
+
+class RowsView : public ISearchView {
+public:
+    void setStatusText(const std::wstring& text) override { status = text; }
+    void deleteAllRows() override { rows.clear(); }
+    void startOptimisedAdd(std::size_t) override {}
+    void insertItem(const CEmailMetadata& record) override {
+        rows.push_back(record.GetStringValue(L"Location"));
+    }
+    void finishOptimisedAdd() override {}
+    std::size_t getItemCount() const override { return rows.size(); }
+    std::vector<std::wstring> rows;
+    std::wstring status;
+};
+
+class IndexStaysTrue : public ::testing::Test {
+protected:
+    QoTest::TempDir temp;
+    fs::path mail = temp / "mail";
+    CRecursiveMailIndexer::IndexPlace place{Util::fromPath(temp / "Index"),
+                                            Util::fromPath(temp / "Index" / "0.4")};
+
+    fs::path save(const fs::path& relative, const std::wstring& subject) {
+        QoMsg::MsgMessage message;
+        message.subject = subject;
+        message.body = L"Minutes of the meeting.";
+        const fs::path path = mail / relative;
+        fs::create_directories(path.parent_path());
+        QoMsg::writeMsgFile(path, message);
+        return path;
+    }
+
+    /// One whole "Find Now" over the folders; the rows it leaves.
+    std::vector<std::wstring> find(const std::vector<fs::path>& folders,
+                                   const std::wstring& subject = {}) {
+        RowsView view;
+        auto sink = std::make_shared<Search::CQueuedEventSink>();
+        CMailSearchCycle cycle(view, sink, place);
+        cycle.initialise();
+        SearchCriteria criteria;
+        criteria.m_sSubject = subject;
+        std::vector<std::wstring> locations;
+        for (const auto& folder : folders)
+            locations.push_back(Util::fromPath(folder));
+        EXPECT_TRUE(cycle.findNow(criteria, locations));
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (cycle.isIndexing() && std::chrono::steady_clock::now() < deadline)
+            if (auto message = sink->take(std::chrono::milliseconds(20)))
+                cycle.handle(*message);
+        EXPECT_EQ(cycle.getLastError(), L"");
+        std::sort(view.rows.begin(), view.rows.end());
+        return view.rows;
+    }
+
+    /// Every document's location, as a fresh searcher sees the index.
+    std::vector<std::wstring> indexed() const {
+        std::vector<std::wstring> result;
+        Search::forEachLocationBelow(*Search::createIndexSearcher(place.directory), L"/",
+                                     [&](const std::wstring& l) { result.push_back(l); });
+        std::sort(result.begin(), result.end());
+        return result;
+    }
+};
+
+void touchLater(const fs::path& path) {
+    fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(10));
+}
+
+} // namespace
+
+TEST_F(IndexStaysTrue, DeletedMovedAndSavedAgainFilesAreFollowed) {
+    const fs::path a = mail / "A", b = mail / "B";
+    const auto gone = save("A/gone.msg", L"Deleted duplicate");
+    const auto moved = save("A/moved.msg", L"Refiled report");
+    const auto saved = save("B/saved.msg", L"Alpha budget");
+    const auto kept = save("B/kept.msg", L"Untouched");
+    ASSERT_EQ(find({a, b}).size(), 4u);
+
+    fs::remove(gone);
+    const fs::path movedTo = b / "moved.msg";
+    fs::rename(moved, movedTo);
+    save("B/saved.msg", L"Omega plans");
+    touchLater(saved);
+
+    const std::vector<std::wstring> now = {Util::fromPath(kept), Util::fromPath(movedTo),
+                                           Util::fromPath(saved)};
+    EXPECT_EQ(find({a, b}), now);
+    EXPECT_EQ(indexed(), now);
+    EXPECT_EQ(find({a, b}, L"Omega"), std::vector{Util::fromPath(saved)});
+    EXPECT_TRUE(find({a, b}, L"Alpha").empty());
+}
+
+TEST_F(IndexStaysTrue, AnIndexOfDocumentsWithoutFileStatesIsBroughtOverOnce) {
+    const auto first = save("one.msg", L"First");
+    const auto second = save("two.msg", L"Second");
+    {
+        // Documents as they were written before they carried their file's
+        // state: the stored fields alone.
+        auto writer = Search::createIndexWriter(place.root, place.directory);
+        for (const auto& path : {first, second}) {
+            Search::Document document;
+            Search::Writer::add(document, L"Location", Util::fromPath(path));
+            Search::Writer::add(document, L"Subject", L"Stale");
+            Search::Writer::add(document, L"Size", 1);
+            Search::Writer::add(document, L"SentDate", DateTime{2020, 1, 1, 0, 0, 0});
+            Search::Writer::add(document, L"EmbeddedAttachments", 0);
+            Search::Writer::add(document, L"NonEmbeddedAttachments", 0);
+            Search::Writer::add(*writer, document);
+        }
+    }
+    ASSERT_TRUE(Search::needsBringingOver(place.directory));
+    const std::vector<std::wstring> both = {Util::fromPath(first), Util::fromPath(second)};
+    EXPECT_EQ(find({mail}, L"First"), std::vector{Util::fromPath(first)});
+    EXPECT_EQ(indexed(), both);
+    EXPECT_FALSE(Search::needsBringingOver(place.directory));
+    auto searcher = Search::createIndexSearcher(place.directory);
+    EXPECT_TRUE(Search::documentsWithoutFileState(*searcher->getReader()).empty());
+
+    // Once brought over, a search reads nothing again.
+    auto sink = std::make_shared<Search::CQueuedEventSink>();
+    CRecursiveMailIndexer again(sink, SearchCriteria(), {Util::fromPath(mail)}, searcher, place);
+    again.go();
+    while (!again.isFinished())
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    again.stop();
+    EXPECT_EQ(again.getCompletedItemsTotal(), 0u);
+    EXPECT_EQ(indexed(), both);
+}
