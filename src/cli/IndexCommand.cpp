@@ -48,8 +48,11 @@ int runIndex(const Args& args) {
             std::cerr << "qosearch-cli: indexing ended early: " << toNarrow(error) << "\n";
             return 1;
         }
-        std::cout << "Indexed " << indexer.getCompletedItemsTotal() << " new message"
-                  << (indexer.getCompletedItemsTotal() == 1 ? "" : "s") << " in "
+        const std::size_t changed = indexer.getItemsChanged();
+        const std::size_t added = indexer.getCompletedItemsTotal() - changed;
+        const std::size_t removed = indexer.getItemsRemoved();
+        std::cout << "Indexed " << added << " new, " << changed << " changed, " << removed
+                  << " removed message" << (added + changed + removed == 1 ? "" : "s") << " in "
                   << toNarrow(Mail::StatusTexts::elapsedTime(indexer.getElapsedTime()))
                   << "; index in " << toNarrow(options->place.directory) << "\n";
     } catch (const Kerf::CExceptionBase& e) {

@@ -120,7 +120,8 @@ TEST_F(FindCommand, AnUpToDateIndexIsNotWrittenAgainAndNewFilesAreFound) {
 
     const auto counted = runCli({"index", "--index-dir", indexDir.string(), mail.string()});
     EXPECT_EQ(counted.status, 0) << counted.err;
-    EXPECT_NE(counted.out.find("Indexed 0 new messages"), std::string::npos) << counted.out;
+    EXPECT_NE(counted.out.find("Indexed 0 new, 0 changed, 0 removed messages"), std::string::npos)
+        << counted.out;
 }
 
 TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
@@ -149,7 +150,7 @@ TEST_F(FindCommand, NothingBesideTheNamedIndexIsTouched) {
     QoTest::writeFile(dir / "Photos" / "a.jpg", "keep");
     const auto indexed = runCli({"index", "--index-dir", named.string(), mail.string()});
     ASSERT_EQ(indexed.status, 0) << indexed.err;
-    EXPECT_NE(indexed.out.find("Indexed 86 new messages"), std::string::npos) << indexed.out;
+    EXPECT_NE(indexed.out.find("Indexed 86 new, 0 changed, 0 removed messages"), std::string::npos) << indexed.out;
     const auto found = runCli({"find", "--index-dir", named.string(), "--folder", mail.string(),
                                "--subject", "reseller"});
     ASSERT_EQ(found.status, 0) << found.err;
