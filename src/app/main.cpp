@@ -17,6 +17,8 @@
 int main(int argc, char** argv) {
     CQoSearchApplication app(argc, argv);
     app.setWindowIcon(programIcon());
+    // The desktop matches the window to the installed qosearch.desktop (and its icon).
+    app.setDesktopFileName(QStringLiteral("qosearch"));
 
     CInstanceGuard guard(QString::fromStdWString(
         CQoSearchApp::buildInstanceName(CQoSearchApp::buildIndexDirectory())));
