@@ -2,17 +2,26 @@
 // figure beside a reference measured in the same run:
 //   - cold indexing rate of the mail indexer beside a bare CLucene writer
 //     adding the same records (read beforehand, so it pays no parsing);
-//   - an up-to-date find (walk, skip, two query passes) beside a plain walk
-//     of the tree;
+//   - an up-to-date find (walk, comparison with the index, two query passes)
+//     beside a plain walk of the tree and a stat walk, which reads each
+//     message file's time and size as the update must (in this process, and
+//     as `find DIR -name '*.msg' -printf '%T@ %s\n'`);
 //   - a find that returns every message;
+//   - a change round: 1,000 messages deleted, 100 saved again with other
+//     contents and 100 added, then one find, timed, and the count of
+//     documents the index then holds (the corpus is put back afterwards);
 //   - the peak memory of each, every measurement in a process of its own.
 //
-//   mail_bench [--messages N] [--workdir DIR]
+//   mail_bench [--messages N] [--workdir DIR] [--reuse-index]
+//
+// --reuse-index keeps the index of an earlier run over the same corpus and
+// leaves out the cold indexing, which takes long on large corpora.
 
 #include "CorpusGenerator.h"
 
 #include "cycle/MailSearchCycle.h"
 #include "mail/EmailMetadataFile.h"
+#include "search/IndexStorage.h"
 #include "search/QueuedEventSink.h"
 #include "search/ThreadPriority.h"
 #include "support/Strings.h"
@@ -22,8 +31,10 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <random>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -143,6 +154,98 @@ void bareWriter(const fs::path& root, const std::vector<fs::path>& files) {
                 static_cast<double>(records.size()) / seconds, records.size(), seconds);
 }
 
+/// What the update must read anyway: every message file's time and size.
+void statWalk(const fs::path& corpus) {
+    const auto start = Clock::now();
+    std::size_t n = 0;
+    long long bytes = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(corpus)) {
+        if (entry.path().extension() != ".msg")
+            continue;
+        struct stat info {};
+        if (::stat(entry.path().c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
+            ++n;
+            bytes += info.st_size;
+        }
+    }
+    std::printf("stat walk of the tree:     %8.3f s (%zu files, %lld MB)\n", secondsSince(start), n,
+                bytes >> 20);
+}
+
+void findCommand(const fs::path& corpus) {
+    const std::string command =
+        "find '" + corpus.string() + "' -name '*.msg' -printf '%T@ %s\\n' > /dev/null";
+    const auto start = Clock::now();
+    const int status = std::system(command.c_str());
+    std::printf("find -printf '%%T@ %%s':    %8.3f s%s\n", secondsSince(start),
+                status == 0 ? "" : "  (find failed)");
+}
+
+std::size_t documentsIn(const CRecursiveMailIndexer::IndexPlace& place) {
+    auto searcher = Search::createIndexSearcher(place.directory);
+    return static_cast<std::size_t>(searcher->getReader()->numDocs());
+}
+
+SearchCriteria matchingNothing() {
+    SearchCriteria criteria;
+    criteria.m_sSubject = L"zzzqqq";
+    return criteria;
+}
+
+/// Deletes 1,000 messages (moved aside), saves 100 again with other contents
+/// and adds 100, times one find, then puts the corpus back as it was.
+void changeRound(const CRecursiveMailIndexer::IndexPlace& place, const fs::path& corpus,
+                 const fs::path& work, std::vector<fs::path> files) {
+    std::sort(files.begin(), files.end());
+    const std::size_t removedCount = std::min<std::size_t>(1000, files.size() / 3);
+    const std::size_t changedCount = std::min<std::size_t>(100, files.size() / 3);
+    const fs::path aside = work / "round-aside";
+    const fs::path originals = work / "round-originals";
+    const fs::path added = corpus / "round-added";
+    fs::remove_all(aside);
+    fs::remove_all(originals);
+    fs::remove_all(added);
+    fs::create_directories(aside);
+    fs::create_directories(originals);
+    fs::create_directories(added);
+    std::mt19937_64 rng(13);
+    const std::size_t step = files.size() / (removedCount + changedCount);
+    std::vector<std::pair<fs::path, fs::path>> moved, saved;
+    for (std::size_t i = 0; i < removedCount + changedCount; ++i) {
+        const fs::path& file = files[i * step];
+        const fs::path keep = (i < removedCount ? aside : originals) / std::to_string(i);
+        if (i < removedCount) {
+            fs::rename(file, keep);
+            moved.emplace_back(file, keep);
+        } else {
+            fs::copy_file(file, keep);
+            QoMsg::writeMsgFile(file, QoMsg::randomMessage(rng));
+            saved.emplace_back(file, keep);
+        }
+    }
+    for (std::size_t i = 0; i < changedCount; ++i)
+        QoMsg::writeMsgFile(added / ("added" + std::to_string(i) + ".msg"),
+                            QoMsg::randomMessage(rng));
+
+    const auto start = Clock::now();
+    findNow(place, corpus, matchingNothing());
+    const double seconds = secondsSince(start);
+    std::printf("change round (%zu deleted, %zu saved again, %zu added): %.3f s; the index holds "
+                "%zu documents (expected %zu)\n",
+                removedCount, changedCount, changedCount, seconds, documentsIn(place),
+                files.size() - removedCount + changedCount);
+
+    for (const auto& [file, keep] : moved)
+        fs::rename(keep, file);
+    for (const auto& [file, keep] : saved)
+        fs::copy_file(keep, file, fs::copy_options::overwrite_existing);
+    fs::remove_all(added);
+    fs::remove_all(aside);
+    fs::remove_all(originals);
+    findNow(place, corpus, matchingNothing());
+    std::printf("  corpus put back; the index holds %zu documents again\n", documentsIn(place));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -151,11 +254,14 @@ int main(int argc, char** argv) {
     Search::lowerCurrentThreadPriority();
     std::size_t messages = 20000;
     fs::path work = fs::temp_directory_path() / "qosearch-mail-bench";
-    for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::strcmp(argv[i], "--messages") == 0)
-            messages = std::stoul(argv[i + 1]);
-        else if (std::strcmp(argv[i], "--workdir") == 0)
-            work = argv[i + 1];
+    bool reuseIndex = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--reuse-index") == 0)
+            reuseIndex = true;
+        else if (i + 1 < argc && std::strcmp(argv[i], "--messages") == 0)
+            messages = std::stoul(argv[++i]);
+        else if (i + 1 < argc && std::strcmp(argv[i], "--workdir") == 0)
+            work = argv[++i];
     }
     const fs::path corpus = work / ("corpus-" + std::to_string(messages));
     if (!fs::exists(corpus / "complete")) {
@@ -169,11 +275,24 @@ int main(int argc, char** argv) {
     const std::vector<fs::path> files = messageFiles(corpus);
     std::printf("corpus: %zu messages\n\n", files.size());
 
-    const double bareMb = inChild([&] { bareWriter(work / "bare-index", files); });
-    std::printf("  peak memory %.0f MB\n", bareMb);
-    const auto place = placeIn(work / "index");
-    const double indexMb = inChild([&] { indexCold(place, corpus, files.size()); });
-    std::printf("  peak memory %.0f MB\n\n", indexMb);
+    const fs::path indexRoot = work / ("index-" + std::to_string(messages));
+    const fs::path indexedMark = work / ("indexed-" + std::to_string(messages));
+    CRecursiveMailIndexer::IndexPlace place{Util::fromPath(indexRoot),
+                                            Util::fromPath(indexRoot / "0.4")};
+    if (reuseIndex && fs::exists(indexedMark)) {
+        std::printf("reusing the index in %s\n\n", indexRoot.c_str());
+    } else {
+        fs::remove(indexedMark);
+        const double bareMb = inChild([&] { bareWriter(work / "bare-index", files); });
+        std::printf("  peak memory %.0f MB\n", bareMb);
+        fs::remove_all(work / "bare-index");
+        place = placeIn(indexRoot);
+        const double indexMb = inChild([&] { indexCold(place, corpus, files.size()); });
+        std::printf("  peak memory %.0f MB\n\n", indexMb);
+        std::FILE* mark = std::fopen(indexedMark.c_str(), "w");
+        if (mark)
+            std::fclose(mark);
+    }
 
     const double walkMb = inChild([&] {
         const auto start = Clock::now();
@@ -183,13 +302,14 @@ int main(int argc, char** argv) {
         std::printf("plain walk of the tree:    %8.3f s (%zu files)\n", secondsSince(start), n);
     });
     std::printf("  peak memory %.0f MB\n", walkMb);
+    const double statMb = inChild([&] { statWalk(corpus); });
+    std::printf("  peak memory %.0f MB\n", statMb);
+    findCommand(corpus);
     const double upToDateMb = inChild([&] {
-        // A criterion that matches nothing: the walk, the skip test and the
-        // two query passes without the cost of rows.
-        SearchCriteria criteria;
-        criteria.m_sSubject = L"zzzqqq";
+        // A criterion that matches nothing: the walk, the comparison with
+        // the index and the two query passes without the cost of rows.
         const auto start = Clock::now();
-        const std::size_t rows = findNow(place, corpus, criteria);
+        const std::size_t rows = findNow(place, corpus, matchingNothing());
         std::printf("up-to-date find:           %8.3f s (%zu rows)\n", secondsSince(start), rows);
     });
     std::printf("  peak memory %.0f MB\n", upToDateMb);
@@ -198,6 +318,8 @@ int main(int argc, char** argv) {
         const std::size_t rows = findNow(place, corpus, SearchCriteria());
         std::printf("find returning every row:  %8.3f s (%zu rows)\n", secondsSince(start), rows);
     });
-    std::printf("  peak memory %.0f MB\n", allMb);
+    std::printf("  peak memory %.0f MB\n\n", allMb);
+    const double roundMb = inChild([&] { changeRound(place, corpus, work, files); });
+    std::printf("  peak memory %.0f MB\n", roundMb);
     return 0;
 }
