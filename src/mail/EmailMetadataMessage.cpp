@@ -66,6 +66,7 @@ bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage, Mess
         }
     } catch (const std::exception& e) {
         // Whatever was read so far stays in the record.
+        m_bInterrupted = true;
         Trace::tracef("CEmailMetadata_Message::ReadMessage: %s\n", e.what());
     }
     m_pMessage.reset();

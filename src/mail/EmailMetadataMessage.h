@@ -31,6 +31,8 @@ protected:
                      Mapi::MessageKind kind = Mapi::MessageKind::File);
 
     bool CountAttachments() const { return m_bCountAttachments; }
+    /// Whether reading stopped early on an error (what was read stays).
+    bool ReadInterrupted() const { return m_bInterrupted; }
 
     /// Present only while the values are read.
     std::unique_ptr<Mapi::CMessage> m_pMessage;
@@ -41,6 +43,7 @@ private:
     void ReadAttachmentCounts();
 
     bool m_bCountAttachments;
+    bool m_bInterrupted = false;
 };
 
 } // namespace Kerf::QuireLib

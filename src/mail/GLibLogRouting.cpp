@@ -11,6 +11,7 @@ namespace Kerf::GLibLog {
 namespace {
 
 std::atomic<unsigned> g_routed{0};
+thread_local unsigned t_routed = 0;
 
 const char* levelName(GLogLevelFlags level) {
     if (level & G_LOG_LEVEL_ERROR)
@@ -28,6 +29,7 @@ const char* levelName(GLogLevelFlags level) {
 
 void toTrace(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer) {
     g_routed.fetch_add(1, std::memory_order_relaxed);
+    ++t_routed;
     Trace::tracef("GLib %s [%s]: %s\n", levelName(level), domain != nullptr ? domain : "-",
                   message != nullptr ? message : "");
 }
@@ -50,6 +52,10 @@ void routeToTrace() {
 
 unsigned routedCount() {
     return g_routed.load(std::memory_order_relaxed);
+}
+
+unsigned routedOnThisThread() {
+    return t_routed;
 }
 
 } // namespace Kerf::GLibLog

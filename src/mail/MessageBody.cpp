@@ -43,47 +43,75 @@ int htmlCodePage(CMapiObject& message) {
     return message.codePage();
 }
 
-} // namespace
-
-std::wstring htmlBytesToText(std::string_view bytes, int codePage) {
+// HTML held as bytes, in the charset the document declares, else in `codePage`.
+std::wstring decodeHtmlBytes(std::string_view bytes, int codePage) {
     const std::string charset = Html::declaredCharset(bytes);
     std::optional<std::wstring> html;
     if (!charset.empty())
         html = CodePages::decodeCharset(bytes, charset);
     if (!html)
         html = CodePages::decode(bytes, codePage);
-    return Html::toPlainText(*html);
+    return std::move(*html);
 }
 
-bool fromHtml(CMapiObject& message, std::wstring& body) {
+// PR_HTML as text, in whichever of its forms the message stores it.
+std::optional<std::wstring> readHtml(CMapiObject& message) {
     ULONG storedType = PT_BINARY;
     std::optional<std::vector<std::uint8_t>> data = readStream(message, PR_HTML, storedType);
     if (!data)
         data = readStream(message, PR_HTML_W, storedType);
     if (!data)
-        return false;
-    if (storedType == PT_UNICODE) {
-        body = Html::toPlainText(
-            decodeStoredText(data->data(), data->size(), PT_UNICODE, message.codePage()));
-        return true;
-    }
+        return std::nullopt;
+    if (storedType == PT_UNICODE)
+        return decodeStoredText(data->data(), data->size(), PT_UNICODE, message.codePage());
     const int codePage = storedType == PT_STRING8 ? message.codePage() : htmlCodePage(message);
-    body = htmlBytesToText(
+    return decodeHtmlBytes(
         std::string_view(reinterpret_cast<const char*>(data->data()), data->size()), codePage);
-    return true;
 }
 
-bool fromRtf(CMapiObject& message, std::wstring& body) {
+std::optional<Rtf::Extracted> readRtf(CMapiObject& message) {
     ULONG storedType = PT_BINARY;
     const std::optional<std::vector<std::uint8_t>> data =
         readStream(message, PR_RTF_COMPRESSED, storedType);
     if (!data)
-        return false;
+        return std::nullopt;
     const std::optional<std::string> rtf = Rtf::decompress(data->data(), data->size());
     if (!rtf)
+        return std::nullopt;
+    return Rtf::extract(*rtf, message.codePage());
+}
+
+} // namespace
+
+std::wstring htmlBytesToText(std::string_view bytes, int codePage) {
+    return Html::toPlainText(decodeHtmlBytes(bytes, codePage));
+}
+
+bool fromHtml(CMapiObject& message, std::wstring& body) {
+    const std::optional<std::wstring> html = readHtml(message);
+    if (!html)
         return false;
-    Rtf::Extracted extracted = Rtf::extract(*rtf, message.codePage());
-    body = extracted.bHtml ? Html::toPlainText(extracted.text) : std::move(extracted.text);
+    body = Html::toPlainText(*html);
+    return true;
+}
+
+bool fromRtf(CMapiObject& message, std::wstring& body) {
+    std::optional<Rtf::Extracted> extracted = readRtf(message);
+    if (!extracted)
+        return false;
+    body = extracted->bHtml ? Html::toPlainText(extracted->text) : std::move(extracted->text);
+    return true;
+}
+
+bool htmlSource(CMapiObject& message, std::wstring& html) {
+    if (std::optional<std::wstring> stored = readHtml(message)) {
+        html = std::move(*stored);
+        return true;
+    }
+    std::optional<Rtf::Extracted> extracted = readRtf(message);
+    if (!extracted || !extracted->bHtml)
+        return false;
+    html = std::move(extracted->text);
     return true;
 }
 

@@ -20,4 +20,8 @@ bool fromRtf(Mapi::CMapiObject& message, std::wstring& body);
 /// else in `codePage`.
 std::wstring htmlBytesToText(std::string_view bytes, int codePage);
 
+/// The HTML of the body as it was written: PR_HTML decoded, else the HTML
+/// that an RTF body made from HTML carries; false when there is neither.
+bool htmlSource(Mapi::CMapiObject& message, std::wstring& html);
+
 } // namespace Kerf::QuireLib::MessageBody
