@@ -1,38 +1,20 @@
 #include "app/ItemActions.h"
 
+#include "app/DesktopAssociation.h"
 #include "app/MessageViewer.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
 #include <QDesktopServices>
-#include <QMap>
-#include <QProcess>
 #include <QUrl>
 
 #include <set>
 
 namespace ItemActions {
 
-bool hasDesktopApplicationFor(const QString& mimeType) {
-    static QMap<QString, bool> known;
-    const auto it = known.constFind(mimeType);
-    if (it != known.constEnd())
-        return *it;
-    QProcess query;
-    query.start(QStringLiteral("xdg-mime"),
-                {QStringLiteral("query"), QStringLiteral("default"), mimeType});
-    bool found = false;
-    if (query.waitForStarted(3000) && query.waitForFinished(5000) &&
-        query.exitStatus() == QProcess::NormalExit && query.exitCode() == 0)
-        found = !query.readAllStandardOutput().trimmed().isEmpty();
-    else if (query.state() != QProcess::NotRunning)
-        query.kill();
-    known.insert(mimeType, found);
-    return found;
-}
-
-int openMessages(const std::vector<std::wstring>& paths, QWidget* parent) {
-    const bool desktop = hasDesktopApplicationFor(QLatin1String(kMessageMimeType));
+int openMessages(const std::vector<std::wstring>& paths, QWidget* parent,
+                 const CDesktopAssociation& association) {
+    const bool desktop = association.answer().value_or(false);
     int shownHere = 0;
     for (const std::wstring& path : paths) {
         const QUrl url = QUrl::fromLocalFile(QString::fromStdWString(path));
@@ -43,6 +25,10 @@ int openMessages(const std::vector<std::wstring>& paths, QWidget* parent) {
         ++shownHere;
     }
     return shownHere;
+}
+
+int openMessages(const std::vector<std::wstring>& paths, QWidget* parent) {
+    return openMessages(paths, parent, CDesktopAssociation::forMessages());
 }
 
 std::vector<std::wstring> exploreFolders(const std::vector<std::wstring>& folders) {

@@ -1,13 +1,15 @@
 #pragma once
 // Opening result messages and their folders on the desktop. A message opens
-// in the desktop's application for ".msg" files; where there is none, in the
-// program's own viewer window.
+// in the desktop's application for ".msg" files; where there is none, or
+// while the desktop has not yet said whether there is one, in the program's
+// own viewer window.
 
 #include <QString>
 
 #include <string>
 #include <vector>
 
+class CDesktopAssociation;
 class QWidget;
 
 namespace ItemActions {
@@ -15,11 +17,11 @@ namespace ItemActions {
 /// The media type of saved message files.
 inline constexpr const char* kMessageMimeType = "application/vnd.ms-outlook";
 
-/// Whether the desktop names a default application for the media type
-/// (asked once per type and process).
-bool hasDesktopApplicationFor(const QString& mimeType);
-
 /// Opens each message; returns how many went to the program's own viewer.
+/// Never waits for the desktop's answer about ".msg" files.
+int openMessages(const std::vector<std::wstring>& paths, QWidget* parent,
+                 const CDesktopAssociation& association);
+/// The same with the process's association for saved messages.
 int openMessages(const std::vector<std::wstring>& paths, QWidget* parent);
 
 /// Opens each folder once, folders differing only in letter case counting

@@ -1,24 +1,53 @@
 #pragma once
-// A window of the program's own that shows one saved message, for desktops
-// where no application opens ".msg" files. It reads the file itself, so it
+// A window of the program's own that shows one saved message whole, for
+// desktops where no application opens ".msg" files: the header lines, the
+// body as it was written (HTML shown safely, else the text) and the
+// attachments, which can be saved or opened. It reads the file itself, so it
 // also shows messages the index does not hold.
 
 #include <QDialog>
 
+#include <memory>
 #include <string>
 
-class QTextBrowser;
+class CSafeTextBrowser;
+class QLabel;
+class QPushButton;
+class QTreeWidget;
+
+namespace Kerf::QuireLib {
+class CMessageDocument;
+}
 
 class CMessageViewer : public QDialog {
     Q_OBJECT
 public:
-    /// Reads the message; a damaged file shows what could be read.
+    /// Reads the message file; a damaged file shows what could be read.
     explicit CMessageViewer(const std::wstring& path, QWidget* parent = nullptr);
+    /// Shows a message already read (an attached message).
+    CMessageViewer(std::shared_ptr<const Kerf::QuireLib::CMessageDocument> document,
+                   QWidget* parent);
+    ~CMessageViewer() override;
 
+    /// The file shown; empty for an attached message.
     const std::wstring& path() const { return m_sPath; }
-    QTextBrowser& GetTextControl() { return *m_pText; }
+    CSafeTextBrowser& GetTextControl() { return *m_pBody; }
+    QLabel& headerLabel() { return *m_pHeader; }
+    /// Says when the message is damaged; hidden otherwise.
+    QLabel& noteLabel() { return *m_pNote; }
+    QTreeWidget& attachmentList() { return *m_pAttachments; }
 
 private:
+    void build();
+    void showHeader();
+    void showBody();
+
     std::wstring m_sPath;
-    QTextBrowser* m_pText;
+    std::shared_ptr<const Kerf::QuireLib::CMessageDocument> m_pDocument;
+    QLabel* m_pHeader;
+    QLabel* m_pNote;
+    CSafeTextBrowser* m_pBody;
+    QTreeWidget* m_pAttachments;
+    QPushButton* m_pSaveAs;
+    QPushButton* m_pOpen;
 };

@@ -1,5 +1,6 @@
 #include "app/QoSearchDlg.h"
 
+#include "app/DesktopAssociation.h"
 #include "app/DialogUnits.h"
 #include "app/PreviewPane.h"
 #include "app/ProgramIcons.h"
@@ -190,6 +191,8 @@ void CQoSearchDlg::initialise() {
     m_ctlResults->SetRowIcon(messageFileIcon());
 
     ClearDialogueOnInitialization();
+    // Asked now, on a thread of its own, so that Open finds the answer ready.
+    CDesktopAssociation::forMessages();
     beginWaitCursor();
     m_cycle.initialise();
     endWaitCursor();
@@ -341,7 +344,12 @@ bool CQoSearchDlg::event(QEvent* e) {
 void CQoSearchDlg::keyPressEvent(QKeyEvent* e) {
     const bool enter = e->key() == Qt::Key_Return || e->key() == Qt::Key_Enter;
     if (enter && (e->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
-        OnOK();
+        // In the results list Enter opens the selected messages, as a
+        // double-click does; everywhere else it searches.
+        if (m_ctlResults->hasFocus() && m_ctlResults->selectionModel()->hasSelection())
+            OpenItems();
+        else
+            OnOK();
         e->accept();
         return;
     }

@@ -1,0 +1,168 @@
+// The program's own message viewer: the HTML body shown without loading
+// anything from anywhere, damaged messages, and Open never waiting for the
+// desktop's answer about ".msg" files.
+
+#include "WindowTestSupport.h"
+
+#include "MsgWriter.h"
+#include "app/DesktopAssociation.h"
+#include "app/ItemActions.h"
+#include "app/MessageViewer.h"
+#include "app/SafeTextBrowser.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <fstream>
+
+using namespace WindowTest;
+using Kerf::Util::fromPath;
+
+namespace {
+
+// Every connection a loopback server is asked for, kept open.
+class ConnectionRecorder : public QTcpServer {
+public:
+    ConnectionRecorder() { listen(QHostAddress::LocalHost); }
+    QString url(const char* path) const {
+        return QStringLiteral("http://127.0.0.1:%1/%2").arg(serverPort()).arg(QLatin1String(path));
+    }
+    int connections = 0;
+
+protected:
+    void incomingConnection(qintptr descriptor) override {
+        ++connections;
+        auto* socket = new QTcpSocket(this);
+        socket->setSocketDescriptor(descriptor);
+    }
+};
+
+class SchemeRecorder : public QObject {
+    Q_OBJECT
+public:
+    explicit SchemeRecorder(QStringList schemes) : m_schemes(std::move(schemes)) {
+        for (const QString& scheme : m_schemes)
+            QDesktopServices::setUrlHandler(scheme, this, "open");
+    }
+    ~SchemeRecorder() override {
+        for (const QString& scheme : m_schemes)
+            QDesktopServices::unsetUrlHandler(scheme);
+    }
+    QList<QUrl> urls;
+public slots:
+    void open(const QUrl& url) { urls.push_back(url); }
+
+private:
+    QStringList m_schemes;
+};
+
+std::unique_ptr<CMessageViewer> showViewer(const fs::path& path) {
+    auto viewer = std::make_unique<CMessageViewer>(fromPath(path));
+    viewer->setAttribute(Qt::WA_DeleteOnClose, false);
+    viewer->show();
+    viewer->grab(); // lays out and paints the whole body
+    QCoreApplication::processEvents();
+    return viewer;
+}
+
+TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
+    QoTest::TempDir dir;
+    ConnectionRecorder server;
+    ASSERT_TRUE(server.isListening());
+    QoMsg::MsgMessage message;
+    message.subject = L"Newsletter";
+    message.html =
+        QStringLiteral("<html><head><link rel=\"stylesheet\" href=\"%1\">"
+                       "<script>document.write('scripted')</script></head><body>"
+                       "<p style=\"background-image: url(%2)\">Hello <b>reader</b></p>"
+                       "<img src=\"%3\"><img src=\"file:///etc/hostname\"><img src=\"local.png\">"
+                       "<a href=\"https://example.org/offer\">offer</a></body></html>")
+            .arg(server.url("style.css"), server.url("back.png"), server.url("pixel.png"))
+            .toStdString();
+    const fs::path path = dir / "html.msg";
+    QoMsg::writeMsgFile(path, message);
+
+    auto viewer = showViewer(path);
+    CSafeTextBrowser& body = viewer->GetTextControl();
+    const QString shown = body.toPlainText();
+    EXPECT_TRUE(shown.contains("Hello reader") && shown.contains("offer")) << shown.toStdString();
+    EXPECT_FALSE(shown.contains("scripted") || shown.contains("document.write"))
+        << shown.toStdString();
+    // The document did ask for the pictures: they were refused, not missed.
+    const QList<QUrl>& refused = body.refusedResources();
+    for (const QString& url : {server.url("pixel.png"), QStringLiteral("file:///etc/hostname"),
+                               QStringLiteral("local.png")})
+        EXPECT_TRUE(refused.contains(QUrl(url))) << url.toStdString();
+    QTest::qWait(200);
+    EXPECT_EQ(server.connections, 0);
+
+    SchemeRecorder desktop({"http", "https", "file"});
+    emit body.anchorClicked(QUrl("https://example.org/offer"));
+    emit body.anchorClicked(QUrl("file:///usr/bin/xterm"));
+    EXPECT_EQ(desktop.urls, QList<QUrl>{QUrl("https://example.org/offer")});
+
+    // The server does see a request that is really made.
+    QNetworkAccessManager network;
+    std::unique_ptr<QNetworkReply> reply(
+        network.get(QNetworkRequest(QUrl(server.url("pixel.png")))));
+    EXPECT_TRUE(waitUntil([&] { return server.connections > 0; }, 10000));
+}
+
+TEST(MessageViewer, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
+    QoTest::TempDir dir;
+    std::ifstream in(corpus("poi_quick.msg"), std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::ofstream(dir / "cut.msg", std::ios::binary).write(bytes.data(), bytes.size() * 7 / 10);
+    std::ofstream(dir / "text.msg") << "not a message";
+    fs::copy_file(corpus("poi_quick.msg"), dir / "whole.msg");
+    const struct {
+        const char* name;
+        const char* note;
+        bool subjectShown;
+    } cases[] = {
+        {"whole.msg", "", true},
+        {"cut.msg", "the rest could not be read", true},
+        {"text.msg", "could not be read as a message", false},
+    };
+    for (const auto& c : cases) {
+        auto viewer = showViewer(dir / c.name);
+        EXPECT_EQ(viewer->noteLabel().isVisible(), *c.note != '\0') << c.name;
+        EXPECT_TRUE(viewer->noteLabel().text().contains(QLatin1String(c.note))) << c.name;
+        EXPECT_EQ(viewer->headerLabel().text().contains("Test the content transformer"),
+                  c.subjectShown)
+            << c.name;
+    }
+}
+
+// A desktop that is slow to say which program opens ".msg" files: Open
+// shows the program's viewer at once, and the desktop's program once known.
+TEST(MessageViewer, OpenNeverWaitsForTheDesktopsAnswer) {
+    QoTest::TempDir dir;
+    const fs::path released = dir / "released";
+    const fs::path query = dir / "slow-query";
+    std::ofstream(query) << "#!/bin/sh\nwhile [ ! -e '" << released.string()
+                         << "' ]; do sleep 0.05; done\necho reader.desktop\n";
+    fs::permissions(query, fs::perms::owner_all);
+    fs::copy_file(corpus("poi_quick.msg"), dir / "quick.msg");
+    const std::vector<std::wstring> paths = {fromPath(dir / "quick.msg")};
+
+    CDesktopAssociation association(QLatin1String(ItemActions::kMessageMimeType),
+                                    QString::fromStdString(query.string()));
+    association.start();
+    SchemeRecorder desktop({"file"});
+    QWidget parent;
+    EXPECT_EQ(ItemActions::openMessages(paths, &parent, association), 1);
+    EXPECT_FALSE(association.answer().has_value()); // still asking
+    EXPECT_EQ(parent.findChildren<CMessageViewer*>().size(), 1);
+
+    std::ofstream(released).put('\n');
+    EXPECT_EQ(association.waitForAnswer(30000), std::optional<bool>(true));
+    EXPECT_EQ(ItemActions::openMessages(paths, &parent, association), 0);
+    EXPECT_EQ(desktop.urls, QList<QUrl>{QUrl::fromLocalFile(QString::fromStdWString(paths[0]))});
+}
+
+} // namespace
+
+#include "MessageViewerTest.moc"
