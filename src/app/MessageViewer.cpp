@@ -1,19 +1,29 @@
 #include "app/MessageViewer.h"
 
+#include "app/AttachmentFolder.h"
 #include "app/PreviewText.h"
 #include "app/SafeTextBrowser.h"
 #include "mail/MessageDocument.h"
 
+#include <QDesktopServices>
 #include <QDialogButtonBox>
+#include <QDir>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLocale>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QSaveFile>
 #include <QSplitter>
+#include <QStandardPaths>
 #include <QTreeWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 
+using Kerf::QuireLib::CAttachmentInfo;
 using Kerf::QuireLib::CMessageDocument;
 
 namespace {
@@ -107,8 +117,19 @@ void CMessageViewer::build() {
     layout->addWidget(splitter, 1);
     layout->addWidget(buttons);
 
+    connect(m_pAttachments, &QTreeWidget::itemSelectionChanged, this,
+            &CMessageViewer::updateAttachmentButtons);
+    connect(m_pAttachments, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
+        openAttachment(m_pAttachments->indexOfTopLevelItem(item));
+    });
+    connect(m_pSaveAs, &QPushButton::clicked, this,
+            [this] { saveAttachment(m_pAttachments->currentIndex().row()); });
+    connect(m_pOpen, &QPushButton::clicked, this,
+            [this] { openAttachment(m_pAttachments->currentIndex().row()); });
+
     showHeader();
     showBody();
+    listAttachments();
     const QString note = damageNote(*m_pDocument);
     m_pNote->setText(note);
     m_pNote->setVisible(!note.isEmpty());
@@ -142,4 +163,104 @@ void CMessageViewer::showBody() {
         m_pBody->setHtml(QString::fromStdWString(m_pDocument->HtmlBody()));
     else
         m_pBody->setPlainText(withPlainNewlines(text(*m_pDocument, L"Body")));
+}
+
+void CMessageViewer::listAttachments() {
+    if (!m_pDocument->Message())
+        return;
+    const QLocale locale;
+    for (const CAttachmentInfo& info : m_pDocument->Message()->attachments()) {
+        QString name = QString::fromStdWString(info.name);
+        if (name.isEmpty())
+            name = info.isMessage ? QStringLiteral("(attached message)")
+                                  : QStringLiteral("(unnamed attachment)");
+        // An attached message that states no size has none worth showing.
+        const QString size = info.isMessage && info.size == 0
+                                 ? QString()
+                                 : locale.formattedDataSize(static_cast<qint64>(info.size), 1,
+                                                            QLocale::DataSizeTraditionalFormat);
+        auto* item = new QTreeWidgetItem(m_pAttachments, {name, size});
+        item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+    }
+    if (m_pAttachments->topLevelItemCount() > 0)
+        m_pAttachments->setCurrentItem(m_pAttachments->topLevelItem(0));
+    updateAttachmentButtons();
+}
+
+void CMessageViewer::updateAttachmentButtons() {
+    const int row = m_pAttachments->currentIndex().row();
+    const auto& list = m_pDocument->Message() ? m_pDocument->Message()->attachments()
+                                              : std::vector<CAttachmentInfo>();
+    const bool valid = row >= 0 && static_cast<std::size_t>(row) < list.size();
+    m_pOpen->setEnabled(valid);
+    // An attached message is shown, not saved: it has no file of its own.
+    m_pSaveAs->setEnabled(valid && !list[static_cast<std::size_t>(row)].isMessage);
+}
+
+bool CMessageViewer::readAttachment(int row, QByteArray& data) {
+    std::vector<std::uint8_t> bytes;
+    if (!m_pDocument->Message() ||
+        !m_pDocument->Message()->readData(static_cast<std::size_t>(row), bytes)) {
+        QMessageBox::warning(this, windowTitle(),
+                             QStringLiteral("The attachment \"%1\" could not be read.")
+                                 .arg(m_pAttachments->topLevelItem(row)->text(0)));
+        return false;
+    }
+    data = QByteArray(reinterpret_cast<const char*>(bytes.data()),
+                      static_cast<qsizetype>(bytes.size()));
+    return true;
+}
+
+void CMessageViewer::saveAttachment(int row) {
+    if (row < 0 || row >= m_pAttachments->topLevelItemCount() || !m_pSaveAs->isEnabled())
+        return;
+    const QString suggested =
+        QDir(QStandardPaths::writableLocation(QStandardPaths::DownloadLocation))
+            .filePath(AttachmentFolder::safeFileName(m_pAttachments->topLevelItem(row)->text(0)));
+    const QString target =
+        QFileDialog::getSaveFileName(this, QStringLiteral("Save Attachment"), suggested);
+    if (target.isEmpty())
+        return;
+    QByteArray data;
+    if (!readAttachment(row, data))
+        return;
+    QSaveFile file(target);
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
+        QMessageBox::warning(this, windowTitle(),
+                             QStringLiteral("The attachment could not be saved as \"%1\": %2")
+                                 .arg(target, file.errorString()));
+}
+
+void CMessageViewer::openAttachment(int row) {
+    if (!m_pDocument->Message() || row < 0 ||
+        static_cast<std::size_t>(row) >= m_pDocument->Message()->attachments().size())
+        return;
+    const CAttachmentInfo& info =
+        m_pDocument->Message()->attachments()[static_cast<std::size_t>(row)];
+    if (info.isMessage) {
+        auto inner = m_pDocument->Message()->openMessage(static_cast<std::size_t>(row));
+        if (!inner) {
+            QMessageBox::warning(this, windowTitle(),
+                                 QStringLiteral("The attached message could not be read."));
+            return;
+        }
+        auto* viewer =
+            new CMessageViewer(std::make_shared<const CMessageDocument>(std::move(inner)), this);
+        viewer->show();
+        return;
+    }
+    QByteArray data;
+    if (!readAttachment(row, data))
+        return;
+    const QString path = AttachmentFolder::write(m_pAttachments->topLevelItem(row)->text(0), data);
+    if (path.isEmpty()) {
+        QMessageBox::warning(
+            this, windowTitle(),
+            QStringLiteral("The attachment could not be written to the temporary folder."));
+        return;
+    }
+    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(path)))
+        QMessageBox::information(this, windowTitle(),
+                                 QStringLiteral("No program on this desktop opens \"%1\".")
+                                     .arg(QFileInfo(path).fileName()));
 }

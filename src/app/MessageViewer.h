@@ -37,10 +37,21 @@ public:
     QLabel& noteLabel() { return *m_pNote; }
     QTreeWidget& attachmentList() { return *m_pAttachments; }
 
+    /// Asks where to save the attachment of the row, then writes it there.
+    void saveAttachment(int row);
+    /// Opens the row's attachment: an attached message in a viewer of its
+    /// own, a file with the desktop's program after writing it into a
+    /// folder only this user can read.
+    void openAttachment(int row);
+
 private:
     void build();
     void showHeader();
     void showBody();
+    void listAttachments();
+    void updateAttachmentButtons();
+    /// The attachment's content; false (and the user told) when it cannot be read.
+    bool readAttachment(int row, QByteArray& data);
 
     std::wstring m_sPath;
     std::shared_ptr<const Kerf::QuireLib::CMessageDocument> m_pDocument;

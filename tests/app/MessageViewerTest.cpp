@@ -9,6 +9,11 @@
 #include "app/ItemActions.h"
 #include "app/MessageViewer.h"
 #include "app/SafeTextBrowser.h"
+#include "mail/MessageAttachments.h"
+#include "mail/MessageDocument.h"
+
+#include <QFileDialog>
+#include <QTreeWidget>
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -134,6 +139,90 @@ TEST(MessageViewer, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
                   c.subjectShown)
             << c.name;
     }
+}
+
+// Answers the next file dialog with the path, typed into its file name
+// field as a user would, from inside the dialog's own event loop.
+void answerNextFileDialog(const QString& path) {
+    auto* poll = new QTimer;
+    poll->setInterval(20);
+    QObject::connect(poll, &QTimer::timeout, [poll, path] {
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        auto* name = dialog != nullptr ? dialog->findChild<QLineEdit*>("fileNameEdit") : nullptr;
+        if (name == nullptr)
+            return;
+        name->setText(path);
+        QMetaObject::invokeMethod(dialog, "accept");
+        poll->deleteLater();
+    });
+    poll->start();
+}
+
+QByteArray fileBytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnTheirOwn) {
+    QoTest::TempDir dir;
+    const fs::path path = corpus("poi_attachment_msg_pdf.msg");
+    std::string error;
+    const auto reader = Kerf::QuireLib::CMessageAttachments::openFile(fromPath(path), error);
+    ASSERT_TRUE(reader) << error;
+    ASSERT_EQ(reader->attachments().size(), 2u);
+    std::vector<std::uint8_t> pdf;
+    ASSERT_TRUE(reader->readData(1, pdf));
+
+    auto viewer = showViewer(path);
+    // The HTML body rendered, its markup not shown as text.
+    ASSERT_FALSE(Kerf::QuireLib::CMessageDocument(fromPath(path)).HtmlBody().empty());
+    const QString shown = viewer->GetTextControl().toPlainText();
+    EXPECT_TRUE(!shown.trimmed().isEmpty() && !shown.contains("<html", Qt::CaseInsensitive))
+        << shown.toStdString();
+    QTreeWidget& list = viewer->attachmentList();
+    ASSERT_EQ(list.topLevelItemCount(), 2);
+    EXPECT_TRUE(list.isVisible());
+    EXPECT_EQ(list.topLevelItem(0)->text(0), "Test Attachment");
+    EXPECT_EQ(list.topLevelItem(1)->text(0), "smbprn.00009008.KdcPjl.pdf");
+    EXPECT_EQ(list.topLevelItem(1)->text(1),
+              QLocale().formattedDataSize(13539, 1, QLocale::DataSizeTraditionalFormat));
+
+    // Save As writes exactly what the reader extracts.
+    const QString saved = QString::fromStdString((dir / "saved.pdf").string());
+    list.setCurrentItem(list.topLevelItem(1));
+    answerNextFileDialog(saved);
+    ASSERT_TRUE(viewer->findChild<QPushButton*>("saveAttachment")->isEnabled());
+    viewer->findChild<QPushButton*>("saveAttachment")->click();
+    EXPECT_EQ(fileBytes(saved), QByteArray(reinterpret_cast<const char*>(pdf.data()),
+                                           static_cast<qsizetype>(pdf.size())));
+
+    // Open hands the desktop a copy in a folder only this user can enter.
+    {
+        SchemeRecorder desktop({"file"});
+        viewer->openAttachment(1);
+        ASSERT_EQ(desktop.urls.size(), 1);
+        const QString copy = desktop.urls[0].toLocalFile();
+        EXPECT_EQ(QFileInfo(copy).fileName(), "smbprn.00009008.KdcPjl.pdf");
+        EXPECT_EQ(fileBytes(copy), fileBytes(saved));
+        EXPECT_EQ(fs::status(copy.toStdString()).permissions() & fs::perms::all,
+                  fs::perms::owner_read | fs::perms::owner_write);
+        const fs::path own = fs::path(copy.toStdString()).parent_path();
+        for (const fs::path& folder : {own, own.parent_path()})
+            EXPECT_EQ(fs::status(folder).permissions() & fs::perms::all, fs::perms::owner_all)
+                << folder;
+    }
+
+    // The attached message opens in a viewer of its own.
+    list.setCurrentItem(list.topLevelItem(0));
+    EXPECT_FALSE(viewer->findChild<QPushButton*>("saveAttachment")->isEnabled());
+    viewer->openAttachment(0);
+    const auto inner = viewer->findChildren<CMessageViewer*>();
+    ASSERT_EQ(inner.size(), 1);
+    EXPECT_TRUE(inner[0]->isVisible());
+    const std::wstring subject = reader->openMessage(0)->readRecord().GetStringValue(L"Subject");
+    ASSERT_FALSE(subject.empty());
+    EXPECT_TRUE(inner[0]->headerLabel().text().contains(QString::fromStdWString(subject)));
+    EXPECT_TRUE(inner[0]->path().empty());
 }
 
 // A desktop that is slow to say which program opens ".msg" files: Open
