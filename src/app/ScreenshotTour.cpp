@@ -1,5 +1,6 @@
 #include "app/ScreenshotTour.h"
 
+#include "app/MessageViewer.h"
 #include "app/QoSearchDlg.h"
 #include "app/SearchCriteriaPane.h"
 #include "app/SearchLocation.h"
@@ -76,6 +77,21 @@ public:
             std::printf("qosearch: saved %s\n", qPrintable(path));
     }
 
+    // A window of its own (the message viewer) as the screen shows it.
+    void saveWindow(const char* name, QWidget& window) {
+        const QRect area = window.frameGeometry();
+        QPixmap picture;
+        if (QScreen* screen = window.screen())
+            picture = screen->grabWindow(0, area.x(), area.y(), area.width(), area.height());
+        if (picture.isNull())
+            picture = window.grab();
+        const QString path = m_folder + QLatin1Char('/') + QLatin1String(name);
+        if (!picture.save(path))
+            std::fprintf(stderr, "qosearch: could not save %s\n", qPrintable(path));
+        else
+            std::printf("qosearch: saved %s\n", qPrintable(path));
+    }
+
     CQoSearchDlg& dlg() { return *m_dlg; }
 
 private:
@@ -142,9 +158,28 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
         (*menu)->popup(list.viewport()->mapToGlobal(at));
     });
     tour->then([tour, menu] { tour->save("06-context-menu.png", menu->data()); });
-    tour->then([tour, menu] {
+    auto viewer = std::make_shared<QPointer<CMessageViewer>>();
+    tour->then([tour, menu, viewer] {
         if (*menu)
             (*menu)->close();
+        // A message with an HTML body, a PDF and an attached message.
+        auto& list = tour->dlg().resultsList();
+        for (int i = 0; i < list.GetItemCount(); ++i)
+            if (list.GetItemText(i, Kerf::QuireLib::ResultsRow::Filename) ==
+                L"poi_attachment_msg_pdf.msg") {
+                *viewer = new CMessageViewer(tour->dlg().getItemPath(i), &tour->dlg());
+                (*viewer)->move(tour->dlg().frameGeometry().topLeft() + QPoint(60, 40));
+                (*viewer)->show();
+                break;
+            }
+    });
+    tour->then([tour, viewer] {
+        if (*viewer)
+            tour->saveWindow("07-viewer.png", **viewer);
+    });
+    tour->then([tour, viewer] {
+        if (*viewer)
+            (*viewer)->close();
         tour->dlg().reject();
     });
     tour->start();

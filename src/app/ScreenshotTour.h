@@ -2,7 +2,8 @@
 // A guided run of the window for its documentation pictures: started when
 // the environment variable QOSEARCH_SCREENSHOTS names a folder, it steps
 // through the main states (start, location list, criteria, results, preview,
-// context menu), saves a PNG of each into the folder, and closes the window.
+// context menu, message viewer), saves a PNG of each into the folder, and
+// closes the window.
 
 #include <QString>
 
