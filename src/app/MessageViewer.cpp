@@ -48,6 +48,26 @@ QString damageNote(const CMessageDocument& document) {
     return {};
 }
 
+// The picture a "cid:" address names: the attachment whose name is the
+// address up to its "@", as mail programs name pictures they put inline.
+QByteArray inlinePicture(const CMessageDocument& document, const QString& contentId) {
+    const auto& message = document.Message();
+    if (!message)
+        return {};
+    const QString name = contentId.section(QLatin1Char('@'), 0, 0);
+    const std::vector<CAttachmentInfo>& attachments = message->attachments();
+    for (std::size_t i = 0; i < attachments.size(); ++i) {
+        if (attachments[i].isMessage ||
+            QString::fromStdWString(attachments[i].name).compare(name, Qt::CaseInsensitive) != 0)
+            continue;
+        std::vector<std::uint8_t> bytes;
+        if (message->readData(i, bytes))
+            return QByteArray(reinterpret_cast<const char*>(bytes.data()),
+                              static_cast<qsizetype>(bytes.size()));
+    }
+    return {};
+}
+
 } // namespace
 
 CMessageViewer::CMessageViewer(const std::wstring& path, QWidget* parent)
@@ -127,6 +147,9 @@ void CMessageViewer::build() {
     connect(m_pOpen, &QPushButton::clicked, this,
             [this] { openAttachment(m_pAttachments->currentIndex().row()); });
 
+    m_pBody->setInlineSource([document = m_pDocument](const QString& contentId) {
+        return inlinePicture(*document, contentId);
+    });
     showHeader();
     showBody();
     listAttachments();

@@ -141,6 +141,21 @@ TEST(MessageViewer, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
     }
 }
 
+// Pictures the message carries itself show in place ("cid:" addresses).
+TEST(MessageViewer, PicturesCarriedByTheMessageShowInline) {
+    auto viewer = showViewer(corpus("poi_attachment_msg_inlineImg.msg"));
+    CSafeTextBrowser& body = viewer->GetTextControl();
+    for (const QUrl& refused : body.refusedResources())
+        EXPECT_NE(refused.scheme(), "cid") << refused.toString().toStdString();
+    const QVariant picture = body.document()->resource(QTextDocument::ImageResource,
+                                                       QUrl("cid:image001.png@01D0A524.96D40F30"));
+    // Cached as the bytes handed in, or as the picture made of them.
+    const QImage image = picture.typeId() == QMetaType::QByteArray
+                             ? QImage::fromData(picture.toByteArray())
+                             : qvariant_cast<QImage>(picture);
+    EXPECT_EQ(image.size(), QSize(619, 157)) << picture.typeName(); // image001.png
+}
+
 // Answers the next file dialog with the path, typed into its file name
 // field as a user would, from inside the dialog's own event loop.
 void answerNextFileDialog(const QString& path) {
