@@ -3,6 +3,7 @@
 #include "controls/LocaleDates.h"
 #include "support/DateTime.h"
 
+#include <QColor>
 #include <QDateTime>
 #include <QLocale>
 #include <QRegularExpression>
@@ -21,9 +22,24 @@ QString withPlainNewlines(const std::wstring& text) {
     return s;
 }
 
+// UTF-16 positions of the characters of a wide string (one past the end
+// included): characters beyond the basic plane take two units.
+std::vector<int> utf16Positions(const std::wstring& text) {
+    std::vector<int> positions;
+    positions.reserve(text.size() + 1);
+    int position = 0;
+    for (const wchar_t c : text) {
+        positions.push_back(position);
+        position += static_cast<std::uint32_t>(c) > 0xFFFF ? 2 : 1;
+    }
+    positions.push_back(position);
+    return positions;
+}
+
 class PreviewWriter {
 public:
-    explicit PreviewWriter(QTextEdit& control) : m_cursor(control.document()) {}
+    PreviewWriter(QTextEdit& control, const std::vector<Kerf::QuireLib::SearchWord>& words)
+        : m_cursor(control.document()), m_words(words) {}
 
     // Moves to the end, then inserts the text with only bold (or nothing)
     // switched on, so italic and underline never carry over.
@@ -36,14 +52,39 @@ public:
         m_cursor.insertText(text, format);
     }
 
+    // A value: what the message says, so the search's words are marked in it.
+    void appendValue(const QString& text) {
+        m_cursor.movePosition(QTextCursor::End);
+        const int start = m_cursor.position();
+        append(text, false);
+        const std::wstring wide = text.toStdWString();
+        const auto spans = Kerf::QuireLib::matchingSpans(wide, m_words);
+        if (spans.empty())
+            return;
+        const std::vector<int> positions = utf16Positions(wide);
+        QTextCursor mark(m_cursor.document());
+        for (const Kerf::QuireLib::TextSpan& span : spans) {
+            const int from = start + positions[span.start];
+            const int to = start + positions[span.start + span.length];
+            mark.setPosition(from);
+            mark.setPosition(to, QTextCursor::KeepAnchor);
+            mark.mergeCharFormat(matchFormat());
+            m_matches.push_back({from, to - from});
+        }
+    }
+
     void line(const QString& label, const QString& value) {
         append(label, true);
-        append(value, false);
+        appendValue(value);
         append(QStringLiteral("\n"), false);
     }
 
+    const std::vector<PreviewMatch>& matches() const { return m_matches; }
+
 private:
     QTextCursor m_cursor;
+    const std::vector<Kerf::QuireLib::SearchWord>& m_words;
+    std::vector<PreviewMatch> m_matches;
 };
 
 } // namespace
@@ -64,10 +105,19 @@ QString sentDateTimeText(const Kerf::OleDate& sent) {
            locale.toString(time, timeFormat.trimmed());
 }
 
-void fillPreview(QTextEdit& control, const Kerf::QuireLib::CEmailMetadata& record) {
+QTextCharFormat matchFormat() {
+    QTextCharFormat format;
+    format.setBackground(QColor(255, 222, 89));
+    format.setForeground(QColor(Qt::black));
+    return format;
+}
+
+std::vector<PreviewMatch> fillPreview(QTextEdit& control,
+                                      const Kerf::QuireLib::CEmailMetadata& record,
+                                      const std::vector<Kerf::QuireLib::SearchWord>& words) {
     control.clear();
     control.document()->setUndoRedoEnabled(false);
-    PreviewWriter writer(control);
+    PreviewWriter writer(control, words);
     const std::pair<const char*, const wchar_t*> people[] = {
         {"From:\t\t", L"From"}, {"To:\t\t", L"To"}, {"Cc:\t\t", L"Cc"}, {"Bcc:\t\t", L"Bcc"}};
     for (const auto& [label, key] : people) {
@@ -80,11 +130,12 @@ void fillPreview(QTextEdit& control, const Kerf::QuireLib::CEmailMetadata& recor
     if (!subject.empty())
         writer.line(QStringLiteral("Subject:\t\t"), QString::fromStdWString(subject));
     writer.append(QStringLiteral("\n"), false);
-    writer.append(withPlainNewlines(record.GetStringValue(L"Body")), false);
+    writer.appendValue(withPlainNewlines(record.GetStringValue(L"Body")));
 
     QTextCursor start(control.document());
     start.movePosition(QTextCursor::Start);
     control.setTextCursor(start);
     control.ensureCursorVisible();
     control.verticalScrollBar()->setValue(control.verticalScrollBar()->minimum());
+    return writer.matches();
 }

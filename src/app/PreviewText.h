@@ -4,10 +4,20 @@
 // line, the subject where there is one, a blank line, then the body.
 
 #include "mail/EmailMetadata.h"
+#include "mail/SearchWords.h"
 
 #include <QString>
 
+#include <vector>
+
+class QTextCharFormat;
 class QTextEdit;
+
+/// A stretch of the preview's document, in document positions.
+struct PreviewMatch {
+    int start = 0;
+    int length = 0;
+};
 
 /// The sent date and time in the user's locale: the short date (four-digit
 /// year) and the time with seconds (without a time-zone name); "(not sent)"
@@ -15,4 +25,11 @@ class QTextEdit;
 QString sentDateTimeText(const Kerf::OleDate& sent);
 
 /// Replaces the text of the control by the record, scrolled to the top.
-void fillPreview(QTextEdit& control, const Kerf::QuireLib::CEmailMetadata& record);
+/// The words of the search are highlighted in the values of the header
+/// lines and in the body; returns the highlighted words in document order.
+std::vector<PreviewMatch> fillPreview(QTextEdit& control,
+                                      const Kerf::QuireLib::CEmailMetadata& record,
+                                      const std::vector<Kerf::QuireLib::SearchWord>& words = {});
+
+/// How a highlighted word looks.
+QTextCharFormat matchFormat();

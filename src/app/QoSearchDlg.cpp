@@ -280,6 +280,7 @@ void CQoSearchDlg::Findnow() {
     Kerf::QuireLib::SearchCriteria criteria = m_pCriteria->get();
     criteria.m_sKeywords = m_pLocation->GetKeywords();
     criteria.m_sQuery = m_pLocation->GetRawQuery();
+    m_searchWords = Kerf::QuireLib::searchWords(criteria);
     const std::vector<std::wstring> locations = m_pLocation->GetSearchLocations();
     m_cycle.setUnreachableLocations(m_pLocation->GetUnreachableLocations());
     if (!locations.empty())
@@ -296,6 +297,7 @@ void CQoSearchDlg::OnBnClickedStop() {
 void CQoSearchDlg::OnBnClickedClear() {
     m_cycle.clear();
     m_pCriteria->clearCriteria();
+    m_searchWords.clear();
     collapseResultsArea();
     updateButtons();
 }

@@ -12,6 +12,7 @@
 #include "app/WindowEventSink.h"
 #include "controls/ResultsRow.h"
 #include "cycle/MailSearchCycle.h"
+#include "mail/SearchWords.h"
 
 #include <QDialog>
 #include <QElapsedTimer>
@@ -161,4 +162,6 @@ private:
     bool m_bSortPending = false;
     bool m_bResultsShown = false;
     int m_iFullHeight = 0;
+    // What the last search looked for: the preview highlights these words.
+    std::vector<Kerf::QuireLib::SearchWord> m_searchWords;
 };

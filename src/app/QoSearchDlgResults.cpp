@@ -135,7 +135,7 @@ void CQoSearchDlg::OnLvnItemchangedResults(const QItemSelection& selected) {
     ShowWindowNumber(ePreviewPane);
     beginWaitCursor();
     if (const auto record = getDocumentFromIndex(getItemPath(row)))
-        m_pPreview->fill(*record);
+        m_pPreview->fill(*record, m_searchWords);
     else
         m_pPreview->ClearText();
     endWaitCursor();

@@ -1,0 +1,87 @@
+#include "mail/SearchWords.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using namespace Kerf::QuireLib;
+
+namespace {
+
+SearchCriteria criteria(const std::function<void(SearchCriteria&)>& set) {
+    SearchCriteria c;
+    set(c);
+    return c;
+}
+
+// The matched words of the text, as they stand in it.
+std::vector<std::wstring> matched(const std::wstring& text, const SearchCriteria& c) {
+    std::vector<std::wstring> words;
+    for (const TextSpan& span : matchingSpans(text, searchWords(c)))
+        words.push_back(text.substr(span.start, span.length));
+    return words;
+}
+
+} // namespace
+
+TEST(SearchWords, MatchWholeWordsWithoutCaseOrAccentsAsTheSearchMeantThem) {
+    struct Case {
+        const char* what;
+        SearchCriteria search;
+        std::wstring text;
+        std::vector<std::wstring> expected;
+    };
+    const std::vector<Case> cases{
+        {"a criteria word is a prefix: the whole word it begins matches",
+         criteria([](auto& c) { c.m_sSubject = L"vote"; }),
+         L"3 vote items: voteYes, devote",
+         {L"vote", L"voteYes"}},
+        {"every criteria field counts, each of its words",
+         criteria([](auto& c) {
+             c.m_sBody = L"quick fox";
+             c.m_sFrom = L"ann";
+         }),
+         L"Annie's quick brown fox, foxes",
+         {L"Annie", L"quick", L"fox", L"foxes"}},
+        {"case and accents are ignored on both sides",
+         criteria([](auto& c) { c.m_sSubject = L"OAU"; }),
+         L"Subject öäü Subject",
+         {L"öäü"}},
+        {"a combining accent belongs to its word",
+         criteria([](auto& c) { c.m_sBody = L"cafe"; }),
+         L"un cafe\u0301 noir",
+         {L"cafe\u0301"}},
+        {"words split at punctuation, as typed words are",
+         criteria([](auto& c) { c.m_sFrom = L"smith@example"; }),
+         L"Ann Smith <ann.smith@example.com>",
+         {L"Smith", L"smith", L"example"}},
+        {"each Chinese or Japanese character is a word",
+         criteria([](auto& c) { c.m_sSubject = L"本"; }),
+         L"日本語 Non Unicode",
+         {L"本"}},
+        {"keywords are whole words and replace the criteria",
+         criteria([](auto& c) {
+             c.m_sSubject = L"items";
+             c.m_sKeywords = L"vote";
+         }),
+         L"vote items voteYes",
+         {L"vote"}},
+        {"a raw query's terms, without fields, operators, ranges and boosts",
+         criteria([](auto& c) {
+             c.m_sKeywords = L"items";
+             c.m_sQuery = L"Subject:(budget OR \"holiday rota\") AND NOT Body:draft~0.8 "
+                          L"SentDate:[20130101000000 TO 20140101000000] urgent^2 +plan*";
+         }),
+         L"Budget for the holiday rota: an urgent draft planning items and the plan, "
+         L"not TO 2013",
+         {L"Budget", L"holiday", L"rota", L"urgent", L"draft", L"planning", L"plan"}},
+        {"no words, no matches", SearchCriteria{}, L"anything at all", {}},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(matched(c.text, c.search), c.expected) << c.what;
+}
+
+TEST(SearchWords, SpansCountCharactersOfTheText) {
+    const std::vector<SearchWord> words{{L"b", true}};
+    EXPECT_EQ(matchingSpans(L"a bc\U0001F600 bd", words), (std::vector<TextSpan>{{2, 2}, {6, 2}}));
+}
