@@ -4,6 +4,7 @@
 
 #include <QDataStream>
 #include <QIODevice>
+#include <QStyle>
 
 #include <vector>
 
@@ -16,8 +17,31 @@ CSortHeaderCtrl::CSortHeaderCtrl(QWidget* parent) : QHeaderView(Qt::Horizontal, 
     setHighlightSections(false);
     // Every column keeps exactly the width it was given; none fills the rest.
     setStretchLastSection(false);
-    setMinimumSectionSize(0);
+    // The first letters of the shortest heading; each column then keeps
+    // room for its own (keepMinimumWidth).
+    setMinimumSectionSize(fontMetrics().horizontalAdvance(QStringLiteral("Mm")));
     setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    connect(this, &QHeaderView::sectionResized, this, &CSortHeaderCtrl::keepMinimumWidth);
+}
+
+int CSortHeaderCtrl::minimumColumnWidth(int column) const {
+    constexpr int kFirstLetters = 3;
+    const QString title =
+        model() != nullptr ? model()->headerData(column, orientation()).toString() : QString();
+    return fontMetrics().horizontalAdvance(title.left(kFirstLetters)) +
+           2 * style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, this);
+}
+
+void CSortHeaderCtrl::keepMinimumWidth(int column, int /*oldWidth*/, int newWidth) {
+    // Width 0 is a column being hidden, which stays possible.
+    if (m_bWidening || newWidth == 0 || isSectionHidden(column))
+        return;
+    const int minimum = minimumColumnWidth(column);
+    if (newWidth >= minimum)
+        return;
+    m_bWidening = true;
+    resizeSection(column, minimum);
+    m_bWidening = false;
 }
 
 void CSortHeaderCtrl::SetSortArrow(int column, bool ascending) {
@@ -72,8 +96,11 @@ bool CSortHeaderCtrl::RestoreWidths(const QByteArray& stored) {
         Trace::tracef("Damaged column widths in the settings; declared widths kept.");
         return false;
     }
-    for (int column = 0; column < count(); ++column)
-        SetColumnWidth(column, widths[static_cast<size_t>(column)]);
+    for (int column = 0; column < count(); ++column) {
+        const int width = widths[static_cast<size_t>(column)];
+        SetColumnWidth(column,
+                       width > 0 || isSectionHidden(column) ? width : minimumColumnWidth(column));
+    }
     return true;
 }
 

@@ -3,6 +3,8 @@
 #include "controls/HeadingText.h"
 #include "support/Assert.h"
 
+#include <QAction>
+#include <QDrag>
 #include <QItemSelectionModel>
 #include <QSettings>
 
@@ -39,6 +41,11 @@ CSortListCtrl::CSortListCtrl(int controlId, QWidget* parent)
     m_ctlHeader->setSectionsClickable(true);
     m_ctlHeader->setSortIndicatorShown(true);
     connect(m_ctlHeader, &QHeaderView::sectionClicked, this, &CSortListCtrl::OnHeadingClicked);
+    auto* reset = new QAction(QStringLiteral("Reset Columns"), m_ctlHeader);
+    reset->setObjectName(QStringLiteral("resetColumns"));
+    connect(reset, &QAction::triggered, this, &CSortListCtrl::ResetColumns);
+    m_ctlHeader->addAction(reset);
+    m_ctlHeader->setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
 bool CSortListCtrl::SetHeadings(const std::wstring& spec) {
@@ -47,6 +54,7 @@ bool CSortListCtrl::SetHeadings(const std::wstring& spec) {
         if (m_ctlHeader->count() != m_iNumColumns + 1)
             return false;
         m_ctlHeader->SetColumnWidth(m_iNumColumns, column.width);
+        m_defaultWidths.push_back(m_ctlHeader->GetColumnWidth(m_iNumColumns));
         ++m_iNumColumns;
     }
     return true;
@@ -151,6 +159,9 @@ void CSortListCtrl::finishOptimisedAdd() {
 
 void CSortListCtrl::LoadColumnInfo() {
     KERF_ASSERT(m_iNumColumns > 0);
+    // What the owner made of the declared widths is what a reset returns to.
+    for (int column = 0; column < m_iNumColumns; ++column)
+        m_defaultWidths[static_cast<size_t>(column)] = GetColumnWidth(column);
     QSettings settings = userSettings();
     settings.beginGroup(QLatin1String(g_pszSection));
     const QByteArray stored = settings.value(QString::number(m_iControlId)).toByteArray();
@@ -175,6 +186,33 @@ int CSortListCtrl::GetColumnWidth(int column) const {
 
 void CSortListCtrl::SetColumnWidth(int column, int width) {
     m_ctlHeader->SetColumnWidth(column, width);
+}
+
+void CSortListCtrl::SetDragData(std::function<QMimeData*()> build) {
+    m_buildDragData = std::move(build);
+    setDragEnabled(static_cast<bool>(m_buildDragData));
+    setDragDropMode(m_buildDragData ? QAbstractItemView::DragOnly : QAbstractItemView::NoDragDrop);
+}
+
+std::unique_ptr<QMimeData> CSortListCtrl::CreateDragData() const {
+    return std::unique_ptr<QMimeData>(m_buildDragData ? m_buildDragData() : nullptr);
+}
+
+void CSortListCtrl::startDrag(Qt::DropActions /*supportedActions*/) {
+    std::unique_ptr<QMimeData> data = CreateDragData();
+    if (!data)
+        return;
+    // Copies: the files stay where they are filed.
+    auto* drag = new QDrag(this);
+    drag->setMimeData(data.release());
+    drag->exec(Qt::CopyAction, Qt::CopyAction);
+}
+
+void CSortListCtrl::ResetColumns() {
+    for (int column = 0; column < m_iNumColumns; ++column) {
+        m_ctlHeader->moveSection(m_ctlHeader->visualIndex(column), column);
+        SetColumnWidth(column, m_defaultWidths[static_cast<size_t>(column)]);
+    }
 }
 
 std::vector<int> CSortListCtrl::GetSelectedItems() const {

@@ -7,8 +7,12 @@
 #include "controls/SortHeaderCtrl.h"
 #include "controls/SortListModel.h"
 
+#include <QMimeData>
 #include <QTreeView>
 #include <QVariant>
+
+#include <functional>
+#include <memory>
 
 #include <string>
 #include <vector>
@@ -73,8 +77,18 @@ public:
     int GetColumnWidth(int column) const;
     void SetColumnWidth(int column, int width);
 
+    /// "Reset Columns" in the heading's context menu: the widths the list had
+    /// before the stored ones were applied, in the declared order.
+    void ResetColumns();
+
     /// The selected rows in list order.
     std::vector<int> GetSelectedItems() const;
+
+    /// Lets rows be dragged out of the list: the function builds what a drag
+    /// carries (null for nothing). Lists without it cannot be dragged from.
+    void SetDragData(std::function<QMimeData*()> build);
+    /// What a drag starting now would carry; null when nothing.
+    std::unique_ptr<QMimeData> CreateDragData() const;
 
     CSortHeaderCtrl& GetHeaderCtrl() { return *m_ctlHeader; }
     CSortListModel& GetListModel() { return *m_model; }
@@ -83,12 +97,17 @@ signals:
     /// After every sort that reordered the rows (from a heading click too).
     void sorted(int column, bool ascending);
 
+protected:
+    void startDrag(Qt::DropActions supportedActions) override;
+
 private:
     void OnHeadingClicked(int column);
 
     CSortHeaderCtrl* m_ctlHeader;
     CSortListModel* m_model;
     int m_iControlId;
+    std::vector<int> m_defaultWidths;
+    std::function<QMimeData*()> m_buildDragData;
     int m_iNumColumns = 0;
     int m_iSortColumn = -1;
     bool m_bSortAscending = true;

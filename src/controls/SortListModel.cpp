@@ -48,6 +48,10 @@ QVariant CSortListModel::data(const QModelIndex& index, int role) const {
     }
 }
 
+Qt::ItemFlags CSortListModel::flags(const QModelIndex& index) const {
+    return QAbstractTableModel::flags(index) | Qt::ItemIsDragEnabled;
+}
+
 QVariant CSortListModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (orientation != Qt::Horizontal || section < 0 ||
         section >= static_cast<int>(m_columns.size()))

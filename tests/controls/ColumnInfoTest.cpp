@@ -1,6 +1,7 @@
 #include "controls/SortListCtrl.h"
 #include "support/Trace.h"
 
+#include <QAction>
 #include <QDataStream>
 #include <QFile>
 #include <QIODevice>
@@ -15,7 +16,7 @@ using Kerf::QuireLib::CSortListCtrl;
 
 namespace {
 
-const wchar_t* const kNine = L"A,11;B,12;C,13;D,14;E,15;F,16;G,17;H,18;I,19;";
+const wchar_t* const kNine = L"A,41;B,42;C,43;D,44;E,45;F,46;G,47;H,48;I,49;";
 
 void storeWidths(int id, const QByteArray& bytes) {
     QSettings settings("Pellam", "Quarto");
@@ -50,23 +51,45 @@ std::vector<int> widths(const CSortListCtrl& list) {
 } // namespace
 
 TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
+    int narrowest = 0;
     {
         CSortListCtrl list(1004);
         list.SetHeadings(L"From,90;Hidden,0;Subject,150;");
         list.SetColumnWidth(0, 123);
-        list.SetColumnWidth(2, 7);
+        // Dragged all but shut, a column keeps the first letters of its heading.
+        list.GetHeaderCtrl().resizeSection(2, 3);
+        narrowest = list.GetColumnWidth(2);
+        EXPECT_GT(narrowest, list.GetHeaderCtrl().fontMetrics().horizontalAdvance("Sub"));
         list.SaveColumnInfo();
     }
     // The value sits in this run's temporary configuration folder.
     EXPECT_TRUE(QFile::exists(qEnvironmentVariable("XDG_CONFIG_HOME") + "/Pellam/Quarto.conf"));
     QSettings settings("Pellam", "Quarto");
-    EXPECT_EQ(settings.value("ListCtrls/1004").toByteArray(), widthsOf({123, 0, 7}));
+    EXPECT_EQ(settings.value("ListCtrls/1004").toByteArray(), widthsOf({123, 0, narrowest}));
 
     CSortListCtrl again(1004);
     again.SetHeadings(L"From,90;Hidden,0;Subject,150;");
     again.LoadColumnInfo();
-    EXPECT_EQ(widths(again), (std::vector<int>{123, 0, 7}));
+    EXPECT_EQ(widths(again), (std::vector<int>{123, 0, narrowest}));
     EXPECT_TRUE(again.isColumnHidden(1));
+
+    // Widths stored shut by an older version show the column again; the
+    // heading's "Reset Columns" brings back the declared widths and order.
+    storeWidths(1006, widthsOf({0, 0, 0}));
+    CSortListCtrl shut(1006);
+    shut.SetHeadings(L"From,90;Hidden,0;Subject,150;");
+    shut.LoadColumnInfo();
+    EXPECT_EQ(widths(shut),
+              (std::vector<int>{shut.GetHeaderCtrl().minimumColumnWidth(0), 0, narrowest}));
+    shut.GetHeaderCtrl().moveSection(2, 0);
+    QAction* reset = shut.GetHeaderCtrl().findChild<QAction*>("resetColumns");
+    ASSERT_NE(reset, nullptr);
+    EXPECT_EQ(reset->text(), "Reset Columns");
+    EXPECT_TRUE(shut.GetHeaderCtrl().actions().contains(reset));
+    reset->trigger();
+    EXPECT_EQ(widths(shut), (std::vector<int>{90, 0, 150}));
+    EXPECT_TRUE(shut.isColumnHidden(1));
+    EXPECT_EQ(shut.GetHeaderCtrl().visualIndex(2), 2);
 
     CSortListCtrl other(1005); // nothing stored: declared widths stay
     other.SetHeadings(L"From,90;Hidden,0;Subject,150;");
@@ -85,7 +108,7 @@ TEST(ColumnInfo, WidthsOfAnotherColumnCountAreTracedAndIgnored) {
     CSortListCtrl list(2001);
     list.SetHeadings(kNine);
     list.LoadColumnInfo();
-    EXPECT_EQ(widths(list), (std::vector<int>{11, 12, 13, 14, 15, 16, 17, 18, 19}));
+    EXPECT_EQ(widths(list), (std::vector<int>{41, 42, 43, 44, 45, 46, 47, 48, 49}));
 
     // A value cut short keeps the declared widths as well.
     storeWidths(2002, widthsOf({50, 50, 50, 50, 50, 50, 50, 50, 50}).left(20));

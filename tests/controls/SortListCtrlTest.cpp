@@ -39,15 +39,15 @@ TEST(SortListCtrl, DeclaresColumnsWithWidthsAndHidesWidthZero) {
     CSortListCtrl list(1);
     EXPECT_TRUE(list.SetHeadings(L"no comma"));
     EXPECT_EQ(list.GetColumnCount(), 0);
-    EXPECT_TRUE(list.SetHeadings(L"A,10;Hidden, 0;B,20"));
-    EXPECT_TRUE(list.SetHeadings(L"C,30;")); // appended after the first set
+    EXPECT_TRUE(list.SetHeadings(L"A,40;Hidden, 0;B,50"));
+    EXPECT_TRUE(list.SetHeadings(L"C,60;")); // appended after the first set
     ASSERT_EQ(list.model()->columnCount(), 4);
     EXPECT_EQ(list.model()->headerData(3, Qt::Horizontal).toString(), "C");
-    EXPECT_EQ(list.GetColumnWidth(0), 10);
+    EXPECT_EQ(list.GetColumnWidth(0), 40);
     EXPECT_TRUE(list.isColumnHidden(1));
     EXPECT_EQ(list.GetColumnWidth(1), 0);
-    EXPECT_EQ(list.GetColumnWidth(2), 20);
-    EXPECT_EQ(list.GetColumnWidth(3), 30);
+    EXPECT_EQ(list.GetColumnWidth(2), 50);
+    EXPECT_EQ(list.GetColumnWidth(3), 60);
 }
 
 TEST(SortListCtrl, HeadingClicksSortAscendingThenReverseAndShowTheArrow) {
