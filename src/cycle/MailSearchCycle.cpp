@@ -134,8 +134,11 @@ void CMailSearchCycle::showSearchFinish() {
 void CMailSearchCycle::updateStatusViaIndexer() {
     if (!m_pIndexer)
         return;
-    m_sStatus = m_pIndexer->buildStatusString();
+    // One reading of the counts for both, so that line and bar agree.
+    const CRecursiveMailIndexer::Progress progress = m_pIndexer->getProgress();
+    m_sStatus = m_pIndexer->buildStatusString(progress);
     m_view.showIndexerProgress(m_sStatus);
+    m_view.showIndexerCounts(progress.indexed, progress.remaining);
 }
 
 void CMailSearchCycle::stop() {

@@ -26,6 +26,8 @@ public:
     virtual void setStatusText(const std::wstring& text) = 0;
     /// The indexer's progress line; shown as the status by default.
     virtual void showIndexerProgress(const std::wstring& text) { setStatusText(text); }
+    /// The counts behind that line: messages indexed and still to do.
+    virtual void showIndexerCounts(std::size_t /*indexed*/, std::size_t /*remaining*/) {}
     virtual void deleteAllRows() = 0;
     virtual void clearPreview() {}
     virtual void startOptimisedAdd(std::size_t expectedRows) = 0;

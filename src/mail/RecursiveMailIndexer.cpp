@@ -150,11 +150,21 @@ std::wstring CRecursiveMailIndexer::getRemainingTimeAsString(std::size_t indexed
     return StatusTexts::remainingTime(static_cast<double>(getElapsedTime()), indexed, remaining);
 }
 
+CRecursiveMailIndexer::Progress CRecursiveMailIndexer::getProgress() const {
+    Progress progress;
+    progress.indexed = getCompletedItemsTotal();
+    progress.remaining = getItemsToBeReadCount() + getItemsToBeIndexedCount();
+    return progress;
+}
+
+std::wstring CRecursiveMailIndexer::buildStatusString(const Progress& progress) {
+    return StatusTexts::indexingProgress(
+        progress.indexed, progress.remaining,
+        getRemainingTimeAsString(progress.indexed, progress.remaining));
+}
+
 std::wstring CRecursiveMailIndexer::buildStatusString() {
-    const std::size_t indexed = getCompletedItemsTotal();
-    const std::size_t remaining = getItemsToBeReadCount() + getItemsToBeIndexedCount();
-    return StatusTexts::indexingProgress(indexed, remaining,
-                                         getRemainingTimeAsString(indexed, remaining));
+    return buildStatusString(getProgress());
 }
 
 } // namespace Kerf::QuireLib

@@ -41,6 +41,15 @@ public:
     void finishTimer();
     std::int64_t getElapsedTime() const;
     std::wstring getRemainingTimeAsString(std::size_t indexed, std::size_t remaining);
+
+    /// The messages indexed so far and those still to read or index.
+    struct Progress {
+        std::size_t indexed = 0;
+        std::size_t remaining = 0;
+    };
+    Progress getProgress() const;
+    /// The progress line for those counts ("Indexed:...").
+    std::wstring buildStatusString(const Progress& progress);
     std::wstring buildStatusString();
 
 protected:
