@@ -2,6 +2,7 @@
 
 #include "app/DesktopAssociation.h"
 #include "app/DialogUnits.h"
+#include "app/FileMovement.h"
 #include "app/PreviewPane.h"
 #include "app/ProgramIcons.h"
 #include "app/QoSearchApp.h"
@@ -10,6 +11,7 @@
 #include "app/TranslateWindow.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
+#include "stores/UserSettings.h"
 #include "support/Assert.h"
 #include "support/Paths.h"
 #include "support/Trace.h"
@@ -18,17 +20,24 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QStyle>
 #include <QTabWidget>
 #include <QUrl>
 #include <QVBoxLayout>
+
+#include <limits>
 
 using Kerf::QuireLib::CEmailMetadata;
 using Kerf::QuireLib::CRecursiveMailIndexer;
@@ -39,8 +48,9 @@ namespace {
 
 constexpr int kMargin = 10; // also the gap below the status line when collapsed
 constexpr int kSpacing = 6;
-constexpr int kInitialWidth = 780;
-constexpr int kInitialResultsHeight = 320;
+// Where the window's place is kept per user, beside the other choices.
+constexpr const char* kGeometryValue = "Search/WindowGeometry";
+constexpr const char* kFullHeightValue = "Search/WindowFullHeight";
 constexpr int kResultsMinimumHeight = 120;
 constexpr int kStatusRepaintMs = 100;
 constexpr const char* kHelpPage = "QoSearch.html";
@@ -82,6 +92,7 @@ CQoSearchDlg::~CQoSearchDlg() {
     m_cycle.closeIndexer();
     m_pSink->detach();
     m_ctlResults->SaveColumnInfo();
+    saveWindowPlace();
     while (QApplication::overrideCursor() != nullptr && m_iWaitDepth-- > 0)
         QApplication::restoreOverrideCursor();
 }
@@ -106,7 +117,7 @@ void CQoSearchDlg::buildControls() {
 
     m_pFindNow = newButton("_Find Now", "findNow");
     m_pStop = newButton("_Stop", "stop");
-    m_pClear = newButton("_Clear", "clear");
+    m_pClear = newButton("Cl&ear", "clear");
     m_pIcon = new QLabel;
     m_pIcon->setObjectName(QStringLiteral("programIcon"));
     m_pIcon->setPixmap(m_hIcon.pixmap(48, 48));
@@ -138,11 +149,26 @@ void CQoSearchDlg::buildControls() {
     // A long progress line must not widen the window.
     m_pStatus->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     m_pStatus->setMinimumHeight(m_pStatus->fontMetrics().height() + 2);
+    m_pProgress = new QProgressBar;
+    m_pProgress->setObjectName(QStringLiteral("indexingProgress"));
+    m_pProgress->setTextVisible(false); // the status line says the numbers
+    m_pProgress->setFixedSize(m_pStatus->fontMetrics().averageCharWidth() * 24,
+                              m_pStatus->minimumHeight());
+    m_pProgress->hide();
+    auto* statusLine = new QHBoxLayout;
+    statusLine->setSpacing(kMargin);
+    statusLine->addWidget(m_pStatus, 1);
+    statusLine->addWidget(m_pProgress);
 
     m_ctlResults = new CSortListCtrl(kResultsListId);
     m_ctlResults->setObjectName(QStringLiteral("results"));
     m_ctlResults->setAlternatingRowColors(true);
     m_ctlResults->setContextMenuPolicy(Qt::CustomContextMenu);
+    // Dragged out, the rows are their files, as "Copy" puts them.
+    m_ctlResults->SetDragData([this]() -> QMimeData* {
+        const std::vector<std::wstring> paths = getSelectedPaths();
+        return paths.empty() ? nullptr : CFileMovement::buildMimeData(paths, false);
+    });
     m_pResultsGroup = new QGroupBox(QStringLiteral("_Results"));
     m_pResultsGroup->setObjectName(QStringLiteral("resultsGroup"));
     auto* resultsLayout = new QVBoxLayout(m_pResultsGroup);
@@ -152,7 +178,7 @@ void CQoSearchDlg::buildControls() {
     layout->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     layout->setSpacing(kSpacing);
     layout->addLayout(upper);
-    layout->addWidget(m_pStatus);
+    layout->addLayout(statusLine);
     layout->addWidget(m_pResultsGroup, 1);
 
     connect(m_pFindNow, &QPushButton::clicked, this, &CQoSearchDlg::OnBnClickedFindnow);
@@ -162,6 +188,13 @@ void CQoSearchDlg::buildControls() {
     connect(m_pAboutLink, &QLabel::linkActivated, this, &CQoSearchDlg::showAbout);
     connect(new QShortcut(QKeySequence::HelpContents, this), &QShortcut::activated, this,
             &CQoSearchDlg::openHelp);
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_L), this), &QShortcut::activated, this,
+            &CQoSearchDlg::focusLocationFilter);
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_R), this), &QShortcut::activated, this,
+            &CQoSearchDlg::focusResults);
+    auto* deleteKey = new QShortcut(QKeySequence::Delete, m_ctlResults);
+    deleteKey->setContext(Qt::WidgetShortcut);
+    connect(deleteKey, &QShortcut::activated, this, &CQoSearchDlg::DeleteItems);
     connect(m_pTabs, &QTabWidget::currentChanged, this, [](int pane) {
         if (Kerf::Trace::isOn())
             Kerf::Trace::tracef("CQoSearchDlg::ShowWindowNumber(%s)\n",
@@ -198,13 +231,37 @@ void CQoSearchDlg::initialise() {
     endWaitCursor();
 
     // Collapsed until the first search: only the upper part and the status line.
-    m_iFullHeight = collapsedHeight() + kInitialResultsHeight;
     m_pResultsGroup->hide();
     const int collapsed = collapsedHeight();
     setMinimumHeight(collapsed);
     setMaximumHeight(collapsed);
-    resize(kInitialWidth, collapsed);
+    restoreWindowPlace();
     updateButtons();
+}
+
+void CQoSearchDlg::restoreWindowPlace() {
+    const auto settings = Kerf::QuireLib::openUserSettings();
+    const QByteArray geometry = settings->value(QLatin1String(kGeometryValue)).toByteArray();
+    const int fullHeight = settings->value(QLatin1String(kFullHeightValue)).toInt();
+    if (!geometry.isEmpty() && fullHeight > 0 && restoreGeometry(geometry)) {
+        m_iFullHeight = fullHeight;
+        return;
+    }
+    // First start: two thirds of the screen, in its middle.
+    const QScreen* shown = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
+    const QRect available = shown != nullptr ? shown->availableGeometry() : QRect(0, 0, 1200, 900);
+    const QSize size(
+        std::max(available.width() * 2 / 3, minimumSizeHint().width()),
+        std::max(available.height() * 2 / 3, collapsedHeight() + kResultsMinimumHeight));
+    m_iFullHeight = size.height();
+    resize(size.width(), collapsedHeight());
+    move(available.center() - QPoint(size.width() / 2, size.height() / 2));
+}
+
+void CQoSearchDlg::saveWindowPlace() const {
+    const auto settings = Kerf::QuireLib::openUserSettings();
+    settings->setValue(QLatin1String(kGeometryValue), saveGeometry());
+    settings->setValue(QLatin1String(kFullHeightValue), m_bResultsShown ? height() : m_iFullHeight);
 }
 
 void CQoSearchDlg::setInitialResultWidths() {
@@ -267,6 +324,22 @@ bool CQoSearchDlg::isFindNowAvailable() {
 void CQoSearchDlg::updateButtons() {
     m_pFindNow->setEnabled(isFindNowAvailable());
     m_pStop->setEnabled(m_cycle.isIndexing());
+    const bool indexing = m_cycle.isIndexing();
+    if (indexing && m_pProgress->isHidden())
+        m_pProgress->setRange(0, 0); // busy until the first counts arrive
+    m_pProgress->setVisible(indexing);
+}
+
+void CQoSearchDlg::showIndexerCounts(std::size_t indexed, std::size_t remaining) {
+    const std::size_t total = indexed + remaining;
+    if (total == 0) {
+        m_pProgress->setRange(0, 0);
+        return;
+    }
+    // A bar counts in int; very large counts are scaled down together.
+    const std::size_t scale = total / std::numeric_limits<int>::max() + 1;
+    m_pProgress->setRange(0, static_cast<int>(total / scale));
+    m_pProgress->setValue(static_cast<int>(indexed / scale));
 }
 
 void CQoSearchDlg::OnBnClickedFindnow() {
@@ -323,6 +396,21 @@ void CQoSearchDlg::stopWork() {
 
 void CQoSearchDlg::ShowWindowNumber(int pane) {
     m_pTabs->setCurrentIndex(pane);
+}
+
+void CQoSearchDlg::focusLocationFilter() {
+    ShowWindowNumber(eLocationPane);
+    // The filter works on the filing locations: asking for it chooses them.
+    if (!m_pLocation->GetFilterEdit().isEnabled())
+        m_pLocation->GetLocationsRadio().click();
+    m_pLocation->GetFilterEdit().setFocus(Qt::ShortcutFocusReason);
+    m_pLocation->GetFilterEdit().selectAll();
+}
+
+void CQoSearchDlg::focusResults() {
+    if (!m_bResultsShown)
+        return;
+    m_ctlResults->setFocus(Qt::ShortcutFocusReason);
 }
 
 void CQoSearchDlg::bringToFront() {

@@ -31,6 +31,7 @@ class QGroupBox;
 class QLabel;
 class QLayout;
 class QMenu;
+class QProgressBar;
 class QPushButton;
 class QTabWidget;
 
@@ -61,6 +62,7 @@ public:
     void finishOptimisedAdd() override;
     std::size_t getItemCount() const override;
     void sortPendingRows() override;
+    void showIndexerCounts(std::size_t indexed, std::size_t remaining) override;
     void beginWaitCursor() override;
     void endWaitCursor() override;
 
@@ -78,6 +80,10 @@ public:
     /// Ends any running work (closing, end of session, Escape).
     void stopWork();
     void ShowWindowNumber(int pane);
+    /// Ctrl+L: the location filter (choosing the filing locations).
+    void focusLocationFilter();
+    /// Ctrl+R: the results list, once it shows.
+    void focusResults();
     /// Raises, activates and (when minimised) restores the window.
     void bringToFront();
 
@@ -113,6 +119,8 @@ public:
     QPushButton& stopButton() { return *m_pStop; }
     QPushButton& clearButton() { return *m_pClear; }
     QLabel& statusLabel() { return *m_pStatus; }
+    /// Beside the status line while indexing runs.
+    QProgressBar& progressBar() { return *m_pProgress; }
     QGroupBox& resultsGroup() { return *m_pResultsGroup; }
     bool isResultsShown() const { return m_bResultsShown; }
     int collapsedHeight() const;
@@ -130,6 +138,10 @@ private:
     void buildControls();
     void initialise();
     void setInitialResultWidths();
+    /// The size and place the user gave the window last time; on the first
+    /// start two thirds of the screen.
+    void restoreWindowPlace();
+    void saveWindowPlace() const;
     void ClearDialogueOnInitialization();
     void Findnow();
     void updateButtons();
@@ -151,6 +163,7 @@ private:
     QPushButton* m_pStop = nullptr;
     QPushButton* m_pClear = nullptr;
     QLabel* m_pStatus = nullptr;
+    QProgressBar* m_pProgress = nullptr;
     QGroupBox* m_pResultsGroup = nullptr;
     Kerf::QuireLib::CSortListCtrl* m_ctlResults = nullptr;
     QLabel* m_pHelpLink = nullptr;

@@ -56,19 +56,19 @@ QDateEdit* newDatePicker(const char* objectName) {
 } // namespace
 
 CSearchCriteria::CSearchCriteria(QWidget* parent)
-    : QWidget(parent), m_pSentAfter(new QCheckBox(QStringLiteral("_Sent after:"))),
-      m_pSentBefore(new QCheckBox(QStringLiteral("_Sent before:"))),
+    : QWidget(parent), m_pSentAfter(new QCheckBox(QStringLiteral("Sent &after:"))),
+      m_pSentBefore(new QCheckBox(QStringLiteral("Se&nt before:"))),
       m_pAfterDate(newDatePicker("sentAfterDate")), m_pBeforeDate(newDatePicker("sentBeforeDate")),
       m_dtAfter(now()), m_dtBefore(m_dtAfter) {
     auto* grid = new QGridLayout(this);
     grid->setColumnStretch(1, 3);
     grid->setColumnStretch(3, 2);
     grid->setColumnMinimumWidth(2, 0);
-    m_pSubject = addField(*grid, 0, 0, "_Subject:", "subject");
-    m_pBody = addField(*grid, 1, 0, "_Message body:", "body");
-    m_pFrom = addField(*grid, 2, 0, "_From:", "from");
-    m_pTo = addField(*grid, 3, 0, "_Sent To:", "to");
-    m_pFileName = addField(*grid, 4, 0, "Filename:", "fileName");
+    m_pSubject = addField(*grid, 0, 0, "S&ubject:", "subject");
+    m_pBody = addField(*grid, 1, 0, "Message bod&y:", "body");
+    m_pFrom = addField(*grid, 2, 0, "Fr&om:", "from");
+    m_pTo = addField(*grid, 3, 0, "Sent &To:", "to");
+    m_pFileName = addField(*grid, 4, 0, "F&ilename:", "fileName");
     m_pCc = addField(*grid, 0, 2, "_Cc:", "cc");
     m_pBcc = addField(*grid, 1, 2, "_Bcc:", "bcc");
     m_pSentAfter->setObjectName(QStringLiteral("sentAfter"));

@@ -31,9 +31,9 @@ QString settingsKey(const char* value) {
 
 CSearchLocation::CSearchLocation(QWidget* parent)
     : QWidget(parent), m_ctlLocationsList(new CMsgStoresSortListCtrl), m_pFilterEdit(new QLineEdit),
-      m_pFolderEdit(new QLineEdit), m_pBrowseButton(new QPushButton(QStringLiteral("Browse..."))),
-      m_pLocationsRadio(new QRadioButton(QStringLiteral("_Search filing locations"))),
-      m_pFolderRadio(new QRadioButton(QStringLiteral("_Search folder"))),
+      m_pFolderEdit(new QLineEdit), m_pBrowseButton(new QPushButton(QStringLiteral("&Browse..."))),
+      m_pLocationsRadio(new QRadioButton(QStringLiteral("Search filin&g locations"))),
+      m_pFolderRadio(new QRadioButton(QStringLiteral("Search f&older"))),
       m_pModeGroup(new QButtonGroup(this)), m_pKeywordsEdit(new QLineEdit),
       m_pRawQueryEdit(new QLineEdit) {
     KERF_TRACE_ENTRY("CSearchLocation::OnInitDialog");
@@ -48,7 +48,7 @@ CSearchLocation::CSearchLocation(QWidget* parent)
     m_pModeGroup->addButton(m_pLocationsRadio, 0);
     m_pModeGroup->addButton(m_pFolderRadio, 1);
 
-    auto* filterLabel = new QLabel(QStringLiteral("_Location filter:"));
+    auto* filterLabel = new QLabel(QStringLiteral("Location fil&ter:"));
     filterLabel->setBuddy(m_pFilterEdit);
     auto* top = new QHBoxLayout;
     top->addWidget(m_pLocationsRadio);

@@ -11,16 +11,26 @@ bool isMarked(const QString& text) {
     return text.size() > 1 && text.startsWith(QLatin1Char('_'));
 }
 
+// The mark goes; where the control can take an access key and the text
+// names none of its own, the letter after the mark becomes it.
+QString translated(const QString& text, bool canTakeKey) {
+    QString rest = text.mid(1);
+    if (canTakeKey && rest.front().isLetterOrNumber() && !rest.contains(QLatin1Char('&')))
+        rest.prepend(QLatin1Char('&'));
+    return rest;
+}
+
 void translate(QWidget* widget) {
     if (auto* button = qobject_cast<QAbstractButton*>(widget)) {
         if (isMarked(button->text()))
-            button->setText(button->text().mid(1));
+            button->setText(translated(button->text(), true));
     } else if (auto* label = qobject_cast<QLabel*>(widget)) {
+        // A label's key moves the focus to its buddy; without one it has none.
         if (isMarked(label->text()))
-            label->setText(label->text().mid(1));
+            label->setText(translated(label->text(), label->buddy() != nullptr));
     } else if (auto* group = qobject_cast<QGroupBox*>(widget)) {
         if (isMarked(group->title()))
-            group->setTitle(group->title().mid(1));
+            group->setTitle(translated(group->title(), true));
     }
 }
 

@@ -25,7 +25,7 @@ TEST(CriteriaPane, DatePickersFollowTheirCheckBoxes) {
     EXPECT_FALSE(pane.sentAfterDate().isEnabled());
     EXPECT_FALSE(pane.sentBeforeDate().isEnabled());
     EXPECT_EQ(pane.sentAfterDate().date(), QDate::currentDate());
-    EXPECT_EQ(pane.sentAfterCheck().text(), "Sent after:");
+    EXPECT_EQ(pane.sentAfterCheck().text(), "Sent &after:");
 
     QTest::mouseClick(&pane.sentAfterCheck(), Qt::LeftButton);
     EXPECT_TRUE(pane.sentAfterDate().isEnabled());
@@ -135,8 +135,16 @@ TEST(TranslateWindow, TakesTheMarkOffTextsLongerThanOneCharacter) {
     auto* lone = new QLabel("_", &window);
     auto* inner = new QLabel("a_b", &window);
     auto* button = new QPushButton("__Twice", &window);
+    auto* own = new QPushButton("_Cl&ear", &window);
+    auto* keyless = new QLabel("_Keywords", &window);
+    auto* field = new QLabel("_Subject:", &window);
+    field->setBuddy(new QLineEdit(&window));
     TranslateWindow(&window);
-    EXPECT_EQ(group->title(), "Results");
+    // The marked letter becomes the access key where the control takes one.
+    EXPECT_EQ(group->title(), "&Results");
+    EXPECT_EQ(own->text(), "Cl&ear");
+    EXPECT_EQ(keyless->text(), "Keywords");
+    EXPECT_EQ(field->text(), "&Subject:");
     EXPECT_EQ(lone->text(), "_");
     EXPECT_EQ(inner->text(), "a_b");
     EXPECT_EQ(button->text(), "_Twice"); // one mark only

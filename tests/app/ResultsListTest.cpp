@@ -158,8 +158,9 @@ TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsNumbersAsDescribed
 
 TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     dlg->ShowWindowNumber(CQoSearchDlg::eCriteriaPane);
-    QTest::mouseClick(list().viewport(), Qt::LeftButton, {},
-                      list().visualRect(list().model()->index(row("mr_test.msg"), 0)).center());
+    const QModelIndex test = list().model()->index(row("mr_test.msg"), 0);
+    list().scrollTo(test);
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, list().visualRect(test).center());
     EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::ePreviewPane);
     const QTextBrowser& preview = dlg->previewPane().GetPreviewControl();
     const QString text = preview.toPlainText();
@@ -223,6 +224,14 @@ TEST_F(WindowResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
               "copy\n" + expected[0].toEncoded() + "\n" + expected[1].toEncoded());
     EXPECT_EQ(copied->data("application/x-kde-cutselection"), "0");
     EXPECT_FALSE(list().IsItemCut(row("mr_test.msg")));
+    // Dragged out of the list, the rows carry the same as Copy.
+    EXPECT_TRUE(list().dragEnabled());
+    EXPECT_TRUE(list().model()->flags(list().model()->index(0, 0)) & Qt::ItemIsDragEnabled);
+    const auto dragged = list().CreateDragData();
+    ASSERT_NE(dragged, nullptr);
+    EXPECT_EQ(dragged->urls(), expected);
+    EXPECT_EQ(dragged->data("x-special/gnome-copied-files"),
+              copied->data("x-special/gnome-copied-files"));
 
     menuEntry(*m, "Cut")->trigger();
     const QMimeData* cut = QGuiApplication::clipboard()->mimeData();

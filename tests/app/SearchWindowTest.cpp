@@ -17,8 +17,10 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QRegularExpression>
 #include <QTabWidget>
 #include <QTextBrowser>
 
@@ -66,10 +68,11 @@ TEST(SearchWindow, StartsCollapsedWithTranslatedTextsAndNothingToSearch) {
     EXPECT_EQ(dlg->tabs().tabText(1), "&More Choices");
     EXPECT_EQ(dlg->tabs().tabText(2), "&Preview");
     EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eLocationPane);
-    EXPECT_EQ(dlg->findNowButton().text(), "Find Now");
-    EXPECT_EQ(dlg->stopButton().text(), "Stop");
-    EXPECT_EQ(dlg->clearButton().text(), "Clear");
-    EXPECT_EQ(dlg->resultsGroup().title(), "Results");
+    // The marks became access keys.
+    EXPECT_EQ(dlg->findNowButton().text(), "&Find Now");
+    EXPECT_EQ(dlg->stopButton().text(), "&Stop");
+    EXPECT_EQ(dlg->clearButton().text(), "Cl&ear");
+    EXPECT_EQ(dlg->resultsGroup().title(), "&Results");
     // No control anywhere still shows the translation mark.
     for (QWidget* w : dlg->findChildren<QWidget*>()) {
         if (auto* b = qobject_cast<QAbstractButton*>(w)) {
@@ -79,7 +82,7 @@ TEST(SearchWindow, StartsCollapsedWithTranslatedTextsAndNothingToSearch) {
             EXPECT_FALSE(l->text().startsWith('_')) << l->text().toStdString();
         }
     }
-    EXPECT_EQ(dlg->locationPane().GetLocationsRadio().text(), "Search filing locations");
+    EXPECT_EQ(dlg->locationPane().GetLocationsRadio().text(), "Search filin&g locations");
     EXPECT_EQ(dlg->findChild<QLabel*>("helpLink")->toolTip(), "Opens the help file");
 
     // Only sideways growth before the first search; the status line shows.
@@ -173,13 +176,30 @@ TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
     const fs::path mail = user.root() / "mail";
     const size_t total = makeManyMessages(mail, 60);
     auto dlg = user.openWindow();
+    // Progress replaces the status text while the indexer works, and the
+    // bar beside it shows the same counts.
+    QProgressBar& bar = dlg->progressBar();
+    EXPECT_FALSE(bar.isVisible());
+    int barChecks = 0;
+    QObject::connect(
+        &bar, &QProgressBar::valueChanged, &bar,
+        [&] {
+            static const QRegularExpression counts("^Indexed:(\\d+)\\s+Remaining:(\\d+)");
+            const QRegularExpressionMatch m = counts.match(dlg->statusLabel().text());
+            if (!m.hasMatch())
+                return;
+            EXPECT_TRUE(bar.isVisible());
+            EXPECT_EQ(bar.value(), m.captured(1).toInt());
+            EXPECT_EQ(bar.maximum(), m.captured(1).toInt() + m.captured(2).toInt());
+            ++barChecks;
+        },
+        Qt::QueuedConnection);
     searchFolder(*dlg, mail);
-    // Progress replaces the status text while the indexer works.
-    ASSERT_TRUE(waitUntil([&] { return status(*dlg).rfind(L"Indexed:", 0) == 0; }))
-        << Kerf::Util::toNarrow(status(*dlg));
+    ASSERT_TRUE(waitUntil([&] { return barChecks >= 3; })) << Kerf::Util::toNarrow(status(*dlg));
     ASSERT_TRUE(dlg->cycle().isIndexing()) << "the indexer finished before Stop";
     QTest::mouseClick(&dlg->stopButton(), Qt::LeftButton);
 
+    EXPECT_FALSE(bar.isVisible());
     EXPECT_FALSE(dlg->cycle().isIndexing());
     EXPECT_FALSE(dlg->stopButton().isEnabled());
     const std::wstring text = status(*dlg);
@@ -194,6 +214,26 @@ TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
     // Messages still queued from the stopped indexer change nothing.
     QTest::qWait(200);
     EXPECT_EQ(status(*dlg), text);
+}
+
+TEST(SearchWindow, OpensAtTwoThirdsOfTheScreenAndKeepsItsPlacePerUser) {
+    User user;
+    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+    QRect placed;
+    int fullHeight = 0;
+    {
+        auto dlg = user.openWindow();
+        EXPECT_NEAR(dlg->fullHeight(), screen.height() * 2 / 3, screen.height() / 20);
+        EXPECT_GE(dlg->width(), screen.width() * 2 / 3);
+        EXPECT_LT(dlg->width(), screen.width());
+        dlg->setGeometry(
+            QRect(screen.topLeft() + QPoint(37, 41), QSize(dlg->width() - 23, dlg->height())));
+        placed = dlg->geometry();
+        fullHeight = dlg->fullHeight();
+    }
+    auto again = user.openWindow();
+    EXPECT_EQ(again->geometry(), placed);
+    EXPECT_EQ(again->fullHeight(), fullHeight);
 }
 
 TEST(SearchWindow, ClearEmptiesEverythingAndKeepsTheUsersHeightForTheNextSearch) {

@@ -1,0 +1,83 @@
+// The window from the keyboard: access keys on the fields and buttons,
+// Ctrl+L to the location filter, Ctrl+R to the results, and Delete there.
+
+#include "WindowTestSupport.h"
+
+#include "app/SearchCriteriaPane.h"
+
+#include <QTabWidget>
+
+using namespace WindowTest;
+
+namespace {
+
+void press(QWidget& window, int key, Qt::KeyboardModifiers modifiers = Qt::AltModifier) {
+    QTest::keyClick(QApplication::focusWidget() != nullptr ? QApplication::focusWidget() : &window,
+                    static_cast<Qt::Key>(key), modifiers);
+}
+
+} // namespace
+
+TEST(Keyboard, AccessKeysAndShortcutsMoveTheFocus) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    copyCorpus(mail, {"mr_test.msg", "poi_quick.msg"});
+    auto dlg = user.openWindow();
+    dlg->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
+    CSearchCriteria& criteria = dlg->criteriaPane();
+    CSearchLocation& location = dlg->locationPane();
+
+    struct Case {
+        int key;
+        QWidget* focus;
+    };
+    press(*dlg, Qt::Key_M);
+    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eCriteriaPane);
+    for (const Case& c : std::vector<Case>{{Qt::Key_U, &criteria.subjectEdit()},
+                                           {Qt::Key_Y, &criteria.bodyEdit()},
+                                           {Qt::Key_O, &criteria.fromEdit()},
+                                           {Qt::Key_T, &criteria.toEdit()},
+                                           {Qt::Key_C, &criteria.ccEdit()},
+                                           {Qt::Key_B, &criteria.bccEdit()},
+                                           {Qt::Key_I, &criteria.fileNameEdit()},
+                                           {Qt::Key_A, &criteria.sentAfterCheck()},
+                                           {Qt::Key_N, &criteria.sentBeforeCheck()}}) {
+        press(*dlg, c.key);
+        EXPECT_EQ(QApplication::focusWidget(), c.focus)
+            << QKeySequence(c.key).toString().toStdString();
+    }
+    // The same letters mean the location pane's controls while it shows.
+    press(*dlg, Qt::Key_L);
+    for (const Case& c : std::vector<Case>{{Qt::Key_O, &location.GetFolderRadio()},
+                                           {Qt::Key_G, &location.GetLocationsRadio()},
+                                           {Qt::Key_T, &location.GetFilterEdit()}}) {
+        press(*dlg, c.key);
+        EXPECT_EQ(QApplication::focusWidget(), c.focus)
+            << QKeySequence(c.key).toString().toStdString();
+    }
+
+    // Ctrl+L from anywhere, choosing the filing locations where a folder was chosen.
+    QTest::mouseClick(&location.GetFolderRadio(), Qt::LeftButton);
+    dlg->ShowWindowNumber(CQoSearchDlg::eCriteriaPane);
+    criteria.subjectEdit().setFocus();
+    press(*dlg, Qt::Key_L, Qt::ControlModifier);
+    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eLocationPane);
+    EXPECT_EQ(QApplication::focusWidget(), &location.GetFilterEdit());
+    EXPECT_TRUE(location.GetLocationsRadio().isChecked());
+
+    // Ctrl+R once there are results; Delete there asks first.
+    press(*dlg, Qt::Key_R, Qt::ControlModifier);
+    EXPECT_NE(QApplication::focusWidget(), &dlg->resultsList());
+    searchFolder(*dlg, mail);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    press(*dlg, Qt::Key_R, Qt::ControlModifier);
+    EXPECT_EQ(QApplication::focusWidget(), &dlg->resultsList());
+    selectRows(dlg->resultsList(), {rowOf(dlg->resultsList(), "poi_quick.msg")});
+    QString question;
+    answerNextMessageBox(QMessageBox::No, &question);
+    press(*dlg, Qt::Key_Delete, Qt::NoModifier);
+    EXPECT_EQ(question, "Move \"poi_quick.msg\" to the trash?");
+    EXPECT_EQ(dlg->resultsList().GetItemCount(), 2);
+    EXPECT_TRUE(fs::exists(mail / "poi_quick.msg"));
+}
