@@ -15,6 +15,7 @@
 #include <QMenu>
 #include <QPixmap>
 #include <QPointer>
+#include <QProgressBar>
 #include <QRadioButton>
 #include <QScreen>
 #include <QTimer>
@@ -36,28 +37,36 @@ public:
         QDir().mkpath(m_folder);
     }
 
-    void then(std::function<void()> step) { m_steps.push_back(std::move(step)); }
+    void then(std::function<void()> step) { m_steps.push_back({std::move(step), false}); }
+    /// A step for the indexer at work: as soon as its first counts show.
+    void thenWhileIndexing(std::function<void()> step) {
+        m_steps.push_back({std::move(step), true});
+    }
     void start() {
         QTimer::singleShot(kSettleMs, this, [this] { next(); });
     }
 
     // Runs the next step once the search (if any) has ended and the filing
-    // locations are there.
+    // locations are there; a step for the indexer at work runs as soon as
+    // the progress bar shows counts.
     void next() {
-        if (!m_dlg)
+        if (!m_dlg || m_step >= m_steps.size())
             return;
-        const bool busy =
-            m_dlg->cycle().isIndexing() || m_dlg->locationPane().GetLocationsList().IsLoading();
+        const bool duringIndexing = m_steps[m_step].whileIndexing;
+        const bool loading = m_dlg->locationPane().GetLocationsList().IsLoading();
+        const bool busy = duringIndexing
+                              ? m_dlg->cycle().isIndexing() && m_dlg->progressBar().value() <= 0
+                              : m_dlg->cycle().isIndexing() || loading;
         if (busy && m_waitedMs < kSearchLimitMs) {
-            m_waitedMs += 200;
-            QTimer::singleShot(200, this, [this] { next(); });
+            const int pollMs = duringIndexing ? 20 : 200;
+            m_waitedMs += pollMs;
+            QTimer::singleShot(pollMs, this, [this] { next(); });
             return;
         }
         m_waitedMs = 0;
-        if (m_step >= m_steps.size())
-            return;
-        m_steps[m_step++]();
-        QTimer::singleShot(kSettleMs, this, [this] { next(); });
+        m_steps[m_step++].run();
+        const bool soon = m_step < m_steps.size() && m_steps[m_step].whileIndexing;
+        QTimer::singleShot(soon ? 0 : kSettleMs, this, [this] { next(); });
     }
 
     // The window, and any popup over it, as the screen shows them.
@@ -97,7 +106,11 @@ public:
 private:
     QPointer<CQoSearchDlg> m_dlg;
     QString m_folder;
-    std::vector<std::function<void()>> m_steps;
+    struct Step {
+        std::function<void()> run;
+        bool whileIndexing;
+    };
+    std::vector<Step> m_steps;
     size_t m_step = 0;
     int m_waitedMs = 0;
 };
@@ -128,6 +141,10 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
         tour->dlg().criteriaPane().clearCriteria();
         tour->dlg().ShowWindowNumber(CQoSearchDlg::eLocationPane);
         tour->dlg().OnBnClickedFindnow();
+    });
+    tour->thenWhileIndexing([tour] {
+        tour->dlg().repaint();
+        tour->save("08-indexing-progress.png");
     });
     tour->then([tour] {
         auto& list = tour->dlg().resultsList();
@@ -180,6 +197,19 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
     tour->then([tour, viewer] {
         if (*viewer)
             (*viewer)->close();
+    });
+    tour->then([tour] {
+        // A search for words: the preview marks them.
+        tour->dlg().criteriaPane().bodyEdit().setText(QStringLiteral("quick fox"));
+        tour->dlg().OnBnClickedFindnow();
+    });
+    tour->then([tour] {
+        auto& list = tour->dlg().resultsList();
+        if (list.GetItemCount() > 0)
+            list.setCurrentIndex(list.model()->index(0, 0));
+    });
+    tour->then([tour] {
+        tour->save("09-highlighted-preview.png");
         tour->dlg().reject();
     });
     tour->start();
