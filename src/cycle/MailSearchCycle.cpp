@@ -198,6 +198,8 @@ void CMailSearchCycle::searchDirectories() {
             fail(L"The search could not be run: " + Search::describe(e));
     } catch (const std::invalid_argument& e) {
         fail(L"The index holds a damaged entry: " + Util::toWide(e.what()));
+    } catch (const CExceptionBase& e) {
+        fail(e.getMessage());
     }
     // The runner stopped half-way: close what it opened.
     while (m_iWaitDepth > waitDepth)

@@ -76,7 +76,7 @@ void CMailQueryRunner::beginProcessingSearch() {
     m_results.beginWaitCursor();
 }
 
-void CMailQueryRunner::beginProcessingResults(lucene::search::Hits& hits) {
+void CMailQueryRunner::beginProcessingResults(Search::CHitList& hits) {
     // One bulk add per pass, sized by the first directory's hits.
     if (!m_bBulkAdding) {
         m_bBulkAdding = true;

@@ -53,7 +53,7 @@ protected:
     void loadDocument(lucene::index::IndexReader& reader, std::int32_t number,
                       Search::Document& document) override;
     void beginProcessingSearch() override;
-    void beginProcessingResults(lucene::search::Hits& hits) override;
+    void beginProcessingResults(Search::CHitList& hits) override;
     void beginProcessingNewHit(Search::Document& document) override;
     void endProcessingNewHit(Search::Document& document) override;
     void endProcessingSearch() override;

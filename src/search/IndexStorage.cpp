@@ -19,7 +19,6 @@ using lucene::index::IndexReader;
 using lucene::index::IndexWriter;
 using lucene::queryParser::QueryParser;
 using lucene::search::BooleanQuery;
-using lucene::search::Hits;
 using lucene::search::IndexSearcher;
 using lucene::search::Query;
 
@@ -297,6 +296,45 @@ void add(IndexWriter& writer, Document& document) {
 
 namespace Searcher {
 
+namespace {
+
+/// The text of a query part, as CLucene writes it.
+std::wstring textOf(const Query& query) {
+    TCHAR* text = query.toString();
+    std::wstring result(text);
+    free(text);
+    return result;
+}
+
+/// The first prefix, wildcard or range of the query that alone matches more
+/// words than the highest clause limit allows, as text ("Body:a*"); the whole
+/// query text when only their sum is too large.
+std::wstring partMatchingTooManyWords(Query& query, IndexReader& reader) {
+    std::vector<Query*> parts{&query};
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        Query* part = parts[i];
+        if (auto* boolean = dynamic_cast<BooleanQuery*>(part)) {
+            std::vector<lucene::search::BooleanClause*> clauses(boolean->getClauseCount());
+            boolean->getClauses(clauses.data());
+            for (auto* clause : clauses)
+                parts.push_back(clause->getQuery());
+            continue;
+        }
+        BooleanQuery::setMaxClauseCount(kHighestClauseLimit);
+        try {
+            Query* rewritten = part->rewrite(&reader);
+            if (rewritten != part)
+                _CLDELETE(rewritten);
+        } catch (CLuceneError& e) {
+            if (e.number() == CL_ERR_TooManyClauses)
+                return textOf(*part);
+        }
+    }
+    return textOf(query);
+}
+
+} // namespace
+
 IndexSearcherPtr create(const std::wstring& indexDirectory) {
     KERF_TRACE_ENTRY("Kerf::Search::Searcher::create");
     try {
@@ -335,25 +373,30 @@ HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
                 const std::wstring& defaultField, const std::wstring& queryText) {
     QueryParser parser(defaultField.c_str(), &analyzer);
     std::unique_ptr<Query> query(parser.parse(queryText.c_str()));
-    Hits* hits = nullptr;
+    // Prefixes and ranges become one clause per matching word while the
+    // query runs; the hits are collected in that same run, so the limit can
+    // go back to rest as soon as it ends.
     for (;;) {
         try {
-            hits = searcher.search(query.get());
-            break;
+            auto hits = std::make_shared<CHitList>(searcher, *query);
+            BooleanQuery::setMaxClauseCount(kRestingClauseLimit);
+            return hits;
         } catch (CLuceneError& e) {
-            if (e.number() != CL_ERR_TooManyClauses) {
+            const std::size_t limit = BooleanQuery::getMaxClauseCount();
+            if (e.number() != CL_ERR_TooManyClauses || limit >= kHighestClauseLimit) {
+                const bool tooMany = e.number() == CL_ERR_TooManyClauses;
+                std::wstring part;
+                if (tooMany)
+                    part = partMatchingTooManyWords(*query, *searcher.getReader());
                 BooleanQuery::setMaxClauseCount(kRestingClauseLimit);
+                if (tooMany)
+                    throw CTooManyWordsError(L"Too many words match " + part +
+                                             L"; type more letters");
                 throw;
             }
-            BooleanQuery::setMaxClauseCount(BooleanQuery::getMaxClauseCount() * 2);
+            BooleanQuery::setMaxClauseCount(std::min(limit * 2, kHighestClauseLimit));
         }
     }
-    BooleanQuery::setMaxClauseCount(kRestingClauseLimit);
-    Query* owned = query.release();
-    return HitsPtr(hits, [owned](Hits* h) {
-        delete h;
-        delete owned;
-    });
 }
 
 HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,

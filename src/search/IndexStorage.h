@@ -3,6 +3,7 @@
 // its one full-text index. Every field is stored; values are encoded as text
 // (numbers in decimal, dates as 14-digit wall-clock text).
 
+#include "search/HitList.h"
 #include "support/DateTime.h"
 #include "support/Exception.h"
 
@@ -17,8 +18,7 @@ namespace Kerf::Search {
 using IndexWriterPtr = std::shared_ptr<lucene::index::IndexWriter>;
 using IndexSearcherPtr = std::shared_ptr<lucene::search::IndexSearcher>;
 using AnalyzerPtr = std::shared_ptr<lucene::analysis::Analyzer>;
-/// Hits keep their query alive; releasing the pointer frees both.
-using HitsPtr = std::shared_ptr<lucene::search::Hits>;
+using HitsPtr = std::shared_ptr<CHitList>;
 using Document = lucene::document::Document;
 
 /// How a field is indexed; every caller in the program passes Tokenized.
@@ -26,6 +26,17 @@ enum class FieldIndex { Tokenized, Untokenized };
 
 /// The clause limit that every query returns to.
 constexpr std::size_t kRestingClauseLimit = 1024;
+/// The clause limit a query may raise it to: a prefix or range that matches
+/// more words than this would take more memory and time than any answer is
+/// worth.
+constexpr std::size_t kHighestClauseLimit = 64 * 1024;
+
+/// A query whose prefixes or ranges match more words than the highest clause
+/// limit allows; the message names the part that matched too many.
+class CTooManyWordsError : public CExceptionBase {
+public:
+    using CExceptionBase::CExceptionBase;
+};
 
 /// Tidies the index root (none when it is empty), then opens or creates the
 /// index.
@@ -76,6 +87,11 @@ std::wstring dateToString(const DateTime& value);
 namespace Searcher {
 
 IndexSearcherPtr create(const std::wstring& indexDirectory);
+
+/// The getHits functions parse the text and run the query once, collecting
+/// every hit; the clause limit is raised (up to kHighestClauseLimit) for as
+/// long as the query runs. A parse error propagates as CLucene's error; too
+/// many matching words raise CTooManyWordsError.
 
 HitsPtr getHits(lucene::search::IndexSearcher& searcher, const std::wstring& query);
 HitsPtr getHits(lucene::search::IndexSearcher& searcher, const std::wstring& field,

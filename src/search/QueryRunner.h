@@ -65,8 +65,8 @@ protected:
     virtual void endProcessingSearch() {}
     virtual void beginProcessingQuery() {}
     virtual void endProcessingQuery() {}
-    virtual void beginProcessingResults(lucene::search::Hits& /*hits*/) {}
-    virtual void endProcessingResults(lucene::search::Hits& /*hits*/) {}
+    virtual void beginProcessingResults(CHitList& /*hits*/) {}
+    virtual void endProcessingResults(CHitList& /*hits*/) {}
     /// Every hit, new or not.
     virtual void beginProcessingHit(const std::wstring& /*location*/) {}
     virtual void endProcessingHit(const std::wstring& /*location*/) {}

@@ -76,15 +76,27 @@ TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
     EXPECT_NO_THROW(tidyIndexDirectory(wide(dir / "missing"), wide(dir / "missing" / "0.4")));
 }
 
-TEST_F(IndexStorage, QueriesPastTheClauseLimitSucceedAndTheLimitIsReset) {
+TEST_F(IndexStorage, QueriesPastTheClauseLimitSucceedUpToTheHighestLimit) {
+    std::wstring manyWords;
+    for (std::size_t i = 0; i <= kHighestClauseLimit; ++i)
+        manyWords += L"x" + std::to_wstring(i) + L" ";
     {
         auto writer = createIndexWriter(wide(root), wide(live));
         for (int i = 0; i < 2100; ++i)
             addDoc(*writer, L"/m/" + std::to_wstring(i), L"w" + std::to_wstring(100000 + i));
+        addDoc(*writer, L"/m/many", manyWords);
     }
     auto searcher = createIndexSearcher(wide(live));
     lucene::search::BooleanQuery::setMaxClauseCount(7);
     EXPECT_EQ(countHits(searcher, L"w1*"), 2100u);
+    EXPECT_EQ(lucene::search::BooleanQuery::getMaxClauseCount(), kRestingClauseLimit);
+
+    try {
+        Searcher::getHits(*searcher, L"Location:m AND Body:x*");
+        ADD_FAILURE() << "a prefix past the highest limit was searched";
+    } catch (const CTooManyWordsError& e) {
+        EXPECT_EQ(e.getMessage(), L"Too many words match Body:x*; type more letters");
+    }
     EXPECT_EQ(lucene::search::BooleanQuery::getMaxClauseCount(), kRestingClauseLimit);
 }
 

@@ -31,10 +31,10 @@ protected:
     void endProcessingSearch(const std::wstring&) override { hooks.push_back("endDir"); }
     void beginProcessingQuery() override { hooks.push_back("beginQuery"); }
     void endProcessingQuery() override { hooks.push_back("endQuery"); }
-    void beginProcessingResults(lucene::search::Hits& h) override {
+    void beginProcessingResults(CHitList& h) override {
         hooks.push_back("beginResults" + std::to_string(h.length()));
     }
-    void endProcessingResults(lucene::search::Hits&) override { hooks.push_back("endResults"); }
+    void endProcessingResults(CHitList&) override { hooks.push_back("endResults"); }
     void beginProcessingHit(const std::wstring& location) override {
         hooks.push_back("beginHit");
         hits.push_back(location);
@@ -145,6 +145,18 @@ TEST_F(QueryRunner, CriteriaBuiltFromMatchesNarrowTheHits) {
     auto broken = runner({L"/srv/Mail"});
     broken->criterion = L" AND (Subject:";
     EXPECT_ANY_THROW(broken->go());
+}
+
+TEST_F(QueryRunner, ABroadPrefixMatchingMoreWordsThanTheClauseLimitGivesEveryHit) {
+    std::vector<std::pair<std::wstring, std::wstring>> documents;
+    for (int i = 0; i < 1500; ++i)
+        documents.emplace_back(L"/srv/Mail/" + std::to_wstring(i) + L".msg",
+                               L"w" + std::to_wstring(100000 + i));
+    index(documents);
+    auto r = runner({L"/srv/Mail"});
+    r->criterion = CQueryRunner::buildMatches(L"Body", L"w1");
+    r->go();
+    EXPECT_EQ(r->newHits.size(), 1500u);
 }
 
 TEST_F(QueryRunner, OnlyFilesBelowTheFolderItselfAreItsHits) {
