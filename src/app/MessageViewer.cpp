@@ -131,6 +131,12 @@ void CMessageViewer::build() {
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    // Enter in the attachment list opens the attachment; it must not press
+    // a button of the window as well (Close would shut the viewer).
+    for (QPushButton* button : {m_pSaveAs, m_pOpen, buttons->button(QDialogButtonBox::Close)}) {
+        button->setAutoDefault(false);
+        button->setDefault(false);
+    }
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_pHeader);
     layout->addWidget(m_pNote);
