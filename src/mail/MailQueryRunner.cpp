@@ -34,12 +34,12 @@ std::wstring CMailQueryRunner::buildQuery(const std::wstring& directory) {
                 q += std::wstring(L" ") + field + L":" + word;
         return q + L")";
     }
-    q += buildMatches(L"Body", m_criteria.m_sBody);
-    q += buildMatches(L"Subject", m_criteria.m_sSubject);
-    q += buildMatches(L"From", m_criteria.m_sFrom);
-    q += buildMatches(L"To", m_criteria.m_sTo);
-    q += buildMatches(L"Cc", m_criteria.m_sCc);
-    q += buildMatches(L"Bcc", m_criteria.m_sBcc);
+    q += buildMatches(*m_pAnalyzer, L"Body", m_criteria.m_sBody);
+    q += buildMatches(*m_pAnalyzer, L"Subject", m_criteria.m_sSubject);
+    q += buildMatches(*m_pAnalyzer, L"From", m_criteria.m_sFrom);
+    q += buildMatches(*m_pAnalyzer, L"To", m_criteria.m_sTo);
+    q += buildMatches(*m_pAnalyzer, L"Cc", m_criteria.m_sCc);
+    q += buildMatches(*m_pAnalyzer, L"Bcc", m_criteria.m_sBcc);
     if (m_criteria.m_bSentAfter || m_criteria.m_bSentBefore) {
         const DateTime lower = m_criteria.m_bSentAfter ? m_criteria.m_dtSentAfter : kSmallestDate;
         const DateTime upper = m_criteria.m_bSentBefore ? m_criteria.m_dtSentBefore : kLargestDate;

@@ -18,6 +18,20 @@ std::wstring escape(const std::wstring& text) {
     return result;
 }
 
+/// The terms the analyzer makes of one typed word for the field, in order.
+std::vector<std::wstring> piecesOf(lucene::analysis::Analyzer& analyzer, const std::wstring& field,
+                                   const std::wstring& word) {
+    std::vector<std::wstring> pieces;
+    lucene::util::StringReader reader(word.c_str(), static_cast<int32_t>(word.size()));
+    std::unique_ptr<lucene::analysis::TokenStream> stream(
+        analyzer.tokenStream(field.c_str(), &reader));
+    lucene::analysis::Token token;
+    while (stream->next(&token) != nullptr)
+        pieces.emplace_back(token.termBuffer(), token.termLength());
+    stream->close();
+    return pieces;
+}
+
 std::wstring fileNameOf(const std::wstring& path) {
     const auto slash = path.rfind(L'/');
     return slash == std::wstring::npos ? path : path.substr(slash + 1);
@@ -123,10 +137,30 @@ std::wstring CQueryRunner::buildMatch(const std::wstring& field, const std::wstr
 }
 
 std::wstring CQueryRunner::buildMatches(const std::wstring& field, const std::wstring& text) {
+    AnalyzerPtr analyzer = Analyzer::create();
+    return buildMatches(*analyzer, field, text);
+}
+
+std::wstring CQueryRunner::buildMatches(lucene::analysis::Analyzer& analyzer,
+                                        const std::wstring& field, const std::wstring& text) {
     std::wstring result;
-    // The splitter yields no empty pieces, so no term is ever left without a word.
-    for (const auto& word : Util::splitTokens(text, L" "))
-        result += L" AND " + field + L":" + escape(word) + L"*";
+    // Each word is split as the field's text was split when it was indexed:
+    // "Lowe," holds the term "lowe", "M.I." the term "mi", "--" none at all.
+    // Every piece must match, the last as the start of a term, since the
+    // user may not have typed the whole word yet.
+    for (const auto& word : Util::splitTokens(text, L" ")) {
+        const std::vector<std::wstring> pieces = piecesOf(analyzer, field, word);
+        if (pieces.empty())
+            continue;
+        std::wstring clause;
+        for (std::size_t i = 0; i < pieces.size(); ++i) {
+            if (i > 0)
+                clause += L" AND ";
+            clause += field + L":" + escape(pieces[i]);
+        }
+        clause += L"*";
+        result += L" AND " + (pieces.size() == 1 ? clause : L"(" + clause + L")");
+    }
     return result;
 }
 

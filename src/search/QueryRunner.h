@@ -49,8 +49,14 @@ public:
 
     /// field:"value" with the value escaped.
     static std::wstring buildMatch(const std::wstring& field, const std::wstring& value);
-    /// " AND field:word*" for every word of the text; empty for no words.
-    /// The leading " AND " lets callers append it to a query already begun.
+    /// For every word of the text, the terms the analyzer makes of it for
+    /// the field, all required and the last as a prefix: " AND field:word*"
+    /// for a word of one term, " AND (field:e AND field:mail*)" for one of
+    /// several; nothing for a word of no terms, and empty for no words. The
+    /// leading " AND " lets callers append it to a query already begun.
+    static std::wstring buildMatches(lucene::analysis::Analyzer& analyzer,
+                                     const std::wstring& field, const std::wstring& text);
+    /// The same with the analyzer every field is indexed with.
     static std::wstring buildMatches(const std::wstring& field, const std::wstring& text);
 
     /// The lower-cased name filter; empty when there is none.

@@ -87,12 +87,13 @@ TEST(MailQueryText, EachCriteriaFormGivesTheDescribedText) {
     EXPECT_EQ(queryAfterLocation(before), L" AND SentDate:[01000101000000 TO 20240503000001]");
 
     SearchCriteria all;
-    all.m_sBody = L"x:y";
+    all.m_sBody = L"FW: x:y";
     all.m_sBcc = L"z";
     all.m_bSentAfter = true;
     all.m_dtSentAfter = DateTime{2001, 2, 3, 23, 59, 59};
     EXPECT_EQ(queryAfterLocation(all),
-              L" AND Body:x\\:y* AND Bcc:z* AND SentDate:[20010203235959 TO 99991231235959]");
+              L" AND Body:fw* AND (Body:x AND Body:y*) AND Bcc:z* AND SentDate:[20010203235959 TO "
+              L"99991231235959]");
 }
 
 TEST(MailIndexer, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {

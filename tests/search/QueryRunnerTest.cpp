@@ -122,15 +122,53 @@ TEST_F(QueryRunner, AFileIsANewHitOnceAcrossDirectoriesAndRuns) {
     EXPECT_TRUE(second->newHits.empty());
 }
 
-TEST_F(QueryRunner, BuildMatchesGivesOnePrefixTermPerWord) {
-    EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", L"annual report"),
-              L" AND Subject:annual* AND Subject:report*");
-    EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", L""), L"");
-    EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", L"  a   b "),
-              L" AND Subject:a* AND Subject:b*");
-    EXPECT_EQ(CQueryRunner::buildMatches(L"From", L"o'neil+co (x)"),
-              L" AND From:o'neil\\+co* AND From:\\(x\\)*");
+TEST_F(QueryRunner, BuildMatchesRequiresTheTermsTheAnalyzerMakesOfEachWord) {
+    const struct {
+        const wchar_t* text;
+        const wchar_t* query;
+    } cases[] = {
+        {L"annual report", L" AND Subject:annual* AND Subject:report*"},
+        {L"", L""},
+        {L"  a   b ", L" AND Subject:a* AND Subject:b*"},
+        {L"Lowe, Charles", L" AND Subject:lowe* AND Subject:charles*"},
+        {L"FW:", L" AND Subject:fw*"},
+        {L"M.I.", L" AND Subject:mi*"},
+        {L"MSGConvert -- plain", L" AND Subject:msgconvert* AND Subject:plain*"},
+        {L"o'neil+co (x)", L" AND (Subject:o'neil AND Subject:co*) AND Subject:x*"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", c.text), c.query)
+            << Util::toNarrow(c.text);
     EXPECT_EQ(CQueryRunner::buildMatch(L"Subject", L"say \"hi\""), L"Subject:\"say \\\"hi\\\"\"");
+}
+
+TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
+    index({{L"/srv/Mail/a.msg", L"Lowe, Charles"},
+           {L"/srv/Mail/b.msg", L"FW: budget for e-mail"},
+           {L"/srv/Mail/c.msg", L"Shkolnik M.I."},
+           {L"/srv/Mail/d.msg", L"MSGConvert -- plain text"},
+           {L"/srv/Mail/e.msg", L"minutes of 2008-01-15"},
+           {L"/srv/Mail/f.msg", L"Charles Lowell"}});
+    const struct {
+        const wchar_t* typed;
+        std::vector<std::wstring> found;
+    } cases[] = {
+        {L"Lowe, Charles", {L"/srv/Mail/a.msg", L"/srv/Mail/f.msg"}},
+        {L"Lowe, Charles,", {L"/srv/Mail/a.msg", L"/srv/Mail/f.msg"}},
+        {L"FW:", {L"/srv/Mail/b.msg"}},
+        {L"Shkolnik M.I.", {L"/srv/Mail/c.msg"}},
+        {L"MSGConvert -- plain", {L"/srv/Mail/d.msg"}},
+        {L"e-mail", {L"/srv/Mail/b.msg"}},
+        {L"e-ma", {L"/srv/Mail/b.msg"}},
+        {L"2008-01", {L"/srv/Mail/e.msg"}},
+    };
+    for (const auto& c : cases) {
+        found.clear();
+        auto r = runner({L"/srv/Mail"});
+        r->criterion = CQueryRunner::buildMatches(L"Subject", c.typed);
+        r->go();
+        EXPECT_EQ(sorted(r->newHits), c.found) << Util::toNarrow(c.typed);
+    }
 }
 
 TEST_F(QueryRunner, CriteriaBuiltFromMatchesNarrowTheHits) {
