@@ -13,7 +13,10 @@
 //   - the peak memory of each, every measurement in a process of its own.
 //
 //   mail_bench [--messages N] [--workdir DIR] [--reuse-index]
+//   mail_bench --under-load [--messages N] [--workdir DIR]
 //
+// --under-load measures only cold indexing, alone and beside two processes
+// that keep a processor busy each at the same priority, and their ratio.
 // --reuse-index keeps the index of an earlier run over the same corpus and
 // leaves out the cold indexing, which takes long on large corpora.
 
@@ -27,6 +30,7 @@
 #include "support/Strings.h"
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -108,8 +112,9 @@ std::size_t findNow(const CRecursiveMailIndexer::IndexPlace& place, const fs::pa
     return view.rows.size();
 }
 
-void indexCold(const CRecursiveMailIndexer::IndexPlace& place, const fs::path& corpus,
-               std::size_t expected) {
+/// Indexes the corpus into a new index; returns the seconds it took.
+double indexCold(const CRecursiveMailIndexer::IndexPlace& place, const fs::path& corpus,
+                 std::size_t expected) {
     { CRecursiveMailIndexer opener(place); } // creates the empty index, as at start-up
     auto sink = std::make_shared<Search::CQueuedEventSink>();
     const auto start = Clock::now();
@@ -128,6 +133,34 @@ void indexCold(const CRecursiveMailIndexer::IndexPlace& place, const fs::path& c
     const double seconds = secondsSince(start);
     std::printf("mail indexer, cold:        %8.0f messages/s  (%zu in %.2f s)\n",
                 static_cast<double>(expected) / seconds, expected, seconds);
+    return seconds;
+}
+
+/// Cold indexing with two processes beside it that keep a processor busy
+/// each at the same (normal) priority, against the same indexing alone: the
+/// user waits for this work while other programs run.
+void indexColdUnderLoad(const fs::path& root, const fs::path& corpus, std::size_t expected) {
+    std::printf("alone:\n");
+    const double alone = indexCold(placeIn(root), corpus, expected);
+    pid_t busy[2] = {};
+    for (pid_t& pid : busy) {
+        pid = fork();
+        if (pid == 0) {
+            volatile unsigned long spin = 0;
+            for (;;)
+                spin = spin + 1;
+        }
+    }
+    std::printf("beside two busy processes:\n");
+    const double loaded = indexCold(placeIn(root), corpus, expected);
+    for (const pid_t pid : busy) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+    fs::remove_all(root);
+    std::printf("cold indexing beside two busy processes %.2f s, alone %.2f s: %.2f times as long "
+                "(target at most 3)\n",
+                loaded, alone, loaded / alone);
 }
 
 void bareWriter(const fs::path& root, const std::vector<fs::path>& files) {
@@ -249,15 +282,15 @@ void changeRound(const CRecursiveMailIndexer::IndexPlace& place, const fs::path&
 } // namespace
 
 int main(int argc, char** argv) {
-    // The indexer's threads run at the lowest priority; so does everything
-    // here, so that other load on the machine weighs on each figure alike.
-    Search::lowerCurrentThreadPriority();
     std::size_t messages = 20000;
     fs::path work = fs::temp_directory_path() / "qosearch-mail-bench";
     bool reuseIndex = false;
+    bool underLoad = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--reuse-index") == 0)
             reuseIndex = true;
+        else if (std::strcmp(argv[i], "--under-load") == 0)
+            underLoad = true;
         else if (i + 1 < argc && std::strcmp(argv[i], "--messages") == 0)
             messages = std::stoul(argv[++i]);
         else if (i + 1 < argc && std::strcmp(argv[i], "--workdir") == 0)
@@ -274,6 +307,14 @@ int main(int argc, char** argv) {
     }
     const std::vector<fs::path> files = messageFiles(corpus);
     std::printf("corpus: %zu messages\n\n", files.size());
+    if (underLoad) {
+        // At the priority the program is started with, as the busy processes.
+        indexColdUnderLoad(work / ("load-index-" + std::to_string(getpid())), corpus, files.size());
+        return 0;
+    }
+    // Everything else runs a little lower, as the indexer's waiting thread,
+    // so that other load on the machine weighs on each figure alike.
+    Search::lowerCurrentThreadPriority();
 
     const fs::path indexRoot = work / ("index-" + std::to_string(messages));
     const fs::path indexedMark = work / ("indexed-" + std::to_string(messages));

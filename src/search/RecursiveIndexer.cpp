@@ -220,9 +220,10 @@ void CRecursiveIndexer::abandonRun(const std::wstring& message) {
 }
 
 void CRecursiveIndexer::startWorker() {
-    lowerCurrentThreadPriority();
     guarded("beginWorkThread", [this] { beginWorkThread(); });
-    // The stage threads inherit the worker's low priority.
+    // The stages do the work the user waits for: they start at the priority
+    // the worker was started with. Only then does the worker, which merely
+    // waits for them, step back.
     std::thread stages[3];
     bool started[3] = {false, false, false};
     guarded("starting the indexing threads", [&] {
@@ -233,6 +234,7 @@ void CRecursiveIndexer::startWorker() {
         stages[2] = std::thread([this] { indexMetadataThread(); });
         started[2] = true;
     });
+    lowerCurrentThreadPriority();
     for (auto& stage : stages)
         if (stage.joinable())
             stage.join();

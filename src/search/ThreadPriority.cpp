@@ -2,6 +2,7 @@
 
 #include "support/Trace.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/resource.h>
@@ -18,7 +19,10 @@ bool lowerCurrentThreadPriority() {
     // On Linux the nice value belongs to the thread, so naming the thread's
     // own id changes this thread only.
     const auto tid = static_cast<id_t>(::syscall(SYS_gettid));
-    if (::setpriority(PRIO_PROCESS, tid, kLowestNice) == 0)
+    errno = 0;
+    const int current = ::getpriority(PRIO_PROCESS, tid);
+    if (errno == 0 &&
+        ::setpriority(PRIO_PROCESS, tid, std::min(current + kMildNiceIncrement, kLowestNice)) == 0)
         return true;
     Trace::tracef("Could not lower the priority of an indexing thread: %s\n", std::strerror(errno));
     return false;

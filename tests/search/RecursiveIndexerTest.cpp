@@ -1,5 +1,6 @@
 #include "EngineTestSupport.h"
 
+#include "search/ThreadPriority.h"
 #include "support/Assert.h"
 
 #include <gtest/gtest.h>
@@ -251,13 +252,23 @@ TEST_F(RecursiveIndexer, AFailingIndexWriteEndsTheRunWithItsMessageAndNoHang) {
     EXPECT_EQ(folders.locations().size(), 3u);
 }
 
-TEST_F(RecursiveIndexer, RunsAgainAfterFinishingAndWorksAtTheLowestPriority) {
+TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriority) {
+    // The worker, which only waits for the stages, steps back mildly.
+    struct CWorkerPriority : CTextIndexer {
+        using CTextIndexer::CTextIndexer;
+        std::atomic<int> workerPriority{-100};
+        void endWorkThread() override {
+            workerPriority = getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
+            CTextIndexer::endWorkThread();
+        }
+    };
     file("a.txt");
-    CTextIndexer indexer(folders, {wide(folders.tree)});
+    CWorkerPriority indexer(folders, {wide(folders.tree)});
     std::vector<int> priorities;
     indexer.onBuild = [&](const std::wstring&) {
         priorities.push_back(getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid))));
     };
+    const int callers = getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
     const unsigned assertionsBefore = failedAssertionCount();
     indexer.go();
     ASSERT_TRUE(waitUntil([&] { return indexer.isFinished(); }));
@@ -269,6 +280,7 @@ TEST_F(RecursiveIndexer, RunsAgainAfterFinishingAndWorksAtTheLowestPriority) {
     EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
     indexer.stop();
     EXPECT_EQ(folders.locations().size(), 2u);
-    EXPECT_EQ(priorities, (std::vector<int>{19, 19}));
+    EXPECT_EQ(priorities, (std::vector<int>{callers, callers}));
+    EXPECT_EQ(indexer.workerPriority, std::min(callers + kMildNiceIncrement, 19));
     EXPECT_EQ(failedAssertionCount(), assertionsBefore);
 }
