@@ -52,6 +52,9 @@ bool CMailSearchCycle::findNow(const SearchCriteria& criteria, const Directories
     if (!prepare(criteria, locations))
         return false;
     try {
+        // The indexer skips what its searcher shows; a searcher opened before
+        // an earlier run committed would have it read that run's files again.
+        resetIndexSearcher();
         m_pIndexer = std::make_unique<CRecursiveMailIndexer>(m_pSink, m_criteria, m_locations,
                                                              m_pSearcher, m_place);
         m_pIndexer->go();

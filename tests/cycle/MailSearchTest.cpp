@@ -55,6 +55,30 @@ std::vector<IndexerMessage> drain(Search::CQueuedEventSink& sink) {
 
 const fs::path kSample = fs::path(QOSEARCH_CORPUS_DIR) / "msg" / "poi_message_1979.msg";
 
+/// A front end that keeps nothing but the number of rows.
+class CountingView : public ISearchView {
+public:
+    void setStatusText(const std::wstring&) override {}
+    void deleteAllRows() override { m_iRows = 0; }
+    void startOptimisedAdd(std::size_t) override {}
+    void insertItem(const CEmailMetadata&) override { ++m_iRows; }
+    void finishOptimisedAdd() override {}
+    std::size_t getItemCount() const override { return m_iRows; }
+
+private:
+    std::size_t m_iRows = 0;
+};
+
+/// A folder of copies of the sample message (links to one copy).
+fs::path copiesOfTheSample(const fs::path& dir, int count) {
+    const fs::path mail = dir / "mail";
+    fs::create_directories(mail);
+    fs::copy_file(kSample, dir / "sample.msg");
+    for (int i = 0; i < count; ++i)
+        fs::create_hard_link(dir / "sample.msg", mail / ("m" + std::to_string(i) + ".msg"));
+    return mail;
+}
+
 } // namespace
 
 TEST(MailQueryText, EachCriteriaFormGivesTheDescribedText) {
@@ -141,4 +165,37 @@ TEST(MailIndexer, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
     EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
     EXPECT_TRUE(indexer.isIndexedFile(Util::fromPath(mail / "new.msg")));
     EXPECT_FALSE(indexer.isIndexedFile(Util::fromPath(mail / "old.msg")));
+}
+
+TEST(MailSearchCycle, FindNowAfterStopIndexesNothingTheStoppedRunCommitted) {
+    QoTest::TempDir dir;
+    const fs::path mail = copiesOfTheSample(dir.path(), 2000);
+    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
+                                                  Util::fromPath(dir / "Index/0.4")};
+    CountingView view;
+    auto sink = std::make_shared<Search::CQueuedEventSink>();
+    CMailSearchCycle cycle(view, sink, place);
+    cycle.initialise();
+    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
+    // Stop once the first items are in the index.
+    while (auto message = sink->take(std::chrono::seconds(60))) {
+        cycle.handle(*message);
+        if (*message == IndexerMessage::EndUpdatingIndexItem)
+            break;
+    }
+    cycle.stop();
+    const auto committed = static_cast<std::size_t>(
+        Search::createIndexSearcher(place.directory)->getReader()->numDocs());
+    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
+    std::size_t indexedAgain = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (cycle.isIndexing() && std::chrono::steady_clock::now() < deadline)
+        if (auto message = sink->take(std::chrono::milliseconds(100))) {
+            if (*message == IndexerMessage::EndWork)
+                indexedAgain = cycle.getIndexer()->getCompletedItemsTotal();
+            cycle.handle(*message);
+        }
+    ASSERT_FALSE(cycle.isIndexing());
+    EXPECT_EQ(indexedAgain, 2000u - committed);
+    EXPECT_EQ(view.getItemCount(), 2000u);
 }
