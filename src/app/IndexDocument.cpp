@@ -23,6 +23,10 @@ getDocumentFromIndex(const Kerf::Search::IndexSearcherPtr& searcher, const std::
         Kerf::Trace::tracef("Reading %s from the index failed: %s\n",
                             Kerf::Util::toNarrow(path).c_str(),
                             Kerf::Util::toNarrow(Kerf::Search::describe(e)).c_str());
+    } catch (const Kerf::CExceptionBase& e) {
+        Kerf::Trace::tracef("Reading %s from the index failed: %s\n",
+                            Kerf::Util::toNarrow(path).c_str(),
+                            Kerf::Util::toNarrow(e.getMessage()).c_str());
     } catch (const std::invalid_argument& e) {
         Kerf::Trace::tracef("The index holds a damaged entry for %s: %s\n",
                             Kerf::Util::toNarrow(path).c_str(), e.what());

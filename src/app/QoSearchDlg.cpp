@@ -468,6 +468,15 @@ void CQoSearchDlg::endWaitCursor() {
     QApplication::restoreOverrideCursor();
 }
 
+void CQoSearchDlg::showIndexingFailure(const std::wstring& text) {
+    // Not modal: the results found so far stay in reach behind it.
+    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("QoSearch"),
+                                QString::fromStdWString(text), QMessageBox::Ok, this);
+    box->setObjectName(QStringLiteral("indexingStopped"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
 void CQoSearchDlg::openHelp() {
     const QString page =
         QString::fromStdWString(Kerf::Paths::installationDirectory()) + QLatin1String(kHelpPage);

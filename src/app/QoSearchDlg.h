@@ -65,6 +65,8 @@ public:
     void showIndexerCounts(std::size_t indexed, std::size_t remaining) override;
     void beginWaitCursor() override;
     void endWaitCursor() override;
+    /// A message box, besides the status line, that the user cannot miss.
+    void showIndexingFailure(const std::wstring& text) override;
 
     /// What the results list shows of a record: insertItem() adds this row.
     static Kerf::QuireLib::ResultsRow::Hit resultsHit(const Kerf::QuireLib::CEmailMetadata& record);

@@ -7,6 +7,7 @@
 #include "app/QoSearchApplication.h"
 #include "app/QoSearchDlg.h"
 #include "app/ScreenshotTour.h"
+#include "search/IndexStorage.h"
 #include "support/Trace.h"
 
 #include <QSessionManager>
@@ -45,6 +46,11 @@ int main(int argc, char** argv) {
         reportException(e);
     } catch (const std::exception& e) {
         reportException(Kerf::CExceptionBase(L"An unexpected error occurred.", e));
+    } catch (CLuceneError& e) {
+        reportException(Kerf::CExceptionBase(L"An unexpected error occurred.",
+                                             Kerf::CExceptionBase(Kerf::Search::describe(e))));
+    } catch (...) {
+        reportException(Kerf::CExceptionBase(L"An unexpected error occurred."));
     }
     return 0;
 }

@@ -26,6 +26,10 @@ public:
         if (m_bProgress)
             std::cerr << toNarrow(text) << "\n";
     }
+    void showNotice(const std::wstring& text) override {
+        m_sStatus = text;
+        std::cerr << "qosearch-cli: " << toNarrow(text) << "\n";
+    }
     void deleteAllRows() override { m_rows.clear(); }
     void startOptimisedAdd(std::size_t expectedRows) override {
         m_rows.reserve(m_rows.size() + expectedRows);
@@ -109,11 +113,14 @@ int runFind(const Args& args) {
                     cycle.handle(*message);
         }
     }
-    if (!cycle.getLastError().empty()) {
+    const bool failed = !cycle.getLastError().empty();
+    // Rows found before indexing stopped are still the answer, if a partial one.
+    if (!failed || !view.rows().empty())
+        printRows(view.rows(), options->json);
+    if (failed) {
         std::cerr << "qosearch-cli: " << toNarrow(cycle.getLastError()) << "\n";
         return 1;
     }
-    printRows(view.rows(), options->json);
     std::cerr << toNarrow(cycle.getStatusText()) << "\n";
     return 0;
 }

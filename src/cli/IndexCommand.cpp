@@ -12,6 +12,26 @@ using Kerf::Util::toNarrow;
 namespace Mail = Kerf::QuireLib;
 
 namespace QoCli {
+namespace {
+
+/// Opens (creating when missing) the index and a searcher on it. A damaged
+/// index is removed and made anew once, and the user is told.
+Kerf::Search::IndexSearcherPtr openIndex(const Mail::CRecursiveMailIndexer::IndexPlace& place) {
+    namespace Search = Kerf::Search;
+    for (bool rebuilt = false;; rebuilt = true) {
+        try {
+            { Mail::CRecursiveMailIndexer opener(place); }
+            return Search::createIndexSearcher(place.directory);
+        } catch (const Search::CIndexException& e) {
+            if (!e.isDamage() || rebuilt)
+                throw;
+            std::cerr << "qosearch-cli: " << toNarrow(Mail::StatusTexts::kIndexRebuilt) << "\n";
+            Search::discardIndex(place.directory);
+        }
+    }
+}
+
+} // namespace
 
 int runIndex(const Args& args) {
     std::string problem;
@@ -23,15 +43,14 @@ int runIndex(const Args& args) {
         return 1;
     }
     try {
-        { Mail::CRecursiveMailIndexer opener(options->place); }
+        Kerf::Search::IndexSearcherPtr searcher = openIndex(options->place);
         if (options->folders.empty()) {
             std::cout << "Index ready in " << toNarrow(options->place.directory) << "\n";
             return 0;
         }
         auto sink = std::make_shared<Kerf::Search::CQueuedEventSink>();
-        Mail::CRecursiveMailIndexer indexer(
-            sink, Mail::SearchCriteria(), options->folders,
-            Kerf::Search::createIndexSearcher(options->place.directory), options->place);
+        Mail::CRecursiveMailIndexer indexer(sink, Mail::SearchCriteria(), options->folders,
+                                            std::move(searcher), options->place);
         indexer.go();
         for (bool working = true; working;) {
             auto message = sink->take(std::chrono::milliseconds(200));
@@ -45,7 +64,8 @@ int runIndex(const Args& args) {
         indexer.stop();
         const std::wstring error = indexer.getLastError();
         if (!error.empty()) {
-            std::cerr << "qosearch-cli: indexing ended early: " << toNarrow(error) << "\n";
+            std::cerr << "qosearch-cli: " << toNarrow(Mail::StatusTexts::indexingStopped(error))
+                      << "\n";
             return 1;
         }
         const std::size_t changed = indexer.getItemsChanged();
@@ -56,7 +76,7 @@ int runIndex(const Args& args) {
                   << toNarrow(Mail::StatusTexts::elapsedTime(indexer.getElapsedTime()))
                   << "; index in " << toNarrow(options->place.directory) << "\n";
     } catch (const Kerf::CExceptionBase& e) {
-        std::cerr << "qosearch-cli: " << toNarrow(e.getMessage()) << "\n";
+        std::cerr << "qosearch-cli: " << toNarrow(Kerf::describeWithCauses(e)) << "\n";
         return 1;
     }
     return 0;

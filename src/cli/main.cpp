@@ -2,6 +2,8 @@
 #include "support/Paths.h"
 #include "support/Strings.h"
 
+#include <CLucene.h>
+
 #include <cstring>
 #include <filesystem>
 #include <iostream>
@@ -62,6 +64,12 @@ int main(int argc, char** argv) {
         return it->second(Args(argv + 2, argv + argc));
     } catch (const std::exception& e) {
         std::cerr << "qosearch-cli: " << e.what() << "\n";
+        return 1;
+    } catch (CLuceneError& e) {
+        std::cerr << "qosearch-cli: " << e.what() << "\n";
+        return 1;
+    } catch (...) {
+        std::cerr << "qosearch-cli: an unexpected error occurred\n";
         return 1;
     }
 }

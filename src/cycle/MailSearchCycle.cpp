@@ -7,6 +7,7 @@
 namespace Kerf::QuireLib {
 
 using Search::IndexerMessage;
+using Search::IndexFault;
 
 CMailSearchCycle::CMailSearchCycle(ISearchView& view, std::shared_ptr<Search::IEventSink> sink,
                                    CRecursiveMailIndexer::IndexPlace place)
@@ -17,18 +18,101 @@ CMailSearchCycle::~CMailSearchCycle() {
 }
 
 void CMailSearchCycle::initialise() {
-    try {
-        resetIndexSearcher();
+    m_bRebuilt = false;
+    if (!openSearcher())
         return;
-    } catch (const CExceptionBase&) {
-        // No index yet: opening a writer once creates it.
+    if (m_pSearcher)
+        return;
+    // No index yet (or no longer): opening a writer once creates it.
+    for (;;) {
+        try {
+            { CRecursiveMailIndexer opener(m_place); }
+            resetIndexSearcher();
+            return;
+        } catch (const Search::CIndexException& e) {
+            if (e.isDamage() && !m_bRebuilt && rebuildIndex())
+                continue;
+            fail(describeWithCauses(e));
+            return;
+        } catch (const CExceptionBase& e) {
+            fail(describeWithCauses(e));
+            return;
+        }
     }
+}
+
+bool CMailSearchCycle::openSearcher() {
     try {
-        { CRecursiveMailIndexer opener(m_place); }
         resetIndexSearcher();
-    } catch (const CExceptionBase& e) {
-        fail(e.getMessage());
+    } catch (const Search::CIndexException& e) {
+        // A damaged index is set aside here; any other failure is met again,
+        // and reported, when the writer opens the index.
+        if (e.isDamage() && !m_bRebuilt)
+            return rebuildIndex();
+    } catch (const CExceptionBase&) {
     }
+    return true;
+}
+
+bool CMailSearchCycle::rebuildIndex() {
+    Trace::tracef("The index in %s is damaged; it is built again.\n",
+                  Util::toNarrow(m_place.directory).c_str());
+    closeIndexer();
+    m_pSearcher.reset();
+    m_bRebuilt = true;
+    try {
+        Search::discardIndex(m_place.directory);
+    } catch (const CExceptionBase& e) {
+        fail(describeWithCauses(e));
+        return false;
+    }
+    m_matchedMessages.clear();
+    m_searchedDirectories.clear();
+    m_view.deleteAllRows();
+    m_view.clearPreview();
+    m_view.showNotice(StatusTexts::kIndexRebuilt);
+    return true;
+}
+
+bool CMailSearchCycle::startIndexer() {
+    for (;;) {
+        try {
+            m_pIndexer = std::make_unique<CRecursiveMailIndexer>(m_pSink, m_criteria, m_locations,
+                                                                 m_pSearcher, m_place);
+            m_pIndexer->go();
+            return true;
+        } catch (const Search::CIndexException& e) {
+            m_pIndexer.reset();
+            if (e.isDamage() && !m_bRebuilt && rebuildIndex())
+                continue;
+            indexingStopped(describeWithCauses(e));
+        } catch (const CExceptionBase& e) {
+            m_pIndexer.reset();
+            indexingStopped(describeWithCauses(e));
+        }
+        return false;
+    }
+}
+
+void CMailSearchCycle::indexingStopped(const std::wstring& reason) {
+    // What the index held is still worth showing.
+    if (!m_pIndexer) {
+        m_matchedMessages.clear();
+        m_searchedDirectories.clear();
+        try {
+            resetIndexSearcher();
+            if (m_pSearcher)
+                searchDirectories();
+        } catch (const CExceptionBase& e) {
+            Trace::tracef("Searching the index as it stands failed: %s\n",
+                          Util::toNarrow(e.getMessage()).c_str());
+        }
+    }
+    if (!m_sLastError.empty())
+        return; // the search itself failed, and the status says so
+    const std::wstring text = StatusTexts::indexingStopped(reason);
+    fail(text);
+    m_view.showIndexingFailure(text);
 }
 
 bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories& locations) {
@@ -51,19 +135,13 @@ bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories
 bool CMailSearchCycle::findNow(const SearchCriteria& criteria, const Directories& locations) {
     if (!prepare(criteria, locations))
         return false;
-    try {
-        // The indexer skips what its searcher shows; a searcher opened before
-        // an earlier run committed would have it read that run's files again.
-        resetIndexSearcher();
-        m_pIndexer = std::make_unique<CRecursiveMailIndexer>(m_pSink, m_criteria, m_locations,
-                                                             m_pSearcher, m_place);
-        m_pIndexer->go();
-    } catch (const CExceptionBase& e) {
-        m_pIndexer.reset();
-        fail(e.getMessage());
+    m_bRebuilt = false;
+    m_bDamageFound = false;
+    // The indexer skips what its searcher shows; a searcher opened before
+    // an earlier run committed would have it read that run's files again.
+    if (!openSearcher())
         return false;
-    }
-    return true;
+    return startIndexer();
 }
 
 bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
@@ -76,7 +154,7 @@ bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
         resetIndexSearcher();
         searchDirectories();
     } catch (const CExceptionBase& e) {
-        fail(e.getMessage());
+        fail(describeWithCauses(e));
         return false;
     }
     if (!m_sLastError.empty())
@@ -91,8 +169,7 @@ void CMailSearchCycle::handle(IndexerMessage message) {
         showSearchBegin();
         break;
     case IndexerMessage::EndWork:
-        showSearchFinish();
-        closeIndexer();
+        finishRun();
         break;
     case IndexerMessage::BeginScanningFile:
     case IndexerMessage::BeginBuildingMetadataItem:
@@ -108,6 +185,28 @@ void CMailSearchCycle::showSearchBegin() {
     m_matchedMessages.clear();
     m_searchedDirectories.clear();
     refreshSearch();
+}
+
+void CMailSearchCycle::finishRun() {
+    if (!m_pIndexer)
+        return;
+    const std::wstring error = m_pIndexer->getLastError();
+    const bool damaged =
+        m_bDamageFound ||
+        (!error.empty() && m_pIndexer->getLastErrorFault() == IndexFault::Damaged &&
+         Search::confirmDamage(m_place.directory) == IndexFault::Damaged);
+    if (damaged && !m_bRebuilt) {
+        // The run that found the damage has ended: the index is built anew
+        // and the search is run again on it.
+        m_bDamageFound = false;
+        if (rebuildIndex())
+            startIndexer();
+        return;
+    }
+    showSearchFinish();
+    closeIndexer();
+    if (!error.empty())
+        indexingStopped(error);
 }
 
 void CMailSearchCycle::showSearchFinish() {
@@ -175,8 +274,13 @@ void CMailSearchCycle::refreshSearch() {
     try {
         resetIndexSearcher();
         searchDirectories();
+    } catch (const Search::CIndexException& e) {
+        if (e.isDamage())
+            noteDamage();
+        else
+            fail(describeWithCauses(e));
     } catch (const CExceptionBase& e) {
-        fail(e.getMessage());
+        fail(describeWithCauses(e));
     }
     endWaitCursor();
 }
@@ -194,11 +298,15 @@ void CMailSearchCycle::searchDirectories() {
     try {
         runner.go();
         return;
-    } catch (CLuceneError& e) {
-        if (e.number() == CL_ERR_Parse || e.number() == CL_ERR_TokenMgr)
-            fail(L"The query could not be understood: " + Search::describe(e));
+    } catch (const Search::CIndexException& e) {
+        if (e.getFault() == IndexFault::Query)
+            fail(L"The query could not be understood: " + e.getMessage());
+        else if (e.getFault() == IndexFault::Damaged && m_pIndexer &&
+                 Search::confirmDamage(m_place.directory) == IndexFault::Damaged)
+            // Rebuilt once the running update has ended.
+            noteDamage();
         else
-            fail(L"The search could not be run: " + Search::describe(e));
+            fail(L"The search could not be run: " + e.getMessage());
     } catch (const std::invalid_argument& e) {
         fail(L"The index holds a damaged entry: " + Util::toWide(e.what()));
     } catch (const CExceptionBase& e) {
@@ -241,6 +349,11 @@ void CMailSearchCycle::updateSearchStatus(std::size_t matches, std::size_t messa
         return;
     setStatus(StatusTexts::searchProgress(matches, messages, directories));
     m_view.sortPendingRows();
+}
+
+void CMailSearchCycle::noteDamage() {
+    m_bDamageFound = true;
+    m_view.showNotice(StatusTexts::kIndexRebuilt);
 }
 
 void CMailSearchCycle::setStatus(const std::wstring& text) {

@@ -28,6 +28,12 @@ public:
     virtual void showIndexerProgress(const std::wstring& text) { setStatusText(text); }
     /// The counts behind that line: messages indexed and still to do.
     virtual void showIndexerCounts(std::size_t /*indexed*/, std::size_t /*remaining*/) {}
+    /// Something the user should know beside the search, such as a damaged
+    /// index being built again; shown as the status by default.
+    virtual void showNotice(const std::wstring& text) { setStatusText(text); }
+    /// A failure that ended the indexing, once per failure; the status
+    /// already reads it.
+    virtual void showIndexingFailure(const std::wstring& /*text*/) {}
     virtual void deleteAllRows() = 0;
     virtual void clearPreview() {}
     virtual void startOptimisedAdd(std::size_t expectedRows) = 0;
@@ -55,7 +61,8 @@ public:
     CMailSearchCycle& operator=(const CMailSearchCycle&) = delete;
 
     /// Opens (creating when missing) the index and its searcher, as the
-    /// window does once at start-up.
+    /// window does once at start-up. A damaged index is removed and made
+    /// anew; the next update fills it again.
     void initialise();
 
     /// "Find Now": stops any running work, then searches the locations for
@@ -87,7 +94,8 @@ public:
     bool isIndexing() const { return m_pIndexer != nullptr; }
     const std::wstring& getStatusText() const { return m_sStatus; }
     /// The last failure of a search (a query the parser refused, an index
-    /// that could not be opened); empty when the last search went well.
+    /// that could not be opened, indexing that stopped); empty when the last
+    /// search went well.
     const std::wstring& getLastError() const { return m_sLastError; }
     const PathSet& getMatchedMessages() const { return m_matchedMessages; }
     const PathSet& getSearchedDirectories() const { return m_searchedDirectories; }
@@ -100,6 +108,17 @@ public:
 
 private:
     bool prepare(const SearchCriteria& criteria, const Directories& locations);
+    /// Opens the searcher; a damaged index is set aside. False when even that failed.
+    bool openSearcher();
+    /// Removes the damaged index's files so that the next writer makes a new
+    /// one; tells the user. False when the files could not be removed.
+    bool rebuildIndex();
+    bool startIndexer();
+    /// The run ended: the query again, or a rebuild when the index was
+    /// found damaged, or the failure that stopped the indexing.
+    void finishRun();
+    void indexingStopped(const std::wstring& reason);
+    void noteDamage();
     void refreshSearch();
     void resetIndexSearcher();
     void searchDirectories();
@@ -132,6 +151,10 @@ private:
     int m_iWaitDepth = 0;
     bool m_bBulkAdding = false;
     bool m_bRowsCarryBody = false;
+    /// A search of the running update met a damaged index.
+    bool m_bDamageFound = false;
+    /// The index was set aside in this search already; it is not done twice.
+    bool m_bRebuilt = false;
 };
 
 } // namespace Kerf::QuireLib

@@ -6,6 +6,7 @@
 namespace Kerf::QuireLib::StatusTexts {
 
 const wchar_t* const kSearching = L"Searching...";
+const wchar_t* const kIndexRebuilt = L"The index was damaged and is being rebuilt";
 const wchar_t* const kNoLocations = L"No search location(s) selected";
 const wchar_t* const kDisplayingResults = L"Displaying results from index...";
 
@@ -35,6 +36,10 @@ std::wstring elapsedTime(std::int64_t t) {
     if (t > 0)
         return format(L"%lld second%ls", static_cast<long long>(t), plural(t));
     return L"less than 1 second";
+}
+
+std::wstring indexingStopped(const std::wstring& reason) {
+    return L"Indexing stopped: " + reason;
 }
 
 std::wstring matchesFound(std::size_t matches, std::int64_t elapsedSeconds) {

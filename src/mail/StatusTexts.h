@@ -29,7 +29,11 @@ std::wstring remainingTime(double elapsedSeconds, std::size_t indexed, std::size
 std::wstring indexingProgress(std::size_t indexed, std::size_t remaining,
                               const std::wstring& remainingTimeText);
 
+/// "Indexing stopped: %s", what the status reads after a failure ended the indexing.
+std::wstring indexingStopped(const std::wstring& reason);
+
 extern const wchar_t* const kSearching;
+extern const wchar_t* const kIndexRebuilt;
 extern const wchar_t* const kNoLocations;
 extern const wchar_t* const kDisplayingResults;
 

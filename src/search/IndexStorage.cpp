@@ -1,15 +1,18 @@
 #include "search/IndexStorage.h"
 
+#include "search/IndexHealth.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <stdexcept>
 #include <sys/file.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -40,6 +43,8 @@ public:
         fs::create_directories(directory, ec);
         m_fd =
             ::open((directory + "/" + kOwnerFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        if (m_fd < 0)
+            m_iOpenError = errno;
         if (m_fd >= 0 && ::flock(m_fd, LOCK_EX | LOCK_NB) != 0) {
             ::close(m_fd);
             m_fd = -1;
@@ -55,9 +60,12 @@ public:
 
     bool owned() const { return m_fd >= 0; }
     bool heldElsewhere() const { return m_bHeldElsewhere; }
+    /// Why the file could not be opened (errno), 0 when it could.
+    int openError() const { return m_iOpenError; }
 
 private:
     int m_fd = -1;
+    int m_iOpenError = 0;
     bool m_bHeldElsewhere = false;
 };
 
@@ -221,6 +229,23 @@ void clearDirectory(const std::wstring& directory) {
     }
 }
 
+void discardIndex(const std::wstring& indexDirectory) {
+    KERF_TRACE_ENTRY("Kerf::Search::discardIndex");
+    const std::string directory = Util::toNarrow(indexDirectory);
+    // Never under a writer that is still at work, here or in another process.
+    OwnerLock owner(directory);
+    if (!owner.owned())
+        throw CIndexException(L"Index usage problem (" + indexDirectory + L")",
+                              CExceptionBase(owner.heldElsewhere()
+                                                 ? L"Another index writer is open on this index."
+                                                 : Util::toWide(strerror(owner.openError()))),
+                              IndexFault::Unavailable);
+    for (const auto& entry : fs::directory_iterator(Util::toPath(indexDirectory))) {
+        if (entry.is_regular_file() && isIndexFileName(entry.path().filename().string()))
+            fs::remove(entry.path());
+    }
+}
+
 namespace Analyzer {
 AnalyzerPtr create() {
     static const wchar_t* noStopWords[] = {nullptr};
@@ -232,38 +257,46 @@ namespace Writer {
 
 IndexWriterPtr create(const std::wstring& indexDirectory) {
     KERF_TRACE_ENTRY("Kerf::Search::Writer::create");
+    const std::wstring problem = L"Index directory creation problem (" + indexDirectory + L")";
     const std::string directory = Util::toNarrow(indexDirectory);
     AnalyzerPtr analyzer = Analyzer::create();
     auto owner = std::make_shared<OwnerLock>(directory);
     if (owner->heldElsewhere())
-        throw CExceptionBase(L"Index directory creation problem (" + indexDirectory + L")",
-                             CExceptionBase(L"Another index writer is open on this index."));
+        throw CIndexException(problem,
+                              CExceptionBase(L"Another index writer is open on this index."),
+                              IndexFault::Unavailable);
+    if (!owner->owned())
+        // A folder we cannot even write a small file in holds no writer.
+        throw CIndexException(problem, CExceptionBase(Util::toWide(strerror(owner->openError()))),
+                              IndexFault::Unavailable);
     clearStaleLock(directory, *owner);
-    try {
-        return wrapWriter(new IndexWriter(directory.c_str(), analyzer.get(), false), analyzer,
-                          owner);
-    } catch (CLuceneError& e) {
-        if (e.number() != CL_ERR_IO)
-            throw;
-        if (Trace::isOn()) {
-            Trace::tracef("Kerf::Search::Writer::create - %s\n",
-                          "First chance failure to create index.\n");
-            Trace::tracef("Kerf::Search::Writer::create - %s\n", "Attempting to create index.\n");
+    if (holdsIndex(directory)) {
+        // An index that is there is opened, never replaced: when it cannot
+        // be opened the caller learns whether it is damaged or unreachable.
+        errno = 0;
+        try {
+            return wrapWriter(new IndexWriter(directory.c_str(), analyzer.get(), false), analyzer,
+                              owner);
+        } catch (CLuceneError& e) {
+            throw toIndexException(problem, e, errno, indexDirectory);
         }
     }
+    if (Trace::isOn()) {
+        Trace::tracef("Kerf::Search::Writer::create - %s\n",
+                      "First chance failure to create index.\n");
+        Trace::tracef("Kerf::Search::Writer::create - %s\n", "Attempting to create index.\n");
+    }
+    errno = 0;
     try {
-        std::error_code ec;
-        fs::create_directories(Util::toPath(indexDirectory), ec);
         IndexWriterPtr writer =
             wrapWriter(new IndexWriter(directory.c_str(), analyzer.get(), true), analyzer, owner);
         writer->setUseCompoundFile(true);
         writer->optimize();
         return writer;
     } catch (CLuceneError& e) {
-        throw CExceptionBase(L"Index directory creation problem (" + indexDirectory + L")",
-                             toException(e));
+        throw toIndexException(problem, e, errno);
     } catch (const std::exception& e) {
-        throw CExceptionBase(L"Index directory creation problem (" + indexDirectory + L")", e);
+        throw CIndexException(problem, CExceptionBase(Util::toWide(e.what())), IndexFault::Other);
     }
 }
 
@@ -288,7 +321,21 @@ void add(Document& document, const std::wstring& name, const OleDate& value, Fie
     add(document, name, Dates::fromOleDate(value.m_dt), index);
 }
 
+void ensureRoomFor(IndexWriter& writer) {
+    const auto* directory = dynamic_cast<lucene::store::FSDirectory*>(writer.getDirectory());
+    struct statvfs info {};
+    if (directory == nullptr || ::statvfs(directory->getDirName(), &info) != 0)
+        return;
+    const auto available = static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
+    if (available >= kMinimumFreeBytes)
+        return;
+    throw CIndexException(
+        L"Not enough free space for the index in " + Util::toWide(directory->getDirName()),
+        CExceptionBase(Util::toWide(std::strerror(ENOSPC))), IndexFault::Unavailable);
+}
+
 void add(IndexWriter& writer, Document& document) {
+    ensureRoomFor(writer);
     writer.addDocument(&document);
 }
 
@@ -337,6 +384,8 @@ std::wstring partMatchingTooManyWords(Query& query, IndexReader& reader) {
 
 IndexSearcherPtr create(const std::wstring& indexDirectory) {
     KERF_TRACE_ENTRY("Kerf::Search::Searcher::create");
+    const std::wstring problem = L"Index usage problem (" + indexDirectory + L")";
+    errno = 0;
     try {
         return IndexSearcherPtr(new IndexSearcher(Util::toNarrow(indexDirectory).c_str()),
                                 [](IndexSearcher* s) {
@@ -347,9 +396,9 @@ IndexSearcherPtr create(const std::wstring& indexDirectory) {
                                     delete s;
                                 });
     } catch (CLuceneError& e) {
-        throw CExceptionBase(L"Index usage problem (" + indexDirectory + L")", toException(e));
+        throw toIndexException(problem, e, errno, indexDirectory);
     } catch (const std::exception& e) {
-        throw CExceptionBase(L"Index usage problem (" + indexDirectory + L")", e);
+        throw CIndexException(problem, CExceptionBase(Util::toWide(e.what())), IndexFault::Other);
     }
 }
 
@@ -372,7 +421,12 @@ HitsPtr getHits(IndexSearcher& searcher, const std::wstring& field, const std::w
 HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
                 const std::wstring& defaultField, const std::wstring& queryText) {
     QueryParser parser(defaultField.c_str(), &analyzer);
-    std::unique_ptr<Query> query(parser.parse(queryText.c_str()));
+    std::unique_ptr<Query> query;
+    try {
+        query.reset(parser.parse(queryText.c_str()));
+    } catch (CLuceneError& e) {
+        throw toIndexException(L"", e, 0);
+    }
     // Prefixes and ranges become one clause per matching word while the
     // query runs; the hits are collected in that same run, so the limit can
     // go back to rest as soon as it ends.
@@ -382,6 +436,7 @@ HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
             BooleanQuery::setMaxClauseCount(kRestingClauseLimit);
             return hits;
         } catch (CLuceneError& e) {
+            const int systemError = errno;
             const std::size_t limit = BooleanQuery::getMaxClauseCount();
             if (e.number() != CL_ERR_TooManyClauses || limit >= kHighestClauseLimit) {
                 const bool tooMany = e.number() == CL_ERR_TooManyClauses;
@@ -392,7 +447,7 @@ HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
                 if (tooMany)
                     throw CTooManyWordsError(L"Too many words match " + part +
                                              L"; type more letters");
-                throw;
+                throw toIndexException(L"", e, systemError);
             }
             BooleanQuery::setMaxClauseCount(std::min(limit * 2, kHighestClauseLimit));
         }

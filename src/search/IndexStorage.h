@@ -4,6 +4,7 @@
 // (numbers in decimal, dates as 14-digit wall-clock text).
 
 #include "search/HitList.h"
+#include "search/IndexHealth.h"
 #include "support/DateTime.h"
 #include "support/Exception.h"
 
@@ -49,6 +50,10 @@ IndexSearcherPtr createIndexSearcher(const std::wstring& indexDirectory);
 void tidyIndexDirectory(const std::wstring& indexRoot, const std::wstring& indexDirectory);
 /// Deletes the plain files directly inside the directory.
 void clearDirectory(const std::wstring& directory);
+/// Removes the index's own files from its directory, and nothing else, so
+/// that a new index can be made there. Throws CIndexException when a writer
+/// is open on it.
+void discardIndex(const std::wstring& indexDirectory);
 
 /// Text as the index keeps it: CLucene holds 16-bit units, so characters
 /// past U+FFFF go in as UTF-16 pairs; fromStoredText joins them again.
@@ -77,7 +82,16 @@ void add(Document& document, const std::wstring& name, const DateTime& value,
          FieldIndex index = FieldIndex::Tokenized);
 void add(Document& document, const std::wstring& name, const OleDate& value,
          FieldIndex index = FieldIndex::Tokenized);
+/// Adds the document; throws CIndexException when the index's file system
+/// has less than kMinimumFreeBytes left.
 void add(lucene::index::IndexWriter& writer, Document& document);
+
+/// CLucene cannot survive a write that fails for want of space (its files
+/// throw again while closing), so writing stops well before: room for two of
+/// its 16 MB buffers, one flushed and one copied into a compound file.
+constexpr std::uint64_t kMinimumFreeBytes = 32ull << 20;
+/// Throws CIndexException when the writer's file system is short of space.
+void ensureRoomFor(lucene::index::IndexWriter& writer);
 
 /// The text a date takes in the index (also what range queries compare with).
 std::wstring dateToString(const DateTime& value);

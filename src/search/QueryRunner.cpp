@@ -5,6 +5,7 @@
 #include "support/Exception.h"
 #include "support/Trace.h"
 
+#include <cerrno>
 #include <cstdlib>
 
 namespace Kerf::Search::Searcher {
@@ -70,9 +71,14 @@ CQueryRunner::CQueryRunner(IndexSearcherPtr searcher, AnalyzerPtr analyzer, Path
 void CQueryRunner::go() {
     KERF_TRACE_ENTRY("Kerf::Search::Searcher::CQueryRunner::go");
     beginProcessingSearch();
-    if (m_pDirectories != nullptr)
-        for (const auto& directory : *m_pDirectories)
-            go(directory);
+    // CLucene's own errors end here: callers see the program's exception.
+    try {
+        if (m_pDirectories != nullptr)
+            for (const auto& directory : *m_pDirectories)
+                go(directory);
+    } catch (CLuceneError& e) {
+        throw toIndexException(L"", e, errno);
+    }
     endProcessingSearch();
 }
 

@@ -39,7 +39,8 @@ public:
 
     /// Searches one directory.
     virtual void go(const std::wstring& directory);
-    /// Searches every directory of the list, in order.
+    /// Searches every directory of the list, in order. Throws CIndexException
+    /// when the query cannot be parsed or the index cannot be read.
     virtual void go();
     /// The query text for one directory: a phrase query on "Location".
     virtual std::wstring buildQuery(const std::wstring& directory);

@@ -7,6 +7,7 @@
 #include "support/Exception.h"
 #include "support/Trace.h"
 
+#include <cerrno>
 #include <sys/stat.h>
 #include <system_error>
 
@@ -116,6 +117,7 @@ void CRecursiveIndexer::start() {
     {
         std::lock_guard lock(m_lastErrorLock);
         m_sLastError.clear();
+        m_lastErrorFault = IndexFault::Other;
     }
     m_iFilesMatched = 0;
     m_iDirectoriesScanned = 0;
@@ -183,6 +185,11 @@ std::wstring CRecursiveIndexer::getLastError() const {
     return m_sLastError;
 }
 
+IndexFault CRecursiveIndexer::getLastErrorFault() const {
+    std::lock_guard lock(m_lastErrorLock);
+    return m_lastErrorFault;
+}
+
 bool CRecursiveIndexer::isIndexedFile(const std::wstring& path) const {
     std::lock_guard lock(m_filesIndexedLock);
     return m_filesIndexed.contains(path);
@@ -196,10 +203,14 @@ bool CRecursiveIndexer::postEvent(IndexerMessage message) {
 // Threads.
 
 template <typename Step> void CRecursiveIndexer::guarded(const char* where, Step&& step) {
+    errno = 0;
     try {
         step();
     } catch (CLuceneError& e) {
-        abandonRun(Util::toWide(where) + L": " + describe(e));
+        const int systemError = errno;
+        abandonRun(Util::toWide(where) + L": " + describe(e), faultOf(e, systemError));
+    } catch (const CIndexException& e) {
+        abandonRun(Util::toWide(where) + L": " + e.getMessage(), e.getFault());
     } catch (const CExceptionBase& e) {
         abandonRun(Util::toWide(where) + L": " + e.getMessage());
     } catch (const std::exception& e) {
@@ -209,12 +220,14 @@ template <typename Step> void CRecursiveIndexer::guarded(const char* where, Step
     }
 }
 
-void CRecursiveIndexer::abandonRun(const std::wstring& message) {
+void CRecursiveIndexer::abandonRun(const std::wstring& message, IndexFault fault) {
     Trace::tracef("Indexing ended early: %s\n", Util::toNarrow(message).c_str());
     {
         std::lock_guard lock(m_lastErrorLock);
-        if (m_sLastError.empty())
+        if (m_sLastError.empty()) {
             m_sLastError = message;
+            m_lastErrorFault = fault;
+        }
     }
     requestStop();
 }

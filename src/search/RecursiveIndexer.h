@@ -106,6 +106,8 @@ public:
     bool isStopRequested() const { return m_bStop; }
     /// The error that ended the last run early; empty when none did.
     std::wstring getLastError() const;
+    /// What kind of failure that error was.
+    IndexFault getLastErrorFault() const;
     /// True when the file was added to the index in this run.
     bool isIndexedFile(const std::wstring& path) const;
 
@@ -191,7 +193,7 @@ private:
     /// Runs one step of a thread; an error that escapes it ends the whole run
     /// (keeping its message) instead of the process.
     template <typename Step> void guarded(const char* where, Step&& step);
-    void abandonRun(const std::wstring& message);
+    void abandonRun(const std::wstring& message, IndexFault fault = IndexFault::Other);
 
     IndexWriterPtr m_pIndexWriter;
     IndexSearcherPtr m_pIndexSearcher;
@@ -238,6 +240,7 @@ private:
 
     mutable std::mutex m_lastErrorLock;
     std::wstring m_sLastError;
+    IndexFault m_lastErrorFault = IndexFault::Other;
 
     std::unique_ptr<std::thread> m_pWorkerThread;
     /// Whether go() ever ran (caller's thread only).

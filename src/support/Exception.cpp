@@ -23,6 +23,14 @@ std::wstring captureStackTrace() {
     return text;
 }
 
+std::wstring describeWithCauses(const CExceptionBase& e) {
+    std::wstring text = e.getMessage();
+    for (const CExceptionBase* cause = e.getInner(); cause != nullptr; cause = cause->getInner())
+        if (!cause->getMessage().empty())
+            text += L": " + cause->getMessage();
+    return text;
+}
+
 CExceptionBase::CExceptionBase(std::wstring message)
     : m_sMessage(std::move(message)), m_sStackTrace(captureStackTrace()),
       m_sWhat(Util::toNarrow(m_sMessage)) {}

@@ -28,6 +28,10 @@ private:
     std::string m_sWhat;
 };
 
+/// The message followed by each cause's, joined by ": ", for one line that
+/// says both what failed and why.
+std::wstring describeWithCauses(const CExceptionBase& e);
+
 /// The current stack as text, one frame a line.
 std::wstring captureStackTrace();
 

@@ -119,7 +119,12 @@ TEST_F(IndexStorage, PhraseQueriesEscapeDoubleQuotes) {
 TEST_F(IndexStorage, MalformedQueryTextRaisesAParseError) {
     { createIndexWriter(wide(root), wide(live)); }
     auto searcher = createIndexSearcher(wide(live));
-    EXPECT_THROW(Searcher::getHits(*searcher, L"Subject:(unclosed"), CLuceneError);
+    try {
+        Searcher::getHits(*searcher, L"Subject:(unclosed");
+        FAIL() << "a malformed query must not run";
+    } catch (const CIndexException& e) {
+        EXPECT_EQ(e.getFault(), IndexFault::Query);
+    }
     EXPECT_EQ(countHits(searcher, L"anything"), 0u);
 }
 
@@ -218,5 +223,61 @@ TEST_F(IndexStorage, FailuresCarryTheDescribedTextsAndTheirCause) {
         EXPECT_EQ(e.getMessage(),
                   L"Index directory creation problem (" + wide(dir / "blocker" / "0.4") + L")");
         EXPECT_NE(e.getInner(), nullptr);
+    }
+}
+
+TEST_F(IndexStorage, ADamagedIndexIsToldApartAndOnlyItsOwnFilesAreDiscarded) {
+    const auto truncateHalf = [](const fs::path& file) {
+        fs::resize_file(file, fs::file_size(file) / 2);
+    };
+    const auto fileNamed = [this](const std::string& prefix) {
+        for (const auto& entry : fs::directory_iterator(live))
+            if (entry.path().filename().string().rfind(prefix, 0) == 0 &&
+                entry.path().extension() != ".gen")
+                return entry.path();
+        return fs::path();
+    };
+    const std::vector<std::string> userFiles = {"notes.txt", "Read me"};
+    for (const std::string prefix : {"_", "segments_"}) {
+        SCOPED_TRACE(prefix);
+        fs::remove_all(live);
+        {
+            auto writer = createIndexWriter(L"", wide(live));
+            for (int i = 0; i < 30; ++i)
+                addDoc(*writer, L"/m/" + std::to_wstring(i), L"body text " + std::to_wstring(i));
+        }
+        truncateHalf(fileNamed(prefix));
+        for (const auto& name : userFiles)
+            QoTest::writeFile(live / name, "the user's");
+
+        try {
+            createIndexSearcher(wide(live));
+            ADD_FAILURE() << "a damaged index must not open";
+        } catch (const CIndexException& e) {
+            EXPECT_TRUE(e.isDamage()) << Util::toNarrow(describeWithCauses(e));
+        }
+        // A writer may open it, but never replaces it unasked.
+        try {
+            Writer::create(wide(live));
+        } catch (const CIndexException& e) {
+            EXPECT_TRUE(e.isDamage());
+        }
+        EXPECT_THROW(createIndexSearcher(wide(live)), CIndexException);
+
+        discardIndex(wide(live));
+        std::vector<std::string> left;
+        for (const auto& entry : fs::directory_iterator(live))
+            left.push_back(entry.path().filename().string());
+        std::sort(left.begin(), left.end());
+        EXPECT_EQ(left,
+                  (std::vector<std::string>{"Read me", "notes.txt", "qosearch-writer.owner"}));
+        EXPECT_EQ(createIndexWriter(L"", wide(live))->docCount(), 0);
+    }
+    // A folder without an index is not a damaged index.
+    try {
+        createIndexSearcher(wide(dir / "empty"));
+        ADD_FAILURE() << "there is no index to open";
+    } catch (const CIndexException& e) {
+        EXPECT_FALSE(e.isDamage());
     }
 }

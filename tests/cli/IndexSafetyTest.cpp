@@ -1,0 +1,173 @@
+// The index on disk when things go wrong: damaged files, a folder that cannot
+// be written, a full file system. The program is run as a user runs it.
+
+#include "CommandLine.h"
+#include "TempDir.h"
+
+#include <CLucene.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <set>
+#include <sys/mount.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using QoTest::runCli;
+
+namespace {
+
+/// A folder mounted over itself read-only, or a small tmpfs, while alive.
+class ScopedMount {
+public:
+    static std::unique_ptr<ScopedMount> readOnly(const fs::path& folder) {
+        if (::mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) != 0)
+            return nullptr;
+        auto mounted = std::unique_ptr<ScopedMount>(new ScopedMount(folder));
+        if (::mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) !=
+            0)
+            return nullptr;
+        return mounted;
+    }
+    static std::unique_ptr<ScopedMount> tmpfs(const fs::path& folder, const char* options) {
+        fs::create_directories(folder);
+        if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, options) != 0)
+            return nullptr;
+        return std::unique_ptr<ScopedMount>(new ScopedMount(folder));
+    }
+    ~ScopedMount() { ::umount2(m_folder.c_str(), MNT_DETACH); }
+    ScopedMount(const ScopedMount&) = delete;
+    ScopedMount& operator=(const ScopedMount&) = delete;
+
+private:
+    explicit ScopedMount(fs::path folder) : m_folder(std::move(folder)) {}
+    fs::path m_folder;
+};
+
+/// Every file of a folder with its size and contents' time: what "left
+/// intact" compares.
+std::map<std::string, std::pair<std::uintmax_t, fs::file_time_type>>
+snapshot(const fs::path& folder) {
+    std::map<std::string, std::pair<std::uintmax_t, fs::file_time_type>> files;
+    for (const auto& entry : fs::directory_iterator(folder))
+        files[entry.path().filename().string()] = {entry.file_size(), entry.last_write_time()};
+    return files;
+}
+
+class IndexSafety : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directories(mail);
+        for (const auto& entry : fs::directory_iterator(fs::path(QOSEARCH_CORPUS_DIR) / "msg"))
+            fs::copy_file(entry.path(), mail / entry.path().filename());
+    }
+
+    QoTest::CommandResult find(const fs::path& index, std::vector<std::string> args) {
+        std::vector<std::string> all = {"find", "--index-dir", index.string(), "--folder",
+                                        mail.string()};
+        all.insert(all.end(), args.begin(), args.end());
+        return runCli(all);
+    }
+
+    static std::multiset<std::string> names(const QoTest::CommandResult& result) {
+        std::multiset<std::string> found;
+        for (const auto& line : result.lines())
+            found.insert(line.substr(line.rfind('\t') + 1));
+        return found;
+    }
+
+    static int documentsIn(const fs::path& index) {
+        lucene::index::IndexReader* reader = lucene::index::IndexReader::open(index.c_str());
+        const int count = reader->numDocs();
+        reader->close();
+        delete reader;
+        return count;
+    }
+
+    QoTest::TempDir dir;
+    QoTest::ScopedUserFolders folders{dir.path()};
+    fs::path mail = dir / "Mail";
+    fs::path index = dir / "Index";
+};
+
+using Names = std::multiset<std::string>;
+
+const Names kOptionMessages = {"poi_message_1979.msg", "poi_message_1980.msg",
+                               "poi_message_1981.msg"};
+
+} // namespace
+
+TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
+    // The first file whose name starts so is cut in half.
+    for (const std::string prefix : {"_", "segments_"}) {
+        SCOPED_TRACE(prefix);
+        fs::remove_all(index);
+        ASSERT_EQ(find(index, {}).status, 0);
+        QoTest::writeFile(index / "notes.txt", "the user's own");
+        for (const auto& entry : fs::directory_iterator(index)) {
+            const std::string name = entry.path().filename().string();
+            if (name.rfind(prefix, 0) == 0 && name != "notes.txt") {
+                fs::resize_file(entry.path(), entry.file_size() / 2);
+                break;
+            }
+        }
+
+        const auto result = find(index, {"--subject", "option"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_NE(result.err.find("The index was damaged and is being rebuilt"), std::string::npos)
+            << result.err;
+        EXPECT_EQ(names(result), kOptionMessages);
+        EXPECT_EQ(documentsIn(index), 86);
+        EXPECT_TRUE(fs::exists(index / "notes.txt"));
+    }
+}
+
+TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
+    ASSERT_EQ(find(index, {}).status, 0);
+    fs::copy_file(mail / "poi_message_1979.msg", mail / "Copy of option.msg");
+    const auto before = snapshot(index);
+    // Permissions do not hold back a privileged user: a read-only mount does.
+    std::unique_ptr<ScopedMount> readOnly;
+    if (geteuid() == 0) {
+        readOnly = ScopedMount::readOnly(index);
+        if (!readOnly)
+            GTEST_SKIP() << "no read-only mount here: " << std::strerror(errno);
+    } else {
+        fs::permissions(index, fs::perms::owner_read | fs::perms::owner_exec);
+    }
+
+    const auto found = find(index, {"--subject", "option"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_NE(found.err.find("Indexing stopped: Index directory creation problem"),
+              std::string::npos)
+        << found.err;
+    // What the index held is still shown; the new file could not be added.
+    EXPECT_EQ(names(found), kOptionMessages);
+    const auto indexed = runCli({"index", "--index-dir", index.string(), mail.string()});
+    EXPECT_EQ(indexed.status, 1);
+    EXPECT_NE(indexed.err.find("Index directory creation problem"), std::string::npos)
+        << indexed.err;
+
+    readOnly.reset();
+    fs::permissions(index, fs::perms::owner_all);
+    EXPECT_EQ(snapshot(index), before);
+    EXPECT_EQ(documentsIn(index), 86);
+}
+
+TEST_F(IndexSafety, AFullFileSystemStopsIndexingWithAMessage) {
+    const auto small = ScopedMount::tmpfs(index, "size=64k");
+    if (!small)
+        GTEST_SKIP() << "no tmpfs mount here: " << std::strerror(errno);
+    const auto indexed = runCli({"index", "--index-dir", index.string(), mail.string()});
+    EXPECT_EQ(indexed.status, 1);
+    EXPECT_NE(indexed.err.find("Indexing stopped: "), std::string::npos) << indexed.err;
+
+    const auto found = find(index, {"--subject", "option"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_NE(found.err.find("Indexing stopped: "), std::string::npos) << found.err;
+    // What was there before the disk filled up still opens.
+    EXPECT_NO_THROW(documentsIn(index));
+}
