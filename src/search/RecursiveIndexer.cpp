@@ -8,6 +8,7 @@
 #include "support/Trace.h"
 
 #include <cerrno>
+#include <chrono>
 #include <sys/stat.h>
 #include <system_error>
 
@@ -536,6 +537,22 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
     beginUpdatingIndex();
     // A failed write ends the run, but what was written is still flushed.
     guarded("adding to the index", [this] {
+        // Committed now and then, so that a run cut short (killed, switched
+        // off) keeps all but its last few seconds, and the next run goes on
+        // from there.
+        std::size_t uncommitted = 0;
+        auto lastCommit = std::chrono::steady_clock::now();
+        const auto commitWhenDue = [&] {
+            const auto now = std::chrono::steady_clock::now();
+            if (++uncommitted < kCommitEveryDocuments && now - lastCommit < kCommitEvery)
+                return;
+            if (m_pIndexWriter) {
+                ensureRoomFor(*m_pIndexWriter);
+                m_pIndexWriter->flush();
+            }
+            uncommitted = 0;
+            lastCommit = now;
+        };
         while (!m_bStop) {
             std::optional<CMetadataPtr> item = m_itemsToBeIndexed.pop();
             if (!item || m_bStop)
@@ -557,6 +574,7 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
                 ++m_iCompletedItemsTotal;
             }
             endUpdatingIndexItem(location);
+            commitWhenDue();
         }
         if (!m_bStop)
             removeGoneFiles();

@@ -27,6 +27,7 @@
 #include "support/Strings.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
@@ -48,6 +49,11 @@ public:
     /// Items each queue holds before its producer waits: enough to keep the
     /// stages busy, small enough that memory stays flat on any tree.
     static constexpr std::size_t kDefaultQueueCapacity = 256;
+
+    /// The index stage commits what it added after this many documents or
+    /// once this long has passed, whichever comes first.
+    static constexpr std::size_t kCommitEveryDocuments = 2000;
+    static constexpr std::chrono::seconds kCommitEvery{10};
 
     CRecursiveIndexer();
     explicit CRecursiveIndexer(const Paths& directories);

@@ -2,6 +2,7 @@
 // be written, a full file system. The program is run as a user runs it.
 
 #include "CommandLine.h"
+#include "CorpusGenerator.h"
 #include "TempDir.h"
 
 #include <CLucene.h>
@@ -9,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <map>
 #include <set>
@@ -170,4 +173,37 @@ TEST_F(IndexSafety, AFullFileSystemStopsIndexingWithAMessage) {
     EXPECT_NE(found.err.find("Indexing stopped: "), std::string::npos) << found.err;
     // What was there before the disk filled up still opens.
     EXPECT_NO_THROW(documentsIn(index));
+}
+
+TEST_F(IndexSafety, AWriterKilledPartWayKeepsWhatItCommitted) {
+    const fs::path corpus = dir / "Generated";
+    const std::size_t total = QoMsg::generateCorpus(corpus, 4000, 11).size();
+    QProcess writer;
+    writer.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"),
+                 {"index", "--index-dir", QString::fromStdString(index.string()),
+                  QString::fromStdString(corpus.string())});
+    ASSERT_TRUE(writer.waitForStarted());
+    // Killed as soon as a commit shows, with most of the run still to do.
+    int committed = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(5);
+    while (committed == 0 && writer.state() == QProcess::Running &&
+           std::chrono::steady_clock::now() < deadline) {
+        writer.waitForFinished(50);
+        try {
+            committed = documentsIn(index);
+        } catch (CLuceneError&) {
+            // Not created yet, or changing while opened: look again.
+        }
+    }
+    ASSERT_EQ(writer.state(), QProcess::Running) << "the run ended before it was killed";
+    ::kill(static_cast<pid_t>(writer.processId()), SIGKILL);
+    writer.waitForFinished();
+    ASSERT_GT(committed, 0);
+    EXPECT_LT(static_cast<std::size_t>(committed), total);
+
+    EXPECT_GE(documentsIn(index), committed);
+    // The next run goes on from there and ends with every message indexed once.
+    const auto again = runCli({"index", "--index-dir", index.string(), corpus.string()});
+    ASSERT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(static_cast<std::size_t>(documentsIn(index)), total);
 }
