@@ -124,7 +124,7 @@ double indexCold(const CRecursiveMailIndexer::IndexPlace& place, const fs::path&
         indexer.go();
         while (true)
             if (auto m = sink->take(std::chrono::milliseconds(50));
-                m && *m == Search::IndexerMessage::EndWork)
+                m && m->message == Search::IndexerMessage::EndWork)
                 break;
         indexer.stop();
         if (indexer.getCompletedItemsTotal() != expected)

@@ -422,9 +422,9 @@ void CQoSearchDlg::bringToFront() {
 }
 
 bool CQoSearchDlg::event(QEvent* e) {
-    if (const auto message = CWindowEventSink::messageOf(e->type())) {
-        m_cycle.handle(*message);
-        if (*message == Kerf::Search::IndexerMessage::EndWork)
+    if (const auto event = CWindowEventSink::indexerEventOf(*e)) {
+        m_cycle.handle(*event);
+        if (event->message == Kerf::Search::IndexerMessage::EndWork)
             updateButtons();
         return true;
     }

@@ -56,7 +56,7 @@ int runIndex(const Args& args) {
             auto message = sink->take(std::chrono::milliseconds(200));
             if (!message)
                 continue;
-            if (*message == Kerf::Search::IndexerMessage::EndWork)
+            if (message->message == Kerf::Search::IndexerMessage::EndWork)
                 working = false;
             else if (options->progress)
                 std::cerr << toNarrow(indexer.buildStatusString()) << "\n";

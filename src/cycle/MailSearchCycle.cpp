@@ -79,6 +79,7 @@ bool CMailSearchCycle::startIndexer() {
         try {
             m_pIndexer = std::make_unique<CRecursiveMailIndexer>(m_pSink, m_criteria, m_locations,
                                                                  m_pSearcher, m_place);
+            m_pIndexer->setRunNumber(++m_iRun);
             m_pIndexer->go();
             return true;
         } catch (const Search::CIndexException& e) {
@@ -163,8 +164,10 @@ bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
     return true;
 }
 
-void CMailSearchCycle::handle(IndexerMessage message) {
-    switch (message) {
+void CMailSearchCycle::handle(const Search::IndexerEvent& event) {
+    if (event.run != m_iRun || !m_pIndexer)
+        return;
+    switch (event.message) {
     case IndexerMessage::BeginWork:
         showSearchBegin();
         break;

@@ -13,6 +13,7 @@
 #include "search/EventSink.h"
 #include "search/IndexStorage.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -77,8 +78,10 @@ public:
     /// Runs the query once on the index as it stands, without indexing.
     bool searchIndexOnly(const SearchCriteria& criteria, const Directories& locations);
 
-    /// An indexer message, on the front end's thread.
-    void handle(Search::IndexerMessage message);
+    /// An indexer event, on the front end's thread. Events of a run other
+    /// than the current one are dropped: a run that was stopped or replaced
+    /// may still have some queued.
+    void handle(const Search::IndexerEvent& event);
 
     /// "Stop": the results of the work done so far, then the work ends.
     void stop();
@@ -100,6 +103,8 @@ public:
     const PathSet& getMatchedMessages() const { return m_matchedMessages; }
     const PathSet& getSearchedDirectories() const { return m_searchedDirectories; }
     const CRecursiveMailIndexer* getIndexer() const { return m_pIndexer.get(); }
+    /// The number of the current (or last) run; its indexer's events carry it.
+    std::uint64_t getRunNumber() const { return m_iRun; }
     Search::IndexSearcherPtr getSearcher() const { return m_pSearcher; }
 
     void showSearchBegin();
@@ -141,6 +146,7 @@ private:
     CRecursiveMailIndexer::IndexPlace m_place;
     Search::IndexSearcherPtr m_pSearcher;
     std::unique_ptr<CRecursiveMailIndexer> m_pIndexer;
+    std::uint64_t m_iRun = 0;
     SearchCriteria m_criteria;
     Directories m_locations;
     std::vector<std::wstring> m_vUnreachable;

@@ -124,7 +124,7 @@ void CRecursiveMailIndexer::endUpdatingIndexItem(const std::wstring& location) {
 void CRecursiveMailIndexer::post(IndexerMessage message, const char* expression) {
     if (m_bClosing || !m_pWindow)
         return;
-    if (!m_pWindow->post(message))
+    if (!m_pWindow->post(Search::IndexerEvent{message, getRunNumber()}))
         reportAssertion(__FILE__, __LINE__, expression);
 }
 

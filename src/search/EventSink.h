@@ -3,6 +3,10 @@
 // it: they post numbered messages to a sink, which queues them for the front
 // end's own thread (the window turns them into Qt events, the command line
 // handles them on its main thread). Posting never blocks on the front end.
+// Each message carries the number of the run that sent it, so that a message
+// of a run the front end has already left behind can be told apart.
+
+#include <cstdint>
 
 namespace Kerf::Search {
 
@@ -24,11 +28,18 @@ enum class IndexerMessage : int {
     EndUpdatingIndexItem = 14,
 };
 
+/// One message of one run of an indexer.
+struct IndexerEvent {
+    IndexerMessage message = IndexerMessage::BeginWork;
+    std::uint64_t run = 0;
+    bool operator==(const IndexerEvent&) const = default;
+};
+
 class IEventSink {
 public:
     virtual ~IEventSink() = default;
-    /// Queues the message for the front end; false when it could not be queued.
-    virtual bool post(IndexerMessage message) = 0;
+    /// Queues the event for the front end; false when it could not be queued.
+    virtual bool post(const IndexerEvent& event) = 0;
 };
 
 } // namespace Kerf::Search

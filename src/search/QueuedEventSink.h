@@ -14,29 +14,29 @@ namespace Kerf::Search {
 
 class CQueuedEventSink : public IEventSink {
 public:
-    bool post(IndexerMessage message) override {
+    bool post(const IndexerEvent& event) override {
         {
             std::lock_guard lock(m_mutex);
-            m_messages.push_back(message);
+            m_messages.push_back(event);
         }
         m_ready.notify_one();
         return true;
     }
 
-    /// The next message, waiting for one up to the timeout.
-    std::optional<IndexerMessage> take(std::chrono::milliseconds timeout) {
+    /// The next event, waiting for one up to the timeout.
+    std::optional<IndexerEvent> take(std::chrono::milliseconds timeout) {
         std::unique_lock lock(m_mutex);
         if (!m_ready.wait_for(lock, timeout, [this] { return !m_messages.empty(); }))
             return std::nullopt;
-        const IndexerMessage message = m_messages.front();
+        const IndexerEvent event = m_messages.front();
         m_messages.pop_front();
-        return message;
+        return event;
     }
 
 private:
     std::mutex m_mutex;
     std::condition_variable m_ready;
-    std::deque<IndexerMessage> m_messages;
+    std::deque<IndexerEvent> m_messages;
 };
 
 } // namespace Kerf::Search

@@ -197,7 +197,7 @@ bool CRecursiveIndexer::isIndexedFile(const std::wstring& path) const {
 }
 
 bool CRecursiveIndexer::postEvent(IndexerMessage message) {
-    return m_pEventSink && m_pEventSink->post(message);
+    return m_pEventSink && m_pEventSink->post(IndexerEvent{message, m_iRun});
 }
 
 // ---------------------------------------------------------------------------

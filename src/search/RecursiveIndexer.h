@@ -29,6 +29,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -80,6 +81,10 @@ public:
     /// Held for subclasses that report progress; the base posts nothing.
     void setEventSink(std::shared_ptr<IEventSink> sink) { m_pEventSink = std::move(sink); }
     const std::shared_ptr<IEventSink>& getEventSink() const { return m_pEventSink; }
+    /// The number every event of this indexer carries: the front end's count
+    /// of its runs, so that it can drop what an earlier run still sends.
+    void setRunNumber(std::uint64_t run) { m_iRun = run; }
+    std::uint64_t getRunNumber() const { return m_iRun; }
     void setQueueCapacity(std::size_t capacity);
 
     /// Starts the worker and returns at once.
@@ -205,6 +210,7 @@ private:
     IndexSearcherPtr m_pIndexSearcher;
     AnalyzerPtr m_pAnalyzer;
     std::shared_ptr<IEventSink> m_pEventSink;
+    std::uint64_t m_iRun = 0;
 
     /// Files added to the index by this indexer.
     CPathSet m_filesIndexed;

@@ -286,30 +286,31 @@ TEST(SearchWindow, EscapeStopsTheWorkAndClosesTheWindow) {
     EXPECT_EQ(dlg->result(), QDialog::Rejected);
 }
 
-TEST(SearchWindow, IndexerMessagesTravelAsPostedEventsAndStopWhenDetached) {
+TEST(SearchWindow, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetached) {
+    using Kerf::Search::IndexerEvent;
     using Kerf::Search::IndexerMessage;
     EXPECT_EQ(CWindowEventSink::eventType(IndexerMessage::BeginWork), QEvent::User + 1);
     EXPECT_EQ(CWindowEventSink::eventType(IndexerMessage::EndUpdatingIndexItem), QEvent::User + 14);
-    EXPECT_EQ(CWindowEventSink::messageOf(static_cast<QEvent::Type>(QEvent::User + 2)),
-              IndexerMessage::EndWork);
-    EXPECT_FALSE(CWindowEventSink::messageOf(QEvent::User).has_value());
-    EXPECT_FALSE(CWindowEventSink::messageOf(static_cast<QEvent::Type>(QEvent::User + 15)));
+    // A plain event of a neighbouring type carries no indexer event.
+    EXPECT_FALSE(CWindowEventSink::indexerEventOf(QEvent(QEvent::User)).has_value());
+    EXPECT_FALSE(CWindowEventSink::indexerEventOf(QEvent(QEvent::Type(QEvent::User + 15))));
 
     struct Receiver : QObject {
-        std::vector<int> types;
+        std::vector<IndexerEvent> events;
         bool event(QEvent* e) override {
-            types.push_back(e->type());
+            if (auto carried = CWindowEventSink::indexerEventOf(*e))
+                events.push_back(*carried);
             return true;
         }
     } receiver;
     CWindowEventSink sink(&receiver);
-    EXPECT_TRUE(sink.post(IndexerMessage::EndWork));
+    EXPECT_TRUE(sink.post(IndexerEvent{IndexerMessage::EndWork, 7}));
     QCoreApplication::processEvents();
-    EXPECT_EQ(receiver.types, std::vector<int>{QEvent::User + 2});
+    EXPECT_EQ(receiver.events, (std::vector<IndexerEvent>{{IndexerMessage::EndWork, 7}}));
     sink.detach();
-    EXPECT_FALSE(sink.post(IndexerMessage::BeginWork));
+    EXPECT_FALSE(sink.post(IndexerEvent{IndexerMessage::BeginWork, 8}));
     QCoreApplication::processEvents();
-    EXPECT_EQ(receiver.types.size(), 1u);
+    EXPECT_EQ(receiver.events.size(), 1u);
 }
 
 TEST(SearchWindow, ASecondStartRaisesAndRestoresTheWindow) {

@@ -46,8 +46,8 @@ std::vector<IndexerMessage> drain(Search::CQueuedEventSink& sink) {
         auto message = sink.take(std::chrono::milliseconds(100));
         if (!message)
             continue;
-        messages.push_back(*message);
-        if (*message == IndexerMessage::EndWork)
+        messages.push_back(message->message);
+        if (message->message == IndexerMessage::EndWork)
             break;
     }
     return messages;
@@ -180,7 +180,7 @@ TEST(MailSearchCycle, FindNowAfterStopIndexesNothingTheStoppedRunCommitted) {
     // Stop once the first items are in the index.
     while (auto message = sink->take(std::chrono::seconds(60))) {
         cycle.handle(*message);
-        if (*message == IndexerMessage::EndUpdatingIndexItem)
+        if (message->message == IndexerMessage::EndUpdatingIndexItem)
             break;
     }
     cycle.stop();
@@ -191,11 +191,40 @@ TEST(MailSearchCycle, FindNowAfterStopIndexesNothingTheStoppedRunCommitted) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (cycle.isIndexing() && std::chrono::steady_clock::now() < deadline)
         if (auto message = sink->take(std::chrono::milliseconds(100))) {
-            if (*message == IndexerMessage::EndWork)
+            if (message->message == IndexerMessage::EndWork && message->run == cycle.getRunNumber())
                 indexedAgain = cycle.getIndexer()->getCompletedItemsTotal();
             cycle.handle(*message);
         }
     ASSERT_FALSE(cycle.isIndexing());
     EXPECT_EQ(indexedAgain, 2000u - committed);
     EXPECT_EQ(view.getItemCount(), 2000u);
+}
+
+TEST(MailSearchCycle, ALateEndOfWorkOfAnEarlierRunDoesNotEndTheCurrentOne) {
+    QoTest::TempDir dir;
+    const fs::path mail = copiesOfTheSample(dir.path(), 20);
+    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
+                                                  Util::fromPath(dir / "Index/0.4")};
+    CountingView view;
+    auto sink = std::make_shared<Search::CQueuedEventSink>();
+    CMailSearchCycle cycle(view, sink, place);
+    cycle.initialise();
+    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
+    // The first run ends, but its end is still queued when Find Now is pressed again.
+    std::optional<Search::IndexerEvent> lateEnd;
+    while (auto event = sink->take(std::chrono::seconds(60)))
+        if (event->message == IndexerMessage::EndWork) {
+            lateEnd = event;
+            break;
+        }
+    ASSERT_TRUE(lateEnd.has_value());
+    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
+    cycle.handle(*lateEnd);
+    EXPECT_TRUE(cycle.isIndexing());
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (cycle.isIndexing() && std::chrono::steady_clock::now() < deadline)
+        if (auto event = sink->take(std::chrono::milliseconds(100)))
+            cycle.handle(*event);
+    EXPECT_EQ(cycle.getStatusText().substr(0, 18), L"20 matches found i");
+    EXPECT_EQ(view.getItemCount(), 20u);
 }
