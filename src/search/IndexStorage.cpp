@@ -314,7 +314,11 @@ std::wstring dateToString(const DateTime& value) {
 }
 
 void add(Document& document, const std::wstring& name, const DateTime& value, FieldIndex index) {
-    add(document, name, dateToString(value), index);
+    // A damaged message may claim any year; the stored text must stay 14
+    // digits, or every later search that reads it fails.
+    static constexpr DateTime kEarliest{1000, 1, 1, 0, 0, 0};
+    static constexpr DateTime kLatest{9999, 12, 31, 23, 59, 59};
+    add(document, name, dateToString(std::clamp(value, kEarliest, kLatest)), index);
 }
 
 void add(Document& document, const std::wstring& name, const OleDate& value, FieldIndex index) {

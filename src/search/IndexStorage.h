@@ -93,7 +93,8 @@ constexpr std::uint64_t kMinimumFreeBytes = 32ull << 20;
 /// Throws CIndexException when the writer's file system is short of space.
 void ensureRoomFor(lucene::index::IndexWriter& writer);
 
-/// The text a date takes in the index (also what range queries compare with).
+/// The text a date takes in the index (also what range queries compare
+/// with). Dates are written held within the years 1000 to 9999.
 std::wstring dateToString(const DateTime& value);
 
 } // namespace Writer

@@ -281,3 +281,29 @@ TEST_F(IndexStorage, ADamagedIndexIsToldApartAndOnlyItsOwnFilesAreDiscarded) {
         EXPECT_FALSE(e.isDamage());
     }
 }
+
+TEST_F(IndexStorage, DatesOutsideFourDigitYearsAreClampedWhenWritten) {
+    const struct {
+        DateTime written;
+        const wchar_t* text;
+    } cases[] = {{{12000, 6, 1, 10, 0, 0}, L"99991231235959"},
+                 {{5, 6, 1, 10, 0, 0}, L"10000101000000"},
+                 {{-40, 1, 1, 0, 0, 0}, L"10000101000000"},
+                 {{2013, 11, 18, 9, 26, 24}, L"20131118092624"}};
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        for (const auto& c : cases) {
+            Document doc;
+            Writer::add(doc, L"Location", L"/d/" + std::to_wstring(&c - cases));
+            Writer::add(doc, L"SentDate", c.written);
+            Writer::add(*writer, doc);
+        }
+    }
+    auto searcher = createIndexSearcher(wide(live));
+    for (const auto& c : cases) {
+        auto hits = Searcher::getHits(*searcher, L"Location", L"/d/" + std::to_wstring(&c - cases));
+        ASSERT_EQ(hits->length(), 1u);
+        EXPECT_EQ(Searcher::getAsString(hits->doc(0), L"SentDate"), c.text);
+        EXPECT_NO_THROW(Searcher::getAsDateTime(hits->doc(0), L"SentDate")) << c.text;
+    }
+}
