@@ -315,8 +315,9 @@ void CRecursiveIndexer::updatePathsIndexed(const std::wstring& root) {
         current.reset(lucene::index::IndexReader::open(reader->directory()));
         reader = current.get();
     }
+    m_pathsIndexed.reserve(static_cast<std::size_t>(reader->numDocs()));
     forEachFileBelow(*reader, root, [this](const std::wstring& path, const FileState& state) {
-        m_pathsIndexed[Util::toNarrow(path)] = IndexedFile{state, false};
+        m_pathsIndexed.add(Util::toNarrow(path), state);
     });
     if (current)
         current->close();
@@ -394,9 +395,9 @@ void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::w
             stated = true;
             m_scannedState = readFileState(entry.path());
             // Met, so not gone, even when a criterion leaves it unread.
-            if (const auto it = m_pathsIndexed.find(Util::toNarrow(path));
-                it != m_pathsIndexed.end())
-                it->second.seen = true;
+            m_pScannedIndexed = m_pathsIndexed.find(entry.path().native());
+            if (m_pScannedIndexed != nullptr)
+                m_pScannedIndexed->seen = true;
         }
         beginScanningFile(path);
         ++m_iFilesMatched;
@@ -407,13 +408,13 @@ void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::w
 }
 
 bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
-    const std::string key = CPathSet::key(Util::fromPath(entry.path()));
-    const auto indexed = m_pathsIndexed.find(key);
     // A file whose state cannot be read now is left as the index has it.
-    const bool changed = indexed != m_pathsIndexed.end() && m_scannedState &&
-                         !(indexed->second.state == *m_scannedState);
-    if (indexed != m_pathsIndexed.end() && !changed)
+    const CIndexedFiles::File* indexed = m_pScannedIndexed;
+    const bool changed =
+        indexed != nullptr && m_scannedState && !(indexed->state == *m_scannedState);
+    if (indexed != nullptr && !changed)
         return true;
+    const std::string key = CPathSet::key(Util::fromPath(entry.path()));
     std::lock_guard lock(m_filesIndexedLock);
     if (m_filesQueued.containsKey(key) || m_filesIndexed.containsKey(key))
         return true;
@@ -424,9 +425,11 @@ bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
 
 void CRecursiveIndexer::queueRemovals() {
     std::vector<std::wstring> gone;
-    for (const auto& [path, file] : m_pathsIndexed)
-        if (!file.seen && mayRemove(path) && m_filesRemoved.insertKey(path))
+    m_pathsIndexed.forEach([&](std::string_view path, const CIndexedFiles::File& file) {
+        if (!file.seen && mayRemove(std::string(path)) &&
+            m_filesRemoved.insertKey(std::string(path)))
             gone.push_back(Util::toWide(path));
+    });
     if (gone.empty())
         return;
     std::lock_guard lock(m_filesIndexedLock);

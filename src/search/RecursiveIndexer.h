@@ -22,6 +22,7 @@
 #include "search/EventSink.h"
 #include "search/FileState.h"
 #include "search/IndexStorage.h"
+#include "search/IndexedFiles.h"
 #include "search/Metadata.h"
 #include "search/PathSet.h"
 #include "support/Strings.h"
@@ -37,7 +38,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -177,13 +177,8 @@ protected:
     std::atomic<bool> m_bReadingFinished{false};
     std::atomic<bool> m_bIndexingFinished{false};
 
-    /// What the index held below the current root when its walk began, by
-    /// path in UTF-8, and whether the walk has met the file since.
-    struct IndexedFile {
-        FileState state;
-        bool seen = false;
-    };
-    std::unordered_map<std::string, IndexedFile> m_pathsIndexed;
+    /// What the index held below the current root when its walk began.
+    CIndexedFiles m_pathsIndexed;
 
 private:
     void start();
@@ -232,6 +227,8 @@ private:
     std::vector<std::wstring> m_pendingRemovals;
     CPathSet m_filesRemoved;
     std::optional<FileState> m_scannedState;
+    /// The index's entry for the file being offered; null when it has none.
+    CIndexedFiles::File* m_pScannedIndexed = nullptr;
 
     std::atomic<std::size_t> m_iFilesMatched{0};
     std::atomic<std::size_t> m_iDirectoriesScanned{0};
