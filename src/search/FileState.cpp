@@ -9,8 +9,7 @@ namespace {
 
 constexpr wchar_t kSeparator = L'\x1f';
 
-bool parseNumber(const std::wstring& text, std::size_t begin, std::size_t end,
-                 std::int64_t& value) {
+bool parseNumber(std::wstring_view text, std::size_t begin, std::size_t end, std::int64_t& value) {
     if (begin >= end || end - begin > 20)
         return false;
     char digits[24];
@@ -42,11 +41,19 @@ std::wstring fileStateText(const std::wstring& path, const FileState& state) {
 }
 
 bool parseFileStateText(const std::wstring& text, std::wstring& path, FileState& state) {
+    std::wstring_view view;
+    if (!parseFileStateText(std::wstring_view(text), view, state))
+        return false;
+    path = view;
+    return true;
+}
+
+bool parseFileStateText(std::wstring_view text, std::wstring_view& path, FileState& state) {
     const auto second = text.rfind(kSeparator);
-    if (second == std::wstring::npos || second == 0)
+    if (second == std::wstring_view::npos || second == 0)
         return false;
     const auto first = text.rfind(kSeparator, second - 1);
-    if (first == std::wstring::npos)
+    if (first == std::wstring_view::npos)
         return false;
     FileState parsed;
     if (!parseNumber(text, first + 1, second, parsed.modified) ||

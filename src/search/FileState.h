@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace Kerf::Search {
 
@@ -27,6 +28,7 @@ std::optional<FileState> readFileState(const std::filesystem::path& path);
 std::wstring fileStateText(const std::wstring& path, const FileState& state);
 /// Splits a term text made by fileStateText; false when it is not one. The
 /// numbers are read from the right, so any character may stand in the path.
+bool parseFileStateText(std::wstring_view text, std::wstring_view& path, FileState& state);
 bool parseFileStateText(const std::wstring& text, std::wstring& path, FileState& state);
 
 } // namespace Kerf::Search

@@ -60,14 +60,14 @@ void forEachLocationBelow(IndexSearcher& searcher, const std::wstring& directory
 }
 
 void forEachFileBelow(IndexReader& reader, const std::wstring& directory,
-                      const std::function<void(const std::wstring&, const FileState&)>& visit) {
+                      const std::function<void(std::wstring_view, const FileState&)>& visit) {
     const std::wstring prefix = toStoredText(Kerf::TrailDirectorySlash(directory));
     const Term first(Fields::kFileState, prefix.c_str());
     std::unique_ptr<TermEnum> terms(reader.terms(&first));
     // A deleted document keeps its term until its segment is merged: a file
     // replaced in an earlier run has its old state there beside the new one.
     std::unique_ptr<TermDocs> documents(reader.hasDeletions() ? reader.termDocs() : nullptr);
-    std::wstring path;
+    std::wstring_view path;
     FileState state;
     do {
         const Term* term = terms->term(false);
@@ -79,7 +79,13 @@ void forEachFileBelow(IndexReader& reader, const std::wstring& directory,
             if (!documents->next())
                 continue;
         }
-        if (parseFileStateText(fromStoredText(term->text()), path, state))
+        // Nearly every path is plain text; only one with characters past
+        // U+FFFF needs its stored pairs joined.
+        const std::wstring_view stored(term->text());
+        const bool plain = std::none_of(stored.begin(), stored.end(),
+                                        [](wchar_t c) { return c >= 0xD800 && c <= 0xDBFF; });
+        const std::wstring joined = plain ? std::wstring() : fromStoredText(term->text());
+        if (parseFileStateText(plain ? stored : std::wstring_view(joined), path, state))
             visit(path, state);
     } while (terms->next());
     terms->close();

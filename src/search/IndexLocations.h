@@ -29,7 +29,7 @@ void forEachLocationBelow(lucene::search::IndexSearcher& searcher, const std::ws
 /// the directory's path and a separator: no stored document is read.
 /// Documents without a state (written before it was kept) are not listed.
 void forEachFileBelow(lucene::index::IndexReader& reader, const std::wstring& directory,
-                      const std::function<void(const std::wstring&, const FileState&)>& visit);
+                      const std::function<void(std::wstring_view, const FileState&)>& visit);
 
 /// Live documents that carry no "FileState" term.
 std::vector<std::int32_t> documentsWithoutFileState(lucene::index::IndexReader& reader);

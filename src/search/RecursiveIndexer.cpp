@@ -316,7 +316,7 @@ void CRecursiveIndexer::updatePathsIndexed(const std::wstring& root) {
         reader = current.get();
     }
     m_pathsIndexed.reserve(static_cast<std::size_t>(reader->numDocs()));
-    forEachFileBelow(*reader, root, [this](const std::wstring& path, const FileState& state) {
+    forEachFileBelow(*reader, root, [this](std::wstring_view path, const FileState& state) {
         m_pathsIndexed.add(Util::toNarrow(path), state);
     });
     if (current)
