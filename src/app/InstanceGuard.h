@@ -3,10 +3,19 @@
 // on a local socket named after the index; a later start connects, asks the
 // first to bring its window forward, and ends. A socket name left behind by a
 // crashed instance answers nobody and is taken over.
+//
+// The name derived from the index path can be far longer than a local socket
+// path may be, so the socket file is named by a fixed-length digest of it, in
+// the user's runtime folder. Which start owns the name is decided by a lock
+// file beside the socket, held for the owner's lifetime: two starts at the
+// same moment cannot both remove a socket and listen.
 
 #include <QLocalServer>
+#include <QLockFile>
 #include <QObject>
 #include <QString>
+
+#include <memory>
 
 class CInstanceGuard : public QObject {
     Q_OBJECT
@@ -18,6 +27,9 @@ public:
     bool claim();
 
     const QString& name() const { return m_sName; }
+    /// Where the socket lives: a digest of the name in $XDG_RUNTIME_DIR, or
+    /// in the temporary folder when that is unset or too long for a socket.
+    static QString socketPath(const QString& name);
 
 signals:
     /// Another start asked this instance to raise, activate and restore its window.
@@ -25,7 +37,11 @@ signals:
 
 private:
     void onNewConnection();
+    /// Asks an owner listening on the socket to raise its window.
+    bool askOwnerToRaise(int timeoutMs) const;
 
     QString m_sName;
+    QString m_sSocketPath;
+    std::unique_ptr<QLockFile> m_pLock;
     QLocalServer m_server;
 };

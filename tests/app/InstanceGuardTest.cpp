@@ -1,8 +1,12 @@
 #include "app/InstanceGuard.h"
+#include "app/QoSearchApp.h"
+
+#include "TempDir.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QUuid>
 
@@ -52,7 +56,7 @@ TEST(InstanceGuard, ANameLeftByACrashedInstanceIsTakenOver) {
     app();
     const QString name = uniqueName();
     // A socket file that nobody listens on, as a killed instance leaves it.
-    const QByteArray path = (QDir::tempPath() + "/" + name).toLocal8Bit();
+    const QByteArray path = CInstanceGuard::socketPath(name).toLocal8Bit();
     const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_GE(fd, 0);
     sockaddr_un addr{};
@@ -67,4 +71,65 @@ TEST(InstanceGuard, ANameLeftByACrashedInstanceIsTakenOver) {
     CInstanceGuard later(name);
     EXPECT_FALSE(later.claim());
     EXPECT_TRUE(waitFor(raised));
+}
+
+namespace {
+
+/// A folder whose path is `length` characters long, below `base`.
+std::filesystem::path longFolder(const std::filesystem::path& base, std::size_t length) {
+    std::filesystem::path path = base;
+    while (path.string().size() + 1 < length)
+        path /= std::string(std::min<std::size_t>(40, length - path.string().size() - 1), 'd');
+    std::filesystem::create_directories(path);
+    return path;
+}
+
+} // namespace
+
+// A user whose data and runtime folders sit on long paths still gets exactly
+// one window: the derived name and the runtime folder are far past what a
+// local socket address holds.
+TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
+    app();
+    QoTest::TempDir temp;
+    const auto data = longFolder(temp / "data", 200);
+    const auto runtime = longFolder(temp / "run", 200);
+    ASSERT_EQ(runtime.string().size(), 200u);
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("XDG_DATA_HOME", QString::fromStdString(data.string()));
+    env.insert("XDG_CONFIG_HOME", QString::fromStdString((temp / "config").string()));
+    env.insert("XDG_RUNTIME_DIR", QString::fromStdString(runtime.string()));
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+
+    // In this process, the way the program derives its name.
+    qputenv("XDG_DATA_HOME", data.string().c_str());
+    qputenv("XDG_RUNTIME_DIR", runtime.string().c_str());
+    const QString name = QString::fromStdWString(
+        CQoSearchApp::buildInstanceName(CQoSearchApp::buildIndexDirectory()));
+    {
+        CInstanceGuard first(name);
+        ASSERT_TRUE(first.claim());
+        QSignalSpy raised(&first, &CInstanceGuard::raiseRequested);
+        CInstanceGuard second(name);
+        EXPECT_FALSE(second.claim());
+        EXPECT_TRUE(waitFor(raised));
+    }
+    qunsetenv("XDG_DATA_HOME");
+    qunsetenv("XDG_RUNTIME_DIR");
+
+    // The window itself: the first start stays up, a second one ends at once.
+    const QString program = QStringLiteral(QOSEARCH_BINARY_DIR "/src/app/qosearch");
+    QProcess window;
+    window.setProcessEnvironment(env);
+    window.start(program, {});
+    ASSERT_TRUE(window.waitForStarted(10000));
+    EXPECT_FALSE(window.waitForFinished(3000)) << window.readAllStandardError().toStdString();
+    QProcess again;
+    again.setProcessEnvironment(env);
+    again.start(program, {});
+    EXPECT_TRUE(again.waitForFinished(20000));
+    EXPECT_EQ(again.exitCode(), 0);
+    EXPECT_EQ(window.state(), QProcess::Running);
+    window.kill();
+    window.waitForFinished(5000);
 }
