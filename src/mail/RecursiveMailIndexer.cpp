@@ -153,7 +153,7 @@ std::wstring CRecursiveMailIndexer::getRemainingTimeAsString(std::size_t indexed
 CRecursiveMailIndexer::Progress CRecursiveMailIndexer::getProgress() const {
     Progress progress;
     progress.indexed = getCompletedItemsTotal();
-    progress.remaining = getFilesRemaining(progress.indexed);
+    progress.remaining = getItemsToBeReadCount() + getItemsToBeIndexedCount();
     return progress;
 }
 

@@ -7,7 +7,6 @@
 #include "support/Exception.h"
 #include "support/Trace.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <sys/stat.h>
@@ -122,9 +121,6 @@ void CRecursiveIndexer::start() {
         m_lastErrorFault = IndexFault::Other;
     }
     m_iFilesMatched = 0;
-    m_iFilesFoundBefore = 0;
-    m_iFilesCountedAhead = 0;
-    m_iFilesQueuedInRoot = 0;
     m_iDirectoriesScanned = 0;
     m_iDirectoriesSkipped = 0;
     m_iItemsFailed = 0;
@@ -193,16 +189,6 @@ std::wstring CRecursiveIndexer::getLastError() const {
 IndexFault CRecursiveIndexer::getLastErrorFault() const {
     std::lock_guard lock(m_lastErrorLock);
     return m_lastErrorFault;
-}
-
-std::size_t CRecursiveIndexer::getFilesFound() const {
-    return m_iFilesFoundBefore + std::max<std::size_t>(m_iFilesCountedAhead, m_iFilesQueuedInRoot);
-}
-
-std::size_t CRecursiveIndexer::getFilesRemaining(std::size_t indexed) const {
-    const std::size_t done = indexed + m_iItemsFailed;
-    const std::size_t found = getFilesFound();
-    return found > done ? found - done : 0;
 }
 
 bool CRecursiveIndexer::isIndexedFile(const std::wstring& path) const {
@@ -341,51 +327,9 @@ void CRecursiveIndexer::scanRoot(const std::wstring& root) {
     // Per root: a later root inside an earlier one is walked again, so its
     // files are met under the path the later root names.
     m_visitedDirectories.clear();
-    m_iFilesCountedAhead = countAhead(root);
-    m_visitedDirectories.clear();
     m_directoriesEntered.clear();
     m_directoriesRead.clear();
     scanDirectory(root);
-    // What the walk queued is the truth: files may have come or gone since
-    // they were counted.
-    m_iFilesFoundBefore += m_iFilesQueuedInRoot.load();
-    m_iFilesCountedAhead = 0;
-    m_iFilesQueuedInRoot = 0;
-}
-
-std::size_t CRecursiveIndexer::countAhead(const std::wstring& directory) {
-    // The same walk as scanDirectory's, listing and stating only.
-    const fs::path path = Util::toPath(directory);
-    struct stat info {};
-    if (::stat(path.c_str(), &info) == 0 &&
-        !m_visitedDirectories.emplace(info.st_dev, info.st_ino).second)
-        return 0;
-    std::size_t count = 0;
-    std::error_code ec;
-    fs::directory_iterator it(path, ec);
-    for (const fs::directory_iterator end; !ec && it != end && !m_bStop; it.increment(ec)) {
-        const fs::directory_entry& entry = *it;
-        std::error_code typeError;
-        if (entry.is_directory(typeError)) {
-            count += countAhead(Util::fromPath(entry.path()));
-            continue;
-        }
-        if (!entry.is_regular_file(typeError))
-            continue;
-        const std::wstring extension = extensionOf(entry.path());
-        for (const auto& accepted : m_extensions) {
-            if (Util::compareNoCase(accepted, extension) != 0)
-                continue;
-            m_scannedState = readFileState(entry.path());
-            m_pScannedIndexed = m_pathsIndexed.find(entry.path().native());
-            m_bCountingAhead = true;
-            const bool ignored = ignore(entry);
-            m_bCountingAhead = false;
-            count += ignored ? 0 : 1;
-            break; // a file listed twice is still queued once
-        }
-    }
-    return count;
 }
 
 void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
@@ -474,7 +418,7 @@ bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
     std::lock_guard lock(m_filesIndexedLock);
     if (m_filesQueued.containsKey(key) || m_filesIndexed.containsKey(key))
         return true;
-    if (changed && !m_bCountingAhead)
+    if (changed)
         m_filesChanged.insert(Util::fromPath(entry.path()));
     return false;
 }
@@ -510,7 +454,6 @@ void CRecursiveIndexer::addItemToBeRead(const std::wstring& path) {
         std::lock_guard lock(m_filesIndexedLock);
         m_filesQueued.insert(path);
     }
-    ++m_iFilesQueuedInRoot;
     // Waits while the queue is full; a stop drops the path.
     m_itemsToBeRead.push(path);
 }

@@ -112,13 +112,6 @@ public:
     /// Files whose record could not be built; they stay out of the index and
     /// are tried again by the next run.
     std::size_t getItemsFailed() const { return m_iItemsFailed; }
-    /// Files the walk has found to read in this run: counted ahead for each
-    /// root before its files are queued, so the count is true long before
-    /// the walk, held back by the bounded queues, has queued them all.
-    std::size_t getFilesFound() const;
-    /// Files found and neither indexed nor failed yet, for the indexed count
-    /// given (read once by the caller, so that both numbers agree).
-    std::size_t getFilesRemaining(std::size_t indexed) const;
     std::size_t getItemsToBeReadCount() const { return m_itemsToBeRead.size(); }
     std::size_t getItemsToBeIndexedCount() const { return m_itemsToBeIndexed.size(); }
     bool isStopRequested() const { return m_bStop; }
@@ -194,9 +187,6 @@ private:
     void buildMetadataThread();
     void indexMetadataThread();
     void scanRoot(const std::wstring& root);
-    /// Counts the files below the directory the walk would queue, queuing
-    /// nothing; returns the count.
-    std::size_t countAhead(const std::wstring& directory);
     void scanEntry(const std::filesystem::directory_entry& entry);
     void offerFile(const std::filesystem::directory_entry& entry, const std::wstring& path);
     void addItemToBeRead(const std::wstring& path);
@@ -239,13 +229,6 @@ private:
     std::optional<FileState> m_scannedState;
     /// The index's entry for the file being offered; null when it has none.
     CIndexedFiles::File* m_pScannedIndexed = nullptr;
-    /// True while the count ahead offers files to ignore(): nothing is marked.
-    bool m_bCountingAhead = false;
-    /// Files queued by the roots walked before, counted ahead for the root
-    /// being walked, and queued by its walk so far.
-    std::atomic<std::size_t> m_iFilesFoundBefore{0};
-    std::atomic<std::size_t> m_iFilesCountedAhead{0};
-    std::atomic<std::size_t> m_iFilesQueuedInRoot{0};
 
     std::atomic<std::size_t> m_iFilesMatched{0};
     std::atomic<std::size_t> m_iDirectoriesScanned{0};

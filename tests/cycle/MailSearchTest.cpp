@@ -228,34 +228,3 @@ TEST(MailSearchCycle, ALateEndOfWorkOfAnEarlierRunDoesNotEndTheCurrentOne) {
     EXPECT_EQ(cycle.getStatusText().substr(0, 18), L"20 matches found i");
     EXPECT_EQ(view.getItemCount(), 20u);
 }
-
-TEST(MailSearchCycle, TheFirstProgressUpdateCountsEveryFileTheWalkWillQueue) {
-    QoTest::TempDir dir;
-    const fs::path mail = copiesOfTheSample(dir.path(), 5000);
-    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
-                                                  Util::fromPath(dir / "Index/0.4")};
-    struct ProgressView : CountingView {
-        std::vector<std::wstring> lines;
-        std::vector<std::pair<std::size_t, std::size_t>> counts;
-        void showIndexerProgress(const std::wstring& text) override { lines.push_back(text); }
-        void showIndexerCounts(std::size_t indexed, std::size_t remaining) override {
-            counts.emplace_back(indexed, remaining);
-        }
-    } view;
-    auto sink = std::make_shared<Search::CQueuedEventSink>();
-    CMailSearchCycle cycle(view, sink, place);
-    cycle.initialise();
-    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
-    while (view.lines.empty())
-        if (auto event = sink->take(std::chrono::seconds(60)))
-            cycle.handle(*event);
-        else
-            FAIL() << "no progress update";
-    cycle.stop();
-    const auto [indexed, remaining] = view.counts.front();
-    EXPECT_LT(indexed, 5000u);
-    EXPECT_EQ(indexed + remaining, 5000u);
-    const std::wstring expected = L"Indexed:" + std::to_wstring(indexed) + L"    Remaining:" +
-                                  std::to_wstring(remaining) + L"    (";
-    EXPECT_EQ(view.lines.front().substr(0, expected.size()), expected);
-}
