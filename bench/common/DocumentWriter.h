@@ -1,0 +1,27 @@
+#pragma once
+// Small real documents of the common types, for attaching to generated
+// messages: PDF pages written with Qt's PDF writer (a QGuiApplication must
+// exist), Office Open XML and OpenDocument text documents written as zip
+// archives. Every function throws std::runtime_error when it cannot write.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace QoMsg {
+
+/// One PDF page per entry, each with that text in it.
+std::vector<std::uint8_t> pdfDocument(const std::vector<std::string>& pages);
+
+/// A .docx document with one paragraph per entry.
+std::vector<std::uint8_t> docxDocument(const std::vector<std::string>& paragraphs);
+
+/// An .odt document with one paragraph per entry.
+std::vector<std::uint8_t> odtDocument(const std::vector<std::string>& paragraphs);
+
+/// A zip archive of the named members, the first one stored, the others
+/// compressed: for building damaged and hostile documents too.
+std::vector<std::uint8_t>
+zipArchive(const std::vector<std::pair<std::string, std::string>>& members);
+
+} // namespace QoMsg
