@@ -129,6 +129,11 @@ std::vector<PreviewMatch> fillPreview(QTextEdit& control,
     const std::wstring subject = record.GetStringValue(L"Subject");
     if (!subject.empty())
         writer.line(QStringLiteral("Subject:\t\t"), QString::fromStdWString(subject));
+    QStringList attachments;
+    for (const std::wstring& name : record.GetAttachmentNames())
+        attachments << QString::fromStdWString(name);
+    if (!attachments.isEmpty())
+        writer.line(QStringLiteral("Attachments:\t"), attachments.join(QStringLiteral("; ")));
     writer.append(QStringLiteral("\n"), false);
     writer.appendValue(withPlainNewlines(record.GetStringValue(L"Body")));
 

@@ -1,7 +1,8 @@
 #pragma once
 // How one message reads in the preview pane and in the message viewer: bold
 // labels for From, To, Cc and Bcc where they have a value, always a "Sent:"
-// line, the subject where there is one, a blank line, then the body.
+// line, the subject where there is one, the attachments' names where there
+// are any, a blank line, then the body.
 
 #include "mail/EmailMetadata.h"
 #include "mail/SearchWords.h"

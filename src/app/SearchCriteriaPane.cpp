@@ -71,6 +71,7 @@ CSearchCriteria::CSearchCriteria(QWidget* parent)
     m_pFileName = addField(*grid, 4, 0, "F&ilename:", "fileName");
     m_pCc = addField(*grid, 0, 2, "_Cc:", "cc");
     m_pBcc = addField(*grid, 1, 2, "_Bcc:", "bcc");
+    m_pAttachment = addField(*grid, 4, 2, "_Attachment:", "attachment");
     m_pSentAfter->setObjectName(QStringLiteral("sentAfter"));
     m_pSentBefore->setObjectName(QStringLiteral("sentBefore"));
     grid->addWidget(m_pSentAfter, 2, 2);
@@ -98,6 +99,7 @@ SearchCriteria CSearchCriteria::get() const {
     c.m_sCc = m_pCc->text().toStdWString();
     c.m_sBcc = m_pBcc->text().toStdWString();
     c.m_sFileName = m_pFileName->text().toStdWString();
+    c.m_sAttachment = m_pAttachment->text().toStdWString();
     c.m_bSentAfter = m_pSentAfter->isChecked();
     c.m_bSentBefore = m_pSentBefore->isChecked();
     c.m_dtSentAfter = withDay(m_dtAfter, m_pAfterDate->date());
@@ -113,6 +115,7 @@ void CSearchCriteria::set(const SearchCriteria& c) {
     m_pCc->setText(QString::fromStdWString(c.m_sCc));
     m_pBcc->setText(QString::fromStdWString(c.m_sBcc));
     m_pFileName->setText(QString::fromStdWString(c.m_sFileName));
+    m_pAttachment->setText(QString::fromStdWString(c.m_sAttachment));
     m_dtAfter = c.m_dtSentAfter;
     m_dtBefore = c.m_dtSentBefore;
     m_pAfterDate->setDate(dayOf(m_dtAfter));

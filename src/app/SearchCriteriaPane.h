@@ -30,6 +30,7 @@ public:
     QLineEdit& ccEdit() { return *m_pCc; }
     QLineEdit& bccEdit() { return *m_pBcc; }
     QLineEdit& fileNameEdit() { return *m_pFileName; }
+    QLineEdit& attachmentEdit() { return *m_pAttachment; }
     QCheckBox& sentAfterCheck() { return *m_pSentAfter; }
     QCheckBox& sentBeforeCheck() { return *m_pSentBefore; }
     QDateEdit& sentAfterDate() { return *m_pAfterDate; }
@@ -50,6 +51,7 @@ private:
     QDateEdit* m_pAfterDate;
     QDateEdit* m_pBeforeDate;
     QLineEdit* m_pFileName;
+    QLineEdit* m_pAttachment;
     // The pickers show days; the time of day is kept here.
     Kerf::DateTime m_dtAfter;
     Kerf::DateTime m_dtBefore;

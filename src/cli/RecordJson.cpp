@@ -82,6 +82,11 @@ void writeRecordJson(std::ostream& out, const Kerf::QuireLib::CEmailMetadata& re
     out << record.GetEmbeddedAttachments();
     key("NonEmbeddedAttachments");
     out << record.GetNonEmbeddedAttachments();
+    key("Attachments");
+    out << "[";
+    for (std::size_t i = 0; i < record.GetAttachmentNames().size(); ++i)
+        out << (i == 0 ? "" : ", ") << jsonString(record.GetAttachmentNames()[i]);
+    out << "]";
     for (const auto& [name, value] : extra) {
         key(name);
         out << jsonString(value);

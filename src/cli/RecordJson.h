@@ -18,8 +18,9 @@ std::string jsonString(const std::wstring& text);
 /// "2013-11-18T09:26:24+01:00": the local wall-clock time with its offset.
 std::string isoLocalTime(const Kerf::OleDate& date);
 
-/// One record as a JSON object: the text keys it has, "Size", "SentDate" and
-/// the two attachment counts, then any extra string pairs.
+/// One record as a JSON object: the text keys it has, "Size", "SentDate",
+/// the two attachment counts and the attachments' names, then any extra
+/// string pairs.
 void writeRecordJson(std::ostream& out, const Kerf::QuireLib::CEmailMetadata& record,
                      const std::vector<std::pair<std::string, std::wstring>>& extra = {});
 

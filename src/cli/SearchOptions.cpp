@@ -48,6 +48,7 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
                                                         {"--cc", &c.m_sCc},
                                                         {"--bcc", &c.m_sBcc},
                                                         {"--filename", &c.m_sFileName},
+                                                        {"--attachment", &c.m_sAttachment},
                                                         {"--keywords", &c.m_sKeywords},
                                                         {"--query", &c.m_sQuery}};
 

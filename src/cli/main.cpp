@@ -21,7 +21,7 @@ void printUsage(std::ostream& out) {
            "                     --folder DIR [--folder DIR]...\n"
            "                     [--subject T] [--body T] [--from T] [--to T] [--cc T]\n"
            "                     [--bcc T] [--after YYYY-MM-DD] [--before YYYY-MM-DD]\n"
-           "                     [--filename T] [--keywords T] [--query Q]\n"
+           "                     [--filename T] [--attachment T] [--keywords T] [--query Q]\n"
            "  qosearch-cli stores [--json] [--kind 0|1|2] [--filter T]\n";
 }
 

@@ -151,11 +151,13 @@ bool CEmailMetadata_File::RetrieveData(const std::wstring& path,
                       error.c_str());
         return false;
     }
-    if (!ReadMessage(std::move(storage))) {
+    if (!ReadMessage(storage)) {
         Trace::tracef("CEmailMetadata_File::RetrieveData: \"%s\" holds no message\n",
                       narrow.c_str());
         return false;
     }
+    if (CountAttachments())
+        ReadAttachments(std::move(storage));
     return true;
 }
 

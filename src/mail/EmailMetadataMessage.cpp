@@ -1,6 +1,8 @@
 #include "mail/EmailMetadataMessage.h"
 
+#include "mail/AttachmentText.h"
 #include "mail/MapiMapiProp.h"
+#include "mail/MessageAttachments.h"
 #include "mail/MessageBody.h"
 #include "support/DateTime.h"
 #include "support/Trace.h"
@@ -71,6 +73,21 @@ bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage, Mess
     }
     m_pMessage.reset();
     return ok;
+}
+
+void CEmailMetadata_Message::ReadAttachments(std::shared_ptr<CStorage> storage) {
+    try {
+        const CMessageAttachments message(std::move(storage), MessageKind::File, 0);
+        if (message.attachments().empty())
+            return;
+        std::vector<std::wstring> names;
+        for (const CAttachmentInfo& info : message.attachments())
+            names.push_back(info.name);
+        SetAttachmentNames(std::move(names));
+        SetAttachmentText(AttachmentText::build(message, DocumentText::Limits{}));
+    } catch (const std::exception& e) {
+        Trace::tracef("CEmailMetadata_Message::ReadAttachments: %s\n", e.what());
+    }
 }
 
 void CEmailMetadata_Message::ReadProperties() {

@@ -34,6 +34,10 @@ protected:
     /// Whether reading stopped early on an error (what was read stays).
     bool ReadInterrupted() const { return m_bInterrupted; }
 
+    /// The attachments' names and text (AttachmentText.h), read from the
+    /// message at the top of `storage`. Never throws.
+    void ReadAttachments(std::shared_ptr<Mapi::CStorage> storage);
+
     /// Present only while the values are read.
     std::unique_ptr<Mapi::CMessage> m_pMessage;
 

@@ -1,5 +1,6 @@
 #include "mail/MailQueryRunner.h"
 
+#include "mail/AttachmentText.h"
 #include "mail/StatusTexts.h"
 #include "search/DocumentLayout.h"
 #include "search/IndexStorage.h"
@@ -30,7 +31,8 @@ std::wstring CMailQueryRunner::buildQuery(const std::wstring& directory) {
     if (!m_criteria.m_sKeywords.empty()) {
         q += L" AND (";
         for (const auto& word : Util::splitTokens(m_criteria.m_sKeywords))
-            for (const wchar_t* field : {L"Bcc", L"Body", L"Cc", L"From", L"Subject", L"To"})
+            for (const wchar_t* field :
+                 {L"Bcc", L"Body", L"Cc", L"From", L"Subject", L"To", L"Attachments"})
                 q += std::wstring(L" ") + field + L":" + word;
         return q + L")";
     }
@@ -40,6 +42,7 @@ std::wstring CMailQueryRunner::buildQuery(const std::wstring& directory) {
     q += buildMatches(*m_pAnalyzer, L"To", m_criteria.m_sTo);
     q += buildMatches(*m_pAnalyzer, L"Cc", m_criteria.m_sCc);
     q += buildMatches(*m_pAnalyzer, L"Bcc", m_criteria.m_sBcc);
+    q += buildMatches(*m_pAnalyzer, L"Attachments", m_criteria.m_sAttachment);
     if (m_criteria.m_bSentAfter || m_criteria.m_bSentBefore) {
         const DateTime lower = m_criteria.m_bSentAfter ? m_criteria.m_dtSentAfter : kSmallestDate;
         const DateTime upper = m_criteria.m_bSentBefore ? m_criteria.m_dtSentBefore : kLargestDate;
@@ -68,6 +71,9 @@ CEmailMetadata CMailQueryRunner::getDocument(Search::Document& document, bool wi
     record.SetEmbeddedAttachments(Searcher::getAsInt32(document, L"EmbeddedAttachments"));
     record.SetNonEmbeddedAttachments(Searcher::getAsInt32(document, L"NonEmbeddedAttachments"));
     record.SetSize(Searcher::getAsInt32(document, L"Size"));
+    if (withBody)
+        record.SetAttachmentNames(
+            AttachmentText::namesOf(Searcher::getAsString(document, L"Attachments")));
     return record;
 }
 

@@ -74,6 +74,8 @@ CRecursiveMailIndexer::buildDocument(const CMetadataPtr& pMetadata) {
     Search::Writer::add(document, L"SentDate", record.GetSentDate());
     Search::Writer::add(document, L"EmbeddedAttachments", record.GetEmbeddedAttachments());
     Search::Writer::add(document, L"NonEmbeddedAttachments", record.GetNonEmbeddedAttachments());
+    if (!record.GetAttachmentText().empty())
+        builder.addLongText(L"Attachments", record.GetAttachmentText());
     return builder.finish();
 }
 

@@ -20,6 +20,8 @@ struct SearchCriteria {
     DateTime m_dtSentAfter;
     DateTime m_dtSentBefore;
     std::wstring m_sFileName;
+    /// Words in the attachments' names and text.
+    std::wstring m_sAttachment;
 
     /// Free texts that, when set, replace the field criteria: a raw query
     /// text (passed to the parser as typed) and keywords searched in every

@@ -44,6 +44,10 @@ CDocumentBuilder::CDocumentBuilder(const QuireLib::CMetadata& record)
             Writer::add(*m_pDocument, key, record.GetStringValue(key));
 }
 
+void CDocumentBuilder::addLongText(const std::wstring& field, const std::wstring& text) {
+    m_longTexts.emplace_back(field, &text);
+}
+
 std::unique_ptr<Document> CDocumentBuilder::finish() {
     const std::wstring path = toStoredText(m_record.GetStringValue(Fields::kLocation));
     m_pDocument->add(
@@ -54,6 +58,8 @@ std::unique_ptr<Document> CDocumentBuilder::finish() {
                 FieldIndex::Untokenized);
     if (m_record.HasValue(Fields::kBody))
         Writer::add(*m_pDocument, Fields::kBody, m_record.GetStringValue(Fields::kBody));
+    for (const auto& [field, text] : m_longTexts)
+        Writer::add(*m_pDocument, field, *text);
     return std::move(m_pDocument);
 }
 

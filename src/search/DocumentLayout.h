@@ -5,7 +5,8 @@
 //   then the record's other texts, then the typed fields of the file type;
 //   "FileState" (path, modification time and size) next to last: a reader of
 //   everything but the body stops right after it;
-//   "Body", the long text, last.
+//   "Body", the long text, then the file type's other long texts (a mail's
+//   "Attachments") last.
 // "Path" holds the exact path as one term, not stored, so that a document is
 // found and deleted by its path; "FileState" is one term too, so that the
 // index lists what it holds below a folder by enumerating its terms.
@@ -14,6 +15,9 @@
 #include "search/Metadata.h"
 
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace lucene::document {
 class FieldSelector;
@@ -40,12 +44,16 @@ public:
     explicit CDocumentBuilder(const QuireLib::CMetadata& record);
     /// Where the file type adds its typed fields, after the texts.
     Document& document() { return *m_pDocument; }
-    /// Ends the document with the path terms, the file's state and the body.
+    /// A long text of the file type, written after the body.
+    void addLongText(const std::wstring& field, const std::wstring& text);
+    /// Ends the document with the path terms, the file's state, the body and
+    /// the long texts.
     std::unique_ptr<Document> finish();
 
 private:
     const QuireLib::CMetadata& m_record;
     std::unique_ptr<Document> m_pDocument;
+    std::vector<std::pair<std::wstring, const std::wstring*>> m_longTexts;
 };
 
 /// Reads the location alone.

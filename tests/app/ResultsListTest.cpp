@@ -169,7 +169,10 @@ TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     EXPECT_FALSE(text.contains("Cc:"));
     EXPECT_FALSE(text.contains("Bcc:"));
     EXPECT_TRUE(text.contains("\nSent:\t\t"));
-    EXPECT_TRUE(text.contains("\nSubject:\t\tasdf\n\n"));
+    // The attachments' names follow the header lines.
+    EXPECT_TRUE(text.contains("\nSubject:\t\tasdf\nAttachments:\t5AAoPFgV-nJ965R7o-98C38840-"
+                              "4454-4750-9AEF-F53DB3E37548.jpg\n\n"))
+        << text.toStdString();
     // Labels bold, values regular.
     const QTextBlock first = preview.document()->firstBlock();
     bool labelBold = false, valueRegular = false;

@@ -75,6 +75,9 @@ TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
               (Names{"poi_logsat.com_signatures_valid.msg"}));
     EXPECT_EQ(names(find({"--filename", "VOTE", "--no-update"})),
               (Names{"mr_voteItems.msg", "mr_voteNo.msg", "mr_voteYes.msg"}));
+    EXPECT_EQ(names(find({"--attachment", "green.png", "--no-update"})),
+              (Names{"mr_msgInMsg.msg", "mr_msgInMsgInMsg.msg"}));
+    EXPECT_EQ(names(find({"--keywords", "inner", "--no-update"})), (Names{"mr_Outer mail.msg"}));
     EXPECT_EQ(names(find({"--keywords", "irradiant historian", "--no-update"})),
               (Names{"poi_53784_fails.msg", "poi_53784_succeeds.msg",
                      "poi_message_extra_hyphen_submission_chunk.msg",
@@ -98,7 +101,7 @@ TEST_F(FindCommand, JsonRowsCarryTheRecordWithFolderAndFileName) {
     for (const char* text :
          {"\"Subject\": \"Reseller Irradiant - MM Build\"", "\"From\": \"Amanda Bloomfield\"",
           "\"Body\": \"", "\"Filename\": \"poi_message_normal_submission_chunk.msg\"",
-          "\"SentDate\": \"2007-05-31T"})
+          "\"SentDate\": \"2007-05-31T", "\"Attachments\": []"})
         EXPECT_NE(result.out.find(text), std::string::npos) << text << "\n" << result.out;
     EXPECT_NE(result.out.find("\"Folder\": \"" + mail.string() + "/\""), std::string::npos);
 }

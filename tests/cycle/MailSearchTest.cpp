@@ -92,11 +92,12 @@ TEST(MailQueryText, EachCriteriaFormGivesTheDescribedText) {
     SearchCriteria keywords;
     keywords.m_sKeywords = L"a b";
     keywords.m_sSubject = L"ignored";
-    EXPECT_EQ(queryAfterLocation(keywords), L" AND ( Bcc:a Body:a Cc:a From:a Subject:a To:a Bcc:b "
-                                            L"Body:b Cc:b From:b Subject:b To:b)");
-    keywords.m_sKeywords = L"solo";
     EXPECT_EQ(queryAfterLocation(keywords),
-              L" AND ( Bcc:solo Body:solo Cc:solo From:solo Subject:solo To:solo)");
+              L" AND ( Bcc:a Body:a Cc:a From:a Subject:a To:a Attachments:a Bcc:b "
+              L"Body:b Cc:b From:b Subject:b To:b Attachments:b)");
+    keywords.m_sKeywords = L"solo";
+    EXPECT_EQ(queryAfterLocation(keywords), L" AND ( Bcc:solo Body:solo Cc:solo From:solo "
+                                            L"Subject:solo To:solo Attachments:solo)");
 
     SearchCriteria raw;
     raw.m_sQuery = L"Subject:(a OR b)";
@@ -113,11 +114,12 @@ TEST(MailQueryText, EachCriteriaFormGivesTheDescribedText) {
     SearchCriteria all;
     all.m_sBody = L"FW: x:y";
     all.m_sBcc = L"z";
+    all.m_sAttachment = L"plan.pdf";
     all.m_bSentAfter = true;
     all.m_dtSentAfter = DateTime{2001, 2, 3, 23, 59, 59};
     EXPECT_EQ(queryAfterLocation(all),
-              L" AND Body:fw* AND (Body:x AND Body:y*) AND Bcc:z* AND SentDate:[20010203235959 TO "
-              L"99991231235959]");
+              L" AND Body:fw* AND (Body:x AND Body:y*) AND Bcc:z* AND Attachments:plan.pdf* AND "
+              L"SentDate:[20010203235959 TO 99991231235959]");
 }
 
 TEST(MailIndexer, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {
