@@ -63,6 +63,12 @@ std::string_view asChars(std::span<const std::uint8_t> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+// The header may follow some bytes of junk, within the first kilobyte.
+bool looksLikePdf(std::span<const std::uint8_t> bytes) {
+    const std::string_view head = asChars(bytes.first(std::min<std::size_t>(bytes.size(), 1024)));
+    return head.find("%PDF-") != std::string_view::npos;
+}
+
 bool isValidUtf8(std::string_view text) {
     std::size_t i = 0;
     while (i < text.size()) {
@@ -162,10 +168,12 @@ std::wstring extractAny(Kind kind, std::span<const std::uint8_t> bytes, int code
             return capped(std::move(extracted.text), limits.maxChars);
         }
         case Kind::Pdf:
-            return pdfText(bytes, limits);
+            // Only a file that is one is worth a process of its own.
+            return looksLikePdf(bytes) ? pdfText(bytes, limits) : std::wstring();
         case Kind::OfficeOpenXml:
         case Kind::OpenDocument:
-            return zipDocumentText(kind, bytes, limits);
+            return startsWith(bytes, "PK\x03\x04") ? zipDocumentText(kind, bytes, limits)
+                                                   : std::wstring();
         }
     } catch (const std::exception&) {
         // Out of memory or a library's own failure: the document gives no text.
