@@ -154,9 +154,22 @@ std::wstring fileSafe(const std::wstring& text) {
     return out.substr(0, 60);
 }
 
+MsgAttachment documentAttachment(std::mt19937_64& rng, const DocumentPool& pool) {
+    const auto& document = pool.documents[static_cast<std::size_t>(
+        uniform(rng, 0, static_cast<int>(pool.documents.size()) - 1))];
+    MsgAttachment attachment;
+    attachment.fileName = words(rng, 2) + L"." + document.extension;
+    attachment.data = document.bytes;
+    return attachment;
+}
+
 } // namespace
 
-MsgMessage randomMessage(std::mt19937_64& rng) {
+std::wstring randomSentence(std::mt19937_64& rng) {
+    return sentence(rng);
+}
+
+MsgMessage randomMessage(std::mt19937_64& rng, const DocumentPool* documents) {
     MsgMessage message;
     const std::wstring topic = words(rng, uniform(rng, 2, 7));
     const int prefix = uniform(rng, 0, 9);
@@ -216,7 +229,11 @@ MsgMessage randomMessage(std::mt19937_64& rng) {
                 inner.subject = L"Attached: " + words(rng, 3);
                 inner.senderName = person(rng).name;
                 inner.body = sentence(rng);
+                if (documents != nullptr && chance(rng, 0.5))
+                    inner.attachments.push_back(documentAttachment(rng, *documents));
                 attachment.embedded = std::make_shared<MsgMessage>(std::move(inner));
+            } else if (documents != nullptr && attachment.method == 1) {
+                attachment = documentAttachment(rng, *documents);
             } else {
                 attachment.data =
                     randomBytes(rng, static_cast<std::size_t>(uniform(rng, 1024, 40 * 1024)));
@@ -228,7 +245,7 @@ MsgMessage randomMessage(std::mt19937_64& rng) {
 }
 
 std::vector<GeneratedMessage> generateCorpus(const std::filesystem::path& folder, std::size_t count,
-                                             std::uint64_t seed) {
+                                             std::uint64_t seed, const DocumentPool* documents) {
     std::mt19937_64 rng(seed);
     std::vector<GeneratedMessage> written;
     written.reserve(count);
@@ -244,7 +261,7 @@ std::vector<GeneratedMessage> generateCorpus(const std::filesystem::path& folder
         const std::size_t inProject = std::min<std::size_t>(
             static_cast<std::size_t>(uniform(rng, 20, 60)), count - written.size());
         for (std::size_t i = 0; i < inProject; ++i) {
-            const MsgMessage message = randomMessage(rng);
+            const MsgMessage message = randomMessage(rng, documents);
             GeneratedMessage info;
             std::swprintf(name, 32, L"%04zu ", i + 1);
             info.path = project / (std::wstring(name) + fileSafe(*message.subject) + L".msg");

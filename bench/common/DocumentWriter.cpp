@@ -152,4 +152,27 @@ std::vector<std::uint8_t> odtDocument(const std::vector<std::string>& paragraphs
     });
 }
 
+DocumentPool documentPool(std::mt19937_64& rng, int perKind) {
+    auto text = [&rng](int sentences) {
+        std::vector<std::string> parts;
+        for (int i = 0; i < sentences; ++i)
+            parts.push_back(QString::fromStdWString(randomSentence(rng)).toStdString());
+        return parts;
+    };
+    auto joined = [](const std::vector<std::string>& parts) {
+        std::string all;
+        for (const std::string& part : parts)
+            all += part + "\r\n";
+        return std::vector<std::uint8_t>(all.begin(), all.end());
+    };
+    DocumentPool pool;
+    for (int i = 0; i < perKind; ++i) {
+        pool.documents.push_back({L"pdf", pdfDocument(text(2 + i % 3))});
+        pool.documents.push_back({L"docx", docxDocument(text(8))});
+        pool.documents.push_back({L"odt", odtDocument(text(8))});
+        pool.documents.push_back({L"txt", joined(text(12))});
+    }
+    return pool;
+}
+
 } // namespace QoMsg

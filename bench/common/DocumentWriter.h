@@ -4,7 +4,10 @@
 // exist), Office Open XML and OpenDocument text documents written as zip
 // archives. Every function throws std::runtime_error when it cannot write.
 
+#include "CorpusGenerator.h"
+
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -18,6 +21,10 @@ std::vector<std::uint8_t> docxDocument(const std::vector<std::string>& paragraph
 
 /// An .odt document with one paragraph per entry.
 std::vector<std::uint8_t> odtDocument(const std::vector<std::string>& paragraphs);
+
+/// `perKind` documents of each type (PDF of two to four pages, .docx, .odt,
+/// text), written from the corpus's words.
+DocumentPool documentPool(std::mt19937_64& rng, int perKind);
 
 /// A zip archive of the named members, the first one stored, the others
 /// compressed: for building damaged and hostile documents too.

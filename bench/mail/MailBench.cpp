@@ -10,9 +10,12 @@
 //   - a change round: 1,000 messages deleted, 100 saved again with other
 //     contents and 100 added, then one find, timed, and the count of
 //     documents the index then holds (the corpus is put back afterwards);
+//   - cold indexing of a corpus whose attachments are real documents (PDF,
+//     .docx, .odt, text, attached messages carrying documents) beside the
+//     bare writer on the same records;
 //   - the peak memory of each, every measurement in a process of its own.
 //
-//   mail_bench [--messages N] [--workdir DIR] [--reuse-index]
+//   mail_bench [--messages N] [--documents N] [--workdir DIR] [--reuse-index]
 //   mail_bench --under-load [--messages N] [--workdir DIR]
 //
 // --under-load measures only cold indexing, alone and beside two processes
@@ -21,6 +24,7 @@
 // leaves out the cold indexing, which takes long on large corpora.
 
 #include "CorpusGenerator.h"
+#include "DocumentWriter.h"
 
 #include "cycle/MailSearchCycle.h"
 #include "mail/EmailMetadataFile.h"
@@ -28,6 +32,8 @@
 #include "search/QueuedEventSink.h"
 #include "search/ThreadPriority.h"
 #include "support/Strings.h"
+
+#include <QGuiApplication>
 
 #include <chrono>
 #include <csignal>
@@ -179,6 +185,8 @@ void bareWriter(const fs::path& root, const std::vector<fs::path>& files) {
         Search::Writer::add(doc, L"SentDate", record->GetSentDate());
         Search::Writer::add(doc, L"EmbeddedAttachments", record->GetEmbeddedAttachments());
         Search::Writer::add(doc, L"NonEmbeddedAttachments", record->GetNonEmbeddedAttachments());
+        if (!record->GetAttachmentText().empty())
+            Search::Writer::add(doc, L"Attachments", record->GetAttachmentText());
         Search::Writer::add(*writer, doc);
     }
     writer->flush();
@@ -279,10 +287,40 @@ void changeRound(const CRecursiveMailIndexer::IndexPlace& place, const fs::path&
     std::printf("  corpus put back; the index holds %zu documents again\n", documentsIn(place));
 }
 
+/// The corpus of `messages` below `work`, generated once and kept.
+fs::path corpusOf(const fs::path& work, const std::string& name, std::size_t messages,
+                  bool withDocuments) {
+    const fs::path corpus = work / (name + "-" + std::to_string(messages));
+    if (fs::exists(corpus / "complete"))
+        return corpus;
+    std::printf("generating %zu messages in %s\n", messages, corpus.c_str());
+    fs::remove_all(corpus);
+    if (withDocuments) {
+        // The PDF writer needs a GUI application; none is left behind for
+        // the measurement processes.
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        int argc = 1;
+        char name0[] = "mail_bench";
+        char* argv[] = {name0, nullptr};
+        QGuiApplication app(argc, argv);
+        std::mt19937_64 rng(11);
+        const QoMsg::DocumentPool pool = QoMsg::documentPool(rng, 12);
+        QoMsg::generateCorpus(corpus, messages, 7, &pool);
+    } else {
+        QoMsg::generateCorpus(corpus, messages, 7);
+    }
+    std::FILE* mark = std::fopen((corpus / "complete").c_str(), "w");
+    if (mark)
+        std::fclose(mark);
+    return corpus;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     std::size_t messages = 20000;
+    std::size_t documentMessages = 2000;
     fs::path work = fs::temp_directory_path() / "qosearch-mail-bench";
     bool reuseIndex = false;
     bool underLoad = false;
@@ -293,18 +331,12 @@ int main(int argc, char** argv) {
             underLoad = true;
         else if (i + 1 < argc && std::strcmp(argv[i], "--messages") == 0)
             messages = std::stoul(argv[++i]);
+        else if (i + 1 < argc && std::strcmp(argv[i], "--documents") == 0)
+            documentMessages = std::stoul(argv[++i]);
         else if (i + 1 < argc && std::strcmp(argv[i], "--workdir") == 0)
             work = argv[++i];
     }
-    const fs::path corpus = work / ("corpus-" + std::to_string(messages));
-    if (!fs::exists(corpus / "complete")) {
-        std::printf("generating %zu messages in %s\n", messages, corpus.c_str());
-        fs::remove_all(corpus);
-        QoMsg::generateCorpus(corpus, messages, 7);
-        std::FILE* mark = std::fopen((corpus / "complete").c_str(), "w");
-        if (mark)
-            std::fclose(mark);
-    }
+    const fs::path corpus = corpusOf(work, "corpus", messages, false);
     const std::vector<fs::path> files = messageFiles(corpus);
     std::printf("corpus: %zu messages\n\n", files.size());
     if (underLoad) {
@@ -362,5 +394,14 @@ int main(int argc, char** argv) {
     std::printf("  peak memory %.0f MB\n\n", allMb);
     const double roundMb = inChild([&] { changeRound(place, corpus, work, files); });
     std::printf("  peak memory %.0f MB\n", roundMb);
+
+    const fs::path documentCorpus = corpusOf(work, "documents", documentMessages, true);
+    const std::vector<fs::path> documentFiles = messageFiles(documentCorpus);
+    std::printf("\ncorpus with documents attached: %zu messages\n\n", documentFiles.size());
+    const double documentBareMb = inChild([&] { bareWriter(work / "bare-index", documentFiles); });
+    std::printf("  peak memory %.0f MB\n", documentBareMb);
+    const double documentIndexMb =
+        inChild([&] { indexCold(placeIn(work / "index"), documentCorpus, documentFiles.size()); });
+    std::printf("  peak memory %.0f MB\n", documentIndexMb);
     return 0;
 }
