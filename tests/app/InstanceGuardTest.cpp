@@ -38,18 +38,21 @@ bool waitFor(QSignalSpy& spy) {
     return !spy.isEmpty();
 }
 
+/// The first claim of the name wins; a second one ends and raises the first.
+void expectOneOwnerThatIsRaised(const QString& name) {
+    CInstanceGuard first(name);
+    ASSERT_TRUE(first.claim());
+    QSignalSpy raised(&first, &CInstanceGuard::raiseRequested);
+    CInstanceGuard second(name);
+    EXPECT_FALSE(second.claim());
+    EXPECT_TRUE(waitFor(raised));
+}
+
 } // namespace
 
 TEST(InstanceGuard, ASecondStartEndsAndAsksTheFirstToRaise) {
     app();
-    const QString name = uniqueName();
-    CInstanceGuard first(name);
-    ASSERT_TRUE(first.claim());
-    QSignalSpy raised(&first, &CInstanceGuard::raiseRequested);
-
-    CInstanceGuard second(name);
-    EXPECT_FALSE(second.claim());
-    EXPECT_TRUE(waitFor(raised));
+    expectOneOwnerThatIsRaised(uniqueName());
 }
 
 TEST(InstanceGuard, ANameLeftByACrashedInstanceIsTakenOver) {
@@ -106,14 +109,7 @@ TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     qputenv("XDG_RUNTIME_DIR", runtime.string().c_str());
     const QString name = QString::fromStdWString(
         CQoSearchApp::buildInstanceName(CQoSearchApp::buildIndexDirectory()));
-    {
-        CInstanceGuard first(name);
-        ASSERT_TRUE(first.claim());
-        QSignalSpy raised(&first, &CInstanceGuard::raiseRequested);
-        CInstanceGuard second(name);
-        EXPECT_FALSE(second.claim());
-        EXPECT_TRUE(waitFor(raised));
-    }
+    expectOneOwnerThatIsRaised(name);
     qunsetenv("XDG_DATA_HOME");
     qunsetenv("XDG_RUNTIME_DIR");
 
