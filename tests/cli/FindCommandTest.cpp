@@ -1,7 +1,7 @@
 #include "CommandLine.h"
 #include "TempDir.h"
 
-#include <CLucene.h>
+#include "IndexCount.h"
 
 #include <gtest/gtest.h>
 
@@ -37,14 +37,7 @@ protected:
         return found;
     }
 
-    int documentsInIndex() const {
-        lucene::index::IndexReader* reader =
-            lucene::index::IndexReader::open(indexDir.string().c_str());
-        const int count = reader->numDocs();
-        reader->close();
-        delete reader;
-        return count;
-    }
+    int documentsInIndex() const { return QoTest::documentsIn(indexDir); }
 
     QoTest::TempDir dir;
     QoTest::ScopedUserFolders folders{dir.path()};
@@ -153,7 +146,8 @@ TEST_F(FindCommand, NothingBesideTheNamedIndexIsTouched) {
     QoTest::writeFile(dir / "Photos" / "a.jpg", "keep");
     const auto indexed = runCli({"index", "--index-dir", named.string(), mail.string()});
     ASSERT_EQ(indexed.status, 0) << indexed.err;
-    EXPECT_NE(indexed.out.find("Indexed 86 new, 0 changed, 0 removed messages"), std::string::npos) << indexed.out;
+    EXPECT_NE(indexed.out.find("Indexed 86 new, 0 changed, 0 removed messages"), std::string::npos)
+        << indexed.out;
     const auto found = runCli({"find", "--index-dir", named.string(), "--folder", mail.string(),
                                "--subject", "reseller"});
     ASSERT_EQ(found.status, 0) << found.err;

@@ -5,7 +5,7 @@
 #include "CorpusGenerator.h"
 #include "TempDir.h"
 
-#include <CLucene.h>
+#include "IndexCount.h"
 
 #include <gtest/gtest.h>
 
@@ -82,14 +82,6 @@ protected:
         return found;
     }
 
-    static int documentsIn(const fs::path& index) {
-        lucene::index::IndexReader* reader = lucene::index::IndexReader::open(index.c_str());
-        const int count = reader->numDocs();
-        reader->close();
-        delete reader;
-        return count;
-    }
-
     QoTest::TempDir dir;
     QoTest::ScopedUserFolders folders{dir.path()};
     fs::path mail = dir / "Mail";
@@ -123,7 +115,7 @@ TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
         EXPECT_NE(result.err.find("The index was damaged and is being rebuilt"), std::string::npos)
             << result.err;
         EXPECT_EQ(names(result), kOptionMessages);
-        EXPECT_EQ(documentsIn(index), 86);
+        EXPECT_EQ(QoTest::documentsIn(index), 86);
         EXPECT_TRUE(fs::exists(index / "notes.txt"));
     }
 }
@@ -157,7 +149,7 @@ TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
     readOnly.reset();
     fs::permissions(index, fs::perms::owner_all);
     EXPECT_EQ(snapshot(index), before);
-    EXPECT_EQ(documentsIn(index), 86);
+    EXPECT_EQ(QoTest::documentsIn(index), 86);
 }
 
 TEST_F(IndexSafety, AFullFileSystemStopsIndexingWithAMessage) {
@@ -172,7 +164,7 @@ TEST_F(IndexSafety, AFullFileSystemStopsIndexingWithAMessage) {
     EXPECT_EQ(found.status, 1);
     EXPECT_NE(found.err.find("Indexing stopped: "), std::string::npos) << found.err;
     // What was there before the disk filled up still opens.
-    EXPECT_NO_THROW(documentsIn(index));
+    EXPECT_NO_THROW(QoTest::documentsIn(index));
 }
 
 TEST_F(IndexSafety, AWriterKilledPartWayKeepsWhatItCommitted) {
@@ -190,7 +182,7 @@ TEST_F(IndexSafety, AWriterKilledPartWayKeepsWhatItCommitted) {
            std::chrono::steady_clock::now() < deadline) {
         writer.waitForFinished(50);
         try {
-            committed = documentsIn(index);
+            committed = QoTest::documentsIn(index);
         } catch (CLuceneError&) {
             // Not created yet, or changing while opened: look again.
         }
@@ -201,9 +193,9 @@ TEST_F(IndexSafety, AWriterKilledPartWayKeepsWhatItCommitted) {
     ASSERT_GT(committed, 0);
     EXPECT_LT(static_cast<std::size_t>(committed), total);
 
-    EXPECT_GE(documentsIn(index), committed);
+    EXPECT_GE(QoTest::documentsIn(index), committed);
     // The next run goes on from there and ends with every message indexed once.
     const auto again = runCli({"index", "--index-dir", index.string(), corpus.string()});
     ASSERT_EQ(again.status, 0) << again.err;
-    EXPECT_EQ(static_cast<std::size_t>(documentsIn(index)), total);
+    EXPECT_EQ(static_cast<std::size_t>(QoTest::documentsIn(index)), total);
 }
