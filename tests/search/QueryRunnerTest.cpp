@@ -122,33 +122,14 @@ TEST_F(QueryRunner, AFileIsANewHitOnceAcrossDirectoriesAndRuns) {
     EXPECT_TRUE(second->newHits.empty());
 }
 
-TEST_F(QueryRunner, BuildMatchesRequiresTheTermsTheAnalyzerMakesOfEachWord) {
-    const struct {
-        const wchar_t* text;
-        const wchar_t* query;
-    } cases[] = {
-        {L"annual report", L" AND Subject:annual* AND Subject:report*"},
-        {L"", L""},
-        {L"  a   b ", L" AND Subject:a* AND Subject:b*"},
-        {L"Lowe, Charles", L" AND Subject:lowe* AND Subject:charles*"},
-        {L"FW:", L" AND Subject:fw*"},
-        {L"M.I.", L" AND Subject:mi*"},
-        {L"MSGConvert -- plain", L" AND Subject:msgconvert* AND Subject:plain*"},
-        {L"o'neil+co (x)", L" AND (Subject:o'neil AND Subject:co*) AND Subject:x*"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(CQueryRunner::buildMatches(L"Subject", c.text), c.query)
-            << Util::toNarrow(c.text);
-    EXPECT_EQ(CQueryRunner::buildMatch(L"Subject", L"say \"hi\""), L"Subject:\"say \\\"hi\\\"\"");
-}
-
 TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
     index({{L"/srv/Mail/a.msg", L"Lowe, Charles"},
            {L"/srv/Mail/b.msg", L"FW: budget for e-mail"},
            {L"/srv/Mail/c.msg", L"Shkolnik M.I."},
            {L"/srv/Mail/d.msg", L"MSGConvert -- plain text"},
            {L"/srv/Mail/e.msg", L"minutes of 2008-01-15"},
-           {L"/srv/Mail/f.msg", L"Charles Lowell"}});
+           {L"/srv/Mail/f.msg", L"Charles Lowell"},
+           {L"/srv/Mail/g.msg", L"O'Neil+Co (x) say \"hi\""}});
     const struct {
         const wchar_t* typed;
         std::vector<std::wstring> found;
@@ -161,6 +142,11 @@ TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
         {L"e-mail", {L"/srv/Mail/b.msg"}},
         {L"e-ma", {L"/srv/Mail/b.msg"}},
         {L"2008-01", {L"/srv/Mail/e.msg"}},
+        {L"o'neil+co (x)", {L"/srv/Mail/g.msg"}},
+        {L"  plain   msgc ", {L"/srv/Mail/d.msg"}},
+        {L"--",
+         {L"/srv/Mail/a.msg", L"/srv/Mail/b.msg", L"/srv/Mail/c.msg", L"/srv/Mail/d.msg",
+          L"/srv/Mail/e.msg", L"/srv/Mail/f.msg", L"/srv/Mail/g.msg"}},
     };
     for (const auto& c : cases) {
         found.clear();
@@ -169,6 +155,12 @@ TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
         r->go();
         EXPECT_EQ(sorted(r->newHits), c.found) << Util::toNarrow(c.typed);
     }
+    // A phrase keeps its quotes escaped.
+    found.clear();
+    auto phrase = runner({L"/srv/Mail"});
+    phrase->criterion = L" AND " + CQueryRunner::buildMatch(L"Subject", L"say \"hi\"");
+    phrase->go();
+    EXPECT_EQ(phrase->newHits, std::vector<std::wstring>{L"/srv/Mail/g.msg"});
 }
 
 TEST_F(QueryRunner, CriteriaBuiltFromMatchesNarrowTheHits) {
