@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -24,7 +25,24 @@ struct CommandResult {
             result.push_back(line);
         return result;
     }
+    /// The last field of every row "find" printed: the message files found.
+    std::multiset<std::string> fileNames() const {
+        std::multiset<std::string> names;
+        for (const std::string& line : lines())
+            names.insert(line.substr(line.rfind('\t') + 1));
+        return names;
+    }
 };
+
+/// The program ended with the status and its error output holds the text.
+inline ::testing::AssertionResult endedSaying(const CommandResult& result, int status,
+                                              const std::string& text) {
+    if (result.status == status && result.err.find(text) != std::string::npos)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "status " << result.status << " (not " << status
+                                         << "), error output without \"" << text << "\":\n"
+                                         << result.err;
+}
 
 /// The program's exit status (-1 when it did not exit normally) and its output.
 inline CommandResult runProgram(const std::string& program, const std::vector<std::string>& args) {

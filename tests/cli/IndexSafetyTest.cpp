@@ -1,10 +1,8 @@
 // The index on disk when things go wrong: damaged files, a folder that cannot
 // be written, a full file system. The program is run as a user runs it.
 
-#include "CommandLine.h"
 #include "CorpusGenerator.h"
-#include "TempDir.h"
-
+#include "FilingFolder.h"
 #include "IndexCount.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +17,7 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
-using QoTest::runCli;
+using QoTest::endedSaying;
 
 namespace {
 
@@ -60,34 +58,7 @@ snapshot(const fs::path& folder) {
     return files;
 }
 
-class IndexSafety : public ::testing::Test {
-protected:
-    void SetUp() override {
-        fs::create_directories(mail);
-        for (const auto& entry : fs::directory_iterator(fs::path(QOSEARCH_CORPUS_DIR) / "msg"))
-            fs::copy_file(entry.path(), mail / entry.path().filename());
-    }
-
-    QoTest::CommandResult find(const fs::path& index, std::vector<std::string> args) {
-        std::vector<std::string> all = {"find", "--index-dir", index.string(), "--folder",
-                                        mail.string()};
-        all.insert(all.end(), args.begin(), args.end());
-        return runCli(all);
-    }
-
-    static std::multiset<std::string> names(const QoTest::CommandResult& result) {
-        std::multiset<std::string> found;
-        for (const auto& line : result.lines())
-            found.insert(line.substr(line.rfind('\t') + 1));
-        return found;
-    }
-
-    QoTest::TempDir dir;
-    QoTest::ScopedUserFolders folders{dir.path()};
-    fs::path mail = dir / "Mail";
-    fs::path index = dir / "Index";
-};
-
+using IndexSafety = QoTest::CorpusFolder;
 using Names = std::multiset<std::string>;
 
 const Names kOptionMessages = {"poi_message_1979.msg", "poi_message_1980.msg",
@@ -100,7 +71,7 @@ TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
     for (const std::string prefix : {"_", "segments_"}) {
         SCOPED_TRACE(prefix);
         fs::remove_all(index);
-        ASSERT_EQ(find(index, {}).status, 0);
+        ASSERT_EQ(find({}).status, 0);
         QoTest::writeFile(index / "notes.txt", "the user's own");
         for (const auto& entry : fs::directory_iterator(index)) {
             const std::string name = entry.path().filename().string();
@@ -110,18 +81,16 @@ TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
             }
         }
 
-        const auto result = find(index, {"--subject", "option"});
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_NE(result.err.find("The index was damaged and is being rebuilt"), std::string::npos)
-            << result.err;
-        EXPECT_EQ(names(result), kOptionMessages);
+        const auto result = find({"--subject", "option"});
+        EXPECT_TRUE(endedSaying(result, 0, "The index was damaged and is being rebuilt"));
+        EXPECT_EQ(result.fileNames(), kOptionMessages);
         EXPECT_EQ(QoTest::documentsIn(index), 86);
         EXPECT_TRUE(fs::exists(index / "notes.txt"));
     }
 }
 
 TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
-    ASSERT_EQ(find(index, {}).status, 0);
+    ASSERT_EQ(find({}).status, 0);
     fs::copy_file(mail / "poi_message_1979.msg", mail / "Copy of option.msg");
     const auto before = snapshot(index);
     // Permissions do not hold back a privileged user: a read-only mount does.
@@ -134,17 +103,11 @@ TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
         fs::permissions(index, fs::perms::owner_read | fs::perms::owner_exec);
     }
 
-    const auto found = find(index, {"--subject", "option"});
-    EXPECT_EQ(found.status, 1);
-    EXPECT_NE(found.err.find("Indexing stopped: Index directory creation problem"),
-              std::string::npos)
-        << found.err;
+    const auto found = find({"--subject", "option"});
+    EXPECT_TRUE(endedSaying(found, 1, "Indexing stopped: Index directory creation problem"));
     // What the index held is still shown; the new file could not be added.
-    EXPECT_EQ(names(found), kOptionMessages);
-    const auto indexed = runCli({"index", "--index-dir", index.string(), mail.string()});
-    EXPECT_EQ(indexed.status, 1);
-    EXPECT_NE(indexed.err.find("Index directory creation problem"), std::string::npos)
-        << indexed.err;
+    EXPECT_EQ(found.fileNames(), kOptionMessages);
+    EXPECT_TRUE(endedSaying(indexAll(), 1, "Index directory creation problem"));
 
     readOnly.reset();
     fs::permissions(index, fs::perms::owner_all);
@@ -156,24 +119,19 @@ TEST_F(IndexSafety, AFullFileSystemStopsIndexingWithAMessage) {
     const auto small = ScopedMount::tmpfs(index, "size=64k");
     if (!small)
         GTEST_SKIP() << "no tmpfs mount here: " << std::strerror(errno);
-    const auto indexed = runCli({"index", "--index-dir", index.string(), mail.string()});
-    EXPECT_EQ(indexed.status, 1);
-    EXPECT_NE(indexed.err.find("Indexing stopped: "), std::string::npos) << indexed.err;
-
-    const auto found = find(index, {"--subject", "option"});
-    EXPECT_EQ(found.status, 1);
-    EXPECT_NE(found.err.find("Indexing stopped: "), std::string::npos) << found.err;
+    EXPECT_TRUE(endedSaying(indexAll(), 1, "Indexing stopped: "));
+    EXPECT_TRUE(endedSaying(find({"--subject", "option"}), 1, "Indexing stopped: "));
     // What was there before the disk filled up still opens.
     EXPECT_NO_THROW(QoTest::documentsIn(index));
 }
 
 TEST_F(IndexSafety, AWriterKilledPartWayKeepsWhatItCommitted) {
-    const fs::path corpus = dir / "Generated";
-    const std::size_t total = QoMsg::generateCorpus(corpus, 4000, 11).size();
+    fs::remove_all(mail);
+    const std::size_t total = QoMsg::generateCorpus(mail, 4000, 11).size();
     QProcess writer;
     writer.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"),
                  {"index", "--index-dir", QString::fromStdString(index.string()),
-                  QString::fromStdString(corpus.string())});
+                  QString::fromStdString(mail.string())});
     ASSERT_TRUE(writer.waitForStarted());
     // Killed as soon as a commit shows, with most of the run still to do.
     int committed = 0;
@@ -195,7 +153,7 @@ TEST_F(IndexSafety, AWriterKilledPartWayKeepsWhatItCommitted) {
 
     EXPECT_GE(QoTest::documentsIn(index), committed);
     // The next run goes on from there and ends with every message indexed once.
-    const auto again = runCli({"index", "--index-dir", index.string(), corpus.string()});
+    const auto again = indexAll();
     ASSERT_EQ(again.status, 0) << again.err;
     EXPECT_EQ(static_cast<std::size_t>(QoTest::documentsIn(index)), total);
 }

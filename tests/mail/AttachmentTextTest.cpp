@@ -1,5 +1,5 @@
-#include "CommandLine.h"
 #include "DocumentWriter.h"
+#include "FilingFolder.h"
 #include "MsgTestFiles.h"
 
 #include "mail/AttachmentText.h"
@@ -208,28 +208,17 @@ TEST(AttachmentText, TextOfOneMessageStopsAtItsLimitAndNamesReadBack) {
 
 // Messages that differ only in where one word is: each is found by that word
 // among its attachments, through the index, and by nothing else.
-class AttachmentSearch : public ::testing::Test {
+class AttachmentSearch : public QoTest::FilingFolder {
 protected:
-    QoTest::TempDir dir;
-    QoTest::ScopedUserFolders folders{dir.path()};
-    std::filesystem::path mail = dir / "Filing";
-    std::filesystem::path indexDir = dir / "Index/0.4";
-
     void write(const std::string& name, const MsgMessage& message) {
         std::filesystem::create_directories(mail);
         QoMsg::writeMsgFile(mail / name, message);
     }
-
-    std::set<std::string> find(const std::vector<std::string>& criterion) {
-        std::vector<std::string> args = {"find", "--index-dir", indexDir.string(), "--folder",
-                                         mail.string()};
-        args.insert(args.end(), criterion.begin(), criterion.end());
-        const QoTest::CommandResult result = QoTest::runCli(args);
+    std::set<std::string> found(const std::vector<std::string>& criterion) {
+        const QoTest::CommandResult result = find(criterion);
         EXPECT_EQ(result.status, 0) << result.err;
-        std::set<std::string> names;
-        for (const std::string& line : result.lines())
-            names.insert(line.substr(line.rfind('\t') + 1));
-        return names;
+        const auto names = result.fileNames();
+        return {names.begin(), names.end()};
     }
 };
 
@@ -287,13 +276,13 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
         {"loop", {"hostile.msg"}},
         {"forwarded", {"attached.msg", "nested.msg"}},
     };
-    EXPECT_EQ(find({"--subject", "site"}).size(), 8u) << "indexing every message";
+    EXPECT_EQ(found({"--subject", "site"}).size(), 8u) << "indexing every message";
     for (const auto& c : cases) {
-        EXPECT_EQ(find({"--no-update", "--attachment", c.word}), c.files) << c.word;
-        EXPECT_EQ(find({"--no-update", "--keywords", c.word}), c.files) << c.word;
-        EXPECT_EQ(find({"--no-update", "--body", c.word}), Names{}) << c.word;
+        EXPECT_EQ(found({"--no-update", "--attachment", c.word}), c.files) << c.word;
+        EXPECT_EQ(found({"--no-update", "--keywords", c.word}), c.files) << c.word;
+        EXPECT_EQ(found({"--no-update", "--body", c.word}), Names{}) << c.word;
     }
-    EXPECT_EQ(find({"--no-update", "--attachment", "plat"}), Names{"name.msg"}) << "a prefix";
+    EXPECT_EQ(found({"--no-update", "--attachment", "plat"}), Names{"name.msg"}) << "a prefix";
 
     // A damaged or hostile attachment gives its name and nothing else.
     std::string error;
@@ -308,10 +297,8 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
 
     const auto shown = QoTest::runCli({"show", "--json", (mail / "nested.msg").string()});
     EXPECT_NE(shown.out.find("\"Attachments\": [\"Forwarded\"]"), std::string::npos) << shown.out;
-    const auto found =
-        QoTest::runCli({"find", "--index-dir", indexDir.string(), "--folder", mail.string(),
-                        "--no-update", "--json", "--attachment", "numbat"});
-    EXPECT_NE(found.out.find("\"Attachments\": [\"Forwarded\"]"), std::string::npos) << found.out;
+    const auto json = find({"--no-update", "--json", "--attachment", "numbat"});
+    EXPECT_NE(json.out.find("\"Attachments\": [\"Forwarded\"]"), std::string::npos) << json.out;
 }
 
 } // namespace
