@@ -1,4 +1,10 @@
+// The store database: the SQL it writes for each engine, the same cases run
+// against SQLite and against a real MariaDB server (which scripts/test starts
+// on the loopback address and names in QOSEARCH_TEST_MYSQL_* variables;
+// without it those cases skip), and which database a user's set-up opens.
+
 #include "stores/DbTableHelper.h"
+#include "stores/MsgStoresListModel.h"
 #include "stores/QODatabase.h"
 #include "stores/UserSettings.h"
 
@@ -13,17 +19,6 @@ using Engine = CDbTableHelper::Engine;
 using Kerf::Util::toWide;
 using StoresTest::locations;
 using StoresTest::messageOf;
-
-namespace {
-
-// A fresh SQLite store database in a temporary folder.
-struct SqliteDb {
-    QoTest::TempDir dir;
-    CQuartoDb db{CDbTableHelper::kTypeSqlite, toWide((dir / "Quarto.db").string()), L"", L"", L""};
-    SqliteDb() { db.CreateTables(); }
-};
-
-} // namespace
 
 TEST(StoreDatabaseTexts, AccessAndMySqlConnectionStringsAndDialects) {
     const std::wstring mdb =
@@ -42,15 +37,12 @@ TEST(StoreDatabaseTexts, AccessAndMySqlConnectionStringsAndDialects) {
     EXPECT_EQ(CDbTableHelper::ConnectionValue(mysql, L"SERVER"), L"db.example:3307");
     EXPECT_EQ(CDbTableHelper::ConnectionValue(mysql, L"PASSWORD"), L"p;w");
     EXPECT_EQ(CDbTableHelper::ConnectionValue(mysql, L"UID"), L"qo");
-    EXPECT_NE(messageOf([] {
-                  CDbTableHelper::EngineFromConnectionString(L"Driver={Oracle};");
-              }).find(L"unsupported database type"),
-              std::wstring::npos);
-    EXPECT_NE(messageOf([] {
-                  CDbTableHelper::ConnectionString(L"ORACLE", L"", L"", L"", L"");
-              }).find(L"unsupported database type"),
-              std::wstring::npos);
+    for (const auto& unsupported : std::vector<std::function<void()>>{
+             [] { CDbTableHelper::EngineFromConnectionString(L"Driver={Oracle};"); },
+             [] { CDbTableHelper::ConnectionString(L"ORACLE", L"", L"", L"", L""); }})
+        EXPECT_NE(messageOf(unsupported).find(L"unsupported database type"), std::wstring::npos);
 
+    // Access is only read, never written here: its dialect is checked as text.
     EXPECT_EQ(CDbTableHelper::FindRecordSql(Engine::Access, L"tbl_store_types", L"type_id",
                                             {{L"type", L"msg"}}, {}),
               L"SELECT type_id FROM tbl_store_types WHERE UCase(type) LIKE UCase('msg');");
@@ -62,95 +54,154 @@ TEST(StoreDatabaseTexts, AccessAndMySqlConnectionStringsAndDialects) {
               L"SELECT id FROM t WHERE UPPER(p) LIKE UPPER('C:\\\\x\\\\');");
     EXPECT_EQ(CDbTableHelper::FindRecordSql(Engine::Access, L"t", L"id", {{L"p", L"C:\\x"}}, {}),
               L"SELECT id FROM t WHERE UCase(p) LIKE UCase('C:\\x');");
-    EXPECT_EQ(CDbTableHelper::LastInsertIdSql(Engine::Access), L"SELECT @@IDENTITY;");
-    EXPECT_EQ(CDbTableHelper::LastInsertIdSql(Engine::MySql), L"SELECT LAST_INSERT_ID();");
-    EXPECT_EQ(CDbTableHelper::UpdateSql(L"tbl_stores", L"store_id", 7, {{L"description", L"it's"}},
-                                        {{L"n", 1}}),
-              L"UPDATE tbl_stores SET description='it''s', n=1 WHERE store_id = 7;");
-    EXPECT_EQ(CDbTableHelper::InsertSql(L"t", {{L"a", L"x'); DROP TABLE t; --"}}, {{L"b", 3}}),
-              L"insert into t(a, b) values('x''); DROP TABLE t; --', 3);");
-    EXPECT_EQ(CDbTableHelper::ReadRecordSql(L"tbl_stores", L"store_id", 4, {L"a", L"b"}),
-              L"SELECT a, b FROM tbl_stores WHERE store_id=4;");
 }
 
-TEST(StoreDatabaseSqlite, TypeLookupIgnoresCaseAndFindsTheStores) {
-    SqliteDb s;
+namespace {
+
+enum class Backend { Sqlite, MariaDb };
+
+// A fresh store database with its tables, on each engine that can be written.
+class StoreTables : public ::testing::TestWithParam<Backend> {
+protected:
+    void SetUp() override {
+        if (GetParam() == Backend::Sqlite) {
+            m_db = std::make_unique<CQuartoDb>(
+                CDbTableHelper::kTypeSqlite, toWide((m_dir / "Quarto.db").string()), L"", L"", L"");
+        } else {
+            const auto server = StoresTest::mariaDbServer();
+            if (!server)
+                GTEST_SKIP() << StoresTest::kNoServerMessage;
+            m_mariaDb.emplace(*server);
+            m_db = m_mariaDb->open();
+        }
+        m_db->CreateTables();
+    }
+    long storeCount() {
+        QSqlQuery count = m_db->GetHelper().executeQuery(L"SELECT COUNT(*) FROM tbl_stores;");
+        EXPECT_TRUE(count.next());
+        return std::stol(CDbTableHelper::retrieveColumn(count, 1));
+    }
+
+    QoTest::TempDir m_dir;
+    std::optional<StoresTest::MariaDbDatabase> m_mariaDb;
+    std::unique_ptr<CQuartoDb> m_db;
+};
+
+} // namespace
+
+TEST_P(StoreTables, TypeLookupIgnoresCaseAndTheTextNullKeepsAColumn) {
     const long a =
-        s.db.TablesUpdateOrInsertStore(L"\\\\srv\\jobs\\A", L"A1", L"B1", L"first", L"msg", 0);
-    const long b =
-        s.db.TablesUpdateOrInsertStore(L"C:\\jobs\\B", L"A2", L"B2", L"second", L"MSG", 0);
-    s.db.TablesUpdateOrInsertStore(L"/srv/docs", L"D", L"", L"", L"doc", 0);
+        m_db->TablesUpdateOrInsertStore(L"\\\\srv\\jobs\\A", L"A1", L"B1", L"kept", L"msg", 0);
+    const long b = m_db->TablesUpdateOrInsertStore(L"C:\\jobs\\B", L"A2", L"B2", L"", L"MSG", 0);
+    m_db->TablesUpdateOrInsertStore(L"/srv/docs", L"D", L"", L"", L"doc", 0);
     EXPECT_GT(a, 0);
     EXPECT_GT(b, a);
-    const auto rows = locations(s.db, L"Msg");
+    EXPECT_EQ(m_db->TablesUpdateOrInsertStore(L"NULL", L"A'1b", L"NULL", L"NULL", L"msg", a), a);
+    const auto rows = locations(*m_db, L"Msg");
+    // Updating does not link the store to its type a second time.
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0].at(L"store_id"), std::to_wstring(a));
     EXPECT_EQ(rows[0].at(L"path_location"), L"\\\\srv\\jobs\\A");
+    EXPECT_EQ(rows[0].at(L"primary_ref"), L"A'1b");
+    EXPECT_EQ(rows[0].at(L"secondary_ref"), L"B1");
+    EXPECT_EQ(rows[0].at(L"description"), L"kept");
     EXPECT_EQ(rows[1].at(L"primary_ref"), L"A2");
     EXPECT_EQ(rows[1].size(), 5u);
-    EXPECT_TRUE(locations(s.db, L"none").empty());
+    EXPECT_TRUE(locations(*m_db, L"none").empty());
+    EXPECT_EQ(m_db->GetHelper().TableReadRecordStrings(L"tbl_stores", L"store_id", a,
+                                                       {L"date_last_used"})[L"date_last_used"],
+              QDate::currentDate().toString(u"dd/MM/yyyy").toStdWString());
 }
 
-TEST(StoreDatabaseSqlite, TheTextNullLeavesAColumnAndTheDateIsToday) {
-    SqliteDb s;
-    const long id = s.db.TablesUpdateOrInsertStore(L"/a", L"P", L"S", L"kept", L"msg", 0);
-    EXPECT_EQ(s.db.TablesUpdateOrInsertStore(L"/b", L"NULL", L"S2", L"NULL", L"msg", id), id);
-    auto row = s.db.GetHelper().TableReadRecordStrings(
-        L"tbl_stores", L"store_id", id,
-        {L"path_location", L"primary_ref", L"secondary_ref", L"description", L"date_last_used"});
-    EXPECT_EQ(row[L"path_location"], L"/b");
-    EXPECT_EQ(row[L"primary_ref"], L"P");
-    EXPECT_EQ(row[L"secondary_ref"], L"S2");
-    EXPECT_EQ(row[L"description"], L"kept");
-    EXPECT_EQ(row[L"date_last_used"], QDate::currentDate().toString(u"dd/MM/yyyy").toStdWString());
-    // Updating does not link the store to its type a second time.
-    EXPECT_EQ(locations(s.db, L"msg").size(), 1u);
-}
-
-TEST(StoreDatabaseSqlite, QuotesRoundTripAndCannotEndTheString) {
-    SqliteDb s;
-    const std::wstring nasty = L"x'); DROP TABLE tbl_stores; --";
+TEST_P(StoreTables, QuotesAndBackslashesRoundTripAndCannotEndTheString) {
+    const std::wstring path = L"\\\\server\\o'brien\\";
+    const std::wstring nasty = L"it\\'s'); DROP TABLE tbl_stores; -- \\";
     const long id =
-        s.db.TablesUpdateOrInsertStore(L"/o'brien", L"O'Brien", L"''", nasty, L"it's", 0);
-    const auto rows = locations(s.db, L"IT'S");
+        m_db->TablesUpdateOrInsertStore(path, L"O'Brien", L"C:\\jobs\\", nasty, L"it's", 0);
+    const auto rows = locations(*m_db, L"IT'S");
     ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].at(L"path_location"), path);
     EXPECT_EQ(rows[0].at(L"primary_ref"), L"O'Brien");
-    EXPECT_EQ(rows[0].at(L"secondary_ref"), L"''");
+    EXPECT_EQ(rows[0].at(L"secondary_ref"), L"C:\\jobs\\");
     EXPECT_EQ(rows[0].at(L"description"), nasty);
-    EXPECT_EQ(s.db.GetHelper().TableFindRecord(L"tbl_stores", L"store_id",
-                                               {{L"primary_ref", L"o'brien"}}, {}),
+    auto& helper = m_db->GetHelper();
+    EXPECT_EQ(helper.TableFindRecord(L"tbl_stores", L"store_id", {{L"path_location", path}}, {}),
               id);
+    EXPECT_EQ(
+        helper.TableFindRecord(L"tbl_stores", L"store_id", {{L"primary_ref", L"o'brien"}}, {}), id);
 }
 
-TEST(StoreDatabaseSqlite, TypesNamedAlikeThrowAndRollTheStoreBack) {
-    SqliteDb s;
-    auto& helper = s.db.GetHelper();
-    helper.TableUpdateInsert(L"tbl_store_types", L"type_id", 0, {{L"type", L"msg"}}, {});
+TEST_P(StoreTables, TypesNamedAlikeThrowTheRecordCountAndTheTransactionRollsBack) {
+    auto& helper = m_db->GetHelper();
+    const long kept = m_db->TablesUpdateOrInsertStore(L"/kept", L"K", L"", L"before", L"msg", 0);
     helper.TableUpdateInsert(L"tbl_store_types", L"type_id", 0, {{L"type", L"MSG"}}, {});
-    EXPECT_EQ(messageOf([&] { locations(s.db, L"msg"); }),
+    EXPECT_EQ(messageOf([&] { locations(*m_db, L"msg"); }),
               L"Kerf::QuireLib::CDbTableHelper::TableFindRecord: invalid record count (2)");
-    // The insert and the failed type lookup share one transaction: nothing stays.
+    // An update and an insert that fail half-way leave no trace.
     EXPECT_NE(messageOf([&] {
-                  s.db.TablesUpdateOrInsertStore(L"/x", L"", L"", L"", L"msg", 0);
+                  m_db->TablesUpdateOrInsertStore(L"NULL", L"", L"", L"after", L"msg", kept);
               }).find(L"invalid record count (2)"),
               std::wstring::npos);
-    QSqlQuery count = helper.executeQuery(L"SELECT COUNT(*) FROM tbl_stores;");
-    ASSERT_TRUE(count.next());
-    EXPECT_EQ(CDbTableHelper::retrieveColumn(count, 1), L"0");
+    EXPECT_NE(messageOf([&] {
+                  m_db->TablesUpdateOrInsertStore(L"/new", L"", L"", L"", L"msg", 0);
+              }).find(L"invalid record count (2)"),
+              std::wstring::npos);
+    EXPECT_EQ(helper.TableReadRecordStrings(L"tbl_stores", L"store_id", kept,
+                                            {L"description"})[L"description"],
+              L"before");
+    EXPECT_EQ(storeCount(), 1);
 }
 
-TEST(StoreDatabaseSqlite, ARecordMustBeThereOnceAndAnIdMustBeANumber) {
-    SqliteDb s;
-    auto& helper = s.db.GetHelper();
+TEST_P(StoreTables, ARecordMustBeThereOnceAndAnIdMustBeANumber) {
+    auto& helper = m_db->GetHelper();
     EXPECT_EQ(messageOf([&] {
                   helper.TableReadRecordStrings(L"tbl_stores", L"store_id", 99, {L"description"});
               }),
               L"TableReadRecordStrings: invalid record count");
-    const long id = s.db.TablesUpdateOrInsertStore(L"/a", L"P", L"S", L"D", L"msg", 0);
+    const long id = m_db->TablesUpdateOrInsertStore(L"/a", L"P", L"S", L"D", L"msg", 0);
     EXPECT_NE(messageOf([&] {
                   helper.TableFindRecord(L"tbl_stores", L"primary_ref", {}, {{L"store_id", id}});
               }).find(L"invalid type retrieving id field"),
               std::wstring::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, StoreTables, ::testing::Values(Backend::Sqlite, Backend::MariaDb),
+                         [](const auto& info) {
+                             return info.param == Backend::Sqlite ? "Sqlite" : "MariaDb";
+                         });
+
+TEST(StoreDatabaseMariaDb, ReachableThroughItsSocketAndThroughTheUserSettings) {
+    const auto server = StoresTest::mariaDbServer();
+    if (!server)
+        GTEST_SKIP() << StoresTest::kNoServerMessage;
+    const StoresTest::MariaDbDatabase database(*server);
+    {
+        const auto db = database.open();
+        EXPECT_EQ(db->GetHelper().GetEngine(), Engine::MySql);
+        db->CreateTables();
+        db->TablesUpdateOrInsertStore(L"/srv/jobs/1", L"P1", L"", L"", L"msg", 0);
+        db->TablesUpdateOrInsertStore(L"Outlook:\\\\Mailbox\\\\Inbox", L"P2", L"", L"", L"msg", 0);
+    }
+    if (!server->socket.empty()) {
+        EXPECT_EQ(
+            locations(*database.open(toWide(server->socket), server->password), L"msg").size(), 2u);
+    }
+    EXPECT_NE(messageOf([&] {
+                  database.open(server->tcpServer(), "not-the-password");
+              }).find(L"Cannot open the store database"),
+              std::wstring::npos);
+
+    StoresTest::ScopedUser user;
+    openUserSettings()->setValue(QStringLiteral("Store Database/ConnectionString"),
+                                 QString::fromStdWString(database.connectionString()));
+    CMsgStoresListModel list;
+    EXPECT_TRUE(list.LoadStoreLocations(eFileSystemFolder));
+    ASSERT_EQ(list.GetRowCount(), 1u);
+    EXPECT_EQ(list.GetRow(0)[CMsgStoresListModel::eColSource], L"Local");
+    EXPECT_EQ(list.GetRow(0)[CMsgStoresListModel::eColLocation], L"/srv/jobs/1");
+    EXPECT_TRUE(list.LoadStoreLocations(eMailClientFolder));
+    ASSERT_EQ(list.GetRowCount(), 1u);
+    EXPECT_EQ(list.GetRow(0)[CMsgStoresListModel::eColPrimaryRef], L"P2");
 }
 
 TEST(StoreDatabaseSqlite, FolderListLinesBecomeStoresOnce) {

@@ -5,6 +5,7 @@
 
 #include "TempDir.h"
 
+#include "stores/DbTableHelper.h"
 #include "stores/QODatabase.h"
 #include "support/Exception.h"
 #include "support/Paths.h"
@@ -19,6 +20,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 
 namespace StoresTest {
 
@@ -74,6 +76,49 @@ inline std::optional<MariaDbServer> mariaDbServer() {
         return std::nullopt;
     return s;
 }
+
+/// A database of its own on the test server, named after the running test
+/// so that tests may run side by side, and dropped again at the end.
+class MariaDbDatabase {
+public:
+    explicit MariaDbDatabase(MariaDbServer server) : m_server(std::move(server)) {
+        std::string name = "qo_" + std::to_string(getpid()) + "_" +
+                           ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        for (char& c : name)
+            c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+        m_sName = Kerf::Util::toWide(name.substr(0, 60));
+        m_admin.Attach(L"MYSQL", Kerf::Util::toWide(m_server.database), m_server.tcpServer(),
+                       Kerf::Util::toWide(m_server.user), Kerf::Util::toWide(m_server.password));
+        m_admin.executeQuery(L"DROP DATABASE IF EXISTS " + m_sName + L";");
+        m_admin.executeQuery(L"CREATE DATABASE " + m_sName + L" CHARACTER SET utf8mb4;");
+    }
+    ~MariaDbDatabase() { m_admin.executeQuery(L"DROP DATABASE IF EXISTS " + m_sName + L";"); }
+    MariaDbDatabase(const MariaDbDatabase&) = delete;
+    MariaDbDatabase& operator=(const MariaDbDatabase&) = delete;
+
+    /// The store database in it, reached through the given server text
+    /// (host and port, or the socket) with the given password.
+    std::unique_ptr<Kerf::QuireLib::CQuartoDb> open(const std::wstring& server,
+                                                    const std::string& password) const {
+        return std::make_unique<Kerf::QuireLib::CQuartoDb>(L"MYSQL", m_sName, server,
+                                                           Kerf::Util::toWide(m_server.user),
+                                                           Kerf::Util::toWide(password));
+    }
+    std::unique_ptr<Kerf::QuireLib::CQuartoDb> open() const {
+        return open(m_server.tcpServer(), m_server.password);
+    }
+    std::wstring connectionString() const {
+        return Kerf::QuireLib::CDbTableHelper::ConnectionString(
+            L"MYSQL", m_sName, m_server.tcpServer(), Kerf::Util::toWide(m_server.user),
+            Kerf::Util::toWide(m_server.password));
+    }
+    const MariaDbServer& server() const { return m_server; }
+
+private:
+    MariaDbServer m_server;
+    std::wstring m_sName;
+    Kerf::QuireLib::CDbTableHelper m_admin;
+};
 
 inline Kerf::QuireLib::LocationRows locations(Kerf::QuireLib::CQuartoDb& db,
                                               const std::wstring& type) {
