@@ -1,10 +1,9 @@
 #include "DocumentWriter.h"
 #include "FilingFolder.h"
 #include "MsgTestFiles.h"
+#include "WidgetTestEnvironment.h"
 
 #include "mail/AttachmentText.h"
-
-#include <QGuiApplication>
 
 #include <gtest/gtest.h>
 
@@ -19,20 +18,8 @@ using QoMsg::MsgMessage;
 namespace {
 
 // The PDF writer needs a GUI application.
-class GuiEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override {
-        static int argc = 1;
-        static char name[] = "attachment_text_tests";
-        static char* argv[] = {name, nullptr};
-        m_app = std::make_unique<QGuiApplication>(argc, argv);
-    }
-    void TearDown() override { m_app.reset(); }
-
-private:
-    std::unique_ptr<QGuiApplication> m_app;
-};
-const auto* const g_environment = ::testing::AddGlobalTestEnvironment(new GuiEnvironment);
+const auto* const g_environment =
+    ::testing::AddGlobalTestEnvironment(new QoTest::WidgetTestEnvironment("attachment_text_tests"));
 
 std::vector<std::uint8_t> bytesOf(const std::string& text) {
     return {text.begin(), text.end()};

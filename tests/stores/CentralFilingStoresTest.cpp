@@ -127,33 +127,23 @@ TEST(CentralFilingStores, ExternalEntitiesNeverPullAFileIn) {
     QoTest::writeFile(secret, "TOP-SECRET-TEXT");
     QoTest::writeFile(user.dir.path() / "evil.dtd",
                       "<!ENTITY leak SYSTEM \"file://" + secret.string() + "\">");
-    const std::string inElement =
-        "<?xml version=\"1.0\"?>\n<!DOCTYPE filinglocations [\n"
-        "<!ENTITY leak SYSTEM \"file://" +
-        secret.string() +
-        "\">\n]>\n"
-        "<filinglocations><locations><location path=\"/srv/a\"/></locations>"
-        "<settings><setting name=\"s\"><value>&leak;</value></setting></settings>"
-        "</filinglocations>";
-    const std::string inAttribute =
-        "<?xml version=\"1.0\"?>\n<!DOCTYPE filinglocations [\n"
-        "<!ENTITY leak SYSTEM \"" +
-        secret.string() +
-        "\">\n]>\n"
-        "<filinglocations><locations><location path=\"&leak;\"/></locations></filinglocations>";
-    const std::string viaParameter =
-        "<?xml version=\"1.0\"?>\n<!DOCTYPE filinglocations [\n"
-        "<!ENTITY % dtd SYSTEM \"" +
-        (user.dir.path() / "evil.dtd").string() +
-        "\">\n%dtd;\n]>\n"
-        "<filinglocations><locations><location path=\"/srv/b\" description=\"&leak;\"/>"
-        "</locations></filinglocations>";
-    const std::pair<const char*, const std::string*> lists[] = {{"element.xml", &inElement},
-                                                                {"attribute.xml", &inAttribute},
-                                                                {"parameter.xml", &viaParameter}};
+    const auto list = [](const std::string& declarations, const std::string& body) {
+        return "<?xml version=\"1.0\"?>\n<!DOCTYPE filinglocations [\n" + declarations +
+               "\n]>\n<filinglocations><locations>" + body + "</filinglocations>";
+    };
+    const std::pair<const char*, std::string> lists[] = {
+        {"element.xml",
+         list("<!ENTITY leak SYSTEM \"file://" + secret.string() + "\">",
+              "<location path=\"/srv/a\"/></locations>"
+              "<settings><setting name=\"s\"><value>&leak;</value></setting></settings>")},
+        {"attribute.xml", list("<!ENTITY leak SYSTEM \"" + secret.string() + "\">",
+                               "<location path=\"&leak;\"/></locations>")},
+        {"parameter.xml",
+         list("<!ENTITY % dtd SYSTEM \"" + (user.dir.path() / "evil.dtd").string() + "\">\n%dtd;",
+              "<location path=\"/srv/b\" description=\"&leak;\"/></locations>")}};
     for (const auto& [name, text] : lists) {
         const auto remote = user.dir.path() / "share" / name;
-        QoTest::writeFile(remote, *text);
+        QoTest::writeFile(remote, text);
         const Loaded loaded = load({remote});
         for (const auto& row : loaded.rows)
             for (const auto& [key, value] : row)

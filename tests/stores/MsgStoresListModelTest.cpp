@@ -156,9 +156,6 @@ TEST(MsgStoresListModel, LoadsDatabaseAndCentralListsNamedInTheUsersFile) {
 TEST(MsgStoresListModel, ColumnSpecificationCarriesTheTitles) {
     StoresTest::ScopedUser user;
     Model model;
-    EXPECT_EQ(model.GetColumnSpecification(),
-              L"Store ID,0;Source, 0;Primary Ref,150;Secondary Ref,150;Description,150;"
-              L"Location,150;");
     model.SetPrimaryRefTitle(L"Job");
     model.SetSecondaryRefTitle(L"Client");
     model.SetDescriptionTitle(L"Notes");

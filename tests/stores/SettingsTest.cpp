@@ -110,11 +110,6 @@ TEST(DefaultSettings, ErrorsCarryCodeFileLineAndText) {
         EXPECT_EQ(e.getCode(), CDefaultSettingsException::eErrorOpeningFile);
         EXPECT_EQ(e.getMessage(), L"Error (<<" + missing + L">>) : Error opening file");
     }
-    EXPECT_EQ(CDefaultSettingsException(CDefaultSettingsException::eUnknownError).getMessage(),
-              L"Error : Unknown error");
-    EXPECT_EQ(CDefaultSettingsException(CDefaultSettingsException::eInvalidKey, L"a.cfg", 7, L"why")
-                  .getMessage(),
-              L"Error (<<a.cfg>> @ line 7) : Invalid key: why");
 }
 
 TEST(DefaultSettings, WritesWhatItReadsAndRefusesWhatAFileCannotHold) {
