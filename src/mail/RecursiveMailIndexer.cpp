@@ -57,6 +57,10 @@ Search::IndexWriterPtr CRecursiveMailIndexer::buildIndexWriter() {
 CMetadataPtr CRecursiveMailIndexer::buildMetadata(const std::wstring& path) {
     if (Trace::isOn())
         Trace::tracef("CRecursiveMailIndexer::buildMetadata(%s)\n", Util::toNarrow(path).c_str());
+    return m_readMessage(path);
+}
+
+CMetadataPtr CRecursiveMailIndexer::readMessageFile(const std::wstring& path) {
     return std::make_shared<CEmailMetadata_File>(path, true);
 }
 
@@ -124,7 +128,7 @@ void CRecursiveMailIndexer::endUpdatingIndexItem(const std::wstring& location) {
 }
 
 void CRecursiveMailIndexer::post(IndexerMessage message, const char* expression) {
-    if (m_bClosing || !m_pWindow)
+    if (m_bClosing || isLetGo() || !m_pWindow)
         return;
     if (!m_pWindow->post(Search::IndexerEvent{message, getRunNumber()}))
         reportAssertion(__FILE__, __LINE__, expression);

@@ -9,6 +9,7 @@
 #include "search/RecursiveIndexer.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -32,6 +33,14 @@ public:
                           const Paths& directories, Search::IndexSearcherPtr searcher,
                           const IndexPlace& place);
     ~CRecursiveMailIndexer() override;
+
+    /// Reads one message file into a record.
+    using MessageReader = std::function<CMetadataPtr(const std::wstring& path)>;
+    /// The reader every indexer uses unless told otherwise: the saved-message file's own.
+    static CMetadataPtr readMessageFile(const std::wstring& path);
+    /// Replaces how message files are read (before go); a test uses it to
+    /// make a read wait.
+    void setMessageReader(MessageReader reader) { m_readMessage = std::move(reader); }
 
     Search::IndexWriterPtr buildIndexWriter();
     CMetadataPtr buildMetadata(const std::wstring& path) override;
@@ -65,6 +74,7 @@ private:
 
     IndexPlace m_place;
     std::shared_ptr<Search::IEventSink> m_pWindow;
+    MessageReader m_readMessage = &CRecursiveMailIndexer::readMessageFile;
     std::int64_t m_tStart = 0;
     std::int64_t m_tFinish = 0;
     std::int64_t m_tElapsed = 0;

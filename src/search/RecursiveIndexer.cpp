@@ -135,6 +135,10 @@ void CRecursiveIndexer::start() {
     }
     m_itemsToBeRead.reset();
     m_itemsToBeIndexed.reset();
+    {
+        std::lock_guard lock(m_workerLock);
+        m_bWorkerEnded = false;
+    }
     m_bStarted = true;
     m_pWorkerThread = std::make_unique<std::thread>([this] { startWorker(); });
 }
@@ -164,6 +168,34 @@ void CRecursiveIndexer::stop() {
         }
         m_pIndexWriter.reset();
     }
+}
+
+bool CRecursiveIndexer::waitForWorker(std::chrono::steady_clock::time_point deadline) {
+    if (!m_pWorkerThread)
+        return true;
+    std::unique_lock lock(m_workerLock);
+    return m_workerEnded.wait_until(lock, deadline, [this] { return m_bWorkerEnded; });
+}
+
+void CRecursiveIndexer::letGo(std::unique_ptr<CRecursiveIndexer> indexer) {
+    if (!indexer)
+        return;
+    KERF_TRACE_ENTRY("Kerf::Search::Writer::CRecursiveIndexer::letGo");
+    indexer->m_bLetGo = true;
+    indexer->requestStop();
+    {
+        std::lock_guard lock(indexer->m_workerLock);
+        if (indexer->m_pWorkerThread && !indexer->m_bWorkerEnded) {
+            indexer->m_pWorkerThread->detach();
+            indexer->m_pWorkerThread.reset();
+            indexer->m_bOrphaned = true;
+            // The worker deletes it once its threads come back.
+            indexer.release();
+            return;
+        }
+    }
+    // Ended already (or never started): destroying it waits for nothing.
+    indexer.reset();
 }
 
 bool CRecursiveIndexer::isFinished() {
@@ -197,7 +229,7 @@ bool CRecursiveIndexer::isIndexedFile(const std::wstring& path) const {
 }
 
 bool CRecursiveIndexer::postEvent(IndexerMessage message) {
-    return m_pEventSink && m_pEventSink->post(IndexerEvent{message, m_iRun});
+    return !m_bLetGo && m_pEventSink && m_pEventSink->post(IndexerEvent{message, m_iRun});
 }
 
 // ---------------------------------------------------------------------------
@@ -260,6 +292,17 @@ void CRecursiveIndexer::startWorker() {
     if (!started[2])
         m_bIndexingFinished = true;
     guarded("endWorkThread", [this] { endWorkThread(); });
+    {
+        std::lock_guard lock(m_workerLock);
+        m_bWorkerEnded = true;
+        m_workerEnded.notify_all();
+        if (!m_bOrphaned)
+            return;
+    }
+    // Let go by its owner while the threads were still busy: nobody else
+    // holds the indexer now. The destructor finds no worker to join and
+    // closes the writer.
+    delete this;
 }
 
 void CRecursiveIndexer::scanDirectoryThread() {

@@ -29,6 +29,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -98,6 +99,18 @@ public:
     /// True once the index stage has ended; then also waits for the worker
     /// to finish its last hook, so that go() may be called again.
     virtual bool isFinished();
+    /// Waits until the worker has ended or the deadline has passed; true
+    /// when it has ended (or never started), so that destroying the indexer
+    /// no longer waits on its threads.
+    bool waitForWorker(std::chrono::steady_clock::time_point deadline);
+    /// Lets go of an indexer whose threads may be stuck, say in a read from a
+    /// share that stopped answering: asks it to stop and, unless its worker
+    /// has ended already, detaches the worker, which then deletes the indexer
+    /// (closing its writer) as the last thing it does. From this call on the
+    /// indexer posts nothing, so its front end may go away.
+    static void letGo(std::unique_ptr<CRecursiveIndexer> indexer);
+    /// True once the indexer was let go; hooks must then post nothing.
+    bool isLetGo() const { return m_bLetGo; }
     /// Documents added or replaced in this run.
     virtual std::size_t getCompletedItemsTotal() const;
     /// Of those, the documents that replaced one of a changed file.
@@ -252,6 +265,13 @@ private:
     IndexFault m_lastErrorFault = IndexFault::Other;
 
     std::unique_ptr<std::thread> m_pWorkerThread;
+    /// The worker's end and letGo() meet here: whichever comes second decides
+    /// whether the worker deletes the indexer.
+    std::mutex m_workerLock;
+    std::condition_variable m_workerEnded;
+    bool m_bWorkerEnded = false; // guarded by m_workerLock
+    bool m_bOrphaned = false;    // guarded by m_workerLock: nobody owns the indexer
+    std::atomic<bool> m_bLetGo{false};
     /// Whether go() ever ran (caller's thread only).
     bool m_bStarted = false;
 };
