@@ -323,10 +323,12 @@ bool CQoSearchDlg::isFindNowAvailable() {
 
 void CQoSearchDlg::updateButtons() {
     m_pFindNow->setEnabled(isFindNowAvailable());
-    m_pStop->setEnabled(m_cycle.isIndexing());
     const bool indexing = m_cycle.isIndexing();
-    if (indexing && m_pProgress->isHidden())
-        m_pProgress->setRange(0, 0); // busy until the first counts arrive
+    // A stopped run that is still ending cannot be stopped again.
+    m_pStop->setEnabled(indexing && !m_cycle.isStopping());
+    // Busy until the first counts arrive, and while a stopped run ends.
+    if (indexing && (m_pProgress->isHidden() || m_cycle.isStopping()))
+        m_pProgress->setRange(0, 0);
     m_pProgress->setVisible(indexing);
 }
 

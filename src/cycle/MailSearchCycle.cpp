@@ -1,6 +1,7 @@
 #include "cycle/MailSearchCycle.h"
 
 #include "mail/StatusTexts.h"
+#include "support/Assert.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
@@ -8,6 +9,11 @@ namespace Kerf::QuireLib {
 
 using Search::IndexerMessage;
 using Search::IndexFault;
+
+namespace {
+/// How long closing waits for the indexer's threads before it lets them go.
+constexpr std::chrono::milliseconds kCloseGrace{2000};
+} // namespace
 
 CMailSearchCycle::CMailSearchCycle(ISearchView& view, std::shared_ptr<Search::IEventSink> sink,
                                    CRecursiveMailIndexer::IndexPlace place)
@@ -79,6 +85,8 @@ bool CMailSearchCycle::startIndexer() {
         try {
             m_pIndexer = std::make_unique<CRecursiveMailIndexer>(m_pSink, m_criteria, m_locations,
                                                                  m_pSearcher, m_place);
+            if (m_readMessage)
+                m_pIndexer->setMessageReader(m_readMessage);
             m_pIndexer->setRunNumber(++m_iRun);
             m_pIndexer->go();
             return true;
@@ -118,7 +126,9 @@ void CMailSearchCycle::indexingStopped(const std::wstring& reason) {
 
 bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories& locations) {
     KERF_TRACE_ENTRY("CQoSearchDlg::startSearch");
-    closeIndexer();
+    askIndexerToStop();
+    m_bStartPending = false;
+    m_stoppedStatus.reset();
     m_sLastError.clear();
     m_criteria = criteria;
     m_criteria.adjustDatesForSearch();
@@ -128,6 +138,8 @@ bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories
         return false;
     }
     setStatus(StatusTexts::kSearching);
+    m_matchedMessages.clear();
+    m_searchedDirectories.clear();
     m_view.deleteAllRows();
     m_view.clearPreview();
     return true;
@@ -136,6 +148,14 @@ bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories
 bool CMailSearchCycle::findNow(const SearchCriteria& criteria, const Directories& locations) {
     if (!prepare(criteria, locations))
         return false;
+    if (m_pStopping) {
+        m_bStartPending = true;
+        return true;
+    }
+    return startRun();
+}
+
+bool CMailSearchCycle::startRun() {
     m_bRebuilt = false;
     m_bDamageFound = false;
     // The indexer skips what its searcher shows; a searcher opened before
@@ -149,8 +169,6 @@ bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
                                        const Directories& locations) {
     if (!prepare(criteria, locations))
         return false;
-    m_matchedMessages.clear();
-    m_searchedDirectories.clear();
     try {
         resetIndexSearcher();
         searchDirectories();
@@ -165,6 +183,11 @@ bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
 }
 
 void CMailSearchCycle::handle(const Search::IndexerEvent& event) {
+    if (m_pStopping && event.run == m_pStopping->getRunNumber()) {
+        if (event.message == IndexerMessage::EndWork)
+            finishStopping();
+        return;
+    }
     if (event.run != m_iRun || !m_pIndexer)
         return;
     switch (event.message) {
@@ -247,27 +270,84 @@ void CMailSearchCycle::updateStatusViaIndexer() {
 }
 
 void CMailSearchCycle::stop() {
-    showSearchFinish();
+    if (m_pIndexer)
+        showSearchFinish();
+    else if (m_bStartPending)
+        // The search waited for the previous run to end and never began.
+        setStatus(StatusTexts::matchesFound(m_matchedMessages.size(), 0));
+    else
+        return; // nothing runs, or it is ending already
     KERF_TRACE_ENTRY("CQoSearchDlg::stopSearch");
-    closeIndexer();
+    m_bStartPending = false;
+    askIndexerToStop();
+    m_stoppedStatus = m_sStatus;
+    setStatus(StatusTexts::kStopping);
 }
 
 void CMailSearchCycle::clear() {
     KERF_TRACE_ENTRY("CQoSearchDlg::stopSearch");
-    closeIndexer();
+    askIndexerToStop();
+    m_bStartPending = false;
+    m_stoppedStatus.reset();
     m_view.deleteAllRows();
     m_view.clearPreview();
     setStatus(L"");
 }
 
-void CMailSearchCycle::closeIndexer() {
+void CMailSearchCycle::askIndexerToStop() {
     if (!m_pIndexer)
         return;
-    std::unique_ptr<CRecursiveMailIndexer> indexer = std::move(m_pIndexer);
-    const std::wstring error = indexer->getLastError();
-    indexer.reset(); // stops and joins the threads
+    // A run starts only once the previous stopped one has ended.
+    KERF_ASSERT(!m_pStopping);
+    if (m_pStopping)
+        closeWithin(std::move(m_pStopping), kCloseGrace);
+    m_pStopping = std::move(m_pIndexer);
+    m_pStopping->requestStop();
+}
+
+void CMailSearchCycle::finishStopping() {
+    std::unique_ptr<CRecursiveMailIndexer> stopped = std::move(m_pStopping);
+    const std::wstring error = stopped->getLastError();
     if (!error.empty())
         Trace::tracef("Indexing ended early: %s\n", Util::toNarrow(error).c_str());
+    // Its threads have ended: this closes the writer and waits for nothing.
+    stopped.reset();
+    if (m_bStartPending) {
+        m_bStartPending = false;
+        startRun();
+        return;
+    }
+    if (m_stoppedStatus)
+        setStatus(*m_stoppedStatus);
+    m_stoppedStatus.reset();
+}
+
+void CMailSearchCycle::closeIndexer() {
+    m_bStartPending = false;
+    askIndexerToStop();
+    if (!m_pStopping)
+        return;
+    closeWithin(std::move(m_pStopping), kCloseGrace);
+    if (m_stoppedStatus)
+        setStatus(*m_stoppedStatus);
+    m_stoppedStatus.reset();
+}
+
+void CMailSearchCycle::closeWithin(std::unique_ptr<CRecursiveMailIndexer> indexer,
+                                   std::chrono::milliseconds grace) {
+    const std::wstring error = indexer->getLastError();
+    if (!error.empty())
+        Trace::tracef("Indexing ended early: %s\n", Util::toNarrow(error).c_str());
+    indexer->requestStop();
+    if (indexer->waitForWorker(std::chrono::steady_clock::now() + grace)) {
+        indexer.reset(); // joins at once and closes the writer
+        return;
+    }
+    // A read that does not return (a share that stopped answering) must not
+    // keep the program from closing.
+    Trace::tracef("The indexer's threads did not end within %lld ms; they are let go.\n",
+                  static_cast<long long>(grace.count()));
+    Search::Writer::CRecursiveIndexer::letGo(std::move(indexer));
 }
 
 void CMailSearchCycle::refreshSearch() {

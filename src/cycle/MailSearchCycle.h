@@ -6,6 +6,11 @@
 // updated index and the status tells how many messages matched and how long
 // it took. The front end only shows what this class tells it and hands it the
 // indexer's messages on its own thread.
+//
+// Nothing here waits on the indexer's threads, which may be stuck in a read
+// from a share that stopped answering: Stop asks the run to end and sets it
+// aside until its end-of-work message arrives, and a Find Now meanwhile
+// starts once that run has ended (it holds the index's write lock until then).
 
 #include "mail/MailQueryRunner.h"
 #include "mail/RecursiveMailIndexer.h"
@@ -13,8 +18,10 @@
 #include "search/EventSink.h"
 #include "search/IndexStorage.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -66,8 +73,9 @@ public:
     /// anew; the next update fills it again.
     void initialise();
 
-    /// "Find Now": stops any running work, then searches the locations for
-    /// the criteria (their dates adjusted first). False when there is no
+    /// "Find Now": asks any running work to stop, then searches the locations
+    /// for the criteria (their dates adjusted first); while a stopped run is
+    /// still ending, the search starts once it has. False when there is no
     /// location or the index could not be opened; the status says why.
     bool findNow(const SearchCriteria& criteria, const Directories& locations);
     /// Chosen locations that cannot be searched, each with its reason; the
@@ -83,18 +91,32 @@ public:
     /// may still have some queued.
     void handle(const Search::IndexerEvent& event);
 
-    /// "Stop": the results of the work done so far, then the work ends.
+    /// "Stop": the results of the work done so far, then the work is asked
+    /// to end; the status reads "Stopping..." until it has, and then the
+    /// matches found. Returns at once.
     void stop();
-    /// "Clear": the work ends, the rows go and the status is emptied.
+    /// "Clear": the work is asked to end, the rows go and the status is
+    /// emptied; the ending run shows nothing more.
     void clear();
-    /// Ends any running work; queued messages then find nothing to do.
+    /// Ends any work before the front end goes: waits a little for the
+    /// threads, and lets go of those that do not end (they post nothing
+    /// more and clean up after themselves). Queued messages then find
+    /// nothing to do.
     void closeIndexer();
 
     /// Whether result rows carry the message body (off: the list shows no
     /// body and reading them all would slow large results down).
     void setRowsCarryBody(bool carry) { m_bRowsCarryBody = carry; }
 
-    bool isIndexing() const { return m_pIndexer != nullptr; }
+    /// Used by tests to make reading a message wait; applies to later runs.
+    void setMessageReader(CRecursiveMailIndexer::MessageReader reader) {
+        m_readMessage = std::move(reader);
+    }
+
+    /// True while a run works, is ending after Stop, or waits to start.
+    bool isIndexing() const { return m_pIndexer != nullptr || m_pStopping != nullptr; }
+    /// True while a stopped run ends and no search waits to start after it.
+    bool isStopping() const { return m_pStopping != nullptr && !m_bStartPending; }
     const std::wstring& getStatusText() const { return m_sStatus; }
     /// The last failure of a search (a query the parser refused, an index
     /// that could not be opened, indexing that stopped); empty when the last
@@ -113,6 +135,17 @@ public:
 
 private:
     bool prepare(const SearchCriteria& criteria, const Directories& locations);
+    /// Opens the searcher and starts the indexer for m_criteria and m_locations.
+    bool startRun();
+    /// Asks the running indexer to end and sets it aside without waiting.
+    void askIndexerToStop();
+    /// The stopped run has ended: closes it, then starts the search that
+    /// waited for it or shows the status its Stop left.
+    void finishStopping();
+    /// Closes the indexer, waiting a little for its threads and letting go of
+    /// it when they do not end.
+    static void closeWithin(std::unique_ptr<CRecursiveMailIndexer> indexer,
+                            std::chrono::milliseconds grace);
     /// Opens the searcher; a damaged index is set aside. False when even that failed.
     bool openSearcher();
     /// Removes the damaged index's files so that the next writer makes a new
@@ -146,6 +179,15 @@ private:
     CRecursiveMailIndexer::IndexPlace m_place;
     Search::IndexSearcherPtr m_pSearcher;
     std::unique_ptr<CRecursiveMailIndexer> m_pIndexer;
+    /// A run asked to stop whose threads have not ended yet; never set
+    /// together with m_pIndexer.
+    std::unique_ptr<CRecursiveMailIndexer> m_pStopping;
+    /// A Find Now waits for m_pStopping to end.
+    bool m_bStartPending = false;
+    /// What the status reads once m_pStopping has ended; none when a later
+    /// action (Find Now, Clear) has set its own.
+    std::optional<std::wstring> m_stoppedStatus;
+    CRecursiveMailIndexer::MessageReader m_readMessage;
     std::uint64_t m_iRun = 0;
     SearchCriteria m_criteria;
     Directories m_locations;

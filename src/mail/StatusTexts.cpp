@@ -6,6 +6,7 @@
 namespace Kerf::QuireLib::StatusTexts {
 
 const wchar_t* const kSearching = L"Searching...";
+const wchar_t* const kStopping = L"Stopping...";
 const wchar_t* const kIndexRebuilt = L"The index was damaged and is being rebuilt";
 const wchar_t* const kNoLocations = L"No search location(s) selected";
 const wchar_t* const kDisplayingResults = L"Displaying results from index...";

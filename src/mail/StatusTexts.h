@@ -33,6 +33,8 @@ std::wstring indexingProgress(std::size_t indexed, std::size_t remaining,
 std::wstring indexingStopped(const std::wstring& reason);
 
 extern const wchar_t* const kSearching;
+/// While a stopped run's threads come to their end.
+extern const wchar_t* const kStopping;
 extern const wchar_t* const kIndexRebuilt;
 extern const wchar_t* const kNoLocations;
 extern const wchar_t* const kDisplayingResults;

@@ -198,9 +198,12 @@ TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
     ASSERT_TRUE(waitUntil([&] { return barChecks >= 3; })) << Kerf::Util::toNarrow(status(*dlg));
     ASSERT_TRUE(dlg->cycle().isIndexing()) << "the indexer finished before Stop";
     QTest::mouseClick(&dlg->stopButton(), Qt::LeftButton);
+    // The threads end while the window goes on; Stop cannot be pressed twice.
+    EXPECT_EQ(status(*dlg), L"Stopping...");
+    EXPECT_FALSE(dlg->stopButton().isEnabled());
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
 
     EXPECT_FALSE(bar.isVisible());
-    EXPECT_FALSE(dlg->cycle().isIndexing());
     EXPECT_FALSE(dlg->stopButton().isEnabled());
     const std::wstring text = status(*dlg);
     const size_t digits = text.find_first_not_of(L"0123456789");

@@ -9,6 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 #include <utime.h>
 
 namespace fs = std::filesystem;
@@ -78,6 +81,74 @@ fs::path copiesOfTheSample(const fs::path& dir, int count) {
         fs::create_hard_link(dir / "sample.msg", mail / ("m" + std::to_string(i) + ".msg"));
     return mail;
 }
+
+/// A message reader that lets the first reads through and holds every later
+/// one until the test opens it, as a share that stopped answering would.
+class Gate {
+public:
+    explicit Gate(std::size_t passing) : m_iPassing(passing) {}
+
+    CMetadataPtr read(const std::wstring& path) {
+        {
+            std::unique_lock lock(m_lock);
+            const std::size_t number = ++m_iReads;
+            m_changed.notify_all();
+            m_changed.wait(lock, [&] { return m_bOpen || number <= m_iPassing; });
+        }
+        return CRecursiveMailIndexer::readMessageFile(path);
+    }
+    void open() {
+        std::lock_guard lock(m_lock);
+        m_bOpen = true;
+        m_changed.notify_all();
+    }
+    /// Reads begun so far, waiting up to a minute for at least `count`.
+    std::size_t waitForReads(std::size_t count) {
+        std::unique_lock lock(m_lock);
+        m_changed.wait_for(lock, std::chrono::minutes(1), [&] { return m_iReads >= count; });
+        return m_iReads;
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    const std::size_t m_iPassing;
+    std::size_t m_iReads = 0;
+    bool m_bOpen = false;
+};
+
+/// Opens the gate if the test has not gone on within 20 seconds: a call that
+/// waits for a held read then fails the test instead of hanging it.
+class Watchdog {
+public:
+    explicit Watchdog(Gate& gate)
+        : m_thread([this, &gate] {
+              std::unique_lock lock(m_lock);
+              if (m_done.wait_for(lock, std::chrono::seconds(20), [this] { return m_bDone; }))
+                  return;
+              m_bFired = true;
+              lock.unlock();
+              gate.open();
+          }) {}
+    ~Watchdog() {
+        disarm();
+        m_thread.join();
+    }
+    /// True when the test got here before the watchdog had to open the gate.
+    bool disarm() {
+        std::lock_guard lock(m_lock);
+        m_bDone = true;
+        m_done.notify_all();
+        return !m_bFired;
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_done;
+    bool m_bDone = false;
+    bool m_bFired = false;
+    std::thread m_thread;
+};
 
 } // namespace
 
@@ -169,50 +240,124 @@ TEST(MailIndexer, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
     EXPECT_FALSE(indexer.isIndexedFile(Util::fromPath(mail / "old.msg")));
 }
 
-TEST(MailSearchCycle, FindNowAfterStopIndexesNothingTheStoppedRunCommitted) {
+class MailSearchCycleTest : public ::testing::Test {
+protected:
+    static constexpr std::size_t kFiles = 200;
+
     QoTest::TempDir dir;
-    const fs::path mail = copiesOfTheSample(dir.path(), 2000);
+    const fs::path mail = copiesOfTheSample(dir.path(), kFiles);
     const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
                                                   Util::fromPath(dir / "Index/0.4")};
     CountingView view;
-    auto sink = std::make_shared<Search::CQueuedEventSink>();
-    CMailSearchCycle cycle(view, sink, place);
-    cycle.initialise();
-    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
-    // Stop once the first items are in the index.
-    while (auto message = sink->take(std::chrono::seconds(60))) {
-        cycle.handle(*message);
-        if (message->message == IndexerMessage::EndUpdatingIndexItem)
-            break;
+    std::shared_ptr<Search::CQueuedEventSink> sink = std::make_shared<Search::CQueuedEventSink>();
+    std::unique_ptr<CMailSearchCycle> cycle = newCycle();
+
+    std::unique_ptr<CMailSearchCycle> newCycle() {
+        auto made = std::make_unique<CMailSearchCycle>(view, sink, place);
+        made->initialise();
+        return made;
     }
-    cycle.stop();
-    const auto committed = static_cast<std::size_t>(
-        Search::createIndexSearcher(place.directory)->getReader()->numDocs());
-    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
-    std::size_t indexedAgain = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (cycle.isIndexing() && std::chrono::steady_clock::now() < deadline)
-        if (auto message = sink->take(std::chrono::milliseconds(100))) {
-            if (message->message == IndexerMessage::EndWork && message->run == cycle.getRunNumber())
-                indexedAgain = cycle.getIndexer()->getCompletedItemsTotal();
-            cycle.handle(*message);
-        }
-    ASSERT_FALSE(cycle.isIndexing());
-    EXPECT_EQ(indexedAgain, 2000u - committed);
-    EXPECT_EQ(view.getItemCount(), 2000u);
+    /// Every read goes through a gate that holds all but the first `passing`.
+    std::shared_ptr<Gate> gateReads(std::size_t passing) {
+        auto gate = std::make_shared<Gate>(passing);
+        cycle->setMessageReader([gate](const std::wstring& path) { return gate->read(path); });
+        return gate;
+    }
+    bool findNow() { return cycle->findNow(SearchCriteria(), {Util::fromPath(mail)}); }
+    /// Hands the queued events to the cycle until the condition holds (a
+    /// minute at most).
+    bool pumpUntil(const std::function<bool()>& done) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!done() && std::chrono::steady_clock::now() < deadline)
+            if (auto event = sink->take(std::chrono::milliseconds(20)))
+                cycle->handle(*event);
+        return done();
+    }
+    bool pumpToTheEnd() {
+        return pumpUntil([this] { return !cycle->isIndexing(); });
+    }
+    std::size_t documentsInTheIndex() const {
+        return static_cast<std::size_t>(
+            Search::createIndexSearcher(place.directory)->getReader()->numDocs());
+    }
+    /// Stop (or whatever `act` does) while a read is held: it must come back
+    /// without waiting for that read.
+    void whileAReadIsHeld(Gate& gate, const std::function<void()>& act) {
+        Watchdog watchdog(gate);
+        act();
+        EXPECT_TRUE(watchdog.disarm()) << "the call waited for the held read";
+    }
+};
+
+TEST_F(MailSearchCycleTest, StopWithAReadThatHangsReturnsAtOnceAndEndsWhenTheReadReturns) {
+    auto gate = gateReads(0);
+    ASSERT_TRUE(findNow());
+    gate->waitForReads(1);
+    whileAReadIsHeld(*gate, [&] { cycle->stop(); });
+    EXPECT_EQ(cycle->getStatusText(), L"Stopping...");
+    EXPECT_TRUE(cycle->isStopping());
+
+    gate->open();
+    ASSERT_TRUE(pumpToTheEnd());
+    EXPECT_FALSE(cycle->isStopping());
+    EXPECT_EQ(cycle->getStatusText().rfind(L"0 matches found in ", 0), 0u)
+        << Util::toNarrow(cycle->getStatusText());
+    EXPECT_EQ(documentsInTheIndex(), 0u);
 }
 
-TEST(MailSearchCycle, ALateEndOfWorkOfAnEarlierRunDoesNotEndTheCurrentOne) {
-    QoTest::TempDir dir;
-    const fs::path mail = copiesOfTheSample(dir.path(), 20);
-    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
-                                                  Util::fromPath(dir / "Index/0.4")};
-    CountingView view;
-    auto sink = std::make_shared<Search::CQueuedEventSink>();
-    CMailSearchCycle cycle(view, sink, place);
-    cycle.initialise();
-    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
-    // The first run ends, but its end is still queued when Find Now is pressed again.
+TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnlyWhatItLeft) {
+    constexpr std::size_t kPassing = 50;
+    auto gate = gateReads(kPassing);
+    ASSERT_TRUE(findNow());
+    // The first files are in the writer and the next read hangs: stop then.
+    ASSERT_EQ(gate->waitForReads(kPassing + 1), kPassing + 1);
+    ASSERT_TRUE(
+        pumpUntil([&] { return cycle->getIndexer()->getCompletedItemsTotal() == kPassing; }));
+    whileAReadIsHeld(*gate, [&] {
+        cycle->stop();
+        ASSERT_TRUE(findNow());
+    });
+    // The stopped run still holds the index's write lock: nothing new starts.
+    EXPECT_EQ(cycle->getIndexer(), nullptr);
+    EXPECT_TRUE(cycle->isIndexing());
+    EXPECT_FALSE(cycle->isStopping());
+    EXPECT_EQ(cycle->getStatusText(), L"Searching...");
+
+    gate->open();
+    ASSERT_TRUE(pumpToTheEnd());
+    EXPECT_EQ(cycle->getLastError(), L"");
+    // The new run read only what the stopped one had not committed.
+    EXPECT_EQ(gate->waitForReads(0) - (kPassing + 1), kFiles - kPassing);
+    EXPECT_EQ(documentsInTheIndex(), kFiles);
+    EXPECT_EQ(view.getItemCount(), kFiles);
+    EXPECT_EQ(cycle->getStatusText().rfind(L"200 matches found in ", 0), 0u)
+        << Util::toNarrow(cycle->getStatusText());
+}
+
+TEST_F(MailSearchCycleTest, ClosingWhileAReadHangsLetsTheRunGoAndItClosesTheIndexLater) {
+    auto gate = gateReads(0);
+    ASSERT_TRUE(findNow());
+    gate->waitForReads(1);
+    whileAReadIsHeld(*gate, [&] { cycle.reset(); });
+
+    // Once the read returns, the run ends on its own and lets go of the
+    // index's write lock: a new search indexes everything.
+    gate->open();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (gate.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(gate.use_count(), 1) << "the let-go run never ended";
+    cycle = newCycle();
+    ASSERT_TRUE(findNow());
+    ASSERT_TRUE(pumpToTheEnd());
+    EXPECT_EQ(cycle->getLastError(), L"");
+    EXPECT_EQ(view.getItemCount(), kFiles);
+}
+
+TEST_F(MailSearchCycleTest, ALateEndOfWorkOfAnEarlierRunDoesNotEndTheCurrentOne) {
+    ASSERT_TRUE(findNow());
+    // The first run ends and is closed, but its end is still queued when
+    // Find Now is pressed again.
     std::optional<Search::IndexerEvent> lateEnd;
     while (auto event = sink->take(std::chrono::seconds(60)))
         if (event->message == IndexerMessage::EndWork) {
@@ -220,13 +365,12 @@ TEST(MailSearchCycle, ALateEndOfWorkOfAnEarlierRunDoesNotEndTheCurrentOne) {
             break;
         }
     ASSERT_TRUE(lateEnd.has_value());
-    ASSERT_TRUE(cycle.findNow(SearchCriteria(), {Util::fromPath(mail)}));
-    cycle.handle(*lateEnd);
-    EXPECT_TRUE(cycle.isIndexing());
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (cycle.isIndexing() && std::chrono::steady_clock::now() < deadline)
-        if (auto event = sink->take(std::chrono::milliseconds(100)))
-            cycle.handle(*event);
-    EXPECT_EQ(cycle.getStatusText().substr(0, 18), L"20 matches found i");
-    EXPECT_EQ(view.getItemCount(), 20u);
+    cycle->closeIndexer();
+    ASSERT_TRUE(findNow());
+    ASSERT_NE(cycle->getIndexer(), nullptr);
+    cycle->handle(*lateEnd);
+    EXPECT_TRUE(cycle->isIndexing());
+    ASSERT_TRUE(pumpToTheEnd());
+    EXPECT_EQ(cycle->getStatusText().rfind(L"200 matches found in ", 0), 0u);
+    EXPECT_EQ(view.getItemCount(), kFiles);
 }
