@@ -158,8 +158,15 @@ std::wstring CRecursiveMailIndexer::getRemainingTimeAsString(std::size_t indexed
 
 CRecursiveMailIndexer::Progress CRecursiveMailIndexer::getProgress() const {
     Progress progress;
+    // Remaining is what the walk has queued and is neither indexed nor
+    // failed yet, however far the walk has run ahead of the reader. Read in
+    // this order, the files done never outnumber those queued: a file is
+    // counted as queued before it can be read.
+    const std::size_t failed = getItemsFailed();
     progress.indexed = getCompletedItemsTotal();
-    progress.remaining = getItemsToBeReadCount() + getItemsToBeIndexedCount();
+    const std::size_t done = failed + progress.indexed;
+    const std::size_t queued = getItemsQueued();
+    progress.remaining = queued > done ? queued - done : 0;
     return progress;
 }
 

@@ -89,7 +89,6 @@ CRecursiveIndexer::~CRecursiveIndexer() {
 }
 
 void CRecursiveIndexer::setQueueCapacity(std::size_t capacity) {
-    m_itemsToBeRead.setCapacity(capacity);
     m_itemsToBeIndexed.setCapacity(capacity);
 }
 
@@ -124,6 +123,7 @@ void CRecursiveIndexer::start() {
     m_iDirectoriesScanned = 0;
     m_iDirectoriesSkipped = 0;
     m_iItemsFailed = 0;
+    m_iItemsQueued = 0;
     m_iItemsChanged = 0;
     m_iItemsRemoved = 0;
     m_filesRemoved.clear();
@@ -497,7 +497,11 @@ void CRecursiveIndexer::addItemToBeRead(const std::wstring& path) {
         std::lock_guard lock(m_filesIndexedLock);
         m_filesQueued.insert(path);
     }
-    // Waits while the queue is full; a stop drops the path.
+    // Counted before the build stage can take it, so that the files read
+    // never outnumber those queued.
+    ++m_iItemsQueued;
+    // Waits only when the walk is far ahead of the reader; a stop drops the
+    // path.
     m_itemsToBeRead.push(path);
 }
 

@@ -24,6 +24,7 @@
 #include "search/IndexStorage.h"
 #include "search/IndexedFiles.h"
 #include "search/Metadata.h"
+#include "search/PathQueue.h"
 #include "search/PathSet.h"
 #include "support/Strings.h"
 
@@ -48,9 +49,14 @@ class CRecursiveIndexer {
 public:
     using Paths = std::vector<std::wstring>;
 
-    /// Items each queue holds before its producer waits: enough to keep the
-    /// stages busy, small enough that memory stays flat on any tree.
+    /// Records the build stage holds ready before it waits for the index
+    /// stage: enough to keep both busy, few enough that memory stays flat.
     static constexpr std::size_t kDefaultQueueCapacity = 256;
+    /// Bytes of paths the walk may queue ahead of the build stage before it
+    /// waits: a few hundred thousand files, so that on almost any tree the
+    /// walk ends early and the count of files to read is known, while memory
+    /// stays bounded on any tree.
+    static constexpr std::size_t kDefaultPathQueueBytes = std::size_t{64} << 20;
 
     /// The index stage commits what it added after this many documents or
     /// once this long has passed, whichever comes first.
@@ -86,7 +92,10 @@ public:
     /// of its runs, so that it can drop what an earlier run still sends.
     void setRunNumber(std::uint64_t run) { m_iRun = run; }
     std::uint64_t getRunNumber() const { return m_iRun; }
+    /// Records waiting for the index stage before the build stage waits.
     void setQueueCapacity(std::size_t capacity);
+    /// Bytes of paths waiting for the build stage before the walk waits.
+    void setPathQueueBytes(std::size_t bytes) { m_itemsToBeRead.setCapacity(bytes); }
 
     /// Starts the worker and returns at once.
     virtual void go();
@@ -125,6 +134,9 @@ public:
     /// Files whose record could not be built; they stay out of the index and
     /// are tried again by the next run.
     std::size_t getItemsFailed() const { return m_iItemsFailed; }
+    /// Files the walk queued to be read in this run; each ends up indexed,
+    /// failed, or dropped by a stop.
+    std::size_t getItemsQueued() const { return m_iItemsQueued; }
     std::size_t getItemsToBeReadCount() const { return m_itemsToBeRead.size(); }
     std::size_t getItemsToBeIndexedCount() const { return m_itemsToBeIndexed.size(); }
     bool isStopRequested() const { return m_bStop; }
@@ -247,6 +259,7 @@ private:
     std::atomic<std::size_t> m_iDirectoriesScanned{0};
     std::atomic<std::size_t> m_iDirectoriesSkipped{0};
     std::atomic<std::size_t> m_iItemsFailed{0};
+    std::atomic<std::size_t> m_iItemsQueued{0};
     std::atomic<std::size_t> m_iItemsChanged{0};
     std::atomic<std::size_t> m_iItemsRemoved{0};
 
@@ -257,7 +270,7 @@ private:
     mutable std::mutex m_filesIndexedLock;
     std::size_t m_iCompletedItemsTotal = 0;
 
-    BoundedQueue<std::wstring> m_itemsToBeRead{kDefaultQueueCapacity};
+    CPathQueue m_itemsToBeRead{kDefaultPathQueueBytes};
     BoundedQueue<QuireLib::CMetadataPtr> m_itemsToBeIndexed{kDefaultQueueCapacity};
 
     mutable std::mutex m_lastErrorLock;

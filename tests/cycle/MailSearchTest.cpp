@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -243,6 +244,48 @@ TEST_F(MailIndexerTest, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
     EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
     EXPECT_TRUE(indexer.isIndexedFile(Util::fromPath(mail / "new.msg")));
     EXPECT_FALSE(indexer.isIndexedFile(Util::fromPath(mail / "old.msg")));
+}
+
+TEST_F(MailIndexerTest, TheFirstProgressLineCountsEveryMessageTheWalkFound) {
+    // The reader hands over its first record only once the walk has ended
+    // (or after a while, so that a walk that waits on the reader fails the
+    // test instead of hanging it): the first update then knows every file.
+    struct CReaderAfterTheWalk : CRecursiveMailIndexer {
+        using CRecursiveMailIndexer::CRecursiveMailIndexer;
+        ~CReaderAfterTheWalk() override { stop(); }
+        CMetadataPtr buildMetadata(const std::wstring& path) override {
+            std::call_once(m_first, [this] {
+                const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+                while (!m_bScanningFinished && std::chrono::steady_clock::now() < deadline)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                walkEndedFirst = m_bScanningFinished.load();
+            });
+            return CRecursiveMailIndexer::buildMetadata(path);
+        }
+        std::once_flag m_first;
+        std::atomic<bool> walkEndedFirst{false};
+    };
+    constexpr std::size_t kMessages = 5000;
+    ASSERT_EQ(copiesOfTheSample(dir.path(), static_cast<int>(kMessages)), mail);
+    CReaderAfterTheWalk indexer(sink, SearchCriteria(), {Util::fromPath(mail)}, nullptr, place);
+    indexer.go();
+    std::optional<Search::IndexerEvent> event;
+    while ((event = sink->take(std::chrono::seconds(60))) &&
+           event->message != IndexerMessage::EndUpdatingIndexItem) {
+    }
+    ASSERT_TRUE(event) << "no progress update";
+    const CRecursiveMailIndexer::Progress progress = indexer.getProgress();
+    const std::wstring line = indexer.buildStatusString(progress);
+    indexer.stop();
+
+    EXPECT_TRUE(indexer.walkEndedFirst);
+    EXPECT_GE(progress.indexed, 10u);
+    EXPECT_EQ(progress.indexed + progress.remaining, kMessages);
+    const std::wstring expected = L"Indexed:" + std::to_wstring(progress.indexed) +
+                                  L"    Remaining:" + std::to_wstring(progress.remaining) +
+                                  L"    (" + std::to_wstring(progress.indexed * 100 / kMessages) +
+                                  L"% Complete: ";
+    EXPECT_EQ(line.substr(0, expected.size()), expected);
 }
 
 class MailSearchCycleTest : public IndexFolder {

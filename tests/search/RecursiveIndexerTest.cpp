@@ -203,6 +203,8 @@ TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
         file("f" + std::to_string(f) + ".txt");
     CTextIndexer indexer(folders, {wide(folders.tree)});
     indexer.setQueueCapacity(2);
+    // Any one path fills the path queue.
+    indexer.setPathQueueBytes(1);
     // The index stage holds its first item until a stop is asked for, so
     // both queues fill and both producers wait.
     std::atomic<bool> holding{false};
@@ -212,7 +214,7 @@ TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
     };
     indexer.go();
     ASSERT_TRUE(waitUntil([&] {
-        return holding && indexer.getItemsToBeReadCount() == 2 &&
+        return holding && indexer.getItemsToBeReadCount() == 1 &&
                indexer.getItemsToBeIndexedCount() == 2;
     }));
     auto stopped = std::async(std::launch::async, [&] { indexer.stop(); });
