@@ -15,7 +15,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -25,17 +24,15 @@ using namespace Kerf::QuireLib;
 
 namespace {
 
-// The record's local sent date as UTC text, the way expected.json writes it.
+// The record's local sent date in UTC, as digits only.
 std::string sentDateUtc(const OleDate& date) {
     const std::int64_t seconds = Dates::toUnixLocal(Dates::fromOleDate(date.m_dt));
-    const std::int64_t days = (seconds >= 0 ? seconds : seconds - 86399) / 86400;
-    const std::int64_t rest = seconds - days * 86400;
-    int year = 0, month = 0, day = 0;
-    Dates::civilFromDays(days, year, month, day);
-    char text[32];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", year, month, day,
-                  static_cast<int>(rest / 3600), static_cast<int>(rest / 60 % 60),
-                  static_cast<int>(rest % 60));
+    // The Unix epoch is day 25569 of the OLE day count, which knows no zones.
+    return Dates::toIndexText(Dates::fromOleDate(25569.0 + seconds / 86400.0));
+}
+
+std::string digitsOf(std::string text) {
+    std::erase_if(text, [](char c) { return !std::isdigit(static_cast<unsigned char>(c)); });
     return text;
 }
 
@@ -109,7 +106,7 @@ TEST_P(MessageCorpus, RecordMatchesExpectedValues) {
     }
 
     if (want.contains("SentDate"))
-        EXPECT_EQ(sentDateUtc(record.GetSentDate()), want["SentDate"].get<std::string>());
+        EXPECT_EQ(sentDateUtc(record.GetSentDate()), digitsOf(want["SentDate"]));
     else
         EXPECT_EQ(record.GetSentDate().m_dt, 0.0);
     EXPECT_EQ(record.GetSentDate().GetStatus(), OleDate::valid);

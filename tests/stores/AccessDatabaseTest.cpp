@@ -3,9 +3,7 @@
 // top of what the reader gives.
 
 #include "stores/AccessDatabase.h"
-#include "stores/MsgStoresListModel.h"
 #include "stores/QODatabase.h"
-#include "stores/UserSettings.h"
 
 #include "StoresTestSupport.h"
 
@@ -150,25 +148,6 @@ TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(StoresTest::messageOf(c.action), c.expected);
-}
-
-TEST(AccessDatabase, TheUsersAccessFileWithoutStoreTablesIsReportedWithTheOtherSources) {
-    StoresTest::ScopedUser user;
-    std::filesystem::create_directories(user.appData());
-    std::filesystem::copy_file(kMdbDir + "nwind.mdb", user.appData() / "Quarto.mdb");
-    QoTest::writeFile(user.dir.path() / "share/list.xml",
-                      "<filinglocations><locations><location path=\"/srv/central\" "
-                      "primaryref=\"C1\"/></locations></filinglocations>");
-    QoTest::writeFile(user.appData() / "qoFilingLists.txt",
-                      (user.dir.path() / "share/list.xml").string() + "\n");
-    CMsgStoresListModel model;
-    std::vector<std::wstring> errors;
-    model.SetErrorReporter([&](const std::wstring& text) { errors.push_back(text); });
-    EXPECT_FALSE(model.LoadStoreLocations(eFileSystemFolder));
-    ASSERT_EQ(errors.size(), 1u);
-    EXPECT_NE(errors[0].find(L"has no table \"tbl_store_types\""), std::wstring::npos);
-    ASSERT_EQ(model.GetRowCount(), 1u);
-    EXPECT_EQ(model.GetRow(0)[CMsgStoresListModel::eColPrimaryRef], L"C1");
 }
 
 TEST(AccessStoreJoin, FollowsTheLinksOfTheOneMatchingType) {
