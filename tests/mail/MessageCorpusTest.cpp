@@ -2,6 +2,7 @@
 // compared with the values an independent reader found in it.
 
 #include "CorpusExpectations.h"
+#include "TempDir.h"
 
 #include "mail/CompoundStorage.h"
 #include "mail/CompressedRtf.h"
@@ -15,8 +16,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 using namespace Kerf;
@@ -36,15 +35,10 @@ std::string digitsOf(std::string text) {
     return text;
 }
 
-std::vector<std::uint8_t> readBytes(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<std::uint8_t>((std::istreambuf_iterator<char>(in)),
-                                     std::istreambuf_iterator<char>());
-}
-
-std::unique_ptr<Mapi::CMessage> openMessage(const std::vector<std::uint8_t>& bytes) {
+std::unique_ptr<Mapi::CMessage> openMessage(const std::string& bytes) {
     std::string error;
-    auto storage = Mapi::CStorage::openMemory(bytes.data(), bytes.size(), error);
+    auto storage = Mapi::CStorage::openMemory(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                              bytes.size(), error);
     std::unique_ptr<Mapi::CMessage> message;
     if (storage)
         Mapi::CMessage::OpenIMsgOnIStg(storage, message);
@@ -54,7 +48,7 @@ std::unique_ptr<Mapi::CMessage> openMessage(const std::vector<std::uint8_t>& byt
 // An HTML or RTF body, which the record's body is taken from when the
 // message has no plain-text one.
 bool hasFormattedBody(const std::filesystem::path& path) {
-    const std::vector<std::uint8_t> bytes = readBytes(path);
+    const std::string bytes = QoTest::readFile(path);
     std::unique_ptr<Mapi::CMessage> message = openMessage(bytes);
     std::unique_ptr<Mapi::CStream> stream;
     Mapi::ULONG storedType = 0;
@@ -132,7 +126,7 @@ TEST_P(MessageCorpus, ReadsWholeAsItsExpectedValuesSay) {
     for (std::size_t i = 0; i < attachments->attachments().size(); ++i)
         EXPECT_EQ(bool(attachments->openMessage(i)), attachments->attachments()[i].isMessage) << i;
 
-    const std::vector<std::uint8_t> bytes = readBytes(path());
+    const std::string bytes = QoTest::readFile(path());
     const std::unique_ptr<Mapi::CMessage> message = openMessage(bytes);
     ASSERT_TRUE(message);
     EXPECT_EQ(message->codePage(), want.at("MessageCodepage").get<int>());

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 
 using Kerf::QuireLib::CMessageDocument;
 using QoMsg::MsgMessage;
@@ -55,8 +54,7 @@ TEST(MessageDocument, HtmlBodyAsWrittenFromHtmlElseFromRtfMadeFromHtml) {
 
 TEST(MessageDocument, CutShortOrForeignFilesSayWhatCouldBeRead) {
     QoTest::TempDir dir;
-    std::ifstream in(QoTest::corpusDirectory() / "msg" / "poi_quick.msg", std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string bytes = QoTest::readFile(QoTest::corpusDirectory() / "msg" / "poi_quick.msg");
     const auto cut = dir.path() / "cut.msg";
     std::ofstream(cut, std::ios::binary).write(bytes.data(), bytes.size() * 7 / 10);
     const auto text = dir.path() / "text.msg";

@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 using namespace Kerf::QuireLib;
 using Kerf::Util::toNarrow;
 using Kerf::Util::toWide;
@@ -27,10 +24,7 @@ std::wstring mdbFile(const char* name) {
 // The export's CSV: a header of column names, then one record per row;
 // quoted fields may hold commas and new lines, "" is a quote.
 std::vector<std::vector<std::string>> readCsv(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream buffer;
-    buffer << in.rdbuf();
-    const std::string text = buffer.str();
+    const std::string text = QoTest::readFile(path);
     std::vector<std::vector<std::string>> records(1);
     std::string field;
     bool quoted = false;

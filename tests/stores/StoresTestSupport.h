@@ -15,10 +15,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 
@@ -47,11 +45,8 @@ public:
     }
     std::string text() const {
         Kerf::Trace::reinitialise(); // flushes
-        std::ifstream in(m_path);
-        std::stringstream s;
-        s << in.rdbuf();
         setenv("QOSEARCH_TRACE", "1", 1);
-        return s.str();
+        return QoTest::readFile(m_path);
     }
 
 private:

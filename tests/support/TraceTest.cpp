@@ -5,18 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
-namespace {
-std::string readAll(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-} // namespace
-
 TEST(Trace, OffUnlessSwitchedOnAndThenWritesToTheUsersDataFolder) {
     QoTest::TempDir dir;
     QoTest::ScopedUserFolders folders(dir.path());
@@ -41,7 +29,7 @@ TEST(Trace, OffUnlessSwitchedOnAndThenWritesToTheUsersDataFolder) {
 
     unsetenv("QOSEARCH_TRACE");
     Kerf::Trace::reinitialise();
-    const std::string log = readAll(path);
+    const std::string log = QoTest::readFile(path);
     EXPECT_NE(log.find("Kerf::Search::Writer::create()"), std::string::npos) << log;
     EXPECT_NE(log.find("TraceTest.cpp(" + std::to_string(line) + "): 1 + 1 == 3"),
               std::string::npos)
