@@ -205,20 +205,10 @@ TEST(StoreDatabaseMariaDb, ReachableThroughItsSocketAndThroughTheUserSettings) {
 }
 
 TEST(StoreDatabaseSqlite, FolderListLinesBecomeStoresOnce) {
-    std::wstring parent, folder;
-    ASSERT_TRUE(
-        CQuartoDb::ParseFolderListLine(L"\\\\server\\share\\Client\\Job 1", parent, folder));
-    EXPECT_EQ(parent, L"Client");
-    EXPECT_EQ(folder, L"Job 1");
-    ASSERT_TRUE(CQuartoDb::ParseFolderListLine(L"/srv/filing/Acme/2020", parent, folder));
-    EXPECT_EQ(parent, L"Acme");
-    EXPECT_EQ(folder, L"2020");
-    EXPECT_FALSE(CQuartoDb::ParseFolderListLine(L"C:\\top", parent, folder));
-
     StoresTest::ScopedUser user;
     QoTest::writeFile(
         user.appData() / "Folders.txt",
-        "\\\\server\\share\\Client\\Job_1\r\nnot a path\r\n/srv/filing/Acme/2020\r\n");
+        "\\\\server\\share\\Client\\Job_1\r\nnot a path\r\nC:\\top\r\n/srv/filing/Acme/2020\r\n");
     {
         CQuartoDb built(CQuartoDb::eBuildFromFolderLists);
         ASSERT_TRUE(built.IsOpen()) << Kerf::Util::toNarrow(built.GetOpenError());
@@ -226,6 +216,8 @@ TEST(StoreDatabaseSqlite, FolderListLinesBecomeStoresOnce) {
         ASSERT_EQ(rows.size(), 2u);
         EXPECT_EQ(rows[0].at(L"primary_ref"), L"Client");
         EXPECT_EQ(rows[0].at(L"secondary_ref"), L"Job_1");
+        EXPECT_EQ(rows[1].at(L"primary_ref"), L"Acme");
+        EXPECT_EQ(rows[1].at(L"secondary_ref"), L"2020");
         // "Job_1" is not taken for a LIKE pattern that also matches "Job-1".
         QoTest::writeFile(user.appData() / "more.txt", "\\\\server\\share\\Client\\Job-1\n");
         EXPECT_EQ(built.ImportFolderList(toWide((user.appData() / "more.txt").string()), L"msg"),
