@@ -73,6 +73,7 @@ TEST_P(MessageCorpus, RecordMatchesExpectedValues) {
     EXPECT_EQ(record.GetSize(), want.at("Size").get<std::int32_t>());
     if (want.value("damaged", false))
         return;
+    EXPECT_TRUE(record.MessageRead());
 
     const bool bodyFromElsewhere =
         !want.contains("Body") && (want.contains("BodyContains") || hasFormattedBody(path()));
