@@ -194,18 +194,18 @@ TEST(AttachmentText, TextOfOneMessageStopsAtItsLimitAndNamesReadBack) {
 }
 
 // Messages that differ only in where one word is: each is found by that word
-// among its attachments, through the index, and by nothing else.
+// among its attachments, through the index, and by nothing else. Each kind of
+// document gives its text above; here one of them stands for all.
 class AttachmentSearch : public QoTest::FilingFolder {
 protected:
     void write(const std::string& name, const MsgMessage& message) {
         std::filesystem::create_directories(mail);
         QoMsg::writeMsgFile(mail / name, message);
     }
-    std::set<std::string> found(const std::vector<std::string>& criterion) {
+    std::multiset<std::string> found(const std::vector<std::string>& criterion) {
         const QoTest::CommandResult result = find(criterion);
         EXPECT_EQ(result.status, 0) << result.err;
-        const auto names = result.fileNames();
-        return {names.begin(), names.end()};
+        return result.fileNames();
     }
 };
 
@@ -227,8 +227,6 @@ std::shared_ptr<MsgMessage> attachedMessage(const std::wstring& body,
 TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
     const std::vector<std::uint8_t> noise = {0x89, 'P', 'N', 'G', 0, 1, 2};
     write("pdf.msg", withAttachment({1, L"plan.pdf", QoMsg::pdfDocument({"cover", "quokka"}), {}}));
-    write("docx.msg", withAttachment({1, L"memo.docx", QoMsg::docxDocument({"wombat"}), {}}));
-    write("odt.msg", withAttachment({1, L"memo.odt", QoMsg::odtDocument({"potoroo"}), {}}));
     write("csv.msg", withAttachment({1, L"list.csv", bytesOf("id;dunnart\r\n1;2"), {}}));
     write("name.msg", withAttachment({1, L"platypus-plan.bin", noise, {}}));
     write("attached.msg", withAttachment({5, L"Forwarded", {}, attachedMessage(L"numbat")}));
@@ -248,14 +246,12 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
         return message;
     }());
 
-    using Names = std::set<std::string>;
+    using Names = std::multiset<std::string>;
     const struct {
         const char* word;
         Names files;
     } cases[] = {
         {"quokka", {"pdf.msg"}},
-        {"wombat", {"docx.msg"}},
-        {"potoroo", {"odt.msg"}},
         {"dunnart", {"csv.msg"}},
         {"platypus", {"name.msg"}},
         {"numbat", {"attached.msg"}},
@@ -263,7 +259,7 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
         {"loop", {"hostile.msg"}},
         {"forwarded", {"attached.msg", "nested.msg"}},
     };
-    EXPECT_EQ(found({"--subject", "site"}).size(), 8u) << "indexing every message";
+    EXPECT_EQ(found({"--subject", "site"}).size(), 6u) << "indexing every message";
     for (const auto& c : cases) {
         EXPECT_EQ(found({"--no-update", "--attachment", c.word}), c.files) << c.word;
         EXPECT_EQ(found({"--no-update", "--keywords", c.word}), c.files) << c.word;
