@@ -122,8 +122,6 @@ TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
     EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0C1A), 1251); // Serbian, Cyrillic
     EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x081A), 1250); // Serbian, Latin
     EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0411), 932);
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0439), 0); // Hindi: Unicode only
-    EXPECT_EQ(CodePages::messageCodePage(std::nullopt, 0x0439, 28591), 28591);
     EXPECT_EQ(CodePages::messageCodePage(0, std::nullopt, std::nullopt), 1252);
 
     // Shift-JIS, a byte no code page maps, a truncated lead byte.

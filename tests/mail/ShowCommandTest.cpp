@@ -60,8 +60,7 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
 
     EXPECT_FALSE(records[1].contains("Subject"));
     EXPECT_EQ(records[2]["Location"], missing);
-    EXPECT_EQ(records[2]["Size"], 0);
-    EXPECT_EQ(records[3]["Size"], 13);
+    EXPECT_EQ(records[3]["Location"], foreign.string());
     EXPECT_EQ(runCli({"show", first.string(), second.string()}).status, 0);
 }
 
