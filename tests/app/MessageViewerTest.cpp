@@ -44,25 +44,6 @@ protected:
     }
 };
 
-class SchemeRecorder : public QObject {
-    Q_OBJECT
-public:
-    explicit SchemeRecorder(QStringList schemes) : m_schemes(std::move(schemes)) {
-        for (const QString& scheme : m_schemes)
-            QDesktopServices::setUrlHandler(scheme, this, "open");
-    }
-    ~SchemeRecorder() override {
-        for (const QString& scheme : m_schemes)
-            QDesktopServices::unsetUrlHandler(scheme);
-    }
-    QList<QUrl> urls;
-public slots:
-    void open(const QUrl& url) { urls.push_back(url); }
-
-private:
-    QStringList m_schemes;
-};
-
 std::unique_ptr<CMessageViewer> showViewer(const fs::path& path) {
     auto viewer = std::make_unique<CMessageViewer>(fromPath(path));
     viewer->setAttribute(Qt::WA_DeleteOnClose, false);
@@ -103,7 +84,7 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     QTest::qWait(200);
     EXPECT_EQ(server.connections, 0);
 
-    SchemeRecorder desktop({"http", "https", "file"});
+    UrlRecorder desktop({"http", "https", "file"});
     emit body.anchorClicked(QUrl("https://example.org/offer"));
     emit body.anchorClicked(QUrl("file:///usr/bin/xterm"));
     EXPECT_EQ(desktop.urls, QList<QUrl>{QUrl("https://example.org/offer")});
@@ -156,21 +137,13 @@ TEST(MessageViewer, PicturesCarriedByTheMessageShowInline) {
     EXPECT_EQ(image.size(), QSize(619, 157)) << picture.typeName(); // image001.png
 }
 
-// Answers the next file dialog with the path, typed into its file name
-// field as a user would, from inside the dialog's own event loop.
+// Answers the next file dialog with the path, typed into its file name field
+// as a user would.
 void answerNextFileDialog(const QString& path) {
-    auto* poll = new QTimer;
-    poll->setInterval(20);
-    QObject::connect(poll, &QTimer::timeout, [poll, path] {
-        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-        auto* name = dialog != nullptr ? dialog->findChild<QLineEdit*>("fileNameEdit") : nullptr;
-        if (name == nullptr)
-            return;
-        name->setText(path);
-        QMetaObject::invokeMethod(dialog, "accept");
-        poll->deleteLater();
+    answerNextModal<QFileDialog>([path](QFileDialog& dialog) {
+        dialog.findChild<QLineEdit*>("fileNameEdit")->setText(path);
+        QMetaObject::invokeMethod(&dialog, "accept");
     });
-    poll->start();
 }
 
 QByteArray fileBytes(const QString& path) {
@@ -213,7 +186,7 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
 
     // Open hands the desktop a copy in a folder only this user can enter.
     {
-        SchemeRecorder desktop({"file"});
+        UrlRecorder desktop;
         list.setCurrentItem(list.topLevelItem(1));
         list.setFocus();
         // Enter must not also press a button of the viewer: a dialog it
@@ -271,7 +244,7 @@ TEST(MessageViewer, OpenNeverWaitsForTheDesktopsAnswer) {
     CDesktopAssociation association(QLatin1String(ItemActions::kMessageMimeType),
                                     QString::fromStdString(query.string()));
     association.start();
-    SchemeRecorder desktop({"file"});
+    UrlRecorder desktop;
     QWidget parent;
     EXPECT_EQ(ItemActions::openMessages(paths, &parent, association), 1);
     EXPECT_FALSE(association.answer().has_value()); // still asking
@@ -284,5 +257,3 @@ TEST(MessageViewer, OpenNeverWaitsForTheDesktopsAnswer) {
 }
 
 } // namespace
-
-#include "MessageViewerTest.moc"

@@ -25,7 +25,6 @@ TEST(CriteriaPane, DatePickersFollowTheirCheckBoxes) {
     EXPECT_FALSE(pane.sentAfterDate().isEnabled());
     EXPECT_FALSE(pane.sentBeforeDate().isEnabled());
     EXPECT_EQ(pane.sentAfterDate().date(), QDate::currentDate());
-    EXPECT_EQ(pane.sentAfterCheck().text(), "Sent &after:");
 
     QTest::mouseClick(&pane.sentAfterCheck(), Qt::LeftButton);
     EXPECT_TRUE(pane.sentAfterDate().isEnabled());

@@ -4,6 +4,7 @@
 // store database, waiting on conditions, and answering message boxes.
 
 #include "TempDir.h"
+#include "controls/ListColumn.h"
 
 #include "app/QoSearchDlg.h"
 #include "app/SearchLocation.h"
@@ -67,37 +68,53 @@ inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 12
     return true;
 }
 
-/// Answers the next modal message box with the button, from inside its own
-/// event loop; `seen` receives its text, and `whileOpen` runs before the answer.
-inline void answerNextMessageBox(QMessageBox::StandardButton button, QString* seen = nullptr,
-                                 std::function<void()> whileOpen = {}) {
+/// Runs `answer` on the next modal window of type T, from inside its own event loop.
+template <class T> void answerNextModal(std::function<void(T&)> answer) {
     auto* poll = new QTimer;
     poll->setInterval(20);
-    QObject::connect(poll, &QTimer::timeout, [poll, button, seen, whileOpen] {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box == nullptr)
+    QObject::connect(poll, &QTimer::timeout, [poll, answer] {
+        auto* modal = qobject_cast<T*>(QApplication::activeModalWidget());
+        if (modal == nullptr)
             return;
-        if (seen != nullptr)
-            *seen = box->text();
-        if (whileOpen)
-            whileOpen();
-        if (QAbstractButton* b = box->button(button))
-            b->click();
         poll->stop();
         poll->deleteLater();
+        answer(*modal);
     });
     poll->start();
 }
 
-// Records the URLs the desktop is asked to open, instead of opening them.
+/// Answers the next message box with the button; `seen` receives its text,
+/// and `whileOpen` runs before the answer.
+inline void answerNextMessageBox(QMessageBox::StandardButton button, QString* seen = nullptr,
+                                 std::function<void()> whileOpen = {}) {
+    answerNextModal<QMessageBox>([=](QMessageBox& box) {
+        if (seen != nullptr)
+            *seen = box.text();
+        if (whileOpen)
+            whileOpen();
+        box.button(button)->click();
+    });
+}
+
+// Records the URLs of the schemes the desktop is asked to open, instead of opening them.
 class UrlRecorder : public QObject {
     Q_OBJECT
 public:
-    UrlRecorder() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "open"); }
-    ~UrlRecorder() override { QDesktopServices::unsetUrlHandler(QStringLiteral("file")); }
+    explicit UrlRecorder(QStringList schemes = {QStringLiteral("file")})
+        : m_schemes(std::move(schemes)) {
+        for (const QString& scheme : m_schemes)
+            QDesktopServices::setUrlHandler(scheme, this, "open");
+    }
+    ~UrlRecorder() override {
+        for (const QString& scheme : m_schemes)
+            QDesktopServices::unsetUrlHandler(scheme);
+    }
     QList<QUrl> urls;
 public slots:
     void open(const QUrl& url) { urls.push_back(url); }
+
+private:
+    QStringList m_schemes;
 };
 
 /// A user of the test's own, with an index of its own.

@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 using Kerf::QuireLib::CSortListCtrl;
 
 namespace {
@@ -35,10 +32,8 @@ QByteArray widthsOf(const std::vector<qint32>& widths) {
 }
 
 std::string readAll(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
+    QFile file(QString::fromStdString(path));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
 }
 
 std::vector<int> widths(const CSortListCtrl& list) {
@@ -84,7 +79,6 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
     shut.GetHeaderCtrl().moveSection(2, 0);
     QAction* reset = shut.GetHeaderCtrl().findChild<QAction*>("resetColumns");
     ASSERT_NE(reset, nullptr);
-    EXPECT_EQ(reset->text(), "Reset Columns");
     EXPECT_TRUE(shut.GetHeaderCtrl().actions().contains(reset));
     reset->trigger();
     EXPECT_EQ(widths(shut), (std::vector<int>{90, 0, 150}));

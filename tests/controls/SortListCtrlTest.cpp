@@ -13,17 +13,6 @@ using Kerf::QuireLib::CSortListCtrl;
 using Kerf::QuireLib::HeadingColumn;
 using Kerf::QuireLib::parseHeadingText;
 
-namespace {
-
-void clickHeading(CSortListCtrl& list, int col) {
-    auto& header = list.GetHeaderCtrl();
-    const QPoint centre(header.sectionViewportPosition(col) + header.sectionSize(col) / 2,
-                        header.height() / 2);
-    QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, centre);
-}
-
-} // namespace
-
 TEST(HeadingText, PairsWithOrWithoutFinalSemicolonAndTextsWithoutComma) {
     const std::vector<HeadingColumn> ab{{L"A", 10}, {L"B", 20}};
     EXPECT_EQ(parseHeadingText(L"A,10;B,20"), ab);
