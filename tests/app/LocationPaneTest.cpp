@@ -27,11 +27,13 @@ namespace {
 
 enum { StoreId, Source, PrimaryRef, SecondaryRef, Description, Location };
 
-std::vector<std::wstring> shownColumn(CMsgStoresSortListCtrl& list, int column) {
-    std::vector<std::wstring> texts;
-    for (int row = 0; row < list.GetItemCount(); ++row)
-        texts.push_back(list.GetItemText(row, column));
-    return texts;
+// The controls that take input in the pane's mode: the list and its filter,
+// or the folder and Browse.
+void expectEnabled(CSearchLocation& pane, bool locations, bool folder) {
+    EXPECT_EQ(pane.GetLocationsList().isEnabled(), locations);
+    EXPECT_EQ(pane.GetFilterEdit().isEnabled(), locations);
+    EXPECT_EQ(pane.GetFolderEdit().isEnabled(), folder);
+    EXPECT_EQ(pane.GetBrowseButton().isEnabled(), folder);
 }
 
 void writeStoredChoice(const QVariant& mode, const QString& folder) {
@@ -50,14 +52,11 @@ protected:
         copyCorpus(jobs / "A100", {"mr_test.msg", "mr_sent.msg"});
         copyCorpus(jobs / "B200", {"poi_quick.msg"});
         copyCorpus(jobs / "C300", {"mr_A memo.msg"});
-        user.writeStores({{
-                              fromPath(jobs / "A100"),
-                              L"A100",
-                              L"Harbour",
-                              L"Quay wall xAbCx",
-                          },
-                          {fromPath(jobs / "B200"), L"B200", L"Bridge", L"Deck repairs"},
-                          {fromPath(jobs / "C300"), L"C300", L"School", L"New hall"},
+        // The filter also reads the paths, whose temporary folder has a random
+        // name of letters and digits: the filter tests type after a "#".
+        user.writeStores({{fromPath(jobs / "A100"), L"A100", L"Harbour", L"Quay wall #AbC"},
+                          {fromPath(jobs / "B200"), L"B200", L"Bridge", L"Deck repairs #A"},
+                          {fromPath(jobs / "C300"), L"C300", L"School", L"New hall #Ab"},
                           {L"Outlook:\\\\Mailbox\\Inbox", L"D400", L"Mail", L"Not a folder"}});
     }
     CSearchLocation& pane() { return dlg->locationPane(); }
@@ -73,8 +72,7 @@ protected:
 TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) {
     dlg = user.openWindow();
     ASSERT_EQ(list().GetItemCount(), 3); // the mail-client folder is left out
-    EXPECT_EQ(shownColumn(list(), PrimaryRef),
-              (std::vector<std::wstring>{L"A100", L"B200", L"C300"}));
+    EXPECT_EQ(column(list(), PrimaryRef), (std::vector<std::wstring>{L"A100", L"B200", L"C300"}));
     EXPECT_EQ(list().GetItemText(0, Source), L"Local");
     EXPECT_TRUE(list().isColumnHidden(StoreId));
     EXPECT_TRUE(list().isColumnHidden(Source));
@@ -82,20 +80,14 @@ TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) 
 
     EXPECT_EQ(pane().GetLocationOrFolder(), 0);
     EXPECT_TRUE(pane().GetLocationsRadio().isChecked());
-    EXPECT_TRUE(list().isEnabled());
-    EXPECT_TRUE(pane().GetFilterEdit().isEnabled());
-    EXPECT_FALSE(pane().GetFolderEdit().isEnabled());
-    EXPECT_FALSE(pane().GetBrowseButton().isEnabled());
+    expectEnabled(pane(), true, false);
     // Several locations and none picked: nothing to search yet.
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
     EXPECT_TRUE(pane().GetSearchLocations().empty());
 
     QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
     EXPECT_EQ(pane().GetLocationOrFolder(), 1);
-    EXPECT_FALSE(list().isEnabled());
-    EXPECT_FALSE(pane().GetFilterEdit().isEnabled());
-    EXPECT_TRUE(pane().GetFolderEdit().isEnabled());
-    EXPECT_TRUE(pane().GetBrowseButton().isEnabled());
+    expectEnabled(pane(), false, true);
 
     // A folder of blanks counts as given and is searched as it stands.
     QTest::keyClicks(&pane().GetFolderEdit(), "  ");
@@ -120,7 +112,7 @@ TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheSta
     user.writeStores({{L"J:\\Jobs\\J900", L"J900", L"Quay", L"Written on the other platform"},
                       {fromPath(jobs / "gone"), L"K100", L"Gone", L"Folder removed"}});
     dlg = user.openWindow();
-    ASSERT_EQ(shownColumn(list(), PrimaryRef),
+    ASSERT_EQ(column(list(), PrimaryRef),
               (std::vector<std::wstring>{L"A100", L"B200", L"C300", L"J900", L"K100"}));
     const struct {
         int row;
@@ -163,7 +155,8 @@ TEST_F(LocationPane, ALoneLocationCountsAsChosen) {
 TEST_F(LocationPane, FiltersOnEveryKeystrokeAndShowsEverythingWhenCleared) {
     dlg = user.openWindow();
     QLineEdit& filter = pane().GetFilterEdit();
-    const std::vector<std::pair<char, int>> steps = {{'a', 3}, {'b', 1}, {'c', 1}, {'z', 0}};
+    const std::vector<std::pair<char, int>> steps = {
+        {'#', 3}, {'a', 3}, {'b', 2}, {'c', 1}, {'z', 0}};
     for (const auto& [key, rows] : steps) {
         QTest::keyClick(&filter, key);
         EXPECT_EQ(list().GetItemCount(), rows) << "after typing " << key;
@@ -172,20 +165,17 @@ TEST_F(LocationPane, FiltersOnEveryKeystrokeAndShowsEverythingWhenCleared) {
     // Across a field boundary: the secondary reference ends "our", the description starts "quay".
     filter.clear();
     QTest::keyClicks(&filter, "OUR__QUAY");
-    EXPECT_EQ(shownColumn(list(), PrimaryRef), std::vector<std::wstring>{L"A100"});
+    EXPECT_EQ(column(list(), PrimaryRef), std::vector<std::wstring>{L"A100"});
     filter.clear();
     EXPECT_EQ(list().GetItemCount(), 3);
 
     // Clearing keeps the order the user chose by a heading.
-    auto& header = list().GetHeaderCtrl();
-    QTest::mouseClick(header.viewport(), Qt::LeftButton, {},
-                      QPoint(header.sectionViewportPosition(Description) + 5, header.height() / 2));
-    EXPECT_EQ(shownColumn(list(), PrimaryRef),
-              (std::vector<std::wstring>{L"B200", L"C300", L"A100"}));
+    clickHeading(list(), Description);
+    const std::vector<std::wstring> byDescription{L"B200", L"C300", L"A100"};
+    EXPECT_EQ(column(list(), PrimaryRef), byDescription);
     QTest::keyClicks(&filter, "e");
     filter.clear();
-    EXPECT_EQ(shownColumn(list(), PrimaryRef),
-              (std::vector<std::wstring>{L"B200", L"C300", L"A100"}));
+    EXPECT_EQ(column(list(), PrimaryRef), byDescription);
 }
 
 TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
@@ -198,8 +188,7 @@ TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
     EXPECT_EQ(pane().GetLocationOrFolder(), 1);
     EXPECT_TRUE(pane().GetFolderRadio().isChecked());
     EXPECT_EQ(pane().GetFolderEdit().text().toStdWString(), fromPath(jobs / "B200"));
-    EXPECT_TRUE(pane().GetFolderEdit().isEnabled());
-    EXPECT_FALSE(list().isEnabled());
+    expectEnabled(pane(), false, true);
     EXPECT_TRUE(dlg->findNowButton().isEnabled());
 
     // A stored mode above 1 starts with the filing locations.
@@ -216,10 +205,7 @@ TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
     EXPECT_EQ(pane().GetLocationOrFolder(), -1);
     EXPECT_FALSE(pane().GetLocationsRadio().isChecked());
     EXPECT_FALSE(pane().GetFolderRadio().isChecked());
-    EXPECT_FALSE(list().isEnabled());
-    EXPECT_FALSE(pane().GetFilterEdit().isEnabled());
-    EXPECT_FALSE(pane().GetFolderEdit().isEnabled());
-    EXPECT_FALSE(pane().GetBrowseButton().isEnabled());
+    expectEnabled(pane(), false, false);
     EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"/x"});
 }
 
@@ -233,7 +219,6 @@ TEST_F(LocationPane, ColumnTitlesComeFromTheSettingsFile) {
     EXPECT_EQ(model->headerData(PrimaryRef, Qt::Horizontal).toString(), "Job");
     EXPECT_EQ(model->headerData(SecondaryRef, Qt::Horizontal).toString(), "Site");
     EXPECT_EQ(model->headerData(Description, Qt::Horizontal).toString(), "Description");
-    EXPECT_EQ(model->headerData(Location, Qt::Horizontal).toString(), "Location");
 }
 
 TEST_F(LocationPane, ADoubleClickOnALocationStopsAndSearchesAgain) {
@@ -273,8 +258,9 @@ TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {
 }
 
 // A store server that takes the connection and never answers: the window
-// paints while the list is still waiting for it, and its message comes once
-// the connection fails.
+// paints while the list is still waiting for it, a filter typed meanwhile
+// applies to the central list's rows when they come, and the server's
+// message comes once the connection fails.
 TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirstPaint) {
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     ASSERT_GE(listener, 0);
@@ -291,6 +277,12 @@ TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirs
         QStringLiteral("DRIVER={MySQL ODBC 3.51 Driver};DB=quarto;SERVER=127.0.0.1:%1;UID=qo;"
                        "PASSWORD=pw;OPTION=2048;")
             .arg(ntohs(address.sin_port)));
+    const fs::path central = user.root() / "share" / "central.xml";
+    QoTest::writeFile(central, "<filinglocations><locations>"
+                               "<location path=\"/srv/harbour\" primaryref=\"C1\"/>"
+                               "<location path=\"/srv/bridge\" primaryref=\"C2\"/>"
+                               "</locations></filinglocations>");
+    QoTest::writeFile(user.appData() / "qoFilingLists.txt", central.string() + "\n");
 
     dlg = std::make_unique<CQoSearchDlg>(user.indexPlace());
     struct FirstPaint : QObject {
@@ -312,10 +304,12 @@ TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirs
     EXPECT_TRUE(list().IsLoading());
     EXPECT_EQ(list().GetItemCount(), 0);
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
+    QTest::keyClicks(&pane().GetFilterEdit(), "harb");
 
     ::close(listener); // the waiting connection is reset
     ASSERT_TRUE(waitUntil([&] { return !list().IsLoading(); }, 60000));
     list().viewport()->removeEventFilter(&watch);
+    EXPECT_EQ(column(list(), Location), std::vector<std::wstring>{L"/srv/harbour"});
     const auto boxes = dlg->findChildren<QMessageBox*>();
     ASSERT_EQ(boxes.size(), 1);
     EXPECT_TRUE(boxes[0]->text().startsWith("Cannot open the store database"))
