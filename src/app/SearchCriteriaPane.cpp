@@ -71,7 +71,7 @@ CSearchCriteria::CSearchCriteria(QWidget* parent)
     m_pFileName = addField(*grid, 4, 0, "F&ilename:", "fileName");
     m_pCc = addField(*grid, 0, 2, "_Cc:", "cc");
     m_pBcc = addField(*grid, 1, 2, "_Bcc:", "bcc");
-    m_pAttachment = addField(*grid, 4, 2, "_Attachment:", "attachment");
+    m_pAttachment = addField(*grid, 4, 2, "Attac&hment:", "attachment");
     m_pSentAfter->setObjectName(QStringLiteral("sentAfter"));
     m_pSentBefore->setObjectName(QStringLiteral("sentBefore"));
     grid->addWidget(m_pSentAfter, 2, 2);

@@ -1,11 +1,15 @@
-// The window from the keyboard: access keys on the fields and buttons,
-// Ctrl+L to the location filter, Ctrl+R to the results, and Delete there.
+// The window from the keyboard: access keys on the fields and buttons, one
+// control each; Ctrl+L to the location filter, Ctrl+R to the results, and
+// Delete there.
 
 #include "WindowTestSupport.h"
 
 #include "app/SearchCriteriaPane.h"
 
+#include <QGroupBox>
 #include <QTabWidget>
+
+#include <map>
 
 using namespace WindowTest;
 
@@ -16,9 +20,40 @@ void press(QWidget& window, int key, Qt::KeyboardModifiers modifiers = Qt::AltMo
                     static_cast<Qt::Key>(key), modifiers);
 }
 
+// Controls showing with the pane whose access key another one of them has:
+// the tabs and buttons of the window and the fields and buttons of the pane.
+std::string accessKeyClashes(CQoSearchDlg& dlg, int pane) {
+    std::map<QKeySequence, QString> owners;
+    QString clashes;
+    const auto take = [&](const QString& text) {
+        const QKeySequence key = QKeySequence::mnemonic(text);
+        if (key.isEmpty())
+            return;
+        const auto [owner, fresh] = owners.emplace(key, text);
+        if (!fresh)
+            clashes += owner->second + " / " + text + "; ";
+    };
+    for (int tab = 0; tab < dlg.tabs().count(); ++tab)
+        take(dlg.tabs().tabText(tab));
+    for (QWidget* w : dlg.findChildren<QWidget*>()) {
+        bool otherPane = false;
+        for (int tab = 0; tab < dlg.tabs().count(); ++tab)
+            otherPane = otherPane || (tab != pane && dlg.tabs().widget(tab)->isAncestorOf(w));
+        if (otherPane || w->isHidden())
+            continue;
+        if (auto* b = qobject_cast<QAbstractButton*>(w))
+            take(b->text());
+        else if (auto* l = qobject_cast<QLabel*>(w); l != nullptr && l->buddy() != nullptr)
+            take(l->text());
+        else if (auto* g = qobject_cast<QGroupBox*>(w))
+            take(g->title());
+    }
+    return clashes.toStdString();
+}
+
 } // namespace
 
-TEST(Keyboard, AccessKeysAndShortcutsMoveTheFocus) {
+TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
     User user;
     const fs::path mail = user.root() / "mail";
     copyCorpus(mail, {"mr_test.msg", "poi_quick.msg"});
@@ -27,6 +62,8 @@ TEST(Keyboard, AccessKeysAndShortcutsMoveTheFocus) {
     ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
     CSearchCriteria& criteria = dlg->criteriaPane();
     CSearchLocation& location = dlg->locationPane();
+    for (const int pane : {CQoSearchDlg::eLocationPane, CQoSearchDlg::eCriteriaPane})
+        EXPECT_EQ(accessKeyClashes(*dlg, pane), "") << pane;
 
     struct Case {
         int key;
@@ -41,6 +78,7 @@ TEST(Keyboard, AccessKeysAndShortcutsMoveTheFocus) {
                                            {Qt::Key_C, &criteria.ccEdit()},
                                            {Qt::Key_B, &criteria.bccEdit()},
                                            {Qt::Key_I, &criteria.fileNameEdit()},
+                                           {Qt::Key_H, &criteria.attachmentEdit()},
                                            {Qt::Key_A, &criteria.sentAfterCheck()},
                                            {Qt::Key_N, &criteria.sentBeforeCheck()}}) {
         press(*dlg, c.key);
