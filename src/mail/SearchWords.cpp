@@ -143,8 +143,9 @@ std::vector<SearchWord> searchWords(const SearchCriteria& criteria) {
     if (!criteria.m_sKeywords.empty())
         return rawQueryWords(criteria.m_sKeywords);
     std::vector<SearchWord> words;
-    for (const std::wstring* text : {&criteria.m_sSubject, &criteria.m_sBody, &criteria.m_sFrom,
-                                     &criteria.m_sTo, &criteria.m_sCc, &criteria.m_sBcc})
+    for (const std::wstring* text :
+         {&criteria.m_sSubject, &criteria.m_sBody, &criteria.m_sFrom, &criteria.m_sTo,
+          &criteria.m_sCc, &criteria.m_sBcc, &criteria.m_sAttachment})
         addWordsOf(words, *text, true, true);
     return words;
 }

@@ -37,6 +37,7 @@ CEmailMetadata message(const std::wstring& body) {
     record.SetStringValue(L"To", L"Mike Farman");
     record.SetStringValue(L"Subject", L"Test the content transformer");
     record.SetStringValue(L"Body", body);
+    record.SetAttachmentNames({L"Budget 2012.xlsx"});
     record.SetSentDate(Kerf::OleDate{Kerf::Dates::toOleDate({2012, 5, 6, 7, 8, 9})});
     return record;
 }
@@ -60,6 +61,7 @@ TEST(PreviewHighlight, MarksTheWholeWordsTheSearchMatchedInHeaderLinesAndBody) {
              c.m_sTo = L"farman";
          },
          {"Kevin", "kevin", "Farman"}},
+        {"attachment name", [](auto& c) { c.m_sAttachment = L"budg"; }, {"Budget"}},
         {"keywords: whole words anywhere",
          [](auto& c) { c.m_sKeywords = L"the fox"; },
          {"the", "The", "fox"}},
