@@ -143,16 +143,7 @@ TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheSta
         << Kerf::Util::toNarrow(status(*dlg));
 }
 
-TEST_F(LocationPane, ALoneLocationCountsAsChosen) {
-    dlg = user.openWindow();
-    QTest::keyClicks(&pane().GetFilterEdit(), "bridge");
-    ASSERT_EQ(list().GetItemCount(), 1);
-    EXPECT_TRUE(list().GetSelectedItems().empty());
-    EXPECT_TRUE(dlg->findNowButton().isEnabled());
-    EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{fromPath(jobs / "B200")});
-}
-
-TEST_F(LocationPane, FiltersOnEveryKeystrokeAndShowsEverythingWhenCleared) {
+TEST_F(LocationPane, FiltersOnEveryKeystrokeALoneRowCountsAsChosenAndClearingShowsAll) {
     dlg = user.openWindow();
     QLineEdit& filter = pane().GetFilterEdit();
     const std::vector<std::pair<char, int>> steps = {
@@ -160,12 +151,15 @@ TEST_F(LocationPane, FiltersOnEveryKeystrokeAndShowsEverythingWhenCleared) {
     for (const auto& [key, rows] : steps) {
         QTest::keyClick(&filter, key);
         EXPECT_EQ(list().GetItemCount(), rows) << "after typing " << key;
+        // One location left and none picked: that one is searched.
+        EXPECT_EQ(dlg->findNowButton().isEnabled(), rows == 1) << "after typing " << key;
     }
-    EXPECT_FALSE(dlg->findNowButton().isEnabled());
+    EXPECT_TRUE(list().GetSelectedItems().empty());
     // Across a field boundary: the secondary reference ends "our", the description starts "quay".
     filter.clear();
     QTest::keyClicks(&filter, "OUR__QUAY");
     EXPECT_EQ(column(list(), PrimaryRef), std::vector<std::wstring>{L"A100"});
+    EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{fromPath(jobs / "A100")});
     filter.clear();
     EXPECT_EQ(list().GetItemCount(), 3);
 

@@ -11,7 +11,6 @@
 #include "support/Assert.h"
 
 #include <QFileInfo>
-#include <QGroupBox>
 #include <QProgressBar>
 #include <QRegularExpression>
 #include <QTabWidget>
@@ -56,16 +55,8 @@ TEST(SearchWindow, StartsCollapsedWithNothingToSearchAndFindNowThenSaysSo) {
     User user;
     auto dlg = user.openWindow();
     // No control anywhere still shows the translation mark.
-    for (QWidget* w : dlg->findChildren<QWidget*>()) {
-        QString text;
-        if (auto* b = qobject_cast<QAbstractButton*>(w))
-            text = b->text();
-        else if (auto* l = qobject_cast<QLabel*>(w))
-            text = l->text();
-        else if (auto* g = qobject_cast<QGroupBox*>(w))
-            text = g->title();
-        EXPECT_FALSE(text.startsWith('_')) << text.toStdString();
-    }
+    for (QWidget* w : dlg->findChildren<QWidget*>())
+        EXPECT_FALSE(shownText(w).startsWith('_')) << shownText(w).toStdString();
     EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eLocationPane);
 
     // Only sideways growth before the first search; the status line shows.

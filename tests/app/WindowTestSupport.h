@@ -19,6 +19,7 @@
 #include <QDateEdit>
 #include <QDesktopServices>
 #include <QElapsedTimer>
+#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -66,6 +67,17 @@ inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 12
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     }
     return true;
+}
+
+/// The text a button, label or group box shows; empty for other widgets.
+inline QString shownText(QWidget* w) {
+    if (auto* b = qobject_cast<QAbstractButton*>(w))
+        return b->text();
+    if (auto* l = qobject_cast<QLabel*>(w))
+        return l->text();
+    if (auto* g = qobject_cast<QGroupBox*>(w))
+        return g->title();
+    return {};
 }
 
 /// Runs `answer` on the next modal window of type T, from inside its own event loop.
