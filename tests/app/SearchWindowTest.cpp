@@ -4,7 +4,6 @@
 
 #include "WindowTestSupport.h"
 
-#include "app/InstanceGuard.h"
 #include "app/PreviewPane.h"
 #include "app/SearchCriteriaPane.h"
 #include "app/WindowEventSink.h"
@@ -263,19 +262,13 @@ TEST(SearchWindow, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetac
     EXPECT_EQ(receiver.events.size(), 1u);
 }
 
-TEST(SearchWindow, ASecondStartRaisesAndRestoresTheWindow) {
+// What a second start of the program asks of the first one's window.
+TEST(SearchWindow, BringToFrontRestoresAMinimizedWindow) {
     User user;
     auto dlg = user.openWindow();
-    const QString name =
-        QStringLiteral("QOSEARCH_window_test_%1").arg(QCoreApplication::applicationPid());
-    CInstanceGuard first(name);
-    ASSERT_TRUE(first.claim());
-    QObject::connect(&first, &CInstanceGuard::raiseRequested, dlg.get(),
-                     &CQoSearchDlg::bringToFront);
     dlg->showMinimized();
     ASSERT_TRUE(waitUntil([&] { return dlg->isMinimized(); }, 5000));
-    CInstanceGuard second(name);
-    EXPECT_FALSE(second.claim());
+    dlg->bringToFront();
     EXPECT_TRUE(waitUntil([&] { return !dlg->isMinimized(); }, 10000));
     EXPECT_TRUE(dlg->isVisible());
 }
