@@ -424,6 +424,11 @@ HitsPtr getHits(IndexSearcher& searcher, const std::wstring& field, const std::w
 
 HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
                 const std::wstring& defaultField, const std::wstring& queryText) {
+    if (queryText.size() > kLongestQueryText)
+        throw CIndexException(L"The search is too long: the words and the folder's path together "
+                              L"may have at most " +
+                                  std::to_wstring(kLongestQueryText) + L" characters",
+                              IndexFault::Query);
     QueryParser parser(defaultField.c_str(), &analyzer);
     std::unique_ptr<Query> query;
     try {

@@ -32,6 +32,11 @@ constexpr std::size_t kRestingClauseLimit = 1024;
 /// worth.
 constexpr std::size_t kHighestClauseLimit = 64 * 1024;
 
+/// The longest query text the parser is given. CLucene's parser reads its
+/// input through a buffer of this many characters and misplaces what it reads
+/// after the first refill: a longer text is misread, and may crash it.
+constexpr std::size_t kLongestQueryText = 2048;
+
 /// A query whose prefixes or ranges match more words than the highest clause
 /// limit allows; the message names the part that matched too many.
 class CTooManyWordsError : public CExceptionBase {
@@ -106,7 +111,8 @@ IndexSearcherPtr create(const std::wstring& indexDirectory);
 /// The getHits functions parse the text and run the query once, collecting
 /// every hit; the clause limit is raised (up to kHighestClauseLimit) for as
 /// long as the query runs. A parse error propagates as CLucene's error; too
-/// many matching words raise CTooManyWordsError.
+/// many matching words raise CTooManyWordsError. A text longer than
+/// kLongestQueryText raises a CIndexException of the query fault.
 
 HitsPtr getHits(lucene::search::IndexSearcher& searcher, const std::wstring& query);
 HitsPtr getHits(lucene::search::IndexSearcher& searcher, const std::wstring& field,
