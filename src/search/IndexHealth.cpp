@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <string_view>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -124,26 +125,38 @@ CIndexException toIndexException(std::wstring message, CLuceneError& error, int 
 }
 
 bool isIndexFileName(const std::string& name) {
-    const auto alphanumeric = [](const std::string& text) {
-        return !text.empty() && std::all_of(text.begin(), text.end(),
-                                            [](unsigned char c) { return std::isalnum(c) != 0; });
+    // Segment and generation names are numbers in base 36, lower case.
+    const auto base36 = [](std::string_view text) {
+        return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+            return std::isdigit(c) != 0 || (c >= 'a' && c <= 'z');
+        });
     };
     if (name == "segments" || name == "segments.gen" || name == "deletable")
         return true;
     if (name.rfind("segments_", 0) == 0)
-        return alphanumeric(name.substr(9));
+        return base36(std::string_view(name).substr(9));
     if (name.size() >= 10 && (name.ends_with("write.lock") || name.ends_with("commit.lock")))
         return true;
-    // Segment files: "_" and a segment name in base 36, a dot, an extension.
-    if (name.size() < 4 || name[0] != '_')
-        return false;
+    // Segment files: "_", the segment's number (and for deletions and norms
+    // "_" and a generation), a dot, one of the extensions CLucene writes.
     const auto dot = name.find('.');
-    if (dot == std::string::npos || dot < 2)
+    if (name.size() < 4 || name[0] != '_' || dot == std::string::npos || dot < 2)
         return false;
-    for (std::size_t i = 1; i < dot; ++i)
-        if (!std::isalnum(static_cast<unsigned char>(name[i])) && name[i] != '_')
-            return false;
-    return dot + 1 < name.size();
+    const std::string_view stem = std::string_view(name).substr(1, dot - 1);
+    const auto underscore = stem.find('_');
+    if (!base36(stem.substr(0, underscore)) ||
+        (underscore != std::string_view::npos && !base36(stem.substr(underscore + 1))))
+        return false;
+    static const std::array<std::string_view, 14> extensions = {"cfs", "fnm", "fdx", "fdt", "tii",
+                                                                "tis", "frq", "prx", "del", "tvx",
+                                                                "tvd", "tvf", "gen", "nrm"};
+    const std::string_view extension = std::string_view(name).substr(dot + 1);
+    if (std::find(extensions.begin(), extensions.end(), extension) != extensions.end())
+        return true;
+    // Separate norms: "f" or "s" and the field's number.
+    return extension.size() >= 2 && (extension[0] == 'f' || extension[0] == 's') &&
+           std::all_of(extension.begin() + 1, extension.end(),
+                       [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
 } // namespace Kerf::Search

@@ -54,7 +54,8 @@ CIndexException toIndexException(std::wstring message, CLuceneError& error, int 
                                  const std::wstring& indexDirectory = {});
 
 /// True for the names CLucene gives the files of an index (segments files,
-/// "_N.ext" segment files, deletion lists and its lock files).
+/// "_N.ext" segment files with the extensions it writes, deletion lists and
+/// its lock files); "_notes.txt" or "budget.cfs" are someone else's.
 bool isIndexFileName(const std::string& name);
 
 } // namespace Kerf::Search

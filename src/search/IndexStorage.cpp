@@ -120,6 +120,20 @@ fs::path comparable(const fs::path& path) {
     return normal;
 }
 
+/// The first file of the folder that CLucene takes for one of an index's
+/// (and would delete when it opens or creates one there) but whose name is
+/// not one it writes: someone else's file. Empty when there is none.
+std::string foreignIndexFile(const std::string& directory) {
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(directory, ec)) {
+        const std::string name = entry.path().filename().string();
+        if (entry.is_regular_file(ec) && IndexReader::isLuceneFile(name.c_str()) &&
+            !isIndexFileName(name))
+            return name;
+    }
+    return {};
+}
+
 bool holdsIndex(const fs::path& directory) {
     try {
         return IndexReader::indexExists(directory.c_str());
@@ -259,6 +273,12 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
     KERF_TRACE_ENTRY("Kerf::Search::Writer::create");
     const std::wstring problem = L"Index directory creation problem (" + indexDirectory + L")";
     const std::string directory = Util::toNarrow(indexDirectory);
+    if (const std::string foreign = foreignIndexFile(directory); !foreign.empty())
+        throw CIndexException(problem,
+                              CExceptionBase(L"The folder holds \"" + Util::toWide(foreign) +
+                                             L"\", which is not part of an index; an index is "
+                                             L"made only in a folder of its own or an empty one."),
+                              IndexFault::Unavailable);
     AnalyzerPtr analyzer = Analyzer::create();
     auto owner = std::make_shared<OwnerLock>(directory);
     if (owner->heldElsewhere())

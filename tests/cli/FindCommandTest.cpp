@@ -105,6 +105,12 @@ TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
     EXPECT_TRUE(endedSaying(
         runCli({"find", "--index-dir", index.string(), "--folder", (dir / "nowhere").string()}), 1,
         "does not exist"));
+    // CLucene removes files it takes for its own; an index is not made beside them.
+    QoTest::writeFile(dir / "papers" / "budget.cfs", "the user's own");
+    EXPECT_TRUE(endedSaying(
+        runCli({"find", "--index-dir", (dir / "papers").string(), "--folder", mail.string()}), 1,
+        "not part of an index"));
+    EXPECT_TRUE(fs::exists(dir / "papers" / "budget.cfs"));
     EXPECT_EQ(runCli({"find", "--folder"}).status, 2);
     EXPECT_EQ(runCli({"find", "--folder", mail.string(), "--after", "2024-02-30"}).status, 2);
 }

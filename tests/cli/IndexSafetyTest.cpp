@@ -72,10 +72,12 @@ TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
         SCOPED_TRACE(prefix);
         fs::remove_all(index);
         ASSERT_EQ(find({}).status, 0);
-        QoTest::writeFile(index / "notes.txt", "the user's own");
+        const std::vector<std::string> userFiles = {"notes.txt", "_notes.txt"};
+        for (const auto& name : userFiles)
+            QoTest::writeFile(index / name, "the user's own");
         for (const auto& entry : fs::directory_iterator(index)) {
             const std::string name = entry.path().filename().string();
-            if (name.rfind(prefix, 0) == 0 && name != "notes.txt") {
+            if (name.rfind(prefix, 0) == 0 && name != "_notes.txt") {
                 fs::resize_file(entry.path(), entry.file_size() / 2);
                 break;
             }
@@ -85,7 +87,8 @@ TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
         EXPECT_TRUE(endedSaying(result, 0, "The index was damaged and is being rebuilt"));
         EXPECT_EQ(result.fileNames(), kOptionMessages);
         EXPECT_EQ(QoTest::documentsIn(index), 86);
-        EXPECT_TRUE(fs::exists(index / "notes.txt"));
+        for (const auto& name : userFiles)
+            EXPECT_TRUE(fs::exists(index / name)) << name;
     }
 }
 
