@@ -122,8 +122,15 @@ bool checkFolders(std::vector<std::wstring>& folders, std::string& problem) {
     for (auto& folder : folders) {
         std::error_code ec;
         const fs::path path = fs::absolute(toPath(folder), ec);
-        if (ec || !fs::is_directory(path, ec)) {
-            problem = "the folder \"" + Kerf::Util::toNarrow(folder) + "\" does not exist";
+        const fs::file_status status = ec ? fs::file_status() : fs::status(path, ec);
+        if (!fs::is_directory(status)) {
+            const std::string quoted = "\"" + Kerf::Util::toNarrow(folder) + "\"";
+            if (fs::exists(status))
+                problem = quoted + " is not a folder";
+            else if (ec && ec != std::errc::no_such_file_or_directory)
+                problem = "the folder " + quoted + " cannot be reached: " + ec.message();
+            else
+                problem = "the folder " + quoted + " does not exist";
             return false;
         }
         folder = withoutTrailingSeparator(fromPath(path.lexically_normal()));

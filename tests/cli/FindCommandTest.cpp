@@ -105,6 +105,9 @@ TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
     EXPECT_TRUE(endedSaying(
         runCli({"find", "--index-dir", index.string(), "--folder", (dir / "nowhere").string()}), 1,
         "does not exist"));
+    EXPECT_TRUE(endedSaying(runCli({"find", "--index-dir", index.string(), "--folder",
+                                    (mail / "poi_message_1979.msg").string()}),
+                            1, "is not a folder"));
     // CLucene removes files it takes for its own; an index is not made beside them.
     QoTest::writeFile(dir / "papers" / "budget.cfs", "the user's own");
     EXPECT_TRUE(endedSaying(
