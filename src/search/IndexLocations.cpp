@@ -60,7 +60,7 @@ void forEachLocationBelow(IndexSearcher& searcher, const std::wstring& directory
 }
 
 void forEachFileBelow(IndexReader& reader, const std::wstring& directory,
-                      const std::function<void(std::wstring_view, const FileState&)>& visit) {
+                      const std::function<bool(std::wstring_view, const FileState&)>& visit) {
     const std::wstring prefix = toStoredText(Kerf::TrailDirectorySlash(directory));
     const Term first(Fields::kFileState, prefix.c_str());
     std::unique_ptr<TermEnum> terms(reader.terms(&first));
@@ -85,8 +85,9 @@ void forEachFileBelow(IndexReader& reader, const std::wstring& directory,
         const bool plain = std::none_of(stored.begin(), stored.end(),
                                         [](wchar_t c) { return c >= 0xD800 && c <= 0xDBFF; });
         const std::wstring joined = plain ? std::wstring() : fromStoredText(term->text());
-        if (parseFileStateText(plain ? stored : std::wstring_view(joined), path, state))
-            visit(path, state);
+        if (parseFileStateText(plain ? stored : std::wstring_view(joined), path, state) &&
+            !visit(path, state))
+            break;
     } while (terms->next());
     terms->close();
     if (documents)

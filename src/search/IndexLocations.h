@@ -28,8 +28,9 @@ void forEachLocationBelow(lucene::search::IndexSearcher& searcher, const std::ws
 /// lies below directory, by enumerating the "FileState" terms that begin with
 /// the directory's path and a separator: no stored document is read.
 /// Documents without a state (written before it was kept) are not listed.
+/// The listing ends early when visit returns false.
 void forEachFileBelow(lucene::index::IndexReader& reader, const std::wstring& directory,
-                      const std::function<void(std::wstring_view, const FileState&)>& visit);
+                      const std::function<bool(std::wstring_view, const FileState&)>& visit);
 
 /// Live documents that carry no "FileState" term.
 std::vector<std::int32_t> documentsWithoutFileState(lucene::index::IndexReader& reader);

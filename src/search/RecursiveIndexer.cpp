@@ -7,10 +7,13 @@
 #include "support/Exception.h"
 #include "support/Trace.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using Kerf::QuireLib::CMetadata;
@@ -27,12 +30,48 @@ std::string quoted(const char* label, const std::wstring& path) {
     return std::string(label) + "=\"" + Util::toNarrow(path) + "\"";
 }
 
-/// The text after the last dot of the file name, empty when it has none.
-std::wstring extensionOf(const fs::path& path) {
-    const std::wstring name = Util::fromPath(path.filename());
-    const auto dot = name.rfind(L'.');
-    return dot == std::wstring::npos ? std::wstring() : name.substr(dot + 1);
+/// The file name at the end of a path, as the file system spells it.
+const char* fileNameOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
 }
+
+/// The text after the last dot of the file name, empty when it has none.
+std::wstring extensionOf(const std::string& path) {
+    const std::string_view name(fileNameOf(path));
+    const auto dot = name.rfind('.');
+    return dot == std::string_view::npos ? std::wstring() : Util::toWide(name.substr(dot + 1));
+}
+
+/// Closes a directory opened for the walk when its walk ends in any way.
+class DirectoryHandle {
+public:
+    explicit DirectoryHandle(const fs::path& path)
+        : m_iFd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+    ~DirectoryHandle() {
+        if (m_iFd >= 0)
+            ::close(m_iFd);
+    }
+    DirectoryHandle(const DirectoryHandle&) = delete;
+    DirectoryHandle& operator=(const DirectoryHandle&) = delete;
+    int fd() const { return m_iFd; }
+
+private:
+    int m_iFd;
+};
+
+/// Sets a value for the lifetime of a scope and puts the old one back.
+template <typename T> class Scoped {
+public:
+    Scoped(T& place, T value) : m_place(place), m_old(place) { m_place = value; }
+    ~Scoped() { m_place = m_old; }
+    Scoped(const Scoped&) = delete;
+    Scoped& operator=(const Scoped&) = delete;
+
+private:
+    T& m_place;
+    T m_old;
+};
 
 /// A directory's path as the walk and the index name it: UTF-8, without a
 /// trailing separator (but "/" stays "/").
@@ -56,6 +95,21 @@ public:
 private:
     lucene::index::Term* m_pTerm;
 };
+
+/// The path in UTF-8, written into buffer, which is kept from call to call:
+/// the listing converts every path the index holds below a root.
+std::string_view narrowPath(std::wstring_view path, std::string& buffer) {
+    const bool ascii =
+        std::all_of(path.begin(), path.end(), [](wchar_t c) { return c >= 0 && c < 0x80; });
+    if (!ascii) {
+        buffer = Util::toNarrow(path);
+        return buffer;
+    }
+    buffer.resize(path.size());
+    std::transform(path.begin(), path.end(), buffer.begin(),
+                   [](wchar_t c) { return static_cast<char>(c); });
+    return buffer;
+}
 
 std::string parentKey(const std::string& path) {
     const auto slash = path.rfind('/');
@@ -311,12 +365,19 @@ void CRecursiveIndexer::scanDirectoryThread() {
         for (const auto& root : m_directories) {
             if (m_bStop)
                 break;
-            updatePathsIndexed(root);
+            startListing(root);
             scanRoot(root);
+            waitForListing();
+            settlePendingFiles();
             if (!m_bStop)
                 queueRemovals();
         }
     });
+    // A walk cut short by an error may leave the listing running: it ends
+    // before this thread does.
+    waitForListing();
+    std::vector<PendingFile>().swap(m_pendingFiles);
+    std::string().swap(m_pendingPaths);
     guarded("endScanningDirectoryThread", [this] { endScanningDirectoryThread(); });
 }
 
@@ -346,6 +407,30 @@ void CRecursiveIndexer::endScanningDirectoryThread() {
     m_itemsToBeRead.finish();
 }
 
+void CRecursiveIndexer::startListing(const std::wstring& root) {
+    m_bListingReady = false;
+    m_pListingThread = std::make_unique<std::thread>([this, root] {
+        guarded("listing the index", [&] { updatePathsIndexed(root); });
+        m_bListingReady.store(true, std::memory_order_release);
+    });
+}
+
+bool CRecursiveIndexer::isListingReady() {
+    if (!m_pListingThread)
+        return true;
+    if (!m_bListingReady.load(std::memory_order_acquire))
+        return false;
+    waitForListing();
+    return true;
+}
+
+void CRecursiveIndexer::waitForListing() {
+    if (!m_pListingThread)
+        return;
+    m_pListingThread->join();
+    m_pListingThread.reset();
+}
+
 void CRecursiveIndexer::updatePathsIndexed(const std::wstring& root) {
     m_pathsIndexed.clear();
     if (!m_pIndexSearcher || m_pIndexSearcher->getReader() == nullptr)
@@ -359,9 +444,12 @@ void CRecursiveIndexer::updatePathsIndexed(const std::wstring& root) {
         reader = current.get();
     }
     m_pathsIndexed.reserve(static_cast<std::size_t>(reader->numDocs()));
-    forEachFileBelow(*reader, root, [this](std::wstring_view path, const FileState& state) {
-        m_pathsIndexed.add(Util::toNarrow(path), state);
+    std::string narrow;
+    forEachFileBelow(*reader, root, [&](std::wstring_view path, const FileState& state) {
+        m_pathsIndexed.add(narrowPath(path, narrow), state);
+        return !m_bStop;
     });
+    m_pathsIndexed.finish();
     if (current)
         current->close();
 }
@@ -382,9 +470,13 @@ void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
     const fs::path path = Util::toPath(directory);
     const std::string key = directoryKey(Util::toNarrow(directory));
     m_directoriesEntered.insert(key);
+    // Open while its entries are walked, so that each file's state is read
+    // by its name within it.
+    const DirectoryHandle handle(path);
+    const Scoped<int> directoryFd(m_iDirectoryFd, handle.fd());
     struct stat info {};
-    if (::stat(path.c_str(), &info) == 0 &&
-        !m_visitedDirectories.emplace(info.st_dev, info.st_ino).second) {
+    const int found = handle.fd() >= 0 ? ::fstat(handle.fd(), &info) : ::stat(path.c_str(), &info);
+    if (found == 0 && !m_visitedDirectories.emplace(info.st_dev, info.st_ino).second) {
         // Reached again through a link: walking it twice could loop forever.
         Trace::tracef("Not walking %s again: it was reached through a link.\n", path.c_str());
         return;
@@ -415,6 +507,9 @@ void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
 }
 
 void CRecursiveIndexer::scanEntry(const fs::directory_entry& entry) {
+    // Files met before the listing was ready are settled as soon as it is.
+    if (!m_pendingFiles.empty() && isListingReady())
+        settlePendingFiles();
     std::error_code ec;
     // Both tests follow symbolic links: a link to a folder is walked (once,
     // see scanDirectory), a link to a file is indexed under the link's path.
@@ -428,35 +523,92 @@ void CRecursiveIndexer::scanEntry(const fs::directory_entry& entry) {
 }
 
 void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::wstring& path) {
-    const std::wstring extension = extensionOf(entry.path());
-    bool stated = false;
+    const std::wstring extension = extensionOf(entry.path().native());
     // Every listed extension is compared, so one listed twice matches twice.
-    for (const auto& accepted : m_extensions) {
-        if (Util::compareNoCase(accepted, extension) != 0)
-            continue;
-        if (!stated) {
-            stated = true;
-            m_scannedState = readFileState(entry.path());
-            // Met, so not gone, even when a criterion leaves it unread.
-            m_pScannedIndexed = m_pathsIndexed.find(entry.path().native());
-            if (m_pScannedIndexed != nullptr)
-                m_pScannedIndexed->seen = true;
-        }
+    std::size_t matches = 0;
+    for (const auto& accepted : m_extensions)
+        matches += Util::compareNoCase(accepted, extension) == 0 ? 1 : 0;
+    if (matches == 0)
+        return;
+    std::optional<FileState> state =
+        m_iDirectoryFd >= 0 ? readFileState(m_iDirectoryFd, fileNameOf(entry.path().native()))
+                            : readFileState(entry.path());
+    // The files that wait for the listing are few enough to keep in memory;
+    // past that the walk waits too.
+    if (m_pendingFiles.size() >= kMaxPendingFiles)
+        waitForListing();
+    const bool ready = isListingReady();
+    if (ready)
+        settlePendingFiles();
+    for (std::size_t match = 0; match < matches; ++match) {
         beginScanningFile(path);
         ++m_iFilesMatched;
-        if (!ignore(entry))
-            addItemToBeRead(path);
+        if (ready)
+            decideFile(entry, path, state, match == 0);
         endScanningFile(path);
+    }
+    if (!ready) {
+        const std::string& native = entry.path().native();
+        m_pendingFiles.push_back(PendingFile{m_pendingPaths.size(), native.size(), state, matches});
+        m_pendingPaths += native;
     }
 }
 
-bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
+void CRecursiveIndexer::settlePendingFiles() {
+    if (m_pendingFiles.empty())
+        return;
+    for (const PendingFile& pending : m_pendingFiles) {
+        if (m_bStop)
+            break;
+        const std::string_view native(m_pendingPaths.data() + pending.begin, pending.length);
+        CIndexedFiles::File* indexed = m_pathsIndexed.find(native);
+        if (indexed != nullptr)
+            indexed->seen = true;
+        // What the base test would skip first needs no entry; nearly every
+        // file that waited is one of these, since the listing is slow only
+        // where the index holds much.
+        if (isHeldAsItIs(indexed, pending.state))
+            continue;
+        std::error_code ec;
+        const fs::directory_entry entry(fs::path(native), ec);
+        if (ec)
+            continue; // gone since the walk met it: the next run sees it so
+        const std::wstring path = Util::toWide(native);
+        m_scannedState = pending.state;
+        m_pScannedIndexed = indexed;
+        for (std::size_t match = 0; match < pending.matches; ++match)
+            if (!ignore(entry))
+                addItemToBeRead(path);
+    }
+    // Their memory goes back at once: it was needed only for the wait.
+    std::vector<PendingFile>().swap(m_pendingFiles);
+    std::string().swap(m_pendingPaths);
+}
+
+bool CRecursiveIndexer::isHeldAsItIs(const CIndexedFiles::File* indexed,
+                                     const std::optional<FileState>& state) {
     // A file whose state cannot be read now is left as the index has it.
+    return indexed != nullptr && (!state || indexed->state == *state);
+}
+
+void CRecursiveIndexer::decideFile(const fs::directory_entry& entry, const std::wstring& path,
+                                   const std::optional<FileState>& state, bool firstMatch) {
+    if (firstMatch) {
+        m_scannedState = state;
+        // Met, so not gone, even when a criterion leaves it unread.
+        m_pScannedIndexed = m_pathsIndexed.find(entry.path().native());
+        if (m_pScannedIndexed != nullptr)
+            m_pScannedIndexed->seen = true;
+    }
+    if (!ignore(entry))
+        addItemToBeRead(path);
+}
+
+bool CRecursiveIndexer::ignore(const fs::directory_entry& entry) {
     const CIndexedFiles::File* indexed = m_pScannedIndexed;
-    const bool changed =
-        indexed != nullptr && m_scannedState && !(indexed->state == *m_scannedState);
-    if (indexed != nullptr && !changed)
+    if (isHeldAsItIs(indexed, m_scannedState))
         return true;
+    const bool changed = indexed != nullptr;
     const std::string key = CPathSet::key(Util::fromPath(entry.path()));
     std::lock_guard lock(m_filesIndexedLock);
     if (m_filesQueued.containsKey(key) || m_filesIndexed.containsKey(key))

@@ -166,7 +166,8 @@ protected:
     /// Overrides may also test the entry's time stamps.
     virtual bool ignore(const std::filesystem::directory_entry& entry);
     /// The time and size of the file being offered to ignore(); none when
-    /// they could not be read.
+    /// they could not be read. ignore() may come after the walk has moved on
+    /// (see updatePathsIndexed), so these stand for the file, not the walk.
     const std::optional<FileState>& getScannedFileState() const { return m_scannedState; }
     virtual void beginScanningDirectoryThread();
     virtual void endScanningDirectoryThread();
@@ -174,6 +175,10 @@ protected:
     virtual void endScanningDirectory(const std::wstring& /*directory*/) {}
     virtual void beginScanningFile(const std::wstring& /*path*/) {}
     virtual void endScanningFile(const std::wstring& path);
+    /// Fills m_pathsIndexed with what the index holds below root. It runs on
+    /// a thread of its own while the walk of root starts: the files the walk
+    /// meets before it ends wait, and are settled (ignore() and queued or
+    /// not) once it has.
     virtual void updatePathsIndexed(const std::wstring& root);
 
     // Build thread.
@@ -214,6 +219,19 @@ private:
     void scanRoot(const std::wstring& root);
     void scanEntry(const std::filesystem::directory_entry& entry);
     void offerFile(const std::filesystem::directory_entry& entry, const std::wstring& path);
+    /// Marks the file as met and queues it unless ignore() says otherwise.
+    void decideFile(const std::filesystem::directory_entry& entry, const std::wstring& path,
+                    const std::optional<FileState>& state, bool firstMatch);
+    void startListing(const std::wstring& root);
+    /// True once the listing of the current root has ended (or none runs).
+    bool isListingReady();
+    void waitForListing();
+    /// Decides on the files the walk met before the listing was ready.
+    void settlePendingFiles();
+    /// True when the index holds the file as it is now, or its state cannot
+    /// be read: then it is not read again whatever else is true of it.
+    static bool isHeldAsItIs(const CIndexedFiles::File* indexed,
+                             const std::optional<FileState>& state);
     void addItemToBeRead(const std::wstring& path);
     /// Queues for removal what the index held below the root and the walk
     /// did not meet, where the walk may say that it is gone.
@@ -252,6 +270,25 @@ private:
     std::vector<std::wstring> m_pendingRemovals;
     CPathSet m_filesRemoved;
     std::optional<FileState> m_scannedState;
+    /// The directory whose entries the walk is at, open; -1 when it is not.
+    int m_iDirectoryFd = -1;
+
+    /// A file the walk met before the listing was ready: its path (in
+    /// m_pendingPaths, side by side with the others), state and the number
+    /// of listed extensions it matched.
+    struct PendingFile {
+        std::size_t begin;
+        std::size_t length;
+        std::optional<FileState> state;
+        std::size_t matches;
+    };
+    /// At most this many files wait for the listing (under 200 bytes each on
+    /// a usual tree); then the walk waits for it as well.
+    static constexpr std::size_t kMaxPendingFiles = 1 << 17;
+    std::vector<PendingFile> m_pendingFiles;
+    std::string m_pendingPaths;
+    std::unique_ptr<std::thread> m_pListingThread;
+    std::atomic<bool> m_bListingReady{false};
     /// The index's entry for the file being offered; null when it has none.
     CIndexedFiles::File* m_pScannedIndexed = nullptr;
 

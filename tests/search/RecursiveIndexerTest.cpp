@@ -286,3 +286,44 @@ TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriorit
     EXPECT_EQ(indexer.workerPriority, std::min(callers + kMildNiceIncrement, 19));
     EXPECT_EQ(failedAssertionCount(), assertionsBefore);
 }
+
+TEST_F(RecursiveIndexer, FilesMetBeforeTheListingIsReadyAreSettledOnceItIs) {
+    const auto kept = file("kept.txt");
+    const auto held = file("sub/held.txt");
+    const auto changed = file("sub/changed.txt", "old");
+    const auto gone = file("gone.txt");
+    {
+        CTextIndexer first(folders, {wide(folders.tree)});
+        ASSERT_TRUE(first.runToEnd());
+    }
+    file("sub/changed.txt", "new and longer");
+    fs::remove(gone);
+    const auto added = file("sub/added.txt");
+
+    // The listing starts only once the whole walk has ended, so every file
+    // the walk meets waits for it.
+    class CLateListing : public CTextIndexer {
+    public:
+        using CTextIndexer::CTextIndexer;
+        std::atomic<bool> walked{false};
+
+    protected:
+        void updatePathsIndexed(const std::wstring& root) override {
+            waitUntil([this] { return walked.load(); });
+            CTextIndexer::updatePathsIndexed(root);
+        }
+        void endScanningDirectory(const std::wstring& directory) override {
+            CTextIndexer::endScanningDirectory(directory);
+            if (directory == getDirectories().front())
+                walked = true;
+        }
+    };
+    CLateListing late(folders, {wide(folders.tree)});
+    ASSERT_TRUE(late.runToEnd());
+    EXPECT_EQ(late.getFilesMatched(), 4u);
+    EXPECT_EQ(sorted(late.argumentsOf("beginBuildingMetadataItem")),
+              sorted({wide(changed), wide(added)}));
+    EXPECT_EQ(late.getItemsChanged(), 1u);
+    EXPECT_EQ(late.getItemsRemoved(), 1u);
+    EXPECT_EQ(folders.locations(), sorted({wide(kept), wide(held), wide(changed), wide(added)}));
+}
