@@ -61,8 +61,17 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
             }
             return &args[++i];
         };
-        if (arg == "--index-dir") {
+        // An empty path names no folder at all.
+        auto path = [&]() -> const std::string* {
             const std::string* v = value();
+            if (v != nullptr && v->empty()) {
+                problem = arg + " needs a folder, not an empty text";
+                return nullptr;
+            }
+            return v;
+        };
+        if (arg == "--index-dir") {
+            const std::string* v = path();
             if (!v)
                 return std::nullopt;
             indexDirectory = withoutTrailingSeparator(fromPath(fs::absolute(toPath(toWide(*v)))));
@@ -74,7 +83,7 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
         } else if (forFind && arg == "--no-update") {
             options.noUpdate = true;
         } else if (forFind && arg == "--folder") {
-            const std::string* v = value();
+            const std::string* v = path();
             if (!v)
                 return std::nullopt;
             options.folders.push_back(toWide(*v));
@@ -103,6 +112,10 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
             problem = "unknown option " + arg;
             return std::nullopt;
         } else if (!forFind) {
+            if (arg.empty()) {
+                problem = "index needs folders, not an empty text";
+                return std::nullopt;
+            }
             options.folders.push_back(toWide(arg));
         } else {
             problem = "unexpected argument \"" + arg + "\" (folders are given with --folder)";

@@ -115,6 +115,8 @@ TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
         "not part of an index"));
     EXPECT_TRUE(fs::exists(dir / "papers" / "budget.cfs"));
     EXPECT_EQ(runCli({"find", "--folder"}).status, 2);
+    EXPECT_EQ(runCli({"find", "--folder", ""}).status, 2);
+    EXPECT_EQ(runCli({"find", "--index-dir", "", "--folder", mail.string()}).status, 2);
     EXPECT_EQ(runCli({"find", "--folder", mail.string(), "--after", "2024-02-30"}).status, 2);
 }
 
