@@ -39,12 +39,13 @@ constexpr const char* kOwnerFileName = "qosearch-writer.owner";
 class OwnerLock {
 public:
     explicit OwnerLock(const std::string& directory) {
-        std::error_code ec;
-        fs::create_directories(directory, ec);
+        std::error_code made;
+        fs::create_directories(directory, made);
         m_fd =
             ::open((directory + "/" + kOwnerFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        // A folder that could not be made is missing for open; say why it is.
         if (m_fd < 0)
-            m_iOpenError = errno;
+            m_iOpenError = errno == ENOENT && made ? made.value() : errno;
         if (m_fd >= 0 && ::flock(m_fd, LOCK_EX | LOCK_NB) != 0) {
             ::close(m_fd);
             m_fd = -1;

@@ -111,6 +111,9 @@ TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
     // What the index held is still shown; the new file could not be added.
     EXPECT_EQ(found.fileNames(), kOptionMessages);
     EXPECT_TRUE(endedSaying(indexAll(), 1, "Index directory creation problem"));
+    // A new index folder that cannot be made is told as such, not as missing.
+    EXPECT_TRUE(endedSaying(QoTest::runCli({"index", "--index-dir", (index / "new").string()}), 1,
+                            geteuid() == 0 ? "Read-only file system" : "Permission denied"));
 
     readOnly.reset();
     fs::permissions(index, fs::perms::owner_all);
