@@ -73,8 +73,10 @@ void printRows(const std::vector<CEmailMetadata>& rows, bool json) {
             writeRecordJson(std::cout, row, {{"Folder", folder}, {"Filename", name}});
         } else {
             const Kerf::DateTime sent = Kerf::Dates::fromOleDate(row.GetSentDate().m_dt);
-            char date[16];
-            std::snprintf(date, sizeof date, "%04d-%02d-%02d", sent.year, sent.month, sent.day);
+            // A message never sent has no date: an empty cell, as in the window.
+            char date[16] = {};
+            if (!Kerf::Dates::isNoDate(sent))
+                std::snprintf(date, sizeof date, "%04d-%02d-%02d", sent.year, sent.month, sent.day);
             std::cout << cell(row.GetStringValue(L"From")) << '\t'
                       << cell(row.GetStringValue(L"To")) << '\t'
                       << cell(row.GetStringValue(L"Subject")) << '\t' << date << '\t'

@@ -50,12 +50,22 @@ TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
 }
 
 TEST_F(FindCommand, RowsCarryTheResultColumns) {
-    const auto result = find({"--subject", "option", "--filename", "1979"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.lines(), std::vector<std::string>{
-                                  "alec milton\tGeorge Maurey\tOption 2 please\t1999-08-16\t0\t"
-                                  "29696\t" +
-                                  mail.string() + "/\tpoi_message_1979.msg"});
+    const struct {
+        std::vector<std::string> criteria;
+        std::string row;
+    } cases[] = {
+        {{"--subject", "option", "--filename", "1979"},
+         "alec milton\tGeorge Maurey\tOption 2 please\t1999-08-16\t0\t29696\t" + mail.string() +
+             "/\tpoi_message_1979.msg"},
+        // Never sent: the Sent cell is empty, as in the window.
+        {{"--filename", "poi_keywords"},
+         "\t\tTest Keywords\t\t0\t21504\t" + mail.string() + "/\tpoi_keywords.msg"},
+    };
+    for (const auto& c : cases) {
+        const auto result = find(c.criteria);
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.lines(), std::vector<std::string>{c.row});
+    }
 }
 
 TEST_F(FindCommand, JsonRowsCarryTheRecordWithFolderAndFileName) {
