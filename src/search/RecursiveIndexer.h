@@ -208,6 +208,8 @@ protected:
     std::atomic<bool> m_bIndexingFinished{false};
 
     /// What the index held below the current root when its walk began.
+    /// Filled by updatePathsIndexed on the listing's thread; the scan thread
+    /// reads it only once the listing has ended.
     CIndexedFiles m_pathsIndexed;
 
 private:
