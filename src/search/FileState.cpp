@@ -1,7 +1,6 @@
 #include "search/FileState.h"
 
 #include <charconv>
-#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace Kerf::Search {
@@ -25,27 +24,15 @@ bool parseNumber(std::wstring_view text, std::size_t begin, std::size_t end, std
     return ec == std::errc() && ptr == digits + n;
 }
 
-FileState stateOf(const struct stat& info) {
-    return FileState{static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1000000000 +
-                         static_cast<std::int64_t>(info.st_mtim.tv_nsec),
-                     static_cast<std::int64_t>(info.st_size)};
-}
-
 } // namespace
 
 std::optional<FileState> readFileState(const std::filesystem::path& path) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0)
         return std::nullopt;
-    return stateOf(info);
-}
-
-std::optional<FileState> readFileState(int directoryFd, const char* name) {
-    struct stat info {};
-    // Follows a symbolic link, as stat() of the whole path does.
-    if (::fstatat(directoryFd, name, &info, 0) != 0)
-        return std::nullopt;
-    return stateOf(info);
+    return FileState{static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1000000000 +
+                         static_cast<std::int64_t>(info.st_mtim.tv_nsec),
+                     static_cast<std::int64_t>(info.st_size)};
 }
 
 std::wstring fileStateText(const std::wstring& path, const FileState& state) {

@@ -23,9 +23,6 @@ struct FileState {
 
 /// The file's state as the file system reports it now; none when it cannot.
 std::optional<FileState> readFileState(const std::filesystem::path& path);
-/// The same for the file name in the open directory directoryFd: the file
-/// system then looks up one name instead of every folder on the way.
-std::optional<FileState> readFileState(int directoryFd, const char* name);
 
 /// The term text "path", separator, time, separator, size.
 std::wstring fileStateText(const std::wstring& path, const FileState& state);

@@ -10,10 +10,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 using Kerf::QuireLib::CMetadata;
@@ -42,36 +40,6 @@ std::wstring extensionOf(const std::string& path) {
     const auto dot = name.rfind('.');
     return dot == std::string_view::npos ? std::wstring() : Util::toWide(name.substr(dot + 1));
 }
-
-/// Closes a directory opened for the walk when its walk ends in any way.
-class DirectoryHandle {
-public:
-    explicit DirectoryHandle(const fs::path& path)
-        : m_iFd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
-    ~DirectoryHandle() {
-        if (m_iFd >= 0)
-            ::close(m_iFd);
-    }
-    DirectoryHandle(const DirectoryHandle&) = delete;
-    DirectoryHandle& operator=(const DirectoryHandle&) = delete;
-    int fd() const { return m_iFd; }
-
-private:
-    int m_iFd;
-};
-
-/// Sets a value for the lifetime of a scope and puts the old one back.
-template <typename T> class Scoped {
-public:
-    Scoped(T& place, T value) : m_place(place), m_old(place) { m_place = value; }
-    ~Scoped() { m_place = m_old; }
-    Scoped(const Scoped&) = delete;
-    Scoped& operator=(const Scoped&) = delete;
-
-private:
-    T& m_place;
-    T m_old;
-};
 
 /// A directory's path as the walk and the index name it: UTF-8, without a
 /// trailing separator (but "/" stays "/").
@@ -470,13 +438,9 @@ void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
     const fs::path path = Util::toPath(directory);
     const std::string key = directoryKey(Util::toNarrow(directory));
     m_directoriesEntered.insert(key);
-    // Open while its entries are walked, so that each file's state is read
-    // by its name within it.
-    const DirectoryHandle handle(path);
-    const Scoped<int> directoryFd(m_iDirectoryFd, handle.fd());
     struct stat info {};
-    const int found = handle.fd() >= 0 ? ::fstat(handle.fd(), &info) : ::stat(path.c_str(), &info);
-    if (found == 0 && !m_visitedDirectories.emplace(info.st_dev, info.st_ino).second) {
+    if (::stat(path.c_str(), &info) == 0 &&
+        !m_visitedDirectories.emplace(info.st_dev, info.st_ino).second) {
         // Reached again through a link: walking it twice could loop forever.
         Trace::tracef("Not walking %s again: it was reached through a link.\n", path.c_str());
         return;
@@ -530,9 +494,7 @@ void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::w
         matches += Util::compareNoCase(accepted, extension) == 0 ? 1 : 0;
     if (matches == 0)
         return;
-    std::optional<FileState> state =
-        m_iDirectoryFd >= 0 ? readFileState(m_iDirectoryFd, fileNameOf(entry.path().native()))
-                            : readFileState(entry.path());
+    const std::optional<FileState> state = readFileState(entry.path());
     // The files that wait for the listing are few enough to keep in memory;
     // past that the walk waits too.
     if (m_pendingFiles.size() >= kMaxPendingFiles)

@@ -272,8 +272,6 @@ private:
     std::vector<std::wstring> m_pendingRemovals;
     CPathSet m_filesRemoved;
     std::optional<FileState> m_scannedState;
-    /// The directory whose entries the walk is at, open; -1 when it is not.
-    int m_iDirectoryFd = -1;
 
     /// A file the walk met before the listing was ready: its path (in
     /// m_pendingPaths, side by side with the others), state and the number
