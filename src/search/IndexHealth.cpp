@@ -76,6 +76,15 @@ bool canWriteBeside(const fs::path& directory) {
     return written;
 }
 
+// The extensions of the files CLucene writes for a segment, and removes
+// from an index's folder when they belong to no segment it knows.
+bool hasIndexExtension(std::string_view extension) {
+    static const std::array<std::string_view, 15> extensions = {"cfs", "cfx", "fnm", "fdx", "fdt",
+                                                                "tii", "tis", "frq", "prx", "del",
+                                                                "tvx", "tvd", "tvf", "gen", "nrm"};
+    return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
+}
+
 } // namespace
 
 IndexFault faultOf(CLuceneError& error, int systemError) {
@@ -124,6 +133,16 @@ CIndexException toIndexException(std::wstring message, CLuceneError& error, int 
     return CIndexException(std::move(message), cause, fault);
 }
 
+bool isTakenForIndexFile(const std::string& name) {
+    // Any name that begins so is read as a generation of the index.
+    if (name.rfind("segments", 0) == 0)
+        return true;
+    const auto dot = name.rfind('.');
+    if (dot != std::string::npos)
+        return hasIndexExtension(std::string_view(name).substr(dot + 1));
+    return name == "deletable";
+}
+
 bool isIndexFileName(const std::string& name) {
     // Segment and generation names are numbers in base 36, lower case.
     const auto base36 = [](std::string_view text) {
@@ -147,11 +166,8 @@ bool isIndexFileName(const std::string& name) {
     if (!base36(stem.substr(0, underscore)) ||
         (underscore != std::string_view::npos && !base36(stem.substr(underscore + 1))))
         return false;
-    static const std::array<std::string_view, 14> extensions = {"cfs", "fnm", "fdx", "fdt", "tii",
-                                                                "tis", "frq", "prx", "del", "tvx",
-                                                                "tvd", "tvf", "gen", "nrm"};
     const std::string_view extension = std::string_view(name).substr(dot + 1);
-    if (std::find(extensions.begin(), extensions.end(), extension) != extensions.end())
+    if (hasIndexExtension(extension))
         return true;
     // Separate norms: "f" or "s" and the field's number.
     return extension.size() >= 2 && (extension[0] == 'f' || extension[0] == 's') &&

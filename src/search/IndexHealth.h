@@ -58,4 +58,10 @@ CIndexException toIndexException(std::wstring message, CLuceneError& error, int 
 /// its lock files); "_notes.txt" or "budget.cfs" are someone else's.
 bool isIndexFileName(const std::string& name);
 
+/// True for the names CLucene takes for an index's files wherever they stand
+/// in its folder, and deletes there when it creates an index or finds them
+/// unused: its extensions ("budget.cfs" too), "deletable", and every name that
+/// begins with "segments", which it reads as a generation of the index.
+bool isTakenForIndexFile(const std::string& name);
+
 } // namespace Kerf::Search

@@ -128,8 +128,7 @@ std::string foreignIndexFile(const std::string& directory) {
     std::error_code ec;
     for (const auto& entry : fs::directory_iterator(directory, ec)) {
         const std::string name = entry.path().filename().string();
-        if (entry.is_regular_file(ec) && IndexReader::isLuceneFile(name.c_str()) &&
-            !isIndexFileName(name))
+        if (entry.is_regular_file(ec) && isTakenForIndexFile(name) && !isIndexFileName(name))
             return name;
     }
     return {};

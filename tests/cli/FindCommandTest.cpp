@@ -119,11 +119,15 @@ TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
                                     (mail / "poi_message_1979.msg").string()}),
                             1, "is not a folder"));
     // CLucene removes files it takes for its own; an index is not made beside them.
-    QoTest::writeFile(dir / "papers" / "budget.cfs", "the user's own");
-    EXPECT_TRUE(endedSaying(
-        runCli({"find", "--index-dir", (dir / "papers").string(), "--folder", mail.string()}), 1,
-        "not part of an index"));
-    EXPECT_TRUE(fs::exists(dir / "papers" / "budget.cfs"));
+    for (const std::string name : {"budget.cfs", "plan.nrm", "segments-old"}) {
+        const fs::path papers = dir / ("papers " + name);
+        QoTest::writeFile(papers / name, "the user's own");
+        EXPECT_TRUE(
+            endedSaying(runCli({"find", "--index-dir", papers.string(), "--folder", mail.string()}),
+                        1, "not part of an index"))
+            << name;
+        EXPECT_TRUE(fs::exists(papers / name)) << name;
+    }
     EXPECT_EQ(runCli({"find", "--folder"}).status, 2);
     EXPECT_EQ(runCli({"find", "--folder", ""}).status, 2);
     EXPECT_EQ(runCli({"find", "--index-dir", "", "--folder", mail.string()}).status, 2);
