@@ -177,8 +177,9 @@ protected:
     virtual void endScanningFile(const std::wstring& path);
     /// Fills m_pathsIndexed with what the index holds below root. It runs on
     /// a thread of its own while the walk of root starts: the files the walk
-    /// meets before it ends wait, and are settled (ignore() and queued or
-    /// not) once it has.
+    /// meets before it ends wait, and are settled once it has. Of those, a
+    /// file the index holds as it is now is skipped without asking ignore(),
+    /// as the base version would skip it; any other is offered to ignore().
     virtual void updatePathsIndexed(const std::wstring& root);
 
     // Build thread.
