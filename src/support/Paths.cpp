@@ -5,7 +5,11 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <pwd.h>
+#include <stdexcept>
 #include <system_error>
+#include <unistd.h>
+#include <vector>
 
 #ifndef QOSEARCH_PRODUCT_NAME
 #define QOSEARCH_PRODUCT_NAME "Quarto"
@@ -14,13 +18,18 @@
 namespace Kerf::Paths {
 namespace {
 
-std::wstring dataHome() {
-    const char* xdg = std::getenv("XDG_DATA_HOME");
-    if (xdg != nullptr && xdg[0] == '/')
-        return Util::toWide(xdg);
-    const char* home = std::getenv("HOME");
-    std::string base = (home != nullptr && home[0] != '\0') ? home : "/tmp";
-    return Util::toWide(base + "/.local/share");
+// Without HOME (a service, a stripped environment) the account's own home
+// folder is used: a shared fallback such as /tmp would let any other user
+// plant or read the index.
+std::string homeFromPasswordDatabase() {
+    long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+    std::vector<char> buffer(static_cast<std::size_t>(size > 0 ? size : 16384));
+    passwd entry{};
+    passwd* found = nullptr;
+    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 &&
+        found != nullptr && found->pw_dir != nullptr && found->pw_dir[0] == '/')
+        return found->pw_dir;
+    throw std::runtime_error("No home folder is known for this user: set HOME");
 }
 
 // The nearest "share/qosearch" folder at or above the executable's folder:
@@ -51,6 +60,15 @@ std::wstring ensureDirectory(const std::wstring& dir) {
 }
 
 } // namespace
+
+std::wstring dataHome() {
+    const char* xdg = std::getenv("XDG_DATA_HOME");
+    if (xdg != nullptr && xdg[0] == '/')
+        return Util::toWide(xdg);
+    const char* home = std::getenv("HOME");
+    std::string base = (home != nullptr && home[0] == '/') ? home : homeFromPasswordDatabase();
+    return Util::toWide(base + "/.local/share");
+}
 
 std::wstring productName() {
     return Util::toWide(QOSEARCH_PRODUCT_NAME);

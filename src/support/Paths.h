@@ -9,6 +9,11 @@ namespace Kerf::Paths {
 /// The product name that names the per-user folders ("Quarto").
 std::wstring productName();
 
+/// The per-user data root: $XDG_DATA_HOME when it is an absolute path,
+/// otherwise the home folder's ".local/share" ($HOME, or the account's home
+/// from the password database). Throws when no home folder is known.
+std::wstring dataHome();
+
 /// $XDG_DATA_HOME/Pellam/ with a trailing separator, created when missing.
 std::wstring makerDataDirectory();
 
