@@ -2,6 +2,7 @@
 
 #include "search/DocumentLayout.h"
 #include "search/IndexLocations.h"
+#include "search/MountPoints.h"
 #include "search/ThreadPriority.h"
 #include "support/Assert.h"
 #include "support/Exception.h"
@@ -330,6 +331,7 @@ void CRecursiveIndexer::startWorker() {
 void CRecursiveIndexer::scanDirectoryThread() {
     guarded("beginScanningDirectoryThread", [this] { beginScanningDirectoryThread(); });
     guarded("scanning", [this] {
+        m_unmountedMountPoints = unmountedMountPoints(m_sMountTable, m_sMountedTable);
         for (const auto& root : m_directories) {
             if (m_bStop)
                 break;
@@ -455,7 +457,9 @@ void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
         Trace::tracef("Skipping the directory %s: %s\n", path.c_str(), ec.message().c_str());
     } else {
         const fs::directory_iterator end;
+        std::size_t entries = 0;
         while (it != end && !m_bStop) {
+            ++entries;
             scanEntry(*it);
             it.increment(ec);
             if (ec) {
@@ -463,8 +467,10 @@ void CRecursiveIndexer::scanDirectory(const std::wstring& directory) {
                 break;
             }
         }
-        // Only a folder listed to the end tells that a file in it is gone.
-        if (!ec && !m_bStop)
+        // Only a folder listed to the end tells that a file in it is gone;
+        // an empty one where a share should be mounted tells nothing.
+        const bool shareMissing = entries == 0 && m_unmountedMountPoints.count(key) != 0;
+        if (!ec && !m_bStop && !shareMissing)
             m_directoriesRead.insert(key);
     }
     endScanningDirectory(directory);

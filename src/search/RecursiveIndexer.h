@@ -93,6 +93,12 @@ public:
     void setRunNumber(std::uint64_t run) { m_iRun = run; }
     std::uint64_t getRunNumber() const { return m_iRun; }
     /// Records waiting for the index stage before the build stage waits.
+    /// The mount table files that tell an empty folder from a share that is
+    /// not mounted (the system's own unless a test names others).
+    void setMountTables(std::string expected, std::string mounted) {
+        m_sMountTable = std::move(expected);
+        m_sMountedTable = std::move(mounted);
+    }
     void setQueueCapacity(std::size_t capacity);
     /// Bytes of paths waiting for the build stage before the walk waits.
     void setPathQueueBytes(std::size_t bytes) { m_itemsToBeRead.setCapacity(bytes); }
@@ -266,6 +272,10 @@ private:
     /// of them that were listed to the end without an error.
     std::unordered_set<std::string> m_directoriesEntered;
     std::unordered_set<std::string> m_directoriesRead;
+    /// Mount points with nothing mounted now, read as the walk begins.
+    std::unordered_set<std::string> m_unmountedMountPoints;
+    std::string m_sMountTable = "/etc/fstab";
+    std::string m_sMountedTable = "/proc/self/mounts";
     /// Files queued because they changed (guarded by m_filesIndexedLock).
     CPathSet m_filesChanged;
     /// Paths whose documents are to be removed (guarded by m_filesIndexedLock),

@@ -186,23 +186,36 @@ TEST_F(IndexerFileSystem, OnlyAFolderListedToTheEndTellsThatItsFilesAreGone) {
 }
 
 TEST_F(IndexerFileSystem, AChosenFolderThatComesBackIsNotReadAgain) {
-    file("a.txt");
-    file("sub/b.txt");
-    {
-        CTextIndexer first(folders, {wide(folders.tree)});
-        ASSERT_TRUE(first.runToEnd());
+    // A share that is not mounted is either gone or an empty mount point.
+    for (const bool mountPointLeft : {false, true}) {
+        SCOPED_TRACE(mountPointLeft ? "empty mount point left" : "folder gone");
+        IndexFolders place;
+        QoTest::writeFile(place.tree / "a.txt", "filed text");
+        QoTest::writeFile(place.tree / "sub" / "b.txt", "filed text");
+        {
+            CTextIndexer first(place, {wide(place.tree)});
+            ASSERT_TRUE(first.runToEnd());
+        }
+        const fs::path away = place.temp / "unmounted";
+        fs::rename(place.tree, away);
+        // The mount table expects a share at the tree; nothing is mounted.
+        QoTest::writeFile(place.temp / "fstab",
+                          "# shares\n//server/mail " + place.tree.string() + "/ cifs noauto 0 0\n");
+        QoTest::writeFile(place.temp / "mounts", "proc /proc proc rw 0 0\n");
+        if (mountPointLeft)
+            fs::create_directory(place.tree);
+        {
+            CTextIndexer whileAway(place, {wide(place.tree)});
+            whileAway.setMountTables(place.temp / "fstab", place.temp / "mounts");
+            ASSERT_TRUE(whileAway.runToEnd());
+            EXPECT_EQ(whileAway.getItemsRemoved(), 0u);
+        }
+        fs::remove(place.tree);
+        fs::rename(away, place.tree);
+        CTextIndexer back(place, {wide(place.tree)});
+        ASSERT_TRUE(back.runToEnd());
+        EXPECT_TRUE(back.argumentsOf("beginBuildingMetadataItem").empty());
+        EXPECT_EQ(back.getItemsRemoved(), 0u);
+        EXPECT_EQ(place.locations().size(), 2u);
     }
-    const fs::path away = folders.temp / "unmounted";
-    fs::rename(folders.tree, away);
-    {
-        CTextIndexer whileAway(folders, {wide(folders.tree)});
-        ASSERT_TRUE(whileAway.runToEnd());
-        EXPECT_EQ(whileAway.getItemsRemoved(), 0u);
-    }
-    fs::rename(away, folders.tree);
-    CTextIndexer back(folders, {wide(folders.tree)});
-    ASSERT_TRUE(back.runToEnd());
-    EXPECT_TRUE(back.argumentsOf("beginBuildingMetadataItem").empty());
-    EXPECT_EQ(back.getItemsRemoved(), 0u);
-    EXPECT_EQ(folders.locations().size(), 2u);
 }
