@@ -256,6 +256,9 @@ void CMailSearchCycle::showSearchFinish() {
         for (size_t i = 0; i < m_vUnreachable.size(); ++i)
             status += (i == 0 ? L"" : L"; ") + m_vUnreachable[i];
     }
+    // Otherwise a folder the user may not read would just look empty.
+    if (const std::size_t skipped = m_pIndexer->getDirectoriesSkipped(); skipped > 0)
+        status += StatusTexts::foldersNotRead(skipped);
     setStatus(status);
 }
 

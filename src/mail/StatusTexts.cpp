@@ -47,6 +47,10 @@ std::wstring matchesFound(std::size_t matches, std::int64_t elapsedSeconds) {
     return format(L"%zu matches found in ", matches) + elapsedTime(elapsedSeconds);
 }
 
+std::wstring foldersNotRead(std::size_t folders) {
+    return format(L". %zu %ls could not be read", folders, folders == 1 ? L"folder" : L"folders");
+}
+
 std::wstring searchProgress(std::size_t matches, std::size_t messages, std::size_t directories) {
     return format(L"%zu %ls in %zu %ls from %zu %ls. Searching...", matches,
                   matches == 1 ? L"match" : L"matches", messages,

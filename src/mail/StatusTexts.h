@@ -15,6 +15,10 @@ std::wstring elapsedTime(std::int64_t seconds);
 /// "%d matches found in %s".
 std::wstring matchesFound(std::size_t matches, std::int64_t elapsedSeconds);
 
+/// ". %d folder(s) could not be read", added to the final status when the
+/// walk had to pass folders over (their messages keep the rows they had).
+std::wstring foldersNotRead(std::size_t folders);
+
 /// "%d match(es) in %d message(s) from %d director(y|ies). Searching..."
 std::wstring searchProgress(std::size_t matches, std::size_t messages, std::size_t directories);
 

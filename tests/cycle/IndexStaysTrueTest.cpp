@@ -8,6 +8,7 @@
 #include "support/Strings.h"
 
 #include "MsgWriter.h"
+#include "PermissionOverride.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -52,6 +53,9 @@ protected:
         return path;
     }
 
+    /// The final status of the last find().
+    std::wstring status;
+
     /// One whole "Find Now" over the folders; the rows it leaves.
     std::vector<std::wstring> find(const std::vector<fs::path>& folders,
                                    const std::wstring& subject = {}) {
@@ -70,6 +74,7 @@ protected:
             if (auto message = sink->take(std::chrono::milliseconds(20)))
                 cycle.handle(*message);
         EXPECT_EQ(cycle.getLastError(), L"");
+        status = cycle.getStatusText();
         std::sort(view.rows.begin(), view.rows.end());
         return view.rows;
     }
@@ -147,4 +152,23 @@ TEST_F(IndexStaysTrue, AnIndexOfDocumentsWithoutFileStatesIsBroughtOverOnce) {
     again.stop();
     EXPECT_EQ(again.getCompletedItemsTotal(), 0u);
     EXPECT_EQ(indexed(), both);
+}
+
+TEST_F(IndexStaysTrue, AFolderThatCannotBeReadKeepsItsRowsAndTheStatusSaysSo) {
+    const auto kept = save("A/locked/kept.msg", L"Locked away");
+    const auto open = save("A/open.msg", L"In the open");
+    ASSERT_EQ(find({mail}).size(), 2u);
+    EXPECT_EQ(status.find(L"could not be read"), std::wstring::npos);
+
+    fs::permissions(mail / "A" / "locked", fs::perms::none);
+    {
+        QoTest::WithoutPermissionOverride lowered;
+        if (QoTest::canList(mail / "A" / "locked")) {
+            fs::permissions(mail / "A" / "locked", fs::perms::owner_all);
+            GTEST_SKIP() << "this process reads folders whatever their permissions";
+        }
+        EXPECT_EQ(find({mail}), (std::vector{Util::fromPath(kept), Util::fromPath(open)}));
+    }
+    fs::permissions(mail / "A" / "locked", fs::perms::owner_all);
+    EXPECT_TRUE(status.ends_with(L". 1 folder could not be read")) << Util::toNarrow(status);
 }

@@ -2,59 +2,23 @@
 // up the tree, and file names no text encoding can describe.
 
 #include "EngineTestSupport.h"
+#include "PermissionOverride.h"
 #include "search/QueryRunner.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <dirent.h>
 #include <functional>
-#include <linux/capability.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace EngineTest;
+using QoTest::canList;
+using QoTest::WithoutPermissionOverride;
 using namespace Kerf;
 using namespace Kerf::Search;
 
 namespace {
-
-/// Takes away the calling thread's power to read past permissions (root has
-/// it), so that an unreadable folder is unreadable for the threads it starts.
-class WithoutPermissionOverride {
-public:
-    WithoutPermissionOverride() {
-        if (::geteuid() != 0 || !get())
-            return;
-        __user_cap_data_struct lowered[2] = {m_saved[0], m_saved[1]};
-        lowered[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
-        m_bLowered = set(lowered);
-    }
-    ~WithoutPermissionOverride() {
-        if (m_bLowered)
-            set(m_saved);
-    }
-
-private:
-    bool get() {
-        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-        return ::syscall(SYS_capget, &header, m_saved) == 0;
-    }
-    static bool set(__user_cap_data_struct* data) {
-        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-        return ::syscall(SYS_capset, &header, data) == 0;
-    }
-    __user_cap_data_struct m_saved[2] = {};
-    bool m_bLowered = false;
-};
-
-bool canList(const fs::path& directory) {
-    DIR* dir = ::opendir(directory.c_str());
-    if (dir != nullptr)
-        ::closedir(dir);
-    return dir != nullptr;
-}
 
 class IndexerFileSystem : public ::testing::Test {
 protected:
