@@ -39,6 +39,19 @@ bool CAccessDatabase::LooksLikeAccessFile(const std::wstring& sPath) {
     return in && (format == "Standard Jet DB" || format == "Standard ACE DB");
 }
 
+bool CAccessDatabase::IsWholeNumberOfPages(const std::wstring& sPath) {
+    // A file cut short (a copy that broke off) ends inside a page; the
+    // library then reads past its end and fills the terminal with warnings.
+    // The version at byte 20 sets the page size: 2 KB for the oldest format.
+    std::ifstream in(Util::toPath(sPath), std::ios::binary | std::ios::ate);
+    const std::streamoff size = in.tellg();
+    char version = 0;
+    in.seekg(0x14);
+    in.read(&version, 1);
+    const std::streamoff page = version == 0 ? 2048 : 4096;
+    return in && size > 0 && size % page == 0;
+}
+
 CAccessDatabase::CAccessDatabase(const std::wstring& sPath)
     : m_sPath(sPath), m_pHandle(std::make_unique<Handle>()) {
     std::error_code ec;
@@ -47,6 +60,9 @@ CAccessDatabase::CAccessDatabase(const std::wstring& sPath)
     if (!LooksLikeAccessFile(sPath))
         throw CDbException(L"Cannot open the store database \"" + sPath +
                            L"\": not an Access database");
+    if (!IsWholeNumberOfPages(sPath))
+        throw CDbException(L"Cannot open the store database \"" + sPath +
+                           L"\": the Access file is cut short");
     m_pHandle->mdb = mdb_open(Util::toNarrow(sPath).c_str(), MDB_NOFLAGS);
     if (m_pHandle->mdb == nullptr)
         throw CDbException(L"Cannot open the store database \"" + sPath +

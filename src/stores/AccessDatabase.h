@@ -39,6 +39,9 @@ public:
 
     /// Whether the file starts as an Access database does.
     static bool LooksLikeAccessFile(const std::wstring& sPath);
+    /// Whether the file holds whole pages of its format, as one not cut
+    /// short does.
+    static bool IsWholeNumberOfPages(const std::wstring& sPath);
 
 private:
     std::wstring m_sPath;

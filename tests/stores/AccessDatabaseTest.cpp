@@ -115,6 +115,9 @@ TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
     const std::wstring text = toWide((dir / "text.mdb").string());
     const std::wstring message = toWide(QOSEARCH_CORPUS_DIR "/msg/mr_200 recipients.msg");
     const std::wstring nwind = mdbFile("nwind.mdb");
+    const std::wstring cut = toWide((dir / "cut.mdb").string());
+    QoTest::writeFile(dir / "cut.mdb",
+                      QoTest::readFile(Kerf::Util::toPath(nwind)).substr(0, 100000));
     const struct {
         std::function<void()> action;
         std::wstring expected;
@@ -126,6 +129,8 @@ TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
          L"Cannot open the store database \"" + text + L"\": not an Access database"},
         {[&] { CAccessDatabase db(message); },
          L"Cannot open the store database \"" + message + L"\": not an Access database"},
+        {[&] { CAccessDatabase db(cut); },
+         L"Cannot open the store database \"" + cut + L"\": the Access file is cut short"},
         {[&] { CAccessDatabase(nwind).ReadTable(L"tbl_stores"); },
          L"The store database \"" + nwind + L"\" has no table \"tbl_stores\""},
         {[&] {
