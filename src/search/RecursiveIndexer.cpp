@@ -8,7 +8,6 @@
 #include "support/Exception.h"
 #include "support/Trace.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <sys/stat.h>
@@ -64,21 +63,6 @@ public:
 private:
     lucene::index::Term* m_pTerm;
 };
-
-/// The path in UTF-8, written into buffer, which is kept from call to call:
-/// the listing converts every path the index holds below a root.
-std::string_view narrowPath(std::wstring_view path, std::string& buffer) {
-    const bool ascii =
-        std::all_of(path.begin(), path.end(), [](wchar_t c) { return c >= 0 && c < 0x80; });
-    if (!ascii) {
-        buffer = Util::toNarrow(path);
-        return buffer;
-    }
-    buffer.resize(path.size());
-    std::transform(path.begin(), path.end(), buffer.begin(),
-                   [](wchar_t c) { return static_cast<char>(c); });
-    return buffer;
-}
 
 std::string parentKey(const std::string& path) {
     const auto slash = path.rfind('/');
@@ -416,7 +400,7 @@ void CRecursiveIndexer::updatePathsIndexed(const std::wstring& root) {
     m_pathsIndexed.reserve(static_cast<std::size_t>(reader->numDocs()));
     std::string narrow;
     forEachFileBelow(*reader, root, [&](std::wstring_view path, const FileState& state) {
-        m_pathsIndexed.add(narrowPath(path, narrow), state);
+        m_pathsIndexed.add(Util::toNarrow(path, narrow), state);
         return !m_bStop;
     });
     m_pathsIndexed.finish();

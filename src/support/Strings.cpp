@@ -96,9 +96,15 @@ std::wstring toWide(std::string_view bytes) {
 }
 
 std::string toNarrow(std::wstring_view text) {
+    std::string out;
+    toNarrow(text, out);
+    return out;
+}
+
+std::string_view toNarrow(std::wstring_view text, std::string& out) {
     // At most four bytes a character; written through an index rather than
     // appended, since this runs for every path of every walk.
-    std::string out(text.size() * 4, '\0');
+    out.resize(text.size() * 4);
     size_t n = 0;
     auto put = [&](unsigned value) { out[n++] = static_cast<char>(value); };
     for (wchar_t wc : text) {

@@ -20,6 +20,9 @@ namespace Util {
 std::wstring toWide(std::string_view bytes);
 /// Wide text back to UTF-8; U+DC80..U+DCFF become the single bytes they stand for.
 std::string toNarrow(std::wstring_view text);
+/// The same into a buffer the caller keeps, which then needs no allocation
+/// once it is large enough (for loops over many paths).
+std::string_view toNarrow(std::wstring_view text, std::string& buffer);
 
 /// A file-system path from wide text and back, byte-exact for any file name.
 std::filesystem::path toPath(const std::wstring& text);
