@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 
 namespace QoTest {
@@ -35,39 +36,46 @@ private:
     std::filesystem::path m_path;
 };
 
-/// Points XDG_DATA_HOME and XDG_CONFIG_HOME into a temporary folder while alive.
-class ScopedUserFolders {
+/// Sets (or, given null, unsets) an environment variable while alive, then
+/// puts back what it was.
+class ScopedVariable {
 public:
-    explicit ScopedUserFolders(const std::filesystem::path& base) {
-        save("XDG_DATA_HOME", m_data);
-        save("XDG_CONFIG_HOME", m_config);
-        std::filesystem::create_directories(base / "data");
-        std::filesystem::create_directories(base / "config");
-        setenv("XDG_DATA_HOME", (base / "data").c_str(), 1);
-        setenv("XDG_CONFIG_HOME", (base / "config").c_str(), 1);
-    }
-    ~ScopedUserFolders() {
-        restore("XDG_DATA_HOME", m_data);
-        restore("XDG_CONFIG_HOME", m_config);
-    }
-
-private:
-    struct Saved {
-        bool had = false;
-        std::string value;
-    };
-    static void save(const char* name, Saved& saved) {
-        const char* v = std::getenv(name);
-        saved.had = v != nullptr;
-        saved.value = v ? v : "";
-    }
-    static void restore(const char* name, const Saved& saved) {
-        if (saved.had)
-            setenv(name, saved.value.c_str(), 1);
+    ScopedVariable(const char* name, const char* value) : m_name(name) {
+        if (const char* old = std::getenv(name))
+            m_old = old;
+        if (value != nullptr)
+            setenv(name, value, 1);
         else
             unsetenv(name);
     }
-    Saved m_data, m_config;
+    ~ScopedVariable() {
+        if (m_old)
+            setenv(m_name, m_old->c_str(), 1);
+        else
+            unsetenv(m_name);
+    }
+    ScopedVariable(const ScopedVariable&) = delete;
+    ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_old;
+};
+
+/// Points XDG_DATA_HOME and XDG_CONFIG_HOME into a temporary folder while alive.
+class ScopedUserFolders {
+public:
+    explicit ScopedUserFolders(const std::filesystem::path& base)
+        : m_data("XDG_DATA_HOME", made(base / "data")),
+          m_config("XDG_CONFIG_HOME", made(base / "config")) {}
+
+private:
+    // The text lives until the variable is set from it (setenv copies it).
+    static const char* made(const std::filesystem::path& folder) {
+        std::filesystem::create_directories(folder);
+        return folder.c_str();
+    }
+    ScopedVariable m_data, m_config;
 };
 
 inline void writeFile(const std::filesystem::path& path, const std::string& content) {

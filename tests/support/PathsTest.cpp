@@ -1,44 +1,16 @@
 #include "support/Paths.h"
 #include "support/Strings.h"
 
+#include "TempDir.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <optional>
 #include <pwd.h>
 #include <string>
 #include <unistd.h>
 
 using namespace Kerf;
-
-namespace {
-
-/// Sets or unsets a variable for the scope, then puts it back.
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const char* value) : m_name(name) {
-        if (const char* old = std::getenv(name))
-            m_old = old;
-        if (value != nullptr)
-            ::setenv(name, value, 1);
-        else
-            ::unsetenv(name);
-    }
-    ~ScopedVariable() {
-        if (m_old)
-            ::setenv(m_name, m_old->c_str(), 1);
-        else
-            ::unsetenv(m_name);
-    }
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-
-private:
-    const char* m_name;
-    std::optional<std::string> m_old;
-};
-
-} // namespace
 
 TEST(Paths, DataHomeIsNeverAFolderSharedWithOtherUsers) {
     const passwd* account = ::getpwuid(::getuid());
@@ -60,8 +32,8 @@ TEST(Paths, DataHomeIsNeverAFolderSharedWithOtherUsers) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.xdg ? c.xdg : "(unset)") + " " + (c.home ? c.home : "(unset)"));
-        ScopedVariable xdg("XDG_DATA_HOME", c.xdg);
-        ScopedVariable home("HOME", c.home);
+        QoTest::ScopedVariable xdg("XDG_DATA_HOME", c.xdg);
+        QoTest::ScopedVariable home("HOME", c.home);
         EXPECT_EQ(Util::toNarrow(Paths::dataHome()), c.expected);
     }
 }
