@@ -7,6 +7,7 @@
 #include "search/QueuedEventSink.h"
 #include "support/Strings.h"
 
+#include "CycleTestSupport.h"
 #include "MsgWriter.h"
 #include "PermissionOverride.h"
 #include "TempDir.h"
@@ -21,20 +22,6 @@ using namespace Kerf;
 using namespace Kerf::QuireLib;
 
 namespace {
-
-class RowsView : public ISearchView {
-public:
-    void setStatusText(const std::wstring& text) override { status = text; }
-    void deleteAllRows() override { rows.clear(); }
-    void startOptimisedAdd(std::size_t) override {}
-    void insertItem(const CEmailMetadata& record) override {
-        rows.push_back(record.GetStringValue(L"Location"));
-    }
-    void finishOptimisedAdd() override {}
-    std::size_t getItemCount() const override { return rows.size(); }
-    std::vector<std::wstring> rows;
-    std::wstring status;
-};
 
 class IndexStaysTrue : public ::testing::Test {
 protected:
@@ -59,7 +46,7 @@ protected:
     /// One whole "Find Now" over the folders; the rows it leaves.
     std::vector<std::wstring> find(const std::vector<fs::path>& folders,
                                    const std::wstring& subject = {}) {
-        RowsView view;
+        CycleTest::RowsView view;
         auto sink = std::make_shared<Search::CQueuedEventSink>();
         CMailSearchCycle cycle(view, sink, place);
         cycle.initialise();
@@ -69,10 +56,7 @@ protected:
         for (const auto& folder : folders)
             locations.push_back(Util::fromPath(folder));
         EXPECT_TRUE(cycle.findNow(criteria, locations));
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (cycle.isIndexing() && std::chrono::steady_clock::now() < deadline)
-            if (auto message = sink->take(std::chrono::milliseconds(20)))
-                cycle.handle(*message);
+        CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isIndexing(); });
         EXPECT_EQ(cycle.getLastError(), L"");
         status = cycle.getStatusText();
         std::sort(view.rows.begin(), view.rows.end());

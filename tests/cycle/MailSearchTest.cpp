@@ -4,6 +4,7 @@
 #include "search/QueuedEventSink.h"
 #include "support/Strings.h"
 
+#include "CycleTestSupport.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -58,20 +59,6 @@ std::vector<IndexerMessage> drain(Search::CQueuedEventSink& sink) {
 }
 
 const fs::path kSample = fs::path(QOSEARCH_CORPUS_DIR) / "msg" / "poi_message_1979.msg";
-
-/// A front end that keeps nothing but the number of rows.
-class CountingView : public ISearchView {
-public:
-    void setStatusText(const std::wstring&) override {}
-    void deleteAllRows() override { m_iRows = 0; }
-    void startOptimisedAdd(std::size_t) override {}
-    void insertItem(const CEmailMetadata&) override { ++m_iRows; }
-    void finishOptimisedAdd() override {}
-    std::size_t getItemCount() const override { return m_iRows; }
-
-private:
-    std::size_t m_iRows = 0;
-};
 
 /// A folder of copies of the sample message (links to one copy).
 fs::path copiesOfTheSample(const fs::path& dir, int count) {
@@ -293,7 +280,7 @@ protected:
     static constexpr std::size_t kFiles = 200;
 
     const fs::path mail = copiesOfTheSample(dir.path(), kFiles);
-    CountingView view;
+    CycleTest::RowsView view;
     std::unique_ptr<CMailSearchCycle> cycle = newCycle();
 
     std::unique_ptr<CMailSearchCycle> newCycle() {
@@ -308,14 +295,8 @@ protected:
         return gate;
     }
     bool findNow() { return cycle->findNow(SearchCriteria(), {Util::fromPath(mail)}); }
-    /// Hands the queued events to the cycle until the condition holds (a
-    /// minute at most).
     bool pumpUntil(const std::function<bool()>& done) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-        while (!done() && std::chrono::steady_clock::now() < deadline)
-            if (auto event = sink->take(std::chrono::milliseconds(20)))
-                cycle->handle(*event);
-        return done();
+        return CycleTest::pumpUntil(*cycle, *sink, done);
     }
     bool pumpToTheEnd() {
         return pumpUntil([this] { return !cycle->isIndexing(); });

@@ -1,0 +1,40 @@
+#pragma once
+// What the search cycle's tests share: a front end that keeps the rows'
+// locations and the status, and the loop that hands it the indexer's events.
+
+#include "cycle/MailSearchCycle.h"
+#include "search/QueuedEventSink.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CycleTest {
+
+class RowsView : public Kerf::QuireLib::ISearchView {
+public:
+    void setStatusText(const std::wstring& text) override { status = text; }
+    void deleteAllRows() override { rows.clear(); }
+    void startOptimisedAdd(std::size_t) override {}
+    void insertItem(const Kerf::QuireLib::CEmailMetadata& record) override {
+        rows.push_back(record.GetStringValue(L"Location"));
+    }
+    void finishOptimisedAdd() override {}
+    std::size_t getItemCount() const override { return rows.size(); }
+    std::vector<std::wstring> rows;
+    std::wstring status;
+};
+
+/// Hands the queued events to the cycle until the condition holds (a minute
+/// at most); whether it came to hold.
+inline bool pumpUntil(Kerf::QuireLib::CMailSearchCycle& cycle, Kerf::Search::CQueuedEventSink& sink,
+                      const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!done() && std::chrono::steady_clock::now() < deadline)
+        if (auto event = sink.take(std::chrono::milliseconds(20)))
+            cycle.handle(*event);
+    return done();
+}
+
+} // namespace CycleTest
