@@ -3,7 +3,7 @@
 # time (the window system, the SQL drivers) are named here, since no linker
 # sees them.
 set(CPACK_PACKAGE_NAME qosearch)
-set(CPACK_PACKAGE_VENDOR "Pellam")
+set(CPACK_PACKAGE_VENDOR "${QOSEARCH_VENDOR_NAME}")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Search filed e-mail messages (.msg files) in shared folders")
 set(CPACK_PACKAGE_DESCRIPTION

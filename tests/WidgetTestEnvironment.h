@@ -5,6 +5,7 @@
 // test starts. Tests may redirect the folders again into places of their own.
 
 #include "TempDir.h"
+#include "support/Paths.h"
 
 #include <QApplication>
 
@@ -25,8 +26,8 @@ public:
         static char* argv[] = {m_programName.data(), nullptr};
         s_standardHandler = qInstallMessageHandler(quietHandler);
         m_app = std::make_unique<QApplication>(argc, argv);
-        QApplication::setOrganizationName(QStringLiteral("Pellam"));
-        QApplication::setApplicationName(QStringLiteral("Quarto"));
+        QApplication::setOrganizationName(QString::fromStdWString(Kerf::Paths::vendorName()));
+        QApplication::setApplicationName(QString::fromStdWString(Kerf::Paths::productName()));
     }
     void TearDown() override {
         m_app.reset();

@@ -1,6 +1,6 @@
 #include "app/HostProduct.h"
 
-namespace Pellam::Quarto {
+namespace HostProduct {
 
 bool isRunnable() {
     return false;
@@ -10,4 +10,4 @@ bool fileItems(const std::vector<std::wstring>& /*paths*/) {
     return false;
 }
 
-} // namespace Pellam::Quarto
+} // namespace HostProduct

@@ -4,23 +4,24 @@
 #include "support/Strings.h"
 #include "support/Trace.h"
 
-std::wstring CQoSearchApp::buildIndexRootDirectory() {
-    return Kerf::Paths::makerDataDirectory() + Kerf::Paths::productName() + L"/Index/";
+#include <QMessageBox>
+
+CQoSearchApp::CQoSearchApp(int& argc, char** argv) : QApplication(argc, argv) {
+    setOrganizationName(QString::fromStdWString(Kerf::Paths::vendorName()));
+    setApplicationName(QString::fromStdWString(Kerf::Paths::productName()));
 }
 
-std::wstring CQoSearchApp::buildIndexDirectory() {
-    return buildIndexRootDirectory() + kIndexFormatVersion;
-}
-
-std::wstring CQoSearchApp::buildInstanceName(const std::wstring& indexDirectory) {
-    std::wstring lower = Kerf::Util::toLower(indexDirectory);
-    if (lower.size() > 250)
-        lower = lower.substr(lower.size() - 250);
-    std::wstring name = L"QOSEARCH_" + lower;
-    for (auto& c : name)
-        if (c == L'/' || c == L'\\')
-            c = L'_';
-    return name;
+bool CQoSearchApp::notify(QObject* receiver, QEvent* event) {
+    try {
+        return QApplication::notify(receiver, event);
+    } catch (const Kerf::CExceptionBase& e) {
+        reportException(e);
+    } catch (const std::exception& e) {
+        reportException(Kerf::CExceptionBase(L"An unexpected error occurred.", e));
+    }
+    // Every event loop ends, and with it the window.
+    QCoreApplication::exit(0);
+    return false;
 }
 
 std::wstring CQoSearchApp::getErrorString(const Kerf::CExceptionBase& e) {
@@ -37,4 +38,16 @@ void CQoSearchApp::traceException(const std::wstring& text) {
 void CQoSearchApp::traceException(const std::wstring& caption, const Kerf::CExceptionBase& e) {
     Kerf::Trace::tracef("%s\n", Kerf::Util::toNarrow(caption).c_str());
     traceException(getErrorString(e));
+}
+
+QString CQoSearchApp::windowTitle() {
+    return QString::fromStdWString(Kerf::Paths::vendorName() + L" " + Kerf::Paths::productName() +
+                                   L" - Search");
+}
+
+void reportException(const Kerf::CExceptionBase& e) {
+    const QString caption = QString::fromWCharArray(CQoSearchApp::kErrorCaption);
+    QMessageBox::critical(nullptr, caption,
+                          QString::fromStdWString(CQoSearchApp::getErrorString(e)));
+    CQoSearchApp::traceException(CQoSearchApp::kErrorCaption, e);
 }

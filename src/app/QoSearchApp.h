@@ -1,26 +1,34 @@
 #pragma once
-// Start-up pieces of the search program that need no window: where the index
-// lives, the name that marks a running instance, and the text shown for an
-// unexpected failure.
+// The application object of the search window. It is the last line of
+// defence: a failure of the program's own kind that escapes an event handler
+// is shown to the user, traced, and ends the program in good order.
 
 #include "support/Exception.h"
 
+#include <QApplication>
+#include <QString>
+
 #include <string>
 
-class CQoSearchApp {
+class CQoSearchApp : public QApplication {
+    Q_OBJECT
 public:
-    /// The product's per-user data folder followed by "Index/", with a trailing separator.
-    static std::wstring buildIndexRootDirectory();
-    /// The index root followed by the index format version "0.4" (no trailing separator).
-    static std::wstring buildIndexDirectory();
-    /// "QOSEARCH_" + the last 250 characters of the lower-cased index directory,
-    /// every separator of the whole name replaced by "_".
-    static std::wstring buildInstanceName(const std::wstring& indexDirectory);
+    CQoSearchApp(int& argc, char** argv);
+
+    bool notify(QObject* receiver, QEvent* event) override;
+
+    /// The failure's text, its inner failure's text and the stack trace, as
+    /// the message box shows them.
     static std::wstring getErrorString(const Kerf::CExceptionBase& e);
     static void traceException(const std::wstring& text);
     static void traceException(const std::wstring& caption, const Kerf::CExceptionBase& e);
 
-    static constexpr const wchar_t* kIndexFormatVersion = L"0.4";
-    static constexpr const wchar_t* kWindowTitle = L"Pellam Quarto - Search";
+    /// "<vendor> <product> - Search".
+    static QString windowTitle();
+
     static constexpr const wchar_t* kErrorCaption = L"A problem has occurred in QoSearch";
 };
+
+/// Shows the failure in a message box captioned kErrorCaption with the text
+/// of CQoSearchApp::getErrorString, then traces it.
+void reportException(const Kerf::CExceptionBase& e);

@@ -3,14 +3,15 @@
 #include "app/DesktopAssociation.h"
 #include "app/DialogUnits.h"
 #include "app/FileMovement.h"
-#include "app/PreviewPane.h"
+#include "app/PreviewDlg.h"
 #include "app/ProgramIcons.h"
 #include "app/QoSearchApp.h"
-#include "app/SearchCriteriaPane.h"
+#include "app/SearchCriteriaDlg.h"
 #include "app/SearchLocation.h"
 #include "app/TranslateWindow.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
+#include "cycle/UserPlaces.h"
 #include "stores/UserSettings.h"
 #include "support/Assert.h"
 #include "support/Paths.h"
@@ -56,7 +57,8 @@ constexpr int kStatusRepaintMs = 100;
 constexpr const char* kHelpPage = "QoSearch.html";
 
 CRecursiveMailIndexer::IndexPlace userIndexPlace() {
-    return {CQoSearchApp::buildIndexRootDirectory(), CQoSearchApp::buildIndexDirectory()};
+    return {Kerf::QuireLib::UserPlaces::buildIndexRootDirectory(),
+            Kerf::QuireLib::UserPlaces::buildIndexDirectory()};
 }
 
 QPushButton* newButton(const char* text, const char* objectName) {
@@ -99,14 +101,14 @@ CQoSearchDlg::~CQoSearchDlg() {
 
 void CQoSearchDlg::buildControls() {
     setObjectName(QStringLiteral("QoSearchDlg"));
-    setWindowTitle(QString::fromWCharArray(CQoSearchApp::kWindowTitle));
+    setWindowTitle(CQoSearchApp::windowTitle());
     setWindowFlags(windowFlags() | Qt::WindowMinMaxButtonsHint);
     m_hIcon = programIcon();
     setWindowIcon(m_hIcon);
     setSizeGripEnabled(true);
 
     m_pLocation = new CSearchLocation;
-    m_pCriteria = new CSearchCriteria;
+    m_pCriteria = new CSearchCriteriaDlg;
     m_pPreview = new CPreviewDlg;
     m_pTabs = new QTabWidget;
     m_pTabs->setObjectName(QStringLiteral("tabs"));
@@ -499,11 +501,13 @@ void CQoSearchDlg::showAbout() {
     box.setWindowTitle(QStringLiteral("About QoSearch"));
     box.setIconPixmap(m_hIcon.pixmap(64, 64));
     box.setTextFormat(Qt::RichText);
-    box.setText(QStringLiteral("<b>QoSearch</b> %1<br>Finds filed e-mail messages for "
-                               "Pellam Quarto.")
-                    .arg(QString::fromWCharArray(CQoSearchApp::kIndexFormatVersion)));
+    box.setText(QStringLiteral("<b>QoSearch</b> %1<br>Finds filed e-mail messages for %2 %3.")
+                    .arg(QString::fromWCharArray(Kerf::QuireLib::UserPlaces::kIndexFormatVersion),
+                         QString::fromStdWString(Kerf::Paths::vendorName()).toHtmlEscaped(),
+                         QString::fromStdWString(Kerf::Paths::productName()).toHtmlEscaped()));
     box.setInformativeText(
         QStringLiteral("The index lives in %1")
-            .arg(QString::fromStdWString(CQoSearchApp::buildIndexDirectory()).toHtmlEscaped()));
+            .arg(QString::fromStdWString(Kerf::QuireLib::UserPlaces::buildIndexDirectory())
+                     .toHtmlEscaped()));
     box.exec();
 }

@@ -1,5 +1,5 @@
 #pragma once
-// The program's only window, "Pellam Quarto - Search": three tabbed panes
+// The program's only window, "<vendor> <product> - Search": three tabbed panes
 // (where to look, what to look for, a preview of the selected message), the
 // "Find Now", "Stop" and "Clear" buttons, a status line and the results list.
 // The search cycle does the work; the window shows what it reports and hands
@@ -25,7 +25,7 @@
 #include <vector>
 
 class CPreviewDlg;
-class CSearchCriteria;
+class CSearchCriteriaDlg;
 class CSearchLocation;
 class QGroupBox;
 class QLabel;
@@ -114,7 +114,7 @@ public:
     Kerf::QuireLib::CMailSearchCycle& cycle() { return m_cycle; }
     Kerf::QuireLib::CSortListCtrl& resultsList() { return *m_ctlResults; }
     CSearchLocation& locationPane() { return *m_pLocation; }
-    CSearchCriteria& criteriaPane() { return *m_pCriteria; }
+    CSearchCriteriaDlg& criteriaPane() { return *m_pCriteria; }
     CPreviewDlg& previewPane() { return *m_pPreview; }
     QTabWidget& tabs() { return *m_pTabs; }
     QPushButton& findNowButton() { return *m_pFindNow; }
@@ -159,7 +159,7 @@ private:
     QLayout* m_pUpperLayout = nullptr; // the tabs and the buttons beside them
     QTabWidget* m_pTabs = nullptr;
     CSearchLocation* m_pLocation = nullptr;
-    CSearchCriteria* m_pCriteria = nullptr;
+    CSearchCriteriaDlg* m_pCriteria = nullptr;
     CPreviewDlg* m_pPreview = nullptr;
     QPushButton* m_pFindNow = nullptr;
     QPushButton* m_pStop = nullptr;

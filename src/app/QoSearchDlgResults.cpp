@@ -5,11 +5,12 @@
 #include "app/HostProduct.h"
 #include "app/IndexDocument.h"
 #include "app/ItemActions.h"
-#include "app/PreviewPane.h"
+#include "app/PreviewDlg.h"
 #include "app/QoSearchDlg.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
 #include "support/Assert.h"
+#include "support/Paths.h"
 #include "support/Trace.h"
 
 #include <QFileInfo>
@@ -155,20 +156,22 @@ void CQoSearchDlg::OnNMRclickResults(const QPoint& position) {
 QMenu* CQoSearchDlg::createResultsMenu(QWidget* parent) {
     auto* menu = new QMenu(parent);
     menu->setObjectName(QStringLiteral("resultsMenu"));
-    const auto add = [this, menu](const char* text, Command command,
+    const auto add = [this, menu](const QString& text, Command command,
                                   void (CQoSearchDlg::*handler)()) {
-        QAction* action = menu->addAction(QLatin1String(text));
+        QAction* action = menu->addAction(text);
         action->setData(static_cast<int>(command));
         connect(action, &QAction::triggered, this, handler);
     };
-    add("&Open", eOpen, &CQoSearchDlg::OpenItems);
-    add("&Explore", eExplore, &CQoSearchDlg::ExploreItems);
-    if (Pellam::Quarto::isRunnable())
-        add("&Send Quarto Link", eSendLink, &CQoSearchDlg::SendQoLink);
+    add(QStringLiteral("&Open"), eOpen, &CQoSearchDlg::OpenItems);
+    add(QStringLiteral("&Explore"), eExplore, &CQoSearchDlg::ExploreItems);
+    if (HostProduct::isRunnable())
+        add(QStringLiteral("&Send %1 Link")
+                .arg(QString::fromStdWString(Kerf::Paths::productName())),
+            eSendLink, &CQoSearchDlg::SendQoLink);
     menu->addSeparator();
-    add("Cut", eCut, &CQoSearchDlg::CutItems);
-    add("Copy", eCopy, &CQoSearchDlg::CopyItems);
-    add("Delete", eDelete, &CQoSearchDlg::DeleteItems);
+    add(QStringLiteral("Cut"), eCut, &CQoSearchDlg::CutItems);
+    add(QStringLiteral("Copy"), eCopy, &CQoSearchDlg::CopyItems);
+    add(QStringLiteral("Delete"), eDelete, &CQoSearchDlg::DeleteItems);
     return menu;
 }
 
@@ -185,8 +188,8 @@ void CQoSearchDlg::ExploreItems() {
 
 void CQoSearchDlg::SendQoLink() {
     const std::vector<std::wstring> paths = getSelectedPaths();
-    if (Pellam::Quarto::isRunnable()) {
-        const bool handed = Pellam::Quarto::fileItems(paths);
+    if (HostProduct::isRunnable()) {
+        const bool handed = HostProduct::fileItems(paths);
         KERF_ASSERT(handed);
     }
 }

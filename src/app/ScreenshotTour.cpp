@@ -2,7 +2,7 @@
 
 #include "app/MessageViewer.h"
 #include "app/QoSearchDlg.h"
-#include "app/SearchCriteriaPane.h"
+#include "app/SearchCriteriaDlg.h"
 #include "app/SearchLocation.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
@@ -129,7 +129,7 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
     });
     tour->then([tour] { tour->save("02-locations.png"); });
     tour->then([tour] {
-        CSearchCriteria& criteria = tour->dlg().criteriaPane();
+        CSearchCriteriaDlg& criteria = tour->dlg().criteriaPane();
         tour->dlg().ShowWindowNumber(CQoSearchDlg::eCriteriaPane);
         criteria.fromEdit().setText(QStringLiteral("Mike"));
         criteria.subjectEdit().setText(QStringLiteral("test message"));

@@ -4,9 +4,9 @@
 #include "app/InstanceGuard.h"
 #include "app/ProgramIcons.h"
 #include "app/QoSearchApp.h"
-#include "app/QoSearchApplication.h"
 #include "app/QoSearchDlg.h"
 #include "app/ScreenshotTour.h"
+#include "cycle/UserPlaces.h"
 #include "search/IndexStorage.h"
 #include "support/Trace.h"
 
@@ -16,13 +16,14 @@
 #include <cstdlib>
 
 int main(int argc, char** argv) {
-    CQoSearchApplication app(argc, argv);
+    CQoSearchApp app(argc, argv);
     app.setWindowIcon(programIcon());
     // The desktop matches the window to the installed qosearch.desktop (and its icon).
     app.setDesktopFileName(QStringLiteral("qosearch"));
 
-    CInstanceGuard guard(QString::fromStdWString(
-        CQoSearchApp::buildInstanceName(CQoSearchApp::buildIndexDirectory())));
+    namespace UserPlaces = Kerf::QuireLib::UserPlaces;
+    CInstanceGuard guard(
+        QString::fromStdWString(UserPlaces::buildInstanceName(UserPlaces::buildIndexDirectory())));
     if (!guard.claim())
         return 0;
 

@@ -1,6 +1,6 @@
 #include "cli/SearchOptions.h"
 
-#include "app/QoSearchApp.h"
+#include "cycle/UserPlaces.h"
 #include "support/Strings.h"
 
 #include <cstdio>
@@ -35,11 +35,11 @@ bool parseDate(const std::string& text, Kerf::DateTime& date) {
 std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
                                                 std::string& problem) {
     SearchOptions options;
-    std::wstring indexDirectory = CQoSearchApp::buildIndexDirectory();
+    std::wstring indexDirectory = Kerf::QuireLib::UserPlaces::buildIndexDirectory();
     // The per-user index root belongs to the program and is tidied; a folder
     // named with --index-dir is the index itself, and what lies beside it is
     // the user's.
-    std::wstring indexRoot = CQoSearchApp::buildIndexRootDirectory();
+    std::wstring indexRoot = Kerf::QuireLib::UserPlaces::buildIndexRootDirectory();
     auto& c = options.criteria;
     const std::map<std::string, std::wstring*> texts = {{"--subject", &c.m_sSubject},
                                                         {"--body", &c.m_sBody},

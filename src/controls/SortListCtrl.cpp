@@ -2,6 +2,7 @@
 
 #include "controls/HeadingText.h"
 #include "support/Assert.h"
+#include "support/Paths.h"
 
 #include <QAction>
 #include <QDrag>
@@ -17,7 +18,8 @@ namespace {
 const char* const g_pszSection = "ListCtrls";
 
 QSettings userSettings() {
-    return QSettings(QStringLiteral("Pellam"), QStringLiteral("Quarto"));
+    return QSettings(QString::fromStdWString(Kerf::Paths::vendorName()),
+                     QString::fromStdWString(Kerf::Paths::productName()));
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #include "mail/EmailMetadataFile.h"
 #include "mail/StatusTexts.h"
 #include "search/DocumentLayout.h"
-#include "search/IndexFormat.h"
+#include "search/IndexMigration.h"
 #include "support/Assert.h"
 #include "support/Strings.h"
 #include "support/Trace.h"

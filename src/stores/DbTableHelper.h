@@ -7,7 +7,7 @@
 // session runs with NO_BACKSLASH_ESCAPES so that a backslash in a path is an
 // ordinary character there too, and LIKE patterns double their backslashes.
 
-#include "support/Exception.h"
+#include "stores/DbException.h"
 
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -17,12 +17,6 @@
 #include <vector>
 
 namespace Kerf::QuireLib {
-
-/// A failure reported by the database or its driver.
-class CDbException : public CExceptionBase {
-public:
-    using CExceptionBase::CExceptionBase;
-};
 
 class CDbTableHelper {
 public:

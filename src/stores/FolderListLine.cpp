@@ -1,5 +1,5 @@
 // The pattern that splits a line of "Folders.txt" or "OutlookFolders.txt".
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 
 #include "support/Assert.h"
 

@@ -1,7 +1,7 @@
 #include "stores/MsgStoresListModel.h"
 
 #include "stores/CentralFilingStores.h"
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 #include "stores/UnicodeText.h"
 #include "support/Assert.h"
 #include "support/Paths.h"

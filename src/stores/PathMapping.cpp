@@ -1,7 +1,7 @@
 #include "stores/PathMapping.h"
 
-#include "stores/DefaultSettings.h"
 #include "stores/QOSettings.h"
+#include "stores/SettingsFile.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
@@ -116,7 +116,7 @@ CPathMapper CPathMapper::ForThisUser() {
     std::error_code ec;
     if (std::filesystem::is_regular_file(Util::toPath(file), ec)) {
         try {
-            CDefaultSettings settings;
+            CSettingsFile settings;
             settings.readAFile(file);
             for (const auto& section : settings.sections())
                 if (Util::compareNoCase(section.sName, kSectionName) == 0)

@@ -3,7 +3,7 @@
 // "EmailFiling.cfg" in that folder, read through the shared settings cache.
 // Keys may be looked up with the object's key prefix first and plain second.
 
-#include "stores/DefaultSettings.h"
+#include "stores/SettingsFile.h"
 
 #include <memory>
 #include <string>
@@ -16,7 +16,7 @@ public:
 
     /// Reads sFolder + "EmailFiling.cfg". A folder without that file gives
     /// settings that hold nothing; a file that cannot be parsed throws
-    /// CDefaultSettingsException.
+    /// CSettingsFileException.
     explicit CQOSettings(const std::wstring& sFolder);
 
     /// The prefix starts as "*"; a caller may narrow it, for example to a domain.
@@ -36,7 +36,7 @@ public:
 private:
     std::wstring m_sFileName;
     std::wstring m_sKeyPrefix = L"*";
-    std::shared_ptr<const CDefaultSettings> m_pSettings;
+    std::shared_ptr<const CSettingsFile> m_pSettings;
 };
 
 } // namespace Kerf::QuireLib

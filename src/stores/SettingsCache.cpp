@@ -27,7 +27,7 @@ CSettingsCache& CSettingsCache::instance() {
     return cache;
 }
 
-std::shared_ptr<const CDefaultSettings> CSettingsCache::get(const std::wstring& sPath) {
+std::shared_ptr<const CSettingsFile> CSettingsCache::get(const std::wstring& sPath) {
     Trace::tracef("Kerf::QuireLib::CSettingsCache::get(%s)\n", Util::toNarrow(sPath).c_str());
     std::lock_guard lock(m_mutex);
     refreshLocked(sPath);
@@ -52,14 +52,14 @@ void CSettingsCache::refreshLocked(const std::wstring& sPath) {
     if (ec) {
         // A file that went away is no longer served from the cache either.
         m_mapFiles.erase(sPath);
-        throw CDefaultSettingsException(CDefaultSettingsException::eErrorOpeningFile, sPath, 0,
-                                        Util::toWide(ec.message()));
+        throw CSettingsFileException(CSettingsFileException::eErrorOpeningFile, sPath, 0,
+                                     Util::toWide(ec.message()));
     }
     Trace::tracef("Path=\"%s\", Time On Disk=%s", Util::toNarrow(sPath).c_str(),
                   timeText(lastWrite).c_str());
     const auto it = m_mapFiles.find(sPath);
     if (it == m_mapFiles.end() || it->second.lastWrite != lastWrite) {
-        auto settings = std::make_shared<CDefaultSettings>();
+        auto settings = std::make_shared<CSettingsFile>();
         settings->readAFile(sPath);
         ++m_nParses;
         m_mapFiles[sPath] = Entry{lastWrite, std::move(settings)};

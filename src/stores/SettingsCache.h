@@ -2,7 +2,7 @@
 // Parsed settings files kept in memory. A file is parsed again only when its
 // last-write time differs from the one it had when it was parsed.
 
-#include "stores/DefaultSettings.h"
+#include "stores/SettingsFile.h"
 
 #include <filesystem>
 #include <map>
@@ -18,8 +18,8 @@ public:
     static CSettingsCache& instance();
 
     /// The parsed settings of the file, refreshed first. Throws
-    /// CDefaultSettingsException when the file cannot be read or parsed.
-    std::shared_ptr<const CDefaultSettings> get(const std::wstring& sPath);
+    /// CSettingsFileException when the file cannot be read or parsed.
+    std::shared_ptr<const CSettingsFile> get(const std::wstring& sPath);
     /// Parses the file again when its last-write time changed (or when it is
     /// not held yet).
     void refresh(const std::wstring& sPath);
@@ -31,7 +31,7 @@ public:
 private:
     struct Entry {
         std::filesystem::file_time_type lastWrite;
-        std::shared_ptr<const CDefaultSettings> settings;
+        std::shared_ptr<const CSettingsFile> settings;
     };
     void refreshLocked(const std::wstring& sPath);
 

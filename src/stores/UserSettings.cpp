@@ -1,5 +1,7 @@
 #include "stores/UserSettings.h"
 
+#include "support/Paths.h"
+
 #include <QDir>
 
 #include <cstdlib>
@@ -16,7 +18,10 @@ QString userSettingsPath() {
         base = QString::fromLocal8Bit(home != nullptr && home[0] != '\0' ? home : "/tmp") +
                QStringLiteral("/.config");
     }
-    return QDir::cleanPath(base + QStringLiteral("/Pellam/Quarto.conf"));
+    return QDir::cleanPath(base + QLatin1Char('/') +
+                           QString::fromStdWString(Kerf::Paths::vendorName()) + QLatin1Char('/') +
+                           QString::fromStdWString(Kerf::Paths::productName()) +
+                           QStringLiteral(".conf"));
 }
 
 std::unique_ptr<QSettings> openUserSettings() {

@@ -1,6 +1,7 @@
 #pragma once
-// The per-user settings store (organisation "Pellam", application "Quarto"):
-// an INI file $XDG_CONFIG_HOME/Pellam/Quarto.conf (default ~/.config). The path
+// The per-user settings store (organisation: the vendor, application: the
+// product): an INI file $XDG_CONFIG_HOME/<vendor>/<product>.conf (default
+// ~/.config). The path
 // is worked out on every call rather than left to QSettings, which would
 // remember the first configuration folder it saw for the rest of the process.
 

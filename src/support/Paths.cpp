@@ -11,8 +11,8 @@
 #include <unistd.h>
 #include <vector>
 
-#ifndef QOSEARCH_PRODUCT_NAME
-#define QOSEARCH_PRODUCT_NAME "Quarto"
+#if !defined(QOSEARCH_VENDOR_NAME) || !defined(QOSEARCH_PRODUCT_NAME)
+#error "the build names the vendor and the product (QOSEARCH_VENDOR_NAME, QOSEARCH_PRODUCT_NAME)"
 #endif
 
 namespace Kerf::Paths {
@@ -70,12 +70,16 @@ std::wstring dataHome() {
     return Util::toWide(base + "/.local/share");
 }
 
+std::wstring vendorName() {
+    return Util::toWide(QOSEARCH_VENDOR_NAME);
+}
+
 std::wstring productName() {
     return Util::toWide(QOSEARCH_PRODUCT_NAME);
 }
 
 std::wstring makerDataDirectory() {
-    return ensureDirectory(TrailDirectorySlash(dataHome()) + L"Pellam");
+    return ensureDirectory(TrailDirectorySlash(dataHome()) + vendorName());
 }
 
 std::wstring applicationDataDirectory() {

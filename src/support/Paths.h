@@ -1,12 +1,16 @@
 #pragma once
 // Per-user locations. XDG_DATA_HOME (default ~/.local/share) holds the maker's
-// folder "Pellam" and below it the product's folder; tests redirect it.
+// folder (the vendor's name) and below it the product's folder; tests
+// redirect it. The build names vendor and product once, in CMake.
 
 #include <string>
 
 namespace Kerf::Paths {
 
-/// The product name that names the per-user folders ("Quarto").
+/// The vendor's name: the maker's per-user folders and the settings' organisation.
+std::wstring vendorName();
+
+/// The product name that names the per-user folders, the settings and the window.
 std::wstring productName();
 
 /// The per-user data root: $XDG_DATA_HOME when it is an absolute path,
@@ -14,10 +18,10 @@ std::wstring productName();
 /// from the password database). Throws when no home folder is known.
 std::wstring dataHome();
 
-/// $XDG_DATA_HOME/Pellam/ with a trailing separator, created when missing.
+/// $XDG_DATA_HOME/<vendor>/ with a trailing separator, created when missing.
 std::wstring makerDataDirectory();
 
-/// $XDG_DATA_HOME/Pellam/Quarto/ with a trailing separator, created when missing.
+/// $XDG_DATA_HOME/<vendor>/<product>/ with a trailing separator, created when missing.
 std::wstring applicationDataDirectory();
 
 /// The folder that holds the program's shipped files (schema, help page):

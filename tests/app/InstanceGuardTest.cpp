@@ -1,5 +1,5 @@
 #include "app/InstanceGuard.h"
-#include "app/QoSearchApp.h"
+#include "cycle/UserPlaces.h"
 
 #include "TempDir.h"
 
@@ -92,8 +92,8 @@ TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     // In this process, the way the program derives its name.
     qputenv("XDG_DATA_HOME", data.string().c_str());
     qputenv("XDG_RUNTIME_DIR", runtime.string().c_str());
-    const QString name = QString::fromStdWString(
-        CQoSearchApp::buildInstanceName(CQoSearchApp::buildIndexDirectory()));
+    const QString name = QString::fromStdWString(Kerf::QuireLib::UserPlaces::buildInstanceName(
+        Kerf::QuireLib::UserPlaces::buildIndexDirectory()));
     expectOneOwnerThatIsRaised(name);
     qunsetenv("XDG_DATA_HOME");
     qunsetenv("XDG_RUNTIME_DIR");

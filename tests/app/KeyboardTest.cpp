@@ -4,7 +4,7 @@
 
 #include "WindowTestSupport.h"
 
-#include "app/SearchCriteriaPane.h"
+#include "app/SearchCriteriaDlg.h"
 
 #include <QTabWidget>
 
@@ -46,7 +46,7 @@ TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
     auto dlg = user.openWindow();
     dlg->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
-    CSearchCriteria& criteria = dlg->criteriaPane();
+    CSearchCriteriaDlg& criteria = dlg->criteriaPane();
     CSearchLocation& location = dlg->locationPane();
 
     struct Case {

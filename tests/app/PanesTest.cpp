@@ -4,9 +4,9 @@
 
 #include "WindowTestSupport.h"
 
-#include "app/PreviewPane.h"
+#include "app/PreviewDlg.h"
 #include "app/PreviewText.h"
-#include "app/SearchCriteriaPane.h"
+#include "app/SearchCriteriaDlg.h"
 #include "app/TranslateWindow.h"
 
 #include <QGroupBox>
@@ -19,7 +19,7 @@ using Kerf::QuireLib::CEmailMetadata;
 using Kerf::QuireLib::SearchCriteria;
 
 TEST(CriteriaPane, DatePickersFollowTheirCheckBoxes) {
-    CSearchCriteria pane;
+    CSearchCriteriaDlg pane;
     pane.show();
     EXPECT_FALSE(pane.sentAfterCheck().isChecked());
     EXPECT_FALSE(pane.sentAfterDate().isEnabled());
@@ -36,7 +36,7 @@ TEST(CriteriaPane, DatePickersFollowTheirCheckBoxes) {
 }
 
 TEST(CriteriaPane, KeepsTheTimeOfDayBehindThePickersAndClearKeepsTheDates) {
-    CSearchCriteria pane;
+    CSearchCriteriaDlg pane;
     SearchCriteria c;
     c.m_sSubject = L"budget 2008";
     c.m_sBcc = L"Dee";
@@ -67,7 +67,7 @@ TEST(CriteriaPane, TheCriteriaNarrowTheSearch) {
     copyCorpus(mail, {"mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg", "mr_test.msg",
                       "poi_quick.msg"});
     auto dlg = user.openWindow();
-    CSearchCriteria& criteria = dlg->criteriaPane();
+    CSearchCriteriaDlg& criteria = dlg->criteriaPane();
     criteria.subjectEdit().setText("vote");
     searchFolder(*dlg, mail);
     ASSERT_TRUE(waitForSearchEnd(*dlg));

@@ -4,9 +4,9 @@
 
 #include "WindowTestSupport.h"
 
-#include "app/PreviewPane.h"
+#include "app/PreviewDlg.h"
 #include "app/PreviewText.h"
-#include "app/SearchCriteriaPane.h"
+#include "app/SearchCriteriaDlg.h"
 
 #include <QScrollBar>
 #include <QTextBlock>

@@ -6,7 +6,7 @@
 
 #include "app/DesktopAssociation.h"
 #include "app/MessageViewer.h"
-#include "app/PreviewPane.h"
+#include "app/PreviewDlg.h"
 
 #include <QClipboard>
 #include <QMenu>

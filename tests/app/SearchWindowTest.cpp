@@ -4,8 +4,8 @@
 
 #include "WindowTestSupport.h"
 
-#include "app/PreviewPane.h"
-#include "app/SearchCriteriaPane.h"
+#include "app/PreviewDlg.h"
+#include "app/SearchCriteriaDlg.h"
 #include "app/WindowEventSink.h"
 #include "support/Assert.h"
 
@@ -193,7 +193,7 @@ TEST(SearchWindow, ClearEmptiesEverythingAndKeepsTheUsersHeightForTheNextSearch)
     const fs::path mail = user.root() / "mail";
     copyCorpus(mail, kSome);
     auto dlg = user.openWindow();
-    CSearchCriteria& criteria = dlg->criteriaPane();
+    CSearchCriteriaDlg& criteria = dlg->criteriaPane();
     searchFolder(*dlg, mail);
     ASSERT_TRUE(waitForSearchEnd(*dlg));
     ASSERT_GT(dlg->resultsList().GetItemCount(), 0);

@@ -9,7 +9,7 @@
 #include "app/QoSearchDlg.h"
 #include "app/SearchLocation.h"
 #include "controls/SortListCtrl.h"
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
 

@@ -2,8 +2,8 @@
 // rows and the index follow them.
 
 #include "cycle/MailSearchCycle.h"
-#include "search/IndexFormat.h"
 #include "search/IndexLocations.h"
+#include "search/IndexMigration.h"
 #include "search/QueuedEventSink.h"
 #include "support/Strings.h"
 

@@ -3,7 +3,7 @@
 // top of what the reader gives.
 
 #include "stores/AccessDatabase.h"
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 
 #include "StoresTestSupport.h"
 

@@ -1,5 +1,5 @@
 #include "stores/MsgStoresListModel.h"
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 
 #include "StoresTestSupport.h"
 

@@ -1,6 +1,6 @@
-#include "stores/DefaultSettings.h"
 #include "stores/QOSettings.h"
 #include "stores/SettingsCache.h"
+#include "stores/SettingsFile.h"
 
 #include "StoresTestSupport.h"
 
@@ -8,34 +8,32 @@
 
 #include <filesystem>
 
-using Kerf::CDefaultSettings;
-using Kerf::CDefaultSettingsException;
+using Kerf::CSettingsFile;
+using Kerf::CSettingsFileException;
 using Kerf::QuireLib::CQOSettings;
 using Kerf::QuireLib::CSettingsCache;
 using Kerf::Util::toWide;
 
 namespace {
 
-std::wstring lookup(const CDefaultSettings& s, const std::wstring& section,
-                    const std::wstring& key) {
+std::wstring lookup(const CSettingsFile& s, const std::wstring& section, const std::wstring& key) {
     std::wstring value = L"<missing>";
     s.Lookup(section, key, value);
     return value;
 }
 
-CDefaultSettingsException::Code parseError(const std::string& text,
-                                           std::wstring* message = nullptr) {
+CSettingsFileException::Code parseError(const std::string& text, std::wstring* message = nullptr) {
     QoTest::TempDir dir;
     QoTest::writeFile(dir / "bad.cfg", text);
     try {
-        CDefaultSettings s;
+        CSettingsFile s;
         s.readAFile(toWide((dir / "bad.cfg").string()));
-    } catch (const CDefaultSettingsException& e) {
+    } catch (const CSettingsFileException& e) {
         if (message != nullptr)
             *message = e.getMessage();
         return e.getCode();
     }
-    return CDefaultSettingsException::eUnknownError;
+    return CSettingsFileException::eUnknownError;
 }
 
 // UTF-16 bytes of ASCII/BMP text in the given byte order, with its mark.
@@ -50,8 +48,8 @@ std::string utf16(const std::u16string& text, bool bigEndian) {
 
 } // namespace
 
-TEST(DefaultSettings, LinesAreCommentsSectionsOrPairs) {
-    CDefaultSettings s;
+TEST(SettingsFile, LinesAreCommentsSectionsOrPairs) {
+    CSettingsFile s;
     s.parseText(L"Top = outside\n"
                 L"[Search]\n"
                 L"Title=a=b\n"
@@ -74,7 +72,7 @@ TEST(DefaultSettings, LinesAreCommentsSectionsOrPairs) {
     EXPECT_EQ(any, L"a=b"); // first section in file order
 }
 
-TEST(DefaultSettings, ReadsUtf16EitherOrderAndUtf8WithOrWithoutMark) {
+TEST(SettingsFile, ReadsUtf16EitherOrderAndUtf8WithOrWithoutMark) {
     QoTest::TempDir dir;
     const std::u16string text = u"[S]\r\nName=Stra\u00dfe \U0001F4C1\r\n";
     const std::pair<std::string, std::string> files[] = {{"le.cfg", utf16(text, false)},
@@ -86,56 +84,56 @@ TEST(DefaultSettings, ReadsUtf16EitherOrderAndUtf8WithOrWithoutMark) {
                                                                        "e \xF0\x9F\x93\x81"}};
     for (const auto& [name, bytes] : files) {
         QoTest::writeFile(dir / name, bytes);
-        CDefaultSettings s;
+        CSettingsFile s;
         s.readAFile(toWide((dir / name).string()));
         EXPECT_EQ(lookup(s, L"S", L"Name"), L"Stra\u00dfe \U0001F4C1") << name;
     }
 }
 
-TEST(DefaultSettings, ErrorsCarryCodeFileLineAndText) {
+TEST(SettingsFile, ErrorsCarryCodeFileLineAndText) {
     std::wstring message;
     EXPECT_EQ(parseError("[S]\nA=1\njust words\n", &message),
-              CDefaultSettingsException::eTokenisingError);
+              CSettingsFileException::eTokenisingError);
     EXPECT_NE(message.find(L"@ line 3) : Tokenising error"), std::wstring::npos) << message;
     EXPECT_NE(message.find(L"just words"), std::wstring::npos) << message;
-    EXPECT_EQ(parseError("[]\n"), CDefaultSettingsException::eInvalidSection);
-    EXPECT_EQ(parseError("[S]\n=value\n"), CDefaultSettingsException::eInvalidKey);
+    EXPECT_EQ(parseError("[]\n"), CSettingsFileException::eInvalidSection);
+    EXPECT_EQ(parseError("[S]\n=value\n"), CSettingsFileException::eInvalidKey);
 
     QoTest::TempDir dir;
     const std::wstring missing = toWide((dir / "missing.cfg").string());
     try {
-        CDefaultSettings().readAFile(missing);
+        CSettingsFile().readAFile(missing);
         FAIL() << "a missing file was read";
-    } catch (const CDefaultSettingsException& e) {
-        EXPECT_EQ(e.getCode(), CDefaultSettingsException::eErrorOpeningFile);
+    } catch (const CSettingsFileException& e) {
+        EXPECT_EQ(e.getCode(), CSettingsFileException::eErrorOpeningFile);
         EXPECT_EQ(e.getMessage(), L"Error (<<" + missing + L">>) : Error opening file");
     }
 }
 
-TEST(DefaultSettings, WritesWhatItReadsAndRefusesWhatAFileCannotHold) {
+TEST(SettingsFile, WritesWhatItReadsAndRefusesWhatAFileCannotHold) {
     QoTest::TempDir dir;
-    CDefaultSettings s;
+    CSettingsFile s;
     s.setValue(L"Search", L"Title", L"a=b");
     s.setValue(L"", L"Top", L"first");
     s.setValue(L"Other", L"Path", L"\\\\server\\share");
     const std::wstring file = toWide((dir / "out.cfg").string());
     s.writeAFile(file);
-    CDefaultSettings back;
+    CSettingsFile back;
     back.readAFile(file);
     EXPECT_EQ(lookup(back, L"", L"Top"), L"first");
     EXPECT_EQ(lookup(back, L"Search", L"Title"), L"a=b");
     EXPECT_EQ(lookup(back, L"Other", L"Path"), L"\\\\server\\share");
 
-    EXPECT_THROW(s.setValue(L"S", L"a=b", L"x"), CDefaultSettingsException);
-    EXPECT_THROW(s.setValue(L"S", L"k", L"two\nlines"), CDefaultSettingsException);
+    EXPECT_THROW(s.setValue(L"S", L"a=b", L"x"), CSettingsFileException);
+    EXPECT_THROW(s.setValue(L"S", L"k", L"two\nlines"), CSettingsFileException);
     EXPECT_THROW(s.writeAFile(toWide((dir / "no/such/folder/x.cfg").string())),
-                 CDefaultSettingsException);
+                 CSettingsFileException);
 
     try {
         s.remove(L"Search", L"Title");
         FAIL() << "removal was allowed";
-    } catch (const CDefaultSettingsException& e) {
-        EXPECT_EQ(e.getCode(), CDefaultSettingsException::eRemoveDisallowed);
+    } catch (const CSettingsFileException& e) {
+        EXPECT_EQ(e.getCode(), CSettingsFileException::eRemoveDisallowed);
     }
     s.setRemoveAllowed(true);
     EXPECT_TRUE(s.remove(L"search", L"title"));
@@ -166,7 +164,7 @@ TEST(SettingsCache, ParsesAgainOnlyWhenTheFileChangedOnDisk) {
     EXPECT_EQ(cache.size(), 1u);
 
     std::filesystem::remove(path);
-    EXPECT_THROW(cache.get(file), CDefaultSettingsException);
+    EXPECT_THROW(cache.get(file), CSettingsFileException);
     EXPECT_EQ(cache.size(), 0u);
 }
 

@@ -4,7 +4,7 @@
 // without it those cases skip), and which database a user's set-up opens.
 
 #include "stores/DbTableHelper.h"
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 #include "stores/UserSettings.h"
 
 #include "StoresTestSupport.h"

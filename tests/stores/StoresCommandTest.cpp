@@ -1,6 +1,6 @@
 // qosearch-cli stores, run as a separate program on a redirected user.
 
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 
 #include "CommandLine.h"
 #include "StoresTestSupport.h"

@@ -6,7 +6,7 @@
 #include "TempDir.h"
 
 #include "stores/DbTableHelper.h"
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 #include "support/Exception.h"
 #include "support/Paths.h"
 #include "support/Strings.h"

@@ -1,13 +1,13 @@
-#include "stores/DefaultSettingsException.h"
+#include "stores/SettingsFileException.h"
 
 namespace Kerf {
 
-CDefaultSettingsException::CDefaultSettingsException(Code code, std::wstring sFileName, int iLine,
-                                                     std::wstring sDetail)
+CSettingsFileException::CSettingsFileException(Code code, std::wstring sFileName, int iLine,
+                                               std::wstring sDetail)
     : CExceptionBase(composeMessage(code, sFileName, iLine, sDetail)), m_eCode(code),
       m_sFileName(std::move(sFileName)), m_iLine(iLine), m_sDetail(std::move(sDetail)) {}
 
-std::wstring CDefaultSettingsException::codeText(Code code) {
+std::wstring CSettingsFileException::codeText(Code code) {
     switch (code) {
     case eErrorOpeningFile:
         return L"Error opening file";
@@ -27,8 +27,8 @@ std::wstring CDefaultSettingsException::codeText(Code code) {
     return L"Unknown error";
 }
 
-std::wstring CDefaultSettingsException::composeMessage(Code code, const std::wstring& sFileName,
-                                                       int iLine, const std::wstring& sDetail) {
+std::wstring CSettingsFileException::composeMessage(Code code, const std::wstring& sFileName,
+                                                    int iLine, const std::wstring& sDetail) {
     std::wstring message;
     if (!sFileName.empty() && iLine > 0)
         message = L"Error (<<" + sFileName + L">> @ line " + std::to_wstring(iLine) + L") : ";

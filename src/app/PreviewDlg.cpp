@@ -1,4 +1,4 @@
-#include "app/PreviewPane.h"
+#include "app/PreviewDlg.h"
 
 #include "support/Trace.h"
 

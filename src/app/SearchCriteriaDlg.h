@@ -11,11 +11,11 @@ class QCheckBox;
 class QDateEdit;
 class QLineEdit;
 
-class CSearchCriteria : public QWidget {
+class CSearchCriteriaDlg : public QWidget {
     Q_OBJECT
 public:
     /// Both dates start as the moment the pane is built.
-    explicit CSearchCriteria(QWidget* parent = nullptr);
+    explicit CSearchCriteriaDlg(QWidget* parent = nullptr);
 
     /// The criteria as the controls show them.
     Kerf::QuireLib::SearchCriteria get() const;

@@ -5,8 +5,8 @@
 // Which database the default constructor opens, in this order:
 //  1. the connection string in the user settings, group "Store Database",
 //     value "ConnectionString" (this is how a MySQL server is named);
-//  2. the per-user "Quarto.db" (SQLite) in the application data folder;
-//  3. the per-user "Quarto.mdb" (Access, read only) in the same folder.
+//  2. the per-user "<product>.db" (SQLite) in the application data folder;
+//  3. the per-user "<product>.mdb" (Access, read only) in the same folder.
 // An Access file is read through CAccessDatabase and its tables are joined
 // here; the other engines go through SQL.
 // With none of them there is no database and so no stores.
@@ -25,11 +25,12 @@ class CQuartoDb {
 public:
     enum Mode {
         eOpenExisting = 0,        ///< read the database that is there
-        eBuildFromFolderLists = 1 ///< make "Quarto.db" from "Folders.txt" / "OutlookFolders.txt"
+        eBuildFromFolderLists = 1 ///< make "<product>.db" from "Folders.txt" / "OutlookFolders.txt"
     };
 
-    static constexpr const wchar_t* kSqliteFileName = L"Quarto.db";
-    static constexpr const wchar_t* kMdbFileName = L"Quarto.mdb";
+    /// "<product>.db" and "<product>.mdb".
+    static std::wstring sqliteFileName();
+    static std::wstring mdbFileName();
     static constexpr const char* kSettingsGroup = "Store Database";
     static constexpr const char* kConnectionStringKey = "ConnectionString";
 

@@ -8,7 +8,7 @@
 
 namespace Kerf {
 
-class CDefaultSettingsException : public CExceptionBase {
+class CSettingsFileException : public CExceptionBase {
 public:
     enum Code {
         eErrorOpeningFile = 0,
@@ -21,8 +21,8 @@ public:
     };
 
     /// A line number of 0 means the line is not known.
-    explicit CDefaultSettingsException(Code code, std::wstring sFileName = {}, int iLine = 0,
-                                       std::wstring sDetail = {});
+    explicit CSettingsFileException(Code code, std::wstring sFileName = {}, int iLine = 0,
+                                    std::wstring sDetail = {});
 
     Code getCode() const { return m_eCode; }
     const std::wstring& getFileName() const { return m_sFileName; }

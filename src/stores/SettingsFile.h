@@ -8,7 +8,7 @@
 // Sections and keys keep the order of the file and are looked up without
 // regard to letter case. Keys, values and section names are trimmed of blanks.
 
-#include "stores/DefaultSettingsException.h"
+#include "stores/SettingsFileException.h"
 
 #include <string>
 #include <utility>
@@ -16,7 +16,7 @@
 
 namespace Kerf {
 
-class CDefaultSettings {
+class CSettingsFile {
 public:
     using KeyValues = std::vector<std::pair<std::wstring, std::wstring>>;
     struct Section {
@@ -25,7 +25,7 @@ public:
     };
 
     /// Parses a file into this object; pairs already held are overridden by the
-    /// file's. Throws CDefaultSettingsException: "Error opening file" for a file
+    /// file's. Throws CSettingsFileException: "Error opening file" for a file
     /// that cannot be read, "Tokenising error" for a line that is neither comment,
     /// section nor pair, "Invalid section" for "[]", "Invalid key" for "=value".
     void readAFile(const std::wstring& sFileName);

@@ -1,4 +1,4 @@
-#include "stores/DefaultSettings.h"
+#include "stores/SettingsFile.h"
 
 #include "stores/UnicodeText.h"
 #include "support/Assert.h"
@@ -27,21 +27,21 @@ std::wstring stripBrackets(const std::wstring& line) {
 
 } // namespace
 
-void CDefaultSettings::readAFile(const std::wstring& sFileName) {
+void CSettingsFile::readAFile(const std::wstring& sFileName) {
     Trace::tracef("CDefaultSettings::readAFile(\"%s\")\n", toNarrow(sFileName).c_str());
     KERF_ASSERT(!sFileName.empty());
     const auto lines = QuireLib::UnicodeText::readLines(sFileName);
     if (sFileName.empty() || !lines)
-        throw CDefaultSettingsException(CDefaultSettingsException::eErrorOpeningFile, sFileName);
+        throw CSettingsFileException(CSettingsFileException::eErrorOpeningFile, sFileName);
     parseLines(*lines, sFileName);
 }
 
-void CDefaultSettings::parseText(const std::wstring& sText, const std::wstring& sFileName) {
+void CSettingsFile::parseText(const std::wstring& sText, const std::wstring& sFileName) {
     parseLines(QuireLib::UnicodeText::splitLines(sText), sFileName);
 }
 
-void CDefaultSettings::parseLines(const std::vector<std::wstring>& vLines,
-                                  const std::wstring& sFileName) {
+void CSettingsFile::parseLines(const std::vector<std::wstring>& vLines,
+                               const std::wstring& sFileName) {
     const bool bTrace = Trace::isOn();
     std::wstring sSection;
     int iLine = 0;
@@ -56,20 +56,20 @@ void CDefaultSettings::parseLines(const std::vector<std::wstring>& vLines,
                 continue;
             std::wstring sName = Util::trim(stripBrackets(line));
             if (sName.empty())
-                throw CDefaultSettingsException(CDefaultSettingsException::eInvalidSection,
-                                                sFileName, iLine, line);
+                throw CSettingsFileException(CSettingsFileException::eInvalidSection, sFileName,
+                                             iLine, line);
             sSection = std::move(sName);
             continue;
         }
         const size_t equals = line.find(L'=');
         if (equals == std::wstring::npos)
-            throw CDefaultSettingsException(CDefaultSettingsException::eTokenisingError, sFileName,
-                                            iLine, L"no \"=\" in \"" + line + L"\"");
+            throw CSettingsFileException(CSettingsFileException::eTokenisingError, sFileName, iLine,
+                                         L"no \"=\" in \"" + line + L"\"");
         const std::wstring sKey = Util::trim(std::wstring_view(line).substr(0, equals));
         const std::wstring sValue = Util::trim(std::wstring_view(line).substr(equals + 1));
         if (sKey.empty())
-            throw CDefaultSettingsException(CDefaultSettingsException::eInvalidKey, sFileName,
-                                            iLine, line);
+            throw CSettingsFileException(CSettingsFileException::eInvalidKey, sFileName, iLine,
+                                         line);
         if (bTrace) {
             Trace::tracef("\tsSection = \"%s\"\n", toNarrow(sSection).c_str());
             Trace::tracef("\tsKey = \"%s\"\n", toNarrow(sKey).c_str());
@@ -79,7 +79,7 @@ void CDefaultSettings::parseLines(const std::vector<std::wstring>& vLines,
     }
 }
 
-void CDefaultSettings::writeAFile(const std::wstring& sFileName) const {
+void CSettingsFile::writeAFile(const std::wstring& sFileName) const {
     std::ofstream out(Util::toPath(sFileName), std::ios::binary | std::ios::trunc);
     const auto writePairs = [&out](const Section& section) {
         for (const auto& [sKey, sValue] : section.keyValues)
@@ -96,11 +96,11 @@ void CDefaultSettings::writeAFile(const std::wstring& sFileName) const {
     }
     out.flush();
     if (!out)
-        throw CDefaultSettingsException(CDefaultSettingsException::eErrorWritingFile, sFileName);
+        throw CSettingsFileException(CSettingsFileException::eErrorWritingFile, sFileName);
 }
 
-bool CDefaultSettings::Lookup(const std::wstring& sSection, const std::wstring& sKey,
-                              std::wstring& sValue) const {
+bool CSettingsFile::Lookup(const std::wstring& sSection, const std::wstring& sKey,
+                           std::wstring& sValue) const {
     const Section* section = findSection(sSection);
     if (section == nullptr)
         return false;
@@ -113,28 +113,28 @@ bool CDefaultSettings::Lookup(const std::wstring& sSection, const std::wstring& 
     return false;
 }
 
-bool CDefaultSettings::LookupAnySection(const std::wstring& sKey, std::wstring& sValue) const {
+bool CSettingsFile::LookupAnySection(const std::wstring& sKey, std::wstring& sValue) const {
     for (const auto& section : m_vSections)
         if (Lookup(section.sName, sKey, sValue))
             return true;
     return false;
 }
 
-void CDefaultSettings::setValue(const std::wstring& sSection, const std::wstring& sKey,
-                                const std::wstring& sValue) {
+void CSettingsFile::setValue(const std::wstring& sSection, const std::wstring& sKey,
+                             const std::wstring& sValue) {
     // Only what a file can hold and give back unchanged is accepted.
     const std::wstring sTrimmedKey = Util::trim(sKey);
     if (sTrimmedKey != sKey || sKey.empty() || sKey.front() == L'[' || sKey.front() == L';' ||
         sKey.find_first_of(L"=\r\n") != std::wstring::npos)
-        throw CDefaultSettingsException(CDefaultSettingsException::eInvalidKey, {}, 0,
-                                        L"\"" + sKey + L"\"");
+        throw CSettingsFileException(CSettingsFileException::eInvalidKey, {}, 0,
+                                     L"\"" + sKey + L"\"");
     if (Util::trim(sSection) != sSection || sSection.find_first_of(L"\r\n") != std::wstring::npos ||
         (!sSection.empty() && (sSection.front() == L'[' || sSection.back() == L']')))
-        throw CDefaultSettingsException(CDefaultSettingsException::eInvalidSection, {}, 0,
-                                        L"\"" + sSection + L"\"");
+        throw CSettingsFileException(CSettingsFileException::eInvalidSection, {}, 0,
+                                     L"\"" + sSection + L"\"");
     if (Util::trim(sValue) != sValue || sValue.find_first_of(L"\r\n") != std::wstring::npos)
-        throw CDefaultSettingsException(CDefaultSettingsException::eTokenisingError, {}, 0,
-                                        L"value \"" + sValue + L"\" of key \"" + sKey + L"\"");
+        throw CSettingsFileException(CSettingsFileException::eTokenisingError, {}, 0,
+                                     L"value \"" + sValue + L"\" of key \"" + sKey + L"\"");
     Section& section = sectionNamed(sSection);
     for (auto& [key, value] : section.keyValues) {
         if (sameName(key, sKey)) {
@@ -145,10 +145,10 @@ void CDefaultSettings::setValue(const std::wstring& sSection, const std::wstring
     section.keyValues.emplace_back(sKey, sValue);
 }
 
-bool CDefaultSettings::remove(const std::wstring& sSection, const std::wstring& sKey) {
+bool CSettingsFile::remove(const std::wstring& sSection, const std::wstring& sKey) {
     if (!m_bRemoveAllowed)
-        throw CDefaultSettingsException(CDefaultSettingsException::eRemoveDisallowed, {}, 0,
-                                        L"[" + sSection + L"] " + sKey);
+        throw CSettingsFileException(CSettingsFileException::eRemoveDisallowed, {}, 0,
+                                     L"[" + sSection + L"] " + sKey);
     for (auto& section : m_vSections) {
         if (!sameName(section.sName, sSection))
             continue;
@@ -163,7 +163,7 @@ bool CDefaultSettings::remove(const std::wstring& sSection, const std::wstring& 
     return false;
 }
 
-CDefaultSettings::Section& CDefaultSettings::sectionNamed(const std::wstring& sName) {
+CSettingsFile::Section& CSettingsFile::sectionNamed(const std::wstring& sName) {
     for (auto& section : m_vSections)
         if (sameName(section.sName, sName))
             return section;
@@ -171,7 +171,7 @@ CDefaultSettings::Section& CDefaultSettings::sectionNamed(const std::wstring& sN
     return m_vSections.back();
 }
 
-const CDefaultSettings::Section* CDefaultSettings::findSection(const std::wstring& sName) const {
+const CSettingsFile::Section* CSettingsFile::findSection(const std::wstring& sName) const {
     for (const auto& section : m_vSections)
         if (sameName(section.sName, sName))
             return &section;

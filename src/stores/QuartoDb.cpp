@@ -1,4 +1,4 @@
-#include "stores/QODatabase.h"
+#include "stores/QuartoDb.h"
 
 #include "stores/UnicodeText.h"
 #include "stores/UserSettings.h"
@@ -32,6 +32,14 @@ std::wstring today() {
 }
 
 } // namespace
+
+std::wstring CQuartoDb::sqliteFileName() {
+    return Paths::productName() + L".db";
+}
+
+std::wstring CQuartoDb::mdbFileName() {
+    return Paths::productName() + L".mdb";
+}
 
 CQuartoDb::CQuartoDb(Mode mode) {
     try {
@@ -73,17 +81,17 @@ void CQuartoDb::openDefault() {
         return;
     }
     const std::wstring folder = CQOUtils::GetQOAppDataDir();
-    if (fileExists(folder + kSqliteFileName))
-        m_db.Attach(CDbTableHelper::kTypeSqlite, folder + kSqliteFileName, {}, {}, {});
-    else if (fileExists(folder + kMdbFileName))
-        openAccess(folder + kMdbFileName);
+    if (fileExists(folder + sqliteFileName()))
+        m_db.Attach(CDbTableHelper::kTypeSqlite, folder + sqliteFileName(), {}, {}, {});
+    else if (fileExists(folder + mdbFileName()))
+        openAccess(folder + mdbFileName());
     else
         Trace::tracef("No store database in %s\n", Util::toNarrow(folder).c_str());
 }
 
 void CQuartoDb::buildFromFolderLists() {
     const std::wstring folder = CQOUtils::GetQOAppDataDir();
-    m_db.Attach(CDbTableHelper::kTypeSqlite, folder + kSqliteFileName, {}, {}, {});
+    m_db.Attach(CDbTableHelper::kTypeSqlite, folder + sqliteFileName(), {}, {}, {});
     CreateTables();
     for (const wchar_t* list : {L"Folders.txt", L"OutlookFolders.txt"})
         if (fileExists(folder + list))

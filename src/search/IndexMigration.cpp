@@ -1,4 +1,4 @@
-#include "search/IndexFormat.h"
+#include "search/IndexMigration.h"
 
 #include "search/IndexLocations.h"
 #include "support/Strings.h"

@@ -1,4 +1,4 @@
-#include "app/SearchCriteriaPane.h"
+#include "app/SearchCriteriaDlg.h"
 
 #include "app/TranslateWindow.h"
 #include "controls/LocaleDates.h"
@@ -55,7 +55,7 @@ QDateEdit* newDatePicker(const char* objectName) {
 
 } // namespace
 
-CSearchCriteria::CSearchCriteria(QWidget* parent)
+CSearchCriteriaDlg::CSearchCriteriaDlg(QWidget* parent)
     : QWidget(parent), m_pSentAfter(new QCheckBox(QStringLiteral("Sent &after:"))),
       m_pSentBefore(new QCheckBox(QStringLiteral("Se&nt before:"))),
       m_pAfterDate(newDatePicker("sentAfterDate")), m_pBeforeDate(newDatePicker("sentBeforeDate")),
@@ -80,8 +80,8 @@ CSearchCriteria::CSearchCriteria(QWidget* parent)
     grid->addWidget(m_pBeforeDate, 3, 3);
     grid->setRowStretch(5, 1);
 
-    connect(m_pSentAfter, &QCheckBox::toggled, this, &CSearchCriteria::OnBnClickedCheckAfter);
-    connect(m_pSentBefore, &QCheckBox::toggled, this, &CSearchCriteria::OnBnClickedCheckBefore);
+    connect(m_pSentAfter, &QCheckBox::toggled, this, &CSearchCriteriaDlg::OnBnClickedCheckAfter);
+    connect(m_pSentBefore, &QCheckBox::toggled, this, &CSearchCriteriaDlg::OnBnClickedCheckBefore);
 
     SearchCriteria initial;
     initial.m_dtSentAfter = m_dtAfter;
@@ -90,7 +90,7 @@ CSearchCriteria::CSearchCriteria(QWidget* parent)
     TranslateWindow(this);
 }
 
-SearchCriteria CSearchCriteria::get() const {
+SearchCriteria CSearchCriteriaDlg::get() const {
     SearchCriteria c;
     c.m_sSubject = m_pSubject->text().toStdWString();
     c.m_sBody = m_pBody->text().toStdWString();
@@ -107,7 +107,7 @@ SearchCriteria CSearchCriteria::get() const {
     return c;
 }
 
-void CSearchCriteria::set(const SearchCriteria& c) {
+void CSearchCriteriaDlg::set(const SearchCriteria& c) {
     m_pSubject->setText(QString::fromStdWString(c.m_sSubject));
     m_pBody->setText(QString::fromStdWString(c.m_sBody));
     m_pFrom->setText(QString::fromStdWString(c.m_sFrom));
@@ -126,16 +126,16 @@ void CSearchCriteria::set(const SearchCriteria& c) {
     OnBnClickedCheckBefore();
 }
 
-void CSearchCriteria::clearCriteria() {
+void CSearchCriteriaDlg::clearCriteria() {
     SearchCriteria c = get();
     c.clear();
     set(c);
 }
 
-void CSearchCriteria::OnBnClickedCheckAfter() {
+void CSearchCriteriaDlg::OnBnClickedCheckAfter() {
     m_pAfterDate->setEnabled(m_pSentAfter->isChecked());
 }
 
-void CSearchCriteria::OnBnClickedCheckBefore() {
+void CSearchCriteriaDlg::OnBnClickedCheckBefore() {
     m_pBeforeDate->setEnabled(m_pSentBefore->isChecked());
 }
