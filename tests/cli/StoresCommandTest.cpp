@@ -1,9 +1,10 @@
 // qosearch-cli stores, run as a separate program on a redirected user.
 
 #include "stores/QuartoDb.h"
+#include "support/Strings.h"
 
 #include "CommandLine.h"
-#include "StoresTestSupport.h"
+#include "TempDir.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -15,13 +16,21 @@ using Kerf::QuireLib::CQuartoDb;
 
 namespace {
 
+/// A temporary folder that stands in for the user's data and settings folders.
+struct ScopedUser {
+    QoTest::TempDir dir;
+    QoTest::ScopedUserFolders folders{dir.path()};
+
+    std::filesystem::path appData() const { return dir.path() / "data/Pellam/Quarto"; }
+};
+
 // The user's folders are redirected in this process, so also in the program.
 QoTest::CommandResult stores(std::vector<std::string> args) {
     args.insert(args.begin(), "stores");
     return QoTest::runCli(args);
 }
 
-void fillUser(const StoresTest::ScopedUser& user) {
+void fillUser(const ScopedUser& user) {
     std::filesystem::create_directories(user.appData());
     CQuartoDb db(L"SQLITE", Kerf::Util::toWide((user.appData() / "Quarto.db").string()), L"", L"",
                  L"");
@@ -40,7 +49,7 @@ void fillUser(const StoresTest::ScopedUser& user) {
 } // namespace
 
 TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
-    StoresTest::ScopedUser user;
+    ScopedUser user;
     fillUser(user);
     const QoTest::CommandResult text = stores({});
     EXPECT_EQ(text.status, 0) << text.err;
@@ -66,7 +75,7 @@ TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
 }
 
 TEST(StoresCommand, WrongUsageAndADamagedDatabaseAreClear) {
-    StoresTest::ScopedUser user;
+    ScopedUser user;
     EXPECT_EQ(stores({"--kind", "7"}).status, 2);
     EXPECT_EQ(stores({"--filter"}).status, 2);
     EXPECT_EQ(stores({"--bogus"}).status, 2);
