@@ -3,6 +3,7 @@
 // text the index holds. None of it may crash, hang or allocate without bound.
 
 #include "mail/AttachmentText.h"
+#include "mail/EmailMetadataMessage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +20,7 @@ std::size_t walk(const CMessageAttachments& message) {
         if (message.readData(i, data, 1024 * 1024))
             total += data.size();
         if (auto attached = message.openMessage(i)) {
-            total += attached->readRecord().GetKeys().size();
+            total += CEmailMetadata_Message(*attached).GetKeys().size();
             total += walk(*attached);
         }
     }

@@ -2,10 +2,9 @@
 // fuzzer seldom reaches through a valid compound file. The first byte
 // chooses the converter.
 
-#include "mail/CompressedRtf.h"
-#include "mail/HtmlText.h"
-#include "mail/MessageBody.h"
-#include "mail/RtfText.h"
+#include "msgfile/CompressedRtf.h"
+#include "text/HtmlText.h"
+#include "text/RtfText.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -31,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         break;
     }
     default:
-        Kerf::QuireLib::MessageBody::htmlBytesToText(rest, 1251);
+        Kerf::Html::toPlainText(Kerf::Html::decodeBytes(rest, 1251));
         break;
     }
     return 0;

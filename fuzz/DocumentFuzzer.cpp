@@ -3,7 +3,7 @@
 // child process and deadline that guard it in the indexer, so that the
 // fuzzer's own timeout and sanitizers see whatever poppler does.
 
-#include "mail/DocumentText.h"
+#include "text/DocumentText.h"
 
 #include <cstddef>
 #include <cstdint>

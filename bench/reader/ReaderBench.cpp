@@ -17,8 +17,8 @@
 
 #include "CorpusGenerator.h"
 
-#include "mail/CompoundStorage.h"
 #include "mail/EmailMetadataFile.h"
+#include "msgfile/CompoundStorage.h"
 #include "support/Strings.h"
 
 #include <algorithm>

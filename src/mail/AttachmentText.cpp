@@ -1,5 +1,6 @@
 #include "mail/AttachmentText.h"
 
+#include "mail/EmailMetadataMessage.h"
 #include "support/Trace.h"
 
 #include <algorithm>
@@ -60,7 +61,7 @@ private:
     }
 
     void addAttachedMessage(const CMessageAttachments& attached) {
-        const CEmailMetadata_Message record = attached.readRecord(false);
+        const CEmailMetadata_Message record(attached, /*CountAttachments=*/false);
         for (const wchar_t* key : {L"Subject", L"From", L"To", L"Cc", L"Bcc", L"Body"}) {
             if (record.HasValue(key)) {
                 add(record.GetStringValue(key));

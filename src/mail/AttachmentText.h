@@ -6,8 +6,8 @@
 // a control character the analyzer drops, so that the names can be read back
 // from the stored text.
 
-#include "mail/DocumentText.h"
-#include "mail/MessageAttachments.h"
+#include "msgfile/MessageAttachments.h"
+#include "text/DocumentText.h"
 
 #include <string>
 #include <string_view>

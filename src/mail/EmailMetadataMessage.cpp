@@ -1,9 +1,9 @@
 #include "mail/EmailMetadataMessage.h"
 
 #include "mail/AttachmentText.h"
-#include "mail/MapiMapiProp.h"
-#include "mail/MessageAttachments.h"
-#include "mail/MessageBody.h"
+#include "msgfile/MapiProp.h"
+#include "msgfile/MessageAttachments.h"
+#include "msgfile/MessageBody.h"
 #include "support/DateTime.h"
 #include "support/Trace.h"
 
@@ -53,6 +53,10 @@ CEmailMetadata_Message::CEmailMetadata_Message(std::shared_ptr<CStorage> storage
     if (storage)
         ReadMessage(std::move(storage), kind);
 }
+
+CEmailMetadata_Message::CEmailMetadata_Message(const CMessageAttachments& message,
+                                               bool CountAttachments)
+    : CEmailMetadata_Message(message.storage(), message.kind(), CountAttachments) {}
 
 bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage, MessageKind kind) {
     KERF_TRACE_ENTRY("Kerf::QuireLib::CEmailMetadata_Message::ReadMessage");

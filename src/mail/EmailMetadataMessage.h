@@ -3,7 +3,8 @@
 // and the attachment counts.
 
 #include "mail/EmailMetadata.h"
-#include "mail/MapiMessage.h"
+#include "msgfile/MapiMessage.h"
+#include "msgfile/MessageAttachments.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,6 +22,10 @@ public:
     /// message (see MessageAttachments.h). The storage may be shared.
     CEmailMetadata_Message(std::shared_ptr<Mapi::CStorage> storage, Mapi::MessageKind kind,
                            bool CountAttachments);
+    /// Reads an opened message, such as one CMessageAttachments::openMessage
+    /// gave: its values as a file's record has them, without "Location" and size.
+    explicit CEmailMetadata_Message(const CMessageAttachments& message,
+                                    bool CountAttachments = true);
 
 protected:
     explicit CEmailMetadata_Message(bool CountAttachments);

@@ -1,7 +1,7 @@
 #include "mail/MessageDocument.h"
 
-#include "mail/GLibLogRouting.h"
-#include "mail/MessageBody.h"
+#include "msgfile/GLibLogRouting.h"
+#include "msgfile/MessageBody.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 

@@ -5,7 +5,7 @@
 // open, so that attachments can still be read from it while it is shown.
 
 #include "mail/EmailMetadataMessage.h"
-#include "mail/MessageAttachments.h"
+#include "msgfile/MessageAttachments.h"
 
 #include <memory>
 #include <string>

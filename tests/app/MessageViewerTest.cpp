@@ -9,8 +9,8 @@
 #include "app/ItemActions.h"
 #include "app/MessageViewer.h"
 #include "app/SafeTextBrowser.h"
-#include "mail/MessageAttachments.h"
 #include "mail/MessageDocument.h"
+#include "msgfile/MessageAttachments.h"
 
 #include <QFileDialog>
 #include <QTreeWidget>
@@ -223,7 +223,8 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
     const auto inner = viewer->findChildren<CMessageViewer*>();
     ASSERT_EQ(inner.size(), 1);
     EXPECT_TRUE(inner[0]->isVisible());
-    const std::wstring subject = reader->openMessage(0)->readRecord().GetStringValue(L"Subject");
+    const std::wstring subject =
+        Kerf::QuireLib::CEmailMetadata_Message(*reader->openMessage(0)).GetStringValue(L"Subject");
     ASSERT_FALSE(subject.empty());
     EXPECT_TRUE(inner[0]->headerLabel().text().contains(QString::fromStdWString(subject)));
     EXPECT_TRUE(inner[0]->path().empty());

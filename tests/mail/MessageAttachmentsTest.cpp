@@ -1,10 +1,12 @@
 #include "CorpusExpectations.h"
 #include "MsgTestFiles.h"
 
-#include "mail/MessageAttachments.h"
+#include "mail/EmailMetadataMessage.h"
+#include "msgfile/MessageAttachments.h"
 
 #include <gtest/gtest.h>
 
+using Kerf::QuireLib::CEmailMetadata_Message;
 using Kerf::QuireLib::CMessageAttachments;
 using QoMsg::MsgMessage;
 
@@ -89,7 +91,7 @@ TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     message.reset();
     ASSERT_TRUE(attached);
     EXPECT_EQ(attached->depth(), 1);
-    const auto record = attached->readRecord();
+    const CEmailMetadata_Message record(*attached);
     EXPECT_EQ(record.GetStringValue(L"Subject"), L"Inner subject");
     EXPECT_EQ(record.GetStringValue(L"From"), L"Anna Meyer");
     EXPECT_EQ(record.GetStringValue(L"To"), L"Ben Clarke; Clara Dubois");
@@ -115,7 +117,7 @@ TEST(MessageAttachments, AttachedMessagesOpenDownToTheThirdLevelOnly) {
     for (int depth = 1; depth <= 3; ++depth) {
         message = message->openMessage(0);
         ASSERT_TRUE(message) << depth;
-        EXPECT_EQ(message->readRecord().GetStringValue(L"Subject"),
+        EXPECT_EQ(CEmailMetadata_Message(*message).GetStringValue(L"Subject"),
                   L"level " + std::to_wstring(depth));
     }
     EXPECT_TRUE(message->attachments()[0].isMessage);
@@ -143,7 +145,7 @@ TEST(MessageAttachments, TruncatedMessagesGiveWhatCanBeRead) {
         for (std::size_t i = 0; i < message->attachments().size(); ++i) {
             dataRead += message->readData(i, data) ? data.size() : 0;
             if (auto attached = message->openMessage(i))
-                attached->readRecord();
+                CEmailMetadata_Message{*attached};
         }
     }
     EXPECT_GE(dataRead, 9000u) << "the whole file was read";

@@ -3,43 +3,12 @@
 
 #include "MsgTestFiles.h"
 
-#include "mail/CompressedRtf.h"
-#include "mail/HtmlText.h"
-#include "mail/RtfText.h"
-
 #include <gtest/gtest.h>
 
 using namespace Kerf;
 using QoMsg::MsgMessage;
 
 namespace {
-
-TEST(HtmlText, DropsMarkupScriptsAndStylesAndBreaksBlocks) {
-    const std::wstring text = Html::toPlainText(
-        L"<html><head><title>Title</title><style>p{color:red}</style></head><body>"
-        L"<script>var x = 1;</script><p>First&nbsp;para&amp;graph,\n   wrapped</p>"
-        L"<div>Second<br>line</div><table><tr><td>a</td><td>b</td></tr></table>"
-        L"<pre>  kept\n  as is</pre><!-- hidden --> Caf&eacute; &#x20AC;</body></html>");
-    EXPECT_EQ(text, L"First para&graph, wrapped\r\nSecond\r\nline\r\na b\r\n  kept\r\n  as is\r\n"
-                    L"Caf\x00e9 \x20ac");
-}
-
-TEST(HtmlText, FindsTheDeclaredCharset) {
-    EXPECT_EQ(Html::declaredCharset("<html><head><META HTTP-EQUIV=\"Content-Type\" "
-                                    "CONTENT=\"text/html; charset=Windows-1251\">"),
-              "windows-1251");
-    EXPECT_EQ(Html::declaredCharset("<meta charset='utf-8'><p>x"), "utf-8");
-    EXPECT_EQ(Html::declaredCharset("\xEF\xBB\xBF<p>x</p>"), "utf-8");
-    EXPECT_EQ(Html::declaredCharset("<p>charset=koi8-r is only text</p>"), "");
-}
-
-TEST(HtmlText, DeepNestingEndsTheTextButNotTheProgram) {
-    std::wstring html = L"<p>before</p>";
-    for (int i = 0; i < 100000; ++i)
-        html += L"<div><span>";
-    html += L"deep";
-    EXPECT_EQ(Html::toPlainText(html).substr(0, 6), L"before");
-}
 
 TEST(MessageBody, HtmlBodyInItsDeclaredCharsetElseTheInternetCodePage) {
     QoTest::MsgFiles files;
@@ -88,19 +57,6 @@ TEST(MessageBody, PlainRtfGivesItsText) {
         false);
     EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Body"),
               L"\x041F\x0440\x0438\x0432\x0435\x0442\r\n\x65e5\tx\x1F600\r\n");
-}
-
-TEST(CompressedRtf, LiteralRunsAndTheEndMarker) {
-    for (const std::string rtf : {"", "{\\rtf1}", "{\\rtf1 exactly16 bytes}", "{\\rtf1 x}"}) {
-        const std::vector<std::uint8_t> stored = QoMsg::storedRtf(rtf, true);
-        EXPECT_EQ(Rtf::decompress(stored.data(), stored.size()), rtf);
-    }
-    // A header claiming a vast raw size yields only what the data holds.
-    std::vector<std::uint8_t> lying = QoMsg::storedRtf("{\\rtf1 small}", true);
-    lying[4] = lying[5] = lying[6] = lying[7] = 0xFF;
-    EXPECT_EQ(Rtf::decompress(lying.data(), lying.size()), "{\\rtf1 small}");
-    const std::uint8_t unknown[16] = {12, 0, 0, 0, 5, 0, 0, 0, 'A', 'B', 'C', 'D'};
-    EXPECT_FALSE(Rtf::decompress(unknown, sizeof unknown).has_value());
 }
 
 } // namespace

@@ -4,13 +4,13 @@
 #include "CorpusExpectations.h"
 #include "TempDir.h"
 
-#include "mail/CompoundStorage.h"
-#include "mail/CompressedRtf.h"
 #include "mail/EmailMetadataFile.h"
-#include "mail/GLibLogRouting.h"
-#include "mail/MapiMapiProp.h"
-#include "mail/MapiMessage.h"
 #include "mail/MessageDocument.h"
+#include "msgfile/CompoundStorage.h"
+#include "msgfile/CompressedRtf.h"
+#include "msgfile/GLibLogRouting.h"
+#include "msgfile/MapiMessage.h"
+#include "msgfile/MapiProp.h"
 #include "support/DateTime.h"
 #include "support/Strings.h"
 

@@ -1,15 +1,14 @@
 // The MAPI property layer and the compound-file layer under it: what GetProps
 // returns for missing and oversized values, the error texts the helpers
-// throw, the recipient table, code-page choices, and compound files damaged
-// in ways the parser underneath must never see.
+// throw, the recipient table, and compound files damaged in ways the parser
+// underneath must never see.
 
-#include "MsgTestFiles.h"
+#include "MsgWriter.h"
+#include "SampleMessage.h"
 
-#include "mail/CodePages.h"
-#include "mail/CompoundStorage.h"
-#include "mail/MapiMapiProp.h"
-#include "mail/MapiMessage.h"
-#include "mail/RtfText.h"
+#include "msgfile/CompoundStorage.h"
+#include "msgfile/MapiMessage.h"
+#include "msgfile/MapiProp.h"
 
 #include <gtest/gtest.h>
 
@@ -116,47 +115,6 @@ TEST(MapiMessage, RecipientTableListsThisMessagesOwnRecipients) {
     EXPECT_EQ(rows[2][0].text, L"Dora Evans");
 }
 
-TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0804), 936);  // Chinese, PRC
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0C04), 950);  // Chinese, Hong Kong
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0C1A), 1251); // Serbian, Cyrillic
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x081A), 1250); // Serbian, Latin
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0411), 932);
-    EXPECT_EQ(CodePages::messageCodePage(0, std::nullopt, std::nullopt), 1252);
-
-    // Shift-JIS, a byte no code page maps, a truncated lead byte.
-    EXPECT_EQ(CodePages::decode("\x93\xfa\x96\x7b", 932), L"\x65e5\x672c");
-    EXPECT_EQ(CodePages::decode("a\x81z", 1252).size(), 3u);
-    EXPECT_EQ(CodePages::decode("ab\x93", 932), L"ab\xfffd");
-    EXPECT_EQ(CodePages::decode("caf\xe9", 99999), L"caf\x00e9"); // unknown: read as 1252
-
-    const std::uint8_t utf16[] = {'a', 0, 0x3D, 0xD8, 'b', 0, 0x3D, 0xD8, 0x00, 0xDE, 0, 0, 'c'};
-    EXPECT_EQ(CodePages::decodeUtf16le(utf16, sizeof utf16, true), L"a\xfffd"
-                                                                   L"b\x1F600");
-
-    // Long text goes eight units at a time: a pair across a block boundary,
-    // a lone low surrogate and a NUL well inside, text after the NUL only
-    // when it does not end the string.
-    std::wstring expected;
-    std::vector<std::uint8_t> longText;
-    auto add = [&](const std::u16string& units, const std::wstring& decoded) {
-        for (const char16_t unit : units) {
-            longText.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-            longText.push_back(static_cast<std::uint8_t>(unit >> 8));
-        }
-        expected += decoded;
-    };
-    add(std::u16string(7, u'\x00e9'), std::wstring(7, L'\x00e9'));
-    add(u"\xD83D\xDE00", L"\x1F600");
-    add(std::u16string(12, u'k'), std::wstring(12, L'k'));
-    add(u"\xDC00", L"\xfffd");
-    add(u"z", L"z");
-    const std::wstring beforeNul = expected;
-    add(u'\0' + std::u16string(9, u'q'), L'\0' + std::wstring(9, L'q'));
-    EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), true), beforeNul);
-    EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), false), expected);
-}
-
 // Bytes of a written message patched so that one directory or header field
 // is wrong.
 std::vector<std::uint8_t> patched(std::size_t offset, std::uint32_t value) {
@@ -188,21 +146,6 @@ TEST(CompoundStorage, RefusesDamageThePartUnderneathCannotBearItself) {
     auto oddSectors = good;
     oddSectors[0x1E] = 20;
     EXPECT_FALSE(CStorage::openMemory(oddSectors.data(), oddSectors.size(), error));
-}
-
-TEST(RtfText, SkipsBinaryDataAndSurvivesDeepNesting) {
-    EXPECT_EQ(
-        Kerf::Rtf::extract("{\\rtf1 a{\\*\\unknown hidden}\\bin3 {}}b\\uc2\\u233\\'3f\\'3fc}", 1252)
-            .text,
-        L"ab\x00e9"
-        L"c");
-    std::string deep = "{\\rtf1 x";
-    for (int i = 0; i < 100000; ++i)
-        deep += "{";
-    deep += "y";
-    EXPECT_EQ(Kerf::Rtf::extract(deep, 1252).text, L"xy");
-    // A \bin length past the end stops at the end.
-    EXPECT_EQ(Kerf::Rtf::extract("{\\rtf1 z\\bin999999 abc", 1252).text, L"z");
 }
 
 } // namespace

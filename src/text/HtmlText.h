@@ -17,4 +17,8 @@ std::string declaredCharset(std::string_view bytes);
 /// The document's text, lines ending in "\r\n".
 std::wstring toPlainText(std::wstring_view html);
 
+/// HTML held as bytes to wide text: in the charset the document declares,
+/// else in the Windows code page `codePage`.
+std::wstring decodeBytes(std::string_view bytes, int codePage);
+
 } // namespace Kerf::Html

@@ -4,8 +4,8 @@
 // storage's "__properties_version1.0" stream (a header, then 16 bytes per
 // property); variable-size ones from "__substg1.0_PPPPTTTT" streams.
 
-#include "mail/CompoundStorage.h"
-#include "mail/MapiDefs.h"
+#include "msgfile/CompoundStorage.h"
+#include "msgfile/MapiDefs.h"
 
 #include <cstdint>
 #include <memory>

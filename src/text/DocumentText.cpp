@@ -1,10 +1,9 @@
-#include "mail/DocumentText.h"
+#include "text/DocumentText.h"
 
-#include "mail/CodePages.h"
-#include "mail/HtmlText.h"
-#include "mail/MessageBody.h"
-#include "mail/RtfText.h"
 #include "support/Strings.h"
+#include "text/CodePages.h"
+#include "text/HtmlText.h"
+#include "text/RtfText.h"
 
 #include <algorithm>
 #include <array>
@@ -128,14 +127,14 @@ std::wstring plainText(std::span<const std::uint8_t> bytes, int codePage, std::s
         return fromUtf8(asChars(bytes.subspan(3)), maxChars);
     if (startsWith(bytes, "\xFF\xFE")) {
         const std::size_t size = std::min(bytes.size() - 2, maxChars * 2);
-        return capped(Mapi::CodePages::decodeUtf16le(bytes.data() + 2, size), maxChars);
+        return capped(CodePages::decodeUtf16le(bytes.data() + 2, size), maxChars);
     }
     std::string_view text = asChars(bytes);
     if (isValidUtf8(text))
         return fromUtf8(text, maxChars);
     if (text.size() > maxChars)
         text = text.substr(0, maxChars);
-    return capped(Mapi::CodePages::decode(text, codePage), maxChars);
+    return capped(CodePages::decode(text, codePage), maxChars);
 }
 
 std::wstring extract(Kind kind, std::span<const std::uint8_t> bytes, int codePage,
@@ -158,7 +157,8 @@ std::wstring extractAny(Kind kind, std::span<const std::uint8_t> bytes, int code
         case Kind::Plain:
             return plainText(bytes, codePage, limits.maxChars);
         case Kind::Html:
-            return capped(MessageBody::htmlBytesToText(asChars(bytes), codePage), limits.maxChars);
+            return capped(Html::toPlainText(Html::decodeBytes(asChars(bytes), codePage)),
+                          limits.maxChars);
         case Kind::Rtf: {
             if (!startsWith(bytes, "{\\rtf"))
                 return {};

@@ -1,7 +1,7 @@
 #pragma once
-// 8-bit and UTF-16 text of message files to wide text. 8-bit text is in a
-// Windows code page, converted through iconv; the message's code page is
-// chosen from its own properties.
+// 8-bit and UTF-16 text to wide text. 8-bit text is in a Windows code page,
+// converted through iconv; messageCodePage chooses it from the values a
+// message or document states about itself.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace Mapi::CodePages {
+namespace Kerf::CodePages {
 
 /// The ANSI code page of a Windows locale identifier's language; 0 for a
 /// language written only in Unicode or an identifier that names none.
@@ -35,4 +35,4 @@ std::optional<std::wstring> decodeCharset(std::string_view bytes, const std::str
 /// final byte is dropped. With `stopAtNul` the text ends before the first NUL.
 std::wstring decodeUtf16le(const std::uint8_t* data, std::size_t size, bool stopAtNul = false);
 
-} // namespace Mapi::CodePages
+} // namespace Kerf::CodePages

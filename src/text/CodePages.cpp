@@ -1,4 +1,4 @@
-#include "mail/CodePages.h"
+#include "text/CodePages.h"
 
 #include <iconv.h>
 
@@ -12,7 +12,7 @@
 #include <map>
 #include <memory>
 
-namespace Mapi::CodePages {
+namespace Kerf::CodePages {
 namespace {
 
 constexpr wchar_t kReplacement = 0xFFFD;
@@ -282,4 +282,4 @@ std::wstring decodeUtf16le(const std::uint8_t* data, std::size_t size, bool stop
     return out;
 }
 
-} // namespace Mapi::CodePages
+} // namespace Kerf::CodePages

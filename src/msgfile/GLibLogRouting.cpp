@@ -1,4 +1,4 @@
-#include "mail/GLibLogRouting.h"
+#include "msgfile/GLibLogRouting.h"
 
 #include "support/Trace.h"
 

@@ -1,4 +1,6 @@
-#include "mail/HtmlText.h"
+#include "text/HtmlText.h"
+
+#include "text/CodePages.h"
 
 #include <libxml/HTMLparser.h>
 #include <libxml/globals.h>
@@ -9,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace Kerf::Html {
@@ -272,6 +275,16 @@ std::wstring toPlainText(std::wstring_view html) {
         htmlFreeParserCtxt(context);
     xmlSetGenericErrorFunc(savedGenericContext, savedGeneric);
     return writer.take();
+}
+
+std::wstring decodeBytes(std::string_view bytes, int codePage) {
+    const std::string charset = declaredCharset(bytes);
+    std::optional<std::wstring> html;
+    if (!charset.empty())
+        html = CodePages::decodeCharset(bytes, charset);
+    if (!html)
+        html = CodePages::decode(bytes, codePage);
+    return std::move(*html);
 }
 
 } // namespace Kerf::Html

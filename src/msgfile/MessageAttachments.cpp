@@ -1,4 +1,4 @@
-#include "mail/MessageAttachments.h"
+#include "msgfile/MessageAttachments.h"
 
 #include "support/Strings.h"
 #include "support/Trace.h"
@@ -193,10 +193,6 @@ std::shared_ptr<CMessageAttachments> CMessageAttachments::openMessage(std::size_
         Trace::tracef("CMessageAttachments::openMessage: %s\n", e.what());
         return nullptr;
     }
-}
-
-CEmailMetadata_Message CMessageAttachments::readRecord(bool countAttachments) const {
-    return CEmailMetadata_Message(m_pStorage, m_kind, countAttachments);
 }
 
 int CMessageAttachments::codePage() const {

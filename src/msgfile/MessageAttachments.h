@@ -11,7 +11,6 @@
 //       std::vector<std::uint8_t> bytes;
 //       if (!info.isMessage && message->readData(i, bytes)) { /* the file's content */ }
 //       if (auto inner = message->openMessage(i)) {
-//           CEmailMetadata_Message record = inner->readRecord(); // subject, sender, body...
 //           inner->attachments(); // its own attachments, one level deeper
 //       }
 //   }
@@ -21,8 +20,7 @@
 // file alive, so an attached message may outlive the message it came from.
 // Nothing here throws for a damaged file: what cannot be read is missing.
 
-#include "mail/EmailMetadataMessage.h"
-#include "mail/MapiMessage.h"
+#include "msgfile/MapiMessage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -84,10 +82,6 @@ public:
     /// The message attached at `index`; null when it is not a message, cannot
     /// be read, or would lie deeper than kMaxDepth.
     std::shared_ptr<CMessageAttachments> openMessage(std::size_t index) const;
-
-    /// This message's values as the reader gives them for a file (without
-    /// "Location" and size).
-    CEmailMetadata_Message readRecord(bool countAttachments = true) const;
 
     /// The code page the message's 8-bit text is in.
     int codePage() const;

@@ -3,6 +3,7 @@
 // folder by the project's own message writer.
 
 #include "MsgWriter.h"
+#include "SampleMessage.h"
 #include "TempDir.h"
 
 #include "mail/EmailMetadataFile.h"
@@ -34,17 +35,5 @@ private:
     TempDir m_dir;
     int m_iCount = 0;
 };
-
-/// A plain message with the text keys set.
-inline QoMsg::MsgMessage simpleMessage() {
-    QoMsg::MsgMessage message;
-    message.subject = L"RE: Site visit";
-    message.normalizedSubject = L"Site visit";
-    message.senderName = L"Anna Meyer";
-    message.displayTo = L"Ben Clarke; Clara Dubois";
-    message.displayCc = L"";
-    message.body = L"See you on Friday.\r\n";
-    return message;
-}
 
 } // namespace QoTest

@@ -1,6 +1,6 @@
-#include "mail/CompoundStorage.h"
+#include "msgfile/CompoundStorage.h"
 
-#include "mail/GLibLogRouting.h"
+#include "msgfile/GLibLogRouting.h"
 
 #include <gsf/gsf-infile-msole.h>
 #include <gsf/gsf-input-memory.h>

@@ -1,4 +1,4 @@
-#include "mail/MapiMapiProp.h"
+#include "msgfile/MapiProp.h"
 
 #include "support/Assert.h"
 #include "support/Strings.h"

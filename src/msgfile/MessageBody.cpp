@@ -1,10 +1,9 @@
-#include "mail/MessageBody.h"
+#include "msgfile/MessageBody.h"
 
-#include "mail/CodePages.h"
-#include "mail/CompressedRtf.h"
-#include "mail/HtmlText.h"
-#include "mail/MapiMapiProp.h"
-#include "mail/RtfText.h"
+#include "msgfile/CompressedRtf.h"
+#include "msgfile/MapiProp.h"
+#include "text/HtmlText.h"
+#include "text/RtfText.h"
 
 #include <optional>
 #include <vector>
@@ -43,17 +42,6 @@ int htmlCodePage(CMapiObject& message) {
     return message.codePage();
 }
 
-// HTML held as bytes, in the charset the document declares, else in `codePage`.
-std::wstring decodeHtmlBytes(std::string_view bytes, int codePage) {
-    const std::string charset = Html::declaredCharset(bytes);
-    std::optional<std::wstring> html;
-    if (!charset.empty())
-        html = CodePages::decodeCharset(bytes, charset);
-    if (!html)
-        html = CodePages::decode(bytes, codePage);
-    return std::move(*html);
-}
-
 // PR_HTML as text, in whichever of its forms the message stores it.
 std::optional<std::wstring> readHtml(CMapiObject& message) {
     ULONG storedType = PT_BINARY;
@@ -65,7 +53,7 @@ std::optional<std::wstring> readHtml(CMapiObject& message) {
     if (storedType == PT_UNICODE)
         return decodeStoredText(data->data(), data->size(), PT_UNICODE, message.codePage());
     const int codePage = storedType == PT_STRING8 ? message.codePage() : htmlCodePage(message);
-    return decodeHtmlBytes(
+    return Html::decodeBytes(
         std::string_view(reinterpret_cast<const char*>(data->data()), data->size()), codePage);
 }
 
@@ -82,10 +70,6 @@ std::optional<Rtf::Extracted> readRtf(CMapiObject& message) {
 }
 
 } // namespace
-
-std::wstring htmlBytesToText(std::string_view bytes, int codePage) {
-    return Html::toPlainText(decodeHtmlBytes(bytes, codePage));
-}
 
 bool fromHtml(CMapiObject& message, std::wstring& body) {
     const std::optional<std::wstring> html = readHtml(message);

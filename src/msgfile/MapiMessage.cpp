@@ -1,6 +1,6 @@
-#include "mail/MapiMessage.h"
+#include "msgfile/MapiMessage.h"
 
-#include "mail/CodePages.h"
+#include "text/CodePages.h"
 
 #include <optional>
 
@@ -60,8 +60,8 @@ CMessage::CMessage(std::shared_ptr<CStorage> storage, MessageKind kind)
             return static_cast<std::uint32_t>(prop->value & 0xFFFFFFFFu);
         return std::nullopt;
     };
-    setCodePage(CodePages::messageCodePage(number(PR_MESSAGE_CODEPAGE),
-                                           number(PR_MESSAGE_LOCALE_ID), number(PR_INTERNET_CPID)));
+    setCodePage(Kerf::CodePages::messageCodePage(
+        number(PR_MESSAGE_CODEPAGE), number(PR_MESSAGE_LOCALE_ID), number(PR_INTERNET_CPID)));
 }
 
 HRESULT CMessage::OpenIMsgOnIStg(std::shared_ptr<CStorage> storage,

@@ -6,7 +6,7 @@
 // crashes or runs out of its memory cap gives no text either. Poppler is
 // never used in the parent, so none of its locks can be held across the fork.
 
-#include "mail/DocumentText.h"
+#include "text/DocumentText.h"
 
 #include "support/Strings.h"
 

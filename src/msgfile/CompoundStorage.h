@@ -4,7 +4,7 @@
 // Every size handed out here has already been checked against the file's
 // length, so callers may allocate by it.
 
-#include "mail/GObjectRef.h"
+#include "msgfile/GObjectRef.h"
 
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input.h>

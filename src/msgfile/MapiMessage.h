@@ -4,7 +4,7 @@
 // "__attach_version1.0_#" and "__recip_version1.0_#" storages: an attached
 // message keeps its own inside its attachment and is never read from here.
 
-#include "mail/MapiObject.h"
+#include "msgfile/MapiObject.h"
 
 #include <memory>
 #include <span>

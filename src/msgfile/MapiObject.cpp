@@ -1,6 +1,6 @@
-#include "mail/MapiObject.h"
+#include "msgfile/MapiObject.h"
 
-#include "mail/CodePages.h"
+#include "text/CodePages.h"
 
 #include <algorithm>
 #include <cstring>
@@ -85,10 +85,11 @@ SPropValue errorValue(ULONG tag, HRESULT hr) {
 std::wstring decodeStoredText(const std::uint8_t* data, std::size_t size, ULONG storedType,
                               int codePage) {
     if (storedType == PT_UNICODE)
-        return CodePages::decodeUtf16le(data, size, /*stopAtNul=*/true);
+        return Kerf::CodePages::decodeUtf16le(data, size, /*stopAtNul=*/true);
     const void* nul = std::memchr(data, 0, size);
     const std::size_t end = nul != nullptr ? static_cast<const std::uint8_t*>(nul) - data : size;
-    return CodePages::decode(std::string_view(reinterpret_cast<const char*>(data), end), codePage);
+    return Kerf::CodePages::decode(std::string_view(reinterpret_cast<const char*>(data), end),
+                                   codePage);
 }
 
 CMapiObject::CMapiObject(std::shared_ptr<CStorage> storage, std::size_t headerSize, int codePage)

@@ -1,6 +1,6 @@
-#include "mail/RtfText.h"
+#include "text/RtfText.h"
 
-#include "mail/CodePages.h"
+#include "text/CodePages.h"
 
 #include <map>
 #include <set>
@@ -219,7 +219,7 @@ private:
     void flushBytes() {
         if (m_bytes.empty())
             return;
-        m_out += Mapi::CodePages::decode(m_bytes, m_iBytesCodePage);
+        m_out += CodePages::decode(m_bytes, m_iBytesCodePage);
         m_bytes.clear();
     }
 

@@ -2,7 +2,7 @@
 // Reading single properties of a MAPI object, throwing on failure, and the
 // exception those helpers throw.
 
-#include "mail/MapiObject.h"
+#include "msgfile/MapiObject.h"
 #include "support/Exception.h"
 
 #include <string>

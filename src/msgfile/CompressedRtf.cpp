@@ -1,4 +1,4 @@
-#include "mail/CompressedRtf.h"
+#include "msgfile/CompressedRtf.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 // text lives in a few known parts. Members are decompressed only up to a cap
 // whatever their headers claim, so a zip bomb costs at most the cap.
 
-#include "mail/DocumentText.h"
+#include "text/DocumentText.h"
 
 #include <libxml/parser.h>
 #include <libxml/xmlreader.h>

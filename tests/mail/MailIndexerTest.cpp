@@ -1,0 +1,191 @@
+// The mail indexer on real folders of corpus messages, and the query text it
+// searches with for each form of the search criteria.
+
+#include "MailIndexFolder.h"
+
+#include "mail/MailQueryRunner.h"
+#include "mail/RecursiveMailIndexer.h"
+#include "search/QueuedEventSink.h"
+#include "support/Strings.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <mutex>
+#include <thread>
+#include <utime.h>
+
+namespace fs = std::filesystem;
+using namespace Kerf;
+using namespace Kerf::QuireLib;
+using Kerf::Search::IndexerMessage;
+using QoTest::copiesOfTheSample;
+using QoTest::IndexFolder;
+using QoTest::kSample;
+
+namespace {
+
+class NullResults : public IMailResultsSink {
+public:
+    void updateStatus(const std::wstring&) override {}
+    void startOptimisedAdd(std::size_t) override {}
+    void InsertItem(const CEmailMetadata&) override {}
+    void finishOptimisedAdd() override {}
+    std::size_t getItemCount() const override { return 0; }
+    void updateSearchStatus(std::size_t, std::size_t, std::size_t, bool) override {}
+};
+
+std::wstring queryAfterLocation(const SearchCriteria& criteria) {
+    NullResults results;
+    CMailQueryRunner::PathSet locations, directories;
+    CMailQueryRunner runner(nullptr, criteria, results, &locations, &directories, nullptr);
+    const std::wstring location = L"Location:\"/srv/mail\"";
+    const std::wstring query = runner.buildQuery(L"/srv/mail");
+    EXPECT_EQ(query.substr(0, location.size()), location);
+    return query.substr(location.size());
+}
+
+/// Records the messages of one indexer run, in order.
+std::vector<IndexerMessage> drain(Search::CQueuedEventSink& sink) {
+    std::vector<IndexerMessage> messages;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (std::chrono::steady_clock::now() < deadline) {
+        auto message = sink.take(std::chrono::milliseconds(100));
+        if (!message)
+            continue;
+        messages.push_back(message->message);
+        if (message->message == IndexerMessage::EndWork)
+            break;
+    }
+    return messages;
+}
+
+} // namespace
+
+TEST(MailQueryText, EachCriteriaFormGivesTheDescribedText) {
+    SearchCriteria none;
+    EXPECT_EQ(queryAfterLocation(none), L"");
+
+    SearchCriteria subject;
+    subject.m_sSubject = L"budget  2008";
+    EXPECT_EQ(queryAfterLocation(subject), L" AND Subject:budget* AND Subject:2008*");
+
+    SearchCriteria keywords;
+    keywords.m_sKeywords = L"a b";
+    keywords.m_sSubject = L"ignored";
+    EXPECT_EQ(queryAfterLocation(keywords),
+              L" AND ( Bcc:a Body:a Cc:a From:a Subject:a To:a Attachments:a Bcc:b "
+              L"Body:b Cc:b From:b Subject:b To:b Attachments:b)");
+    keywords.m_sKeywords = L"solo";
+    EXPECT_EQ(queryAfterLocation(keywords), L" AND ( Bcc:solo Body:solo Cc:solo From:solo "
+                                            L"Subject:solo To:solo Attachments:solo)");
+
+    SearchCriteria raw;
+    raw.m_sQuery = L"Subject:(a OR b)";
+    raw.m_sKeywords = L"ignored";
+    raw.m_sBody = L"ignored";
+    raw.m_bSentAfter = true;
+    EXPECT_EQ(queryAfterLocation(raw), L" AND (Subject:(a OR b))");
+
+    SearchCriteria before;
+    before.m_bSentBefore = true;
+    before.m_dtSentBefore = DateTime{2024, 5, 3, 0, 0, 1};
+    EXPECT_EQ(queryAfterLocation(before), L" AND SentDate:[01000101000000 TO 20240503000001]");
+
+    SearchCriteria all;
+    all.m_sBody = L"FW: x:y";
+    all.m_sBcc = L"z";
+    all.m_sAttachment = L"plan.pdf";
+    all.m_bSentAfter = true;
+    all.m_dtSentAfter = DateTime{2001, 2, 3, 23, 59, 59};
+    EXPECT_EQ(queryAfterLocation(all),
+              L" AND Body:fw* AND (Body:x AND Body:y*) AND Bcc:z* AND Attachments:plan.pdf* AND "
+              L"SentDate:[20010203235959 TO 99991231235959]");
+}
+
+class MailIndexerTest : public IndexFolder {
+protected:
+    const fs::path mail = dir / "mail";
+    MailIndexerTest() { fs::create_directories(mail); }
+    /// One whole run over the folder; the messages it posted, in order.
+    std::vector<IndexerMessage> index(CRecursiveMailIndexer& indexer) {
+        indexer.go();
+        std::vector<IndexerMessage> messages = drain(*sink);
+        indexer.stop();
+        return messages;
+    }
+};
+
+TEST_F(MailIndexerTest, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {
+    for (int i = 0; i < 25; ++i)
+        fs::copy_file(kSample, mail / ("m" + std::to_string(i) + (i % 2 ? ".msg" : ".MSG")));
+    QoTest::writeFile(mail / "notes.txt", "not a message");
+    CRecursiveMailIndexer indexer(sink, SearchCriteria(), {Util::fromPath(mail)}, nullptr, place);
+    EXPECT_EQ(index(indexer), (std::vector<IndexerMessage>{
+                                  IndexerMessage::BeginWork, IndexerMessage::EndUpdatingIndexItem,
+                                  IndexerMessage::EndUpdatingIndexItem, IndexerMessage::EndWork}));
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 25u);
+    EXPECT_EQ(indexer.buildStatusString().substr(0, 33), L"Indexed:25    Remaining:0    (100");
+}
+
+TEST_F(MailIndexerTest, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
+    fs::copy_file(kSample, mail / "old.msg");
+    fs::copy_file(kSample, mail / "new.msg");
+    const std::int64_t now = std::time(nullptr);
+    utimbuf twoDaysAgo{static_cast<time_t>(now - 2 * 86400), static_cast<time_t>(now - 2 * 86400)};
+    ASSERT_EQ(utime((mail / "old.msg").c_str(), &twoDaysAgo), 0);
+
+    SearchCriteria criteria;
+    criteria.m_bSentAfter = true;
+    criteria.m_dtSentAfter = Dates::fromUnixLocal(now - 86400);
+    criteria.adjustDatesForSearch();
+    CRecursiveMailIndexer indexer(sink, criteria, {Util::fromPath(mail)}, nullptr, place);
+    index(indexer);
+    EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
+    EXPECT_TRUE(indexer.isIndexedFile(Util::fromPath(mail / "new.msg")));
+    EXPECT_FALSE(indexer.isIndexedFile(Util::fromPath(mail / "old.msg")));
+}
+
+TEST_F(MailIndexerTest, TheFirstProgressLineCountsEveryMessageTheWalkFound) {
+    // The reader hands over its first record only once the walk has ended
+    // (or after a while, so that a walk that waits on the reader fails the
+    // test instead of hanging it): the first update then knows every file.
+    struct CReaderAfterTheWalk : CRecursiveMailIndexer {
+        using CRecursiveMailIndexer::CRecursiveMailIndexer;
+        ~CReaderAfterTheWalk() override { stop(); }
+        CMetadataPtr buildMetadata(const std::wstring& path) override {
+            std::call_once(m_first, [this] {
+                const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+                while (!m_bScanningFinished && std::chrono::steady_clock::now() < deadline)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                walkEndedFirst = m_bScanningFinished.load();
+            });
+            return CRecursiveMailIndexer::buildMetadata(path);
+        }
+        std::once_flag m_first;
+        std::atomic<bool> walkEndedFirst{false};
+    };
+    constexpr std::size_t kMessages = 5000;
+    ASSERT_EQ(copiesOfTheSample(dir.path(), static_cast<int>(kMessages)), mail);
+    CReaderAfterTheWalk indexer(sink, SearchCriteria(), {Util::fromPath(mail)}, nullptr, place);
+    indexer.go();
+    std::optional<Search::IndexerEvent> event;
+    while ((event = sink->take(std::chrono::seconds(60))) &&
+           event->message != IndexerMessage::EndUpdatingIndexItem) {
+    }
+    ASSERT_TRUE(event) << "no progress update";
+    const CRecursiveMailIndexer::Progress progress = indexer.getProgress();
+    const std::wstring line = indexer.buildStatusString(progress);
+    indexer.stop();
+
+    EXPECT_TRUE(indexer.walkEndedFirst);
+    EXPECT_GE(progress.indexed, 10u);
+    EXPECT_EQ(progress.indexed + progress.remaining, kMessages);
+    const std::wstring expected = L"Indexed:" + std::to_wstring(progress.indexed) +
+                                  L"    Remaining:" + std::to_wstring(progress.remaining) +
+                                  L"    (" + std::to_wstring(progress.indexed * 100 / kMessages) +
+                                  L"% Complete: ";
+    EXPECT_EQ(line.substr(0, expected.size()), expected);
+}
