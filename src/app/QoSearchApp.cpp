@@ -26,7 +26,7 @@ bool CQoSearchApp::notify(QObject* receiver, QEvent* event) {
 
 std::wstring CQoSearchApp::getErrorString(const Kerf::CExceptionBase& e) {
     if (const Kerf::CExceptionBase* inner = e.getInner())
-        return e.getMessage() + L"\n\n" + L"Reported as: " + inner->getMessage() +
+        return e.getMessage() + L"\n\n" + L"Reported as: " + inner->getMessage() + L"\n\n" +
                L"Stack trace is:" + L"\n\n" + e.getStackTrace();
     return e.getMessage() + L"\n\n" + L"Stack trace is:" + L"\n\n" + e.getStackTrace();
 }

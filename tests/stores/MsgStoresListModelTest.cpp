@@ -147,13 +147,3 @@ TEST(MsgStoresListModel, LoadsDatabaseAndCentralListsNamedInTheUsersFile) {
     EXPECT_NE(errors[0].find(L"Quarto.db"), std::wstring::npos);
     EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"C1"}));
 }
-
-TEST(MsgStoresListModel, ColumnSpecificationCarriesTheTitles) {
-    StoresTest::ScopedUser user;
-    Model model;
-    model.SetPrimaryRefTitle(L"Job");
-    model.SetSecondaryRefTitle(L"Client");
-    model.SetDescriptionTitle(L"Notes");
-    EXPECT_EQ(model.GetColumnSpecification(),
-              L"Store ID,0;Source, 0;Job,150;Client,150;Notes,150;Location,150;");
-}

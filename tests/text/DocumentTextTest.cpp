@@ -1,0 +1,165 @@
+// The text of common documents, and of damaged and hostile ones, which give
+// none and never hang.
+
+#include "HostileDocuments.h"
+#include "WidgetTestEnvironment.h"
+
+#include "support/Strings.h"
+#include "text/DocumentText.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cwctype>
+
+using namespace Kerf::QuireLib;
+using DocumentText::Kind;
+using QoTest::bytesOf;
+using QoTest::kLoopingPdf;
+using QoTest::zipBomb;
+
+namespace {
+
+// The PDF writer needs a GUI application.
+const auto* const g_environment =
+    ::testing::AddGlobalTestEnvironment(new QoTest::WidgetTestEnvironment("text_tests"));
+
+std::string narrow(const std::wstring& text) {
+    return Kerf::Util::toNarrow(text);
+}
+
+std::string slide(const std::string& text) {
+    return "<p:sld xmlns:p=\"p\" xmlns:a=\"a\"><a:p><a:r><a:t>" + text +
+           "</a:t></a:r></a:p></p:sld>";
+}
+
+// No letter or digit: what is left of a document that gave no text.
+bool hasWords(const std::wstring& text) {
+    return std::any_of(text.begin(), text.end(), [](wchar_t c) { return std::iswalnum(c); });
+}
+
+TEST(DocumentText, KindFollowsTheExtensionElseTheMimeType) {
+    const struct {
+        const wchar_t* name;
+        const wchar_t* mime;
+        Kind kind;
+    } cases[] = {
+        {L"Report.PDF", L"", Kind::Pdf},
+        {L"a.docx", L"application/pdf", Kind::OfficeOpenXml},
+        {L"b.xlsx", L"", Kind::OfficeOpenXml},
+        {L"c.ods", L"", Kind::OpenDocument},
+        {L"list.csv", L"", Kind::Plain},
+        {L"page.htm", L"", Kind::Html},
+        {L"letter.rtf", L"", Kind::Rtf},
+        {L"no extension", L"Text/Plain", Kind::Plain},
+        {L"picture.png", L"image/png", Kind::None},
+        {L"archive.tar.gz", L"", Kind::None},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(DocumentText::kindOf(c.name, c.mime), c.kind) << narrow(c.name);
+}
+
+TEST(DocumentText, CommonDocumentsGiveTheirTextInOrder) {
+    const DocumentText::Limits limits;
+    const struct {
+        const char* what;
+        Kind kind;
+        std::vector<std::uint8_t> bytes;
+        int codePage;
+        std::vector<std::string> inOrder;
+    } cases[] = {
+        {"pdf",
+         Kind::Pdf,
+         QoMsg::pdfDocument({"page one quokka", "page two bilby"}),
+         1252,
+         {"quokka", "bilby"}},
+        {"docx",
+         Kind::OfficeOpenXml,
+         QoMsg::docxDocument({"hello wombat", "next", "end"}),
+         1252,
+         {"hello wombat next end"}},
+        {"odt",
+         Kind::OpenDocument,
+         QoMsg::odtDocument({"hello numbat", "next"}),
+         1252,
+         {"hello numbat next"}},
+        {"xlsx",
+         Kind::OfficeOpenXml,
+         QoMsg::zipArchive(
+             {{"xl/sharedStrings.xml", "<sst><si><t>shared</t></si><si><t>cell</t></si></sst>"},
+              {"xl/worksheets/sheet1.xml",
+               "<worksheet><c t=\"inlineStr\"><is><t>inline</t></is></c></worksheet>"}}),
+         1252,
+         {"shared cell", "inline"}},
+        {"pptx slides by number",
+         Kind::OfficeOpenXml,
+         QoMsg::zipArchive({{"ppt/slides/slide10.xml", slide("tenth")},
+                            {"ppt/slides/slide2.xml", slide("second")},
+                            {"ppt/slides/slide1.xml", slide("fir</a:t><a:t>st")}}),
+         1252,
+         {"first", "second", "tenth"}},
+        {"code page text", Kind::Plain, bytesOf("caf\xE9 cr\xE8me"), 1252, {"café crème"}},
+        {"UTF-8 text", Kind::Plain, bytesOf("caf\xC3\xA9;cr\xC3\xA8me"), 1251, {"café;crème"}},
+        {"UTF-16 text", Kind::Plain, bytesOf(std::string("\xFF\xFEh\0i\0", 6)), 1252, {"hi"}},
+        {"html",
+         Kind::Html,
+         bytesOf("<html><body><p>quoll <b>dingo</b></p></body></html>"),
+         1252,
+         {"quoll dingo"}},
+        {"rtf",
+         Kind::Rtf,
+         bytesOf("{\\rtf1\\ansi\\ansicpg1252 {\\b echidna} caf\\'e9}"),
+         1252,
+         {"echidna", "café"}},
+    };
+    for (const auto& c : cases) {
+        const std::string text = narrow(DocumentText::extract(c.kind, c.bytes, c.codePage, limits));
+        std::size_t at = 0;
+        for (const std::string& part : c.inOrder) {
+            const std::size_t found = text.find(part, at);
+            EXPECT_NE(found, std::string::npos) << c.what << ": \"" << part << "\" in\n" << text;
+            at = found == std::string::npos ? at : found + part.size();
+        }
+    }
+}
+
+TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
+    const std::vector<std::uint8_t> pdf = QoMsg::pdfDocument({"page one quokka", "two bilby"});
+    DocumentText::Limits late;
+    late.pdfDeadline = std::chrono::milliseconds(0);
+    const struct {
+        const char* what;
+        Kind kind;
+        std::vector<std::uint8_t> bytes;
+        DocumentText::Limits limits;
+    } cases[] = {
+        {"zip bomb", Kind::OfficeOpenXml, zipBomb(), {}},
+        {"truncated pdf", Kind::Pdf, {pdf.begin(), pdf.begin() + pdf.size() * 7 / 10}, {}},
+        {"looping pdf", Kind::Pdf, bytesOf(kLoopingPdf), {}},
+        {"pdf past its deadline", Kind::Pdf, pdf, late},
+        {"not a pdf", Kind::Pdf, bytesOf("%PDF-1.7 and then nothing"), {}},
+        {"not a zip", Kind::OpenDocument, bytesOf("PK\x03\x04 broken"), {}},
+        {"truncated docx",
+         Kind::OfficeOpenXml,
+         [] {
+             auto docx = QoMsg::docxDocument({"hello wombat"});
+             docx.resize(docx.size() / 2);
+             return docx;
+         }(),
+         {}},
+        {"rtf without its header", Kind::Rtf, bytesOf("just text"), {}},
+    };
+    for (const auto& c : cases) {
+        const std::wstring text = DocumentText::extract(c.kind, c.bytes, 1252, c.limits);
+        EXPECT_FALSE(hasWords(text)) << c.what << ": " << narrow(text);
+    }
+    // The same documents within their limits do give text.
+    EXPECT_NE(DocumentText::pdfText(pdf, {}).find(L"bilby"), std::wstring::npos);
+    DocumentText::Limits roomy;
+    roomy.maxZipMemberBytes = 32 * 1024 * 1024;
+    roomy.maxChars = 100;
+    EXPECT_EQ(DocumentText::zipDocumentText(Kind::OfficeOpenXml, zipBomb(), roomy),
+              std::wstring(100, L'a'));
+}
+
+} // namespace
