@@ -1,9 +1,9 @@
 #include "mail/EmailMetadataMessage.h"
 
 #include "mail/AttachmentText.h"
-#include "msgfile/MapiProp.h"
 #include "msgfile/MessageAttachments.h"
 #include "msgfile/MessageBody.h"
+#include "msgfile/PropertyReader.h"
 #include "support/DateTime.h"
 #include "support/Trace.h"
 
@@ -117,7 +117,7 @@ void CEmailMetadata_Message::ReadProperties() {
             // Too large for GetProps (a long body, a long recipient list):
             // read as a stream instead.
             std::wstring text;
-            if (MapiProp::getProperty(*m_pMessage, kWanted[i].tag, text, MAPI_UNICODE))
+            if (PropertyReader::getProperty(*m_pMessage, kWanted[i].tag, text, MAPI_UNICODE))
                 SetStringValue(kWanted[i].key, std::move(text));
         }
     }

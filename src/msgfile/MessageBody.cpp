@@ -1,7 +1,7 @@
 #include "msgfile/MessageBody.h"
 
 #include "msgfile/CompressedRtf.h"
-#include "msgfile/MapiProp.h"
+#include "msgfile/PropertyReader.h"
 #include "text/HtmlText.h"
 #include "text/RtfText.h"
 
@@ -23,7 +23,7 @@ std::optional<std::vector<std::uint8_t>> readStream(CMapiObject& object, ULONG t
         return std::nullopt;
     try {
         std::vector<std::uint8_t> data;
-        MapiProp::getStreamData_Throw(object, *stream, data);
+        PropertyReader::getStreamData_Throw(object, *stream, data);
         return data;
     } catch (const CMapiException&) {
         return std::nullopt;

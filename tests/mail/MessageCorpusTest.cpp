@@ -10,7 +10,7 @@
 #include "msgfile/CompressedRtf.h"
 #include "msgfile/GLibLogRouting.h"
 #include "msgfile/MapiMessage.h"
-#include "msgfile/MapiProp.h"
+#include "msgfile/PropertyReader.h"
 #include "support/DateTime.h"
 #include "support/Strings.h"
 
@@ -138,7 +138,7 @@ TEST_P(MessageCorpus, ReadsWholeAsItsExpectedValuesSay) {
     if (message->OpenProperty(Mapi::PR_RTF_COMPRESSED, stream, storedType) != Mapi::S_OK)
         return;
     std::vector<std::uint8_t> data;
-    Mapi::MapiProp::getStreamData_Throw(*message, *stream, data);
+    Mapi::PropertyReader::getStreamData_Throw(*message, *stream, data);
     ASSERT_GE(data.size(), 16u);
     const std::uint32_t rawSize = data[4] | data[5] << 8 | data[6] << 16 | data[7] << 24;
     const auto rtf = Rtf::decompress(data.data(), data.size());

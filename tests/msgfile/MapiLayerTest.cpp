@@ -8,7 +8,7 @@
 
 #include "msgfile/CompoundStorage.h"
 #include "msgfile/MapiMessage.h"
-#include "msgfile/MapiProp.h"
+#include "msgfile/PropertyReader.h"
 
 #include <gtest/gtest.h>
 
@@ -64,31 +64,31 @@ TEST(MapiObject, GetPropsReportsMissingAndOversizedValuesAsErrors) {
     EXPECT_EQ(values[0].text, L"RE: Site visit");
 }
 
-TEST(MapiProp, OversizedTextIsReadAsAStreamAndFailuresCarryTheirContext) {
+TEST(PropertyReader, OversizedTextIsReadAsAStreamAndFailuresCarryTheirContext) {
     MsgMessage written = QoTest::simpleMessage();
     written.body = std::wstring(50000, L'y');
     OpenedMessage m = open(written);
     ASSERT_TRUE(m.message);
 
     std::wstring text;
-    MapiProp::getProperty_Throw(*m.message, PR_BODY_W, text, MAPI_UNICODE);
+    PropertyReader::getProperty_Throw(*m.message, PR_BODY_W, text, MAPI_UNICODE);
     EXPECT_EQ(text, *written.body);
 
     try {
-        MapiProp::getProperty_Throw(*m.message, PR_DISPLAY_BCC_W, text, MAPI_UNICODE);
+        PropertyReader::getProperty_Throw(*m.message, PR_DISPLAY_BCC_W, text, MAPI_UNICODE);
         FAIL() << "a missing property must throw";
     } catch (const CMapiException& e) {
         EXPECT_EQ(e.code(), MAPI_E_NOT_FOUND);
         EXPECT_EQ(e.getMessage(), L"The property is not in the message.\n\n"
                                   L"Error: 0x8004010F, (-2147221233)\n"
-                                  L"Function: Mapi::MapiProp::getProperty_Throw\n"
+                                  L"Function: Mapi::PropertyReader::getProperty_Throw\n"
                                   L"Context: GetProps");
     }
     text = L"unchanged";
-    EXPECT_FALSE(MapiProp::getProperty(*m.message, PR_DISPLAY_BCC_W, text, MAPI_UNICODE));
+    EXPECT_FALSE(PropertyReader::getProperty(*m.message, PR_DISPLAY_BCC_W, text, MAPI_UNICODE));
     EXPECT_EQ(text, L"unchanged");
     // Only text can be read as text.
-    EXPECT_THROW(MapiProp::getPropertySlow_Throw(*m.message, PR_HTML, text, MAPI_UNICODE),
+    EXPECT_THROW(PropertyReader::getPropertySlow_Throw(*m.message, PR_HTML, text, MAPI_UNICODE),
                  CMapiException);
 }
 

@@ -1,4 +1,4 @@
-#include "msgfile/MapiProp.h"
+#include "msgfile/PropertyReader.h"
 
 #include "support/Assert.h"
 #include "support/Strings.h"
@@ -26,11 +26,12 @@ void throwIfFailed(const CMapiObject& object, HRESULT hr, const char* function,
     throw CMapiException(errorText + Kerf::Util::toWide(buffer), hr);
 }
 
-void MapiProp::getProperty_Throw(CMapiObject& object, ULONG tag, std::wstring& text, ULONG flags) {
+void PropertyReader::getProperty_Throw(CMapiObject& object, ULONG tag, std::wstring& text,
+                                       ULONG flags) {
     std::vector<SPropValue> values;
     const ULONG tags[] = {tag};
     const HRESULT hr = object.GetProps(tags, flags, values);
-    throwIfFailed(object, hr, "Mapi::MapiProp::getProperty_Throw", "GetProps");
+    throwIfFailed(object, hr, "Mapi::PropertyReader::getProperty_Throw", "GetProps");
     const std::size_t iValueCount = values.size();
     KERF_ASSERT(iValueCount == 1);
     if (iValueCount != 1)
@@ -43,15 +44,15 @@ void MapiProp::getProperty_Throw(CMapiObject& object, ULONG tag, std::wstring& t
             getPropertySlow_Throw(object, tag, text, flags);
             return;
         }
-        throwIfFailed(object, value.err(), "Mapi::MapiProp::getProperty_Throw", "GetProps");
+        throwIfFailed(object, value.err(), "Mapi::PropertyReader::getProperty_Throw", "GetProps");
         return;
     }
     KERF_ASSERT(PROP_TYPE(value.ulPropTag) == ((flags & MAPI_UNICODE) ? PT_UNICODE : PT_STRING8));
     text = value.text;
 }
 
-void MapiProp::getPropertySlow_Throw(CMapiObject& object, ULONG tag, std::wstring& text,
-                                     ULONG flags) {
+void PropertyReader::getPropertySlow_Throw(CMapiObject& object, ULONG tag, std::wstring& text,
+                                           ULONG flags) {
     (void)flags;
     const ULONG type = PROP_TYPE(tag);
     if (type != PT_UNICODE && type != PT_STRING8) {
@@ -61,14 +62,14 @@ void MapiProp::getPropertySlow_Throw(CMapiObject& object, ULONG tag, std::wstrin
     std::unique_ptr<CStream> stream;
     ULONG storedType = type;
     const HRESULT hr = object.OpenProperty(tag, stream, storedType);
-    throwIfFailed(object, hr, "Mapi::MapiProp::getPropertySlow_Throw", "OpenProperty");
+    throwIfFailed(object, hr, "Mapi::PropertyReader::getPropertySlow_Throw", "OpenProperty");
     std::vector<std::uint8_t> data;
     getStreamData_Throw(object, *stream, data);
     text = decodeStoredText(data.data(), data.size(), storedType, object.codePage());
 }
 
-void MapiProp::getStreamData_Throw(const CMapiObject& object, CStream& stream,
-                                   std::vector<std::uint8_t>& data) {
+void PropertyReader::getStreamData_Throw(const CMapiObject& object, CStream& stream,
+                                         std::vector<std::uint8_t>& data) {
     (void)object;
     // The stream's size has been checked against the file's length.
     data.resize(static_cast<std::size_t>(stream.size()));
@@ -77,12 +78,12 @@ void MapiProp::getStreamData_Throw(const CMapiObject& object, CStream& stream,
         throw CMapiException(L"The property's stream ends early", MAPI_E_CORRUPT_DATA);
 }
 
-bool MapiProp::getProperty(CMapiObject& object, ULONG tag, std::wstring& text, ULONG flags) {
+bool PropertyReader::getProperty(CMapiObject& object, ULONG tag, std::wstring& text, ULONG flags) {
     try {
         getProperty_Throw(object, tag, text, flags);
         return true;
     } catch (const std::exception& e) {
-        Kerf::Trace::tracef("Mapi::MapiProp::getProperty: %s\n", e.what());
+        Kerf::Trace::tracef("Mapi::PropertyReader::getProperty: %s\n", e.what());
         return false;
     }
 }

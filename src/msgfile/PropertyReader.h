@@ -26,7 +26,7 @@ private:
 void throwIfFailed(const CMapiObject& object, HRESULT hr, const char* function,
                    const char* context);
 
-class MapiProp {
+class PropertyReader {
 public:
     /// One text property through GetProps; a value too large for GetProps is
     /// read through getPropertySlow_Throw.
