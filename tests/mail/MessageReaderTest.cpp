@@ -34,6 +34,15 @@ TEST(MessageReader, BodiesOfEverySizeArriveWhole) {
     }
 }
 
+TEST(MessageReader, TheBodyComesFromHtmlOrRtfOnlyWithoutAPlainTextOne) {
+    QoTest::MsgFiles files;
+    MsgMessage message;
+    message.html = "<p>from <b>html</b></p>";
+    EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Body"), L"from html");
+    message.body = L"plain";
+    EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Body"), L"plain");
+}
+
 TEST(MessageReader, TextEndsAtItsFirstNul) {
     QoTest::MsgFiles files;
     MsgMessage message = QoTest::simpleMessage();
