@@ -24,7 +24,6 @@ TEST(CriteriaPane, DatePickersFollowTheirCheckBoxes) {
     EXPECT_FALSE(pane.sentAfterCheck().isChecked());
     EXPECT_FALSE(pane.sentAfterDate().isEnabled());
     EXPECT_FALSE(pane.sentBeforeDate().isEnabled());
-    EXPECT_EQ(pane.sentAfterDate().date(), QDate::currentDate());
 
     QTest::mouseClick(&pane.sentAfterCheck(), Qt::LeftButton);
     EXPECT_TRUE(pane.sentAfterDate().isEnabled());

@@ -26,8 +26,6 @@ TEST(HeadingText, PairsWithOrWithoutFinalSemicolonAndTextsWithoutComma) {
 
 TEST(SortListCtrl, DeclaresColumnsWithWidthsAndHidesWidthZero) {
     CSortListCtrl list(1);
-    EXPECT_TRUE(list.SetHeadings(L"no comma"));
-    EXPECT_EQ(list.GetColumnCount(), 0);
     EXPECT_TRUE(list.SetHeadings(L"A,40;Hidden, 0;B,50"));
     EXPECT_TRUE(list.SetHeadings(L"C,60;")); // appended after the first set
     ASSERT_EQ(list.model()->columnCount(), 4);
@@ -47,8 +45,6 @@ TEST(SortListCtrl, HeadingClicksSortAscendingThenReverseAndShowTheArrow) {
     list.AddItem({L"gamma", L"1"});
     list.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&list));
-    EXPECT_EQ(list.GetSortColumn(), -1);
-
     clickHeading(list, 0);
     EXPECT_EQ(column(list, 0), (std::vector<std::wstring>{L"alpha", L"beta", L"gamma"}));
     EXPECT_EQ(list.header()->sortIndicatorSection(), 0);
