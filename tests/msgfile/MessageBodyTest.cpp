@@ -11,72 +11,49 @@
 #include <gtest/gtest.h>
 
 using namespace Kerf::QuireLib;
-using QoMsg::MsgMessage;
 
 namespace {
 
 // The body as a record takes it: from the HTML body, else from the RTF one.
-std::wstring bodyOf(const MsgMessage& written) {
+std::wstring bodyOf(const QoMsg::MsgMessage& written) {
     const std::vector<std::uint8_t> bytes = QoMsg::writeMsgBytes(written);
     std::string error;
-    auto storage = Mapi::CStorage::openMemory(bytes.data(), bytes.size(), error);
     std::unique_ptr<Mapi::CMessage> message;
-    if (!storage || Mapi::CMessage::OpenIMsgOnIStg(storage, message) != Mapi::S_OK) {
-        ADD_FAILURE() << "the written message does not open: " << error;
-        return {};
-    }
+    auto storage = Mapi::CStorage::openMemory(bytes.data(), bytes.size(), error);
+    EXPECT_TRUE(storage && Mapi::CMessage::OpenIMsgOnIStg(storage, message) == Mapi::S_OK) << error;
     std::wstring body;
-    if (!MessageBody::fromHtml(*message, body))
+    if (message && !MessageBody::fromHtml(*message, body))
         MessageBody::fromRtf(*message, body);
     return body;
 }
 
-MsgMessage withHtml(const std::string& html, int internetCodePage) {
-    MsgMessage message;
-    message.html = html;
-    message.internetCodePage = internetCodePage;
-    return message;
-}
-
-MsgMessage withRtf(const std::string& rtf, bool compressed) {
-    MsgMessage message;
-    message.compressedRtf = QoMsg::storedRtf(rtf, compressed);
-    return message;
-}
-
 TEST(MessageBody, HtmlInItsCharsetAndRtfFromHtmlOrPlainGiveTheirText) {
     const std::wstring russian = L"\x041F\x0440\x0438\x0432\x0435\x0442";
-    const struct {
-        const char* what;
-        MsgMessage message;
-        std::wstring body;
-    } cases[] = {
-        {"html in its declared charset",
-         withHtml("<html><head><meta http-equiv=Content-Type content=\"text/html; "
-                  "charset=windows-1251\"></head><body><p>\xCF\xF0\xE8\xE2\xE5\xF2</p></body>",
-                  1252),
-         russian},
-        {"html in the internet code page", withHtml("<p>\xCF\xF0\xE8\xE2\xE5\xF2</p>", 1251),
-         russian},
-        {"rtf made from html",
-         withRtf("{\\rtf1\\ansi\\ansicpg1252\\fromhtml1 \\deff0{\\fonttbl{\\f0\\fswiss Arial;}}"
-                 "{\\*\\htmltag19 <html>}{\\*\\htmltag34 <head>}{\\*\\htmltag1 <style>p{}</style>}"
-                 "{\\*\\htmltag41 </head>}{\\*\\htmltag50 <body>}\\htmlrtf {\\htmlrtf0 "
-                 "{\\*\\htmltag64 <p>}Caf\\'e9 au lait \\u8364?\\htmlrtf\\par\\htmlrtf0"
-                 "{\\*\\htmltag72 </p>}{\\*\\htmltag64 <p>}Second &amp; last{\\*\\htmltag72 </p>}"
-                 "\\htmlrtf }\\htmlrtf0 {\\*\\htmltag58 </body>}{\\*\\htmltag27 </html>}}",
-                 true),
-         L"Caf\x00e9 au lait \x20ac\r\nSecond & last"},
-        {"plain rtf",
-         withRtf("{\\rtf1\\ansi\\ansicpg1251\\deff0{\\fonttbl{\\f0\\fnil\\fcharset204 Arial;}"
-                 "{\\f1\\fnil\\fcharset128 MS Gothic;}}{\\colortbl;\\red0\\green0\\blue0;}"
-                 "{\\*\\generator Writer;}\\pard\\f0\\'cf\\'f0\\'e8\\'e2\\'e5\\'f2\\par "
-                 "{\\f1 \\'93\\'fa}\\tab x\\uc1\\u-10179?\\u-8704?\\par}",
-                 false),
-         russian + L"\r\n\x65e5\tx\x1F600\r\n"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(bodyOf(c.message), c.body) << c.what;
+    QoMsg::MsgMessage declared, undeclared, rtfFromHtml, plainRtf;
+    declared.html = "<html><head><meta http-equiv=Content-Type content=\"text/html; "
+                    "charset=windows-1251\"></head><body><p>\xCF\xF0\xE8\xE2\xE5\xF2</p></body>";
+    declared.internetCodePage = 1252;
+    EXPECT_EQ(bodyOf(declared), russian);
+    undeclared.html = "<p>\xCF\xF0\xE8\xE2\xE5\xF2</p>";
+    undeclared.internetCodePage = 1251;
+    EXPECT_EQ(bodyOf(undeclared), russian);
+
+    rtfFromHtml.compressedRtf = QoMsg::storedRtf(
+        "{\\rtf1\\ansi\\ansicpg1252\\fromhtml1 \\deff0{\\fonttbl{\\f0\\fswiss Arial;}}"
+        "{\\*\\htmltag19 <html>}{\\*\\htmltag34 <head>}{\\*\\htmltag1 <style>p{}</style>}"
+        "{\\*\\htmltag41 </head>}{\\*\\htmltag50 <body>}\\htmlrtf {\\htmlrtf0 "
+        "{\\*\\htmltag64 <p>}Caf\\'e9 au lait \\u8364?\\htmlrtf\\par\\htmlrtf0"
+        "{\\*\\htmltag72 </p>}{\\*\\htmltag64 <p>}Second &amp; last{\\*\\htmltag72 </p>}"
+        "\\htmlrtf }\\htmlrtf0 {\\*\\htmltag58 </body>}{\\*\\htmltag27 </html>}}",
+        true);
+    EXPECT_EQ(bodyOf(rtfFromHtml), L"Caf\x00e9 au lait \x20ac\r\nSecond & last");
+    plainRtf.compressedRtf = QoMsg::storedRtf(
+        "{\\rtf1\\ansi\\ansicpg1251\\deff0{\\fonttbl{\\f0\\fnil\\fcharset204 Arial;}"
+        "{\\f1\\fnil\\fcharset128 MS Gothic;}}{\\colortbl;\\red0\\green0\\blue0;}"
+        "{\\*\\generator Writer;}\\pard\\f0\\'cf\\'f0\\'e8\\'e2\\'e5\\'f2\\par "
+        "{\\f1 \\'93\\'fa}\\tab x\\uc1\\u-10179?\\u-8704?\\par}",
+        false);
+    EXPECT_EQ(bodyOf(plainRtf), russian + L"\r\n\x65e5\tx\x1F600\r\n");
 }
 
 } // namespace
