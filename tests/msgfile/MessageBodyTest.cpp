@@ -1,10 +1,11 @@
 // Bodies of messages without a plain-text body: from the HTML body in its
 // declared charset else the internet code page, from compressed RTF made
-// from HTML, and from plain RTF.
+// from HTML, and from plain RTF; and the compressed RTF itself.
 
 #include "MsgWriter.h"
 
 #include "msgfile/CompoundStorage.h"
+#include "msgfile/CompressedRtf.h"
 #include "msgfile/MapiMessage.h"
 #include "msgfile/MessageBody.h"
 
@@ -54,6 +55,19 @@ TEST(MessageBody, HtmlInItsCharsetAndRtfFromHtmlOrPlainGiveTheirText) {
         "{\\f1 \\'93\\'fa}\\tab x\\uc1\\u-10179?\\u-8704?\\par}",
         false);
     EXPECT_EQ(bodyOf(plainRtf), russian + L"\r\n\x65e5\tx\x1F600\r\n");
+}
+
+TEST(CompressedRtf, LiteralRunsAndTheEndMarker) {
+    for (const std::string rtf : {"", "{\\rtf1}", "{\\rtf1 exactly16 bytes}", "{\\rtf1 x}"}) {
+        const std::vector<std::uint8_t> stored = QoMsg::storedRtf(rtf, true);
+        EXPECT_EQ(Kerf::Rtf::decompress(stored.data(), stored.size()), rtf);
+    }
+    // A header claiming a vast raw size yields only what the data holds.
+    std::vector<std::uint8_t> lying = QoMsg::storedRtf("{\\rtf1 small}", true);
+    lying[4] = lying[5] = lying[6] = lying[7] = 0xFF;
+    EXPECT_EQ(Kerf::Rtf::decompress(lying.data(), lying.size()), "{\\rtf1 small}");
+    const std::uint8_t unknown[16] = {12, 0, 0, 0, 5, 0, 0, 0, 'A', 'B', 'C', 'D'};
+    EXPECT_FALSE(Kerf::Rtf::decompress(unknown, sizeof unknown).has_value());
 }
 
 } // namespace

@@ -1,7 +1,10 @@
-// 8-bit and UTF-16 text to wide text, and the code page a message's own
-// values choose.
+// 8-bit, UTF-16, HTML and RTF text to wide text: code pages and the one a
+// message's own values choose, the charset HTML declares, and RTF's binary
+// data and deep nesting.
 
 #include "text/CodePages.h"
+#include "text/HtmlText.h"
+#include "text/RtfText.h"
 
 #include <gtest/gtest.h>
 
@@ -50,6 +53,48 @@ TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
     add(u'\0' + std::u16string(9, u'q'), L'\0' + std::wstring(9, L'q'));
     EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), true), beforeNul);
     EXPECT_EQ(CodePages::decodeUtf16le(longText.data(), longText.size(), false), expected);
+}
+
+TEST(HtmlText, DropsMarkupScriptsAndStylesAndBreaksBlocks) {
+    const std::wstring text = Html::toPlainText(
+        L"<html><head><title>Title</title><style>p{color:red}</style></head><body>"
+        L"<script>var x = 1;</script><p>First&nbsp;para&amp;graph,\n   wrapped</p>"
+        L"<div>Second<br>line</div><table><tr><td>a</td><td>b</td></tr></table>"
+        L"<pre>  kept\n  as is</pre><!-- hidden --> Caf&eacute; &#x20AC;</body></html>");
+    EXPECT_EQ(text, L"First para&graph, wrapped\r\nSecond\r\nline\r\na b\r\n  kept\r\n  as is\r\n"
+                    L"Caf\x00e9 \x20ac");
+}
+
+TEST(HtmlText, FindsTheDeclaredCharset) {
+    EXPECT_EQ(Html::declaredCharset("<html><head><META HTTP-EQUIV=\"Content-Type\" "
+                                    "CONTENT=\"text/html; charset=Windows-1251\">"),
+              "windows-1251");
+    EXPECT_EQ(Html::declaredCharset("<meta charset='utf-8'><p>x"), "utf-8");
+    EXPECT_EQ(Html::declaredCharset("\xEF\xBB\xBF<p>x</p>"), "utf-8");
+    EXPECT_EQ(Html::declaredCharset("<p>charset=koi8-r is only text</p>"), "");
+}
+
+TEST(HtmlText, DeepNestingEndsTheTextButNotTheProgram) {
+    std::wstring html = L"<p>before</p>";
+    for (int i = 0; i < 100000; ++i)
+        html += L"<div><span>";
+    html += L"deep";
+    EXPECT_EQ(Html::toPlainText(html).substr(0, 6), L"before");
+}
+
+TEST(RtfText, SkipsBinaryDataAndSurvivesDeepNesting) {
+    EXPECT_EQ(
+        Kerf::Rtf::extract("{\\rtf1 a{\\*\\unknown hidden}\\bin3 {}}b\\uc2\\u233\\'3f\\'3fc}", 1252)
+            .text,
+        L"ab\x00e9"
+        L"c");
+    std::string deep = "{\\rtf1 x";
+    for (int i = 0; i < 100000; ++i)
+        deep += "{";
+    deep += "y";
+    EXPECT_EQ(Kerf::Rtf::extract(deep, 1252).text, L"xy");
+    // A \bin length past the end stops at the end.
+    EXPECT_EQ(Kerf::Rtf::extract("{\\rtf1 z\\bin999999 abc", 1252).text, L"z");
 }
 
 } // namespace
