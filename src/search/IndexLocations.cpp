@@ -1,4 +1,6 @@
 #include "search/IndexLocations.h"
+
+#include "search/WordQueryParser.h"
 #include "support/Strings.h"
 
 #include <CLucene/search/MatchAllDocsQuery.h>
@@ -30,7 +32,7 @@ public:
 
 std::unique_ptr<Query> parseBelowQuery(const std::wstring& directory) {
     AnalyzerPtr analyzer = Analyzer::create();
-    lucene::queryParser::QueryParser parser(L"Body", analyzer.get());
+    CWordQueryParser parser(L"Body", analyzer.get());
     std::unique_ptr<Query> query(
         parser.parse(Searcher::buildPhraseQuery(kLocationField, directory).c_str()));
     const auto* boolean = dynamic_cast<const BooleanQuery*>(query.get());

@@ -1,6 +1,8 @@
 #include "search/IndexStorage.h"
 
 #include "search/IndexHealth.h"
+#include "search/WordAnalyzer.h"
+#include "search/WordQueryParser.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
@@ -16,7 +18,6 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
-using lucene::analysis::standard::StandardAnalyzer;
 using lucene::document::Field;
 using lucene::index::IndexReader;
 using lucene::index::IndexWriter;
@@ -101,6 +102,21 @@ IndexWriterPtr wrapWriter(IndexWriter* writer, AnalyzerPtr analyzer,
         delete w;
     });
 }
+
+/// A field indexed from terms analysed beforehand, and not stored (a stored
+/// field of the same name carries the text). CLucene neither deletes nor
+/// owns a field's token stream, so the field does.
+class AnalyzedField : public Field {
+public:
+    AnalyzedField(const wchar_t* name, std::shared_ptr<const CAnalyzedText> terms)
+        : Field(name, static_cast<int>(Field::STORE_NO) | static_cast<int>(Field::INDEX_TOKENIZED)),
+          m_stream(std::move(terms)) {
+        setValue(&m_stream);
+    }
+
+private:
+    CAnalyzedTokenStream m_stream;
+};
 
 wchar_t* escapeQueryText(const std::wstring& value) {
     return QueryParser::escape(value.c_str());
@@ -262,8 +278,7 @@ void discardIndex(const std::wstring& indexDirectory) {
 
 namespace Analyzer {
 AnalyzerPtr create() {
-    static const wchar_t* noStopWords[] = {nullptr};
-    return std::make_shared<StandardAnalyzer>(noStopWords);
+    return std::make_shared<CWordAnalyzer>(WordUse::Searching);
 }
 } // namespace Analyzer
 
@@ -279,7 +294,9 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
                                              L"\", which is not part of an index; an index is "
                                              L"made only in a folder of its own or an empty one."),
                               IndexFault::Unavailable);
-    AnalyzerPtr analyzer = Analyzer::create();
+    // Fields arrive analysed already (see add); the writer's own analyzer
+    // serves only text given to it some other way.
+    AnalyzerPtr analyzer = std::make_shared<CWordAnalyzer>(WordUse::Indexing);
     auto owner = std::make_shared<OwnerLock>(directory);
     if (owner->heldElsewhere())
         throw CIndexException(problem,
@@ -322,7 +339,16 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
 
 void add(Document& document, const std::wstring& name, const std::wstring& value,
          FieldIndex index) {
-    document.add(*new Field(name.c_str(), toStoredText(value).c_str(), fieldConfig(index)));
+    if (index == FieldIndex::Untokenized) {
+        document.add(*new Field(name.c_str(), toStoredText(value).c_str(), fieldConfig(index)));
+        return;
+    }
+    // The text is analysed here, on the thread that builds the document, so
+    // that the writer's one thread only inverts the terms.
+    document.add(
+        *new Field(name.c_str(), toStoredText(value).c_str(),
+                   static_cast<int>(Field::STORE_YES) | static_cast<int>(Field::INDEX_NO)));
+    document.add(*new AnalyzedField(name.c_str(), std::make_shared<const CAnalyzedText>(value)));
 }
 
 void add(Document& document, const std::wstring& name, std::int32_t value, FieldIndex index) {
@@ -449,7 +475,7 @@ HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
                               L"may have at most " +
                                   std::to_wstring(kLongestQueryText) + L" characters",
                               IndexFault::Query);
-    QueryParser parser(defaultField.c_str(), &analyzer);
+    CWordQueryParser parser(defaultField.c_str(), &analyzer);
     std::unique_ptr<Query> query;
     try {
         query.reset(parser.parse(queryText.c_str()));

@@ -71,7 +71,8 @@ std::wstring describe(CLuceneError& error);
 CExceptionBase toException(CLuceneError& error);
 
 namespace Analyzer {
-/// A standard analyzer with no stop words: no word is ever dropped.
+/// The word analyzer's searching side, for parsing queries (documents are
+/// analysed as their fields are added).
 AnalyzerPtr create();
 } // namespace Analyzer
 

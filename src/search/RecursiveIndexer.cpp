@@ -637,6 +637,7 @@ void CRecursiveIndexer::buildMetadataFromQueue() {
             break;
         beginBuildingMetadataItem(*path);
         CMetadataPtr pMetadata;
+        std::unique_ptr<Document> document;
         try {
             // The state is taken before the file is read: a change while it
             // is read then shows as a difference on the next run.
@@ -645,8 +646,12 @@ void CRecursiveIndexer::buildMetadataFromQueue() {
             KERF_ASSERT(pMetadata);
             if (!pMetadata)
                 ++m_iItemsFailed;
-            else if (state)
+            if (pMetadata && state)
                 pMetadata->SetFileState(*state);
+            if (pMetadata) {
+                document = buildDocument(pMetadata);
+                KERF_ASSERT(document);
+            }
         } catch (CLuceneError& e) {
             ++m_iItemsFailed;
             Trace::tracef("Could not read %s: %s\n", Util::toNarrow(*path).c_str(),
@@ -659,8 +664,8 @@ void CRecursiveIndexer::buildMetadataFromQueue() {
             ++m_iItemsFailed;
             Trace::tracef("Could not read %s: %s\n", Util::toNarrow(*path).c_str(), e.what());
         }
-        if (pMetadata)
-            m_itemsToBeIndexed.push(std::move(pMetadata));
+        if (pMetadata && document)
+            m_itemsToBeIndexed.push({std::move(pMetadata), std::move(document)});
         endBuildingMetadataItem(*path);
     }
     endBuildingMetadata();
@@ -708,16 +713,13 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
             lastCommit = now;
         };
         while (!m_bStop) {
-            std::optional<CMetadataPtr> item = m_itemsToBeIndexed.pop();
+            std::optional<ReadyItem> item = m_itemsToBeIndexed.pop();
             if (!item || m_bStop)
                 break;
-            const CMetadataPtr& pMetadata = *item;
-            KERF_ASSERT(pMetadata);
-            if (!pMetadata)
-                continue;
+            const CMetadataPtr& pMetadata = item->record;
             const std::wstring location = pMetadata->GetStringValue(kLocationField);
             beginUpdatingIndexItem(location);
-            addFileToIndex(pMetadata);
+            addDocument(pMetadata, *item->document);
             {
                 std::string key = CPathSet::key(location);
                 std::lock_guard lock(m_filesIndexedLock);
@@ -778,7 +780,10 @@ void CRecursiveIndexer::addFileToIndex(const std::wstring& path) {
 }
 
 void CRecursiveIndexer::addFileToIndex(const CMetadataPtr& pMetadata) {
-    std::unique_ptr<Document> document = buildDocument(pMetadata);
+    addDocument(pMetadata, *buildDocument(pMetadata));
+}
+
+void CRecursiveIndexer::addDocument(const CMetadataPtr& pMetadata, Document& document) {
     if (!m_pIndexWriter)
         throw CExceptionBase(L"No index writer is open.");
     const std::wstring location = pMetadata->GetStringValue(kLocationField);
@@ -788,12 +793,12 @@ void CRecursiveIndexer::addFileToIndex(const CMetadataPtr& pMetadata) {
         changed = m_filesChanged.contains(location);
     }
     if (!changed) {
-        Writer::add(*m_pIndexWriter, *document);
+        Writer::add(*m_pIndexWriter, document);
         return;
     }
     // The document of the file's earlier contents goes in the same step.
     PathTerm term(location);
-    m_pIndexWriter->updateDocument(term.get(), document.get());
+    m_pIndexWriter->updateDocument(term.get(), &document);
 }
 
 std::unique_ptr<Document> CRecursiveIndexer::buildDocument(const CMetadataPtr& pMetadata) {

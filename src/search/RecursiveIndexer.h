@@ -156,6 +156,8 @@ public:
     virtual void addFileToIndex(const std::wstring& path);
     virtual void addFileToIndex(const QuireLib::CMetadataPtr& pMetadata);
     /// The record's texts and its "Size", in the order of CDocumentBuilder.
+    /// Runs on the build thread, right after the record is read: the texts
+    /// are analysed there, so that the index thread only writes.
     virtual std::unique_ptr<Document> buildDocument(const QuireLib::CMetadataPtr& pMetadata);
     /// Reads one file into a record. Every subclass overrides it.
     virtual QuireLib::CMetadataPtr buildMetadata(const std::wstring& path);
@@ -319,7 +321,15 @@ private:
     std::size_t m_iCompletedItemsTotal = 0;
 
     CPathQueue m_itemsToBeRead{kDefaultPathQueueBytes};
-    BoundedQueue<QuireLib::CMetadataPtr> m_itemsToBeIndexed{kDefaultQueueCapacity};
+    /// A record read and its document, ready to be written.
+    struct ReadyItem {
+        QuireLib::CMetadataPtr record;
+        std::unique_ptr<Document> document;
+    };
+    /// Writes the record's document, replacing the one of a changed file.
+    void addDocument(const QuireLib::CMetadataPtr& pMetadata, Document& document);
+
+    BoundedQueue<ReadyItem> m_itemsToBeIndexed{kDefaultQueueCapacity};
 
     mutable std::mutex m_lastErrorLock;
     std::wstring m_sLastError;
