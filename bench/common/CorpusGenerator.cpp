@@ -182,6 +182,8 @@ MsgMessage randomMessage(std::mt19937_64& rng, const DocumentPool* documents) {
     const Person sender = person(rng);
     message.senderName = sender.name;
     message.senderEmail = sender.email;
+    message.senderAddressType = L"SMTP";
+    message.senderSmtpAddress = sender.email;
 
     for (std::int32_t type = 1; type <= 3; ++type) {
         const int count = type == 1   ? uniform(rng, 1, 8)
@@ -189,7 +191,7 @@ MsgMessage randomMessage(std::mt19937_64& rng, const DocumentPool* documents) {
                                       : (chance(rng, 0.1) ? 1 : 0);
         for (int i = 0; i < count; ++i) {
             const Person p = person(rng);
-            message.recipients.push_back({p.name, p.email, type});
+            message.recipients.push_back({p.name, p.email, type, L"SMTP", p.email});
         }
     }
     message.displayTo = joinNames(message.recipients, 1);

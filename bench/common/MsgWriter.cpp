@@ -185,9 +185,9 @@ void writeRecipient(GsfOutfile* parent, const MsgRecipient& recipient, std::uint
     props.fixed(0x0C150003, recipient.type);    // PR_RECIPIENT_TYPE
     props.fixed(0x0FFE0003, 6);                 // PR_OBJECT_TYPE: MAPI_MAILUSER
     props.text(0x3001, recipient.displayName);  // PR_DISPLAY_NAME
-    props.ascii(0x3002, "SMTP");                // PR_ADDRTYPE
+    props.text(0x3002, recipient.addressType);  // PR_ADDRTYPE
     props.text(0x3003, recipient.emailAddress); // PR_EMAIL_ADDRESS
-    props.text(0x39FE, recipient.emailAddress); // PR_SMTP_ADDRESS
+    props.text(0x39FE, recipient.smtpAddress);  // PR_SMTP_ADDRESS
     props.finish(Kind::SubObject, 0, 0);
     closeStorage(storage);
 }
@@ -255,6 +255,9 @@ void writeMessage(GsfOutfile* storage, const MsgMessage& message, Kind kind) {
     props.text(0x0C1A, message.senderName);
     props.text(0x0042, message.senderName); // PR_SENT_REPRESENTING_NAME
     props.text(0x0C1F, message.senderEmail);
+    props.text(0x0C1E, message.senderAddressType);
+    props.text(0x5D01, message.senderSmtpAddress);
+    props.text(0x5D02, message.representingSmtpAddress);
     props.text(0x0E04, message.displayTo);
     props.text(0x0E03, message.displayCc);
     props.text(0x0E02, message.displayBcc);

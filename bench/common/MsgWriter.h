@@ -18,9 +18,15 @@ struct MsgMessage;
 
 struct MsgRecipient {
     std::wstring displayName;
+    /// PR_EMAIL_ADDRESS, of the type PR_ADDRTYPE names.
     std::wstring emailAddress;
     /// 1 To, 2 Cc, 3 Bcc.
     std::int32_t type = 1;
+    /// PR_ADDRTYPE: "SMTP", or "EX" for an address inside an Exchange
+    /// organisation ("/O=...").
+    std::wstring addressType = L"SMTP";
+    /// PR_SMTP_ADDRESS, written only when set.
+    std::optional<std::wstring> smtpAddress;
 };
 
 struct MsgAttachment {
@@ -37,7 +43,12 @@ struct MsgMessage {
     std::optional<std::wstring> subject;
     std::optional<std::wstring> normalizedSubject;
     std::optional<std::wstring> senderName;
+    /// PR_SENDER_EMAIL_ADDRESS and its PR_SENDER_ADDRTYPE.
     std::optional<std::wstring> senderEmail;
+    std::optional<std::wstring> senderAddressType;
+    /// PR_SENDER_SMTP_ADDRESS and PR_SENT_REPRESENTING_SMTP_ADDRESS.
+    std::optional<std::wstring> senderSmtpAddress;
+    std::optional<std::wstring> representingSmtpAddress;
     std::optional<std::wstring> displayTo;
     std::optional<std::wstring> displayCc;
     std::optional<std::wstring> displayBcc;

@@ -29,20 +29,25 @@ std::wstring CMailQueryRunner::buildQuery(const std::wstring& directory) {
     if (!m_criteria.m_sQuery.empty())
         return q + L" AND (" + m_criteria.m_sQuery + L")";
     if (!m_criteria.m_sKeywords.empty()) {
-        q += L" AND (";
-        for (const auto& word : Util::splitTokens(m_criteria.m_sKeywords))
+        // Whole words (or quoted phrases) in any field; every typed word goes
+        // through the analyzer and reaches the parser escaped, so that
+        // "re:", "plain!" or a lone quote are words, never syntax.
+        std::wstring any;
+        for (const auto& word : Search::splitTypedWords(m_criteria.m_sKeywords))
             for (const wchar_t* field :
                  {L"Bcc", L"Body", L"Cc", L"From", L"Subject", L"To", L"Attachments"})
-                q += std::wstring(L" ") + field + L":" + word;
-        return q + L")";
+                any += L" " + buildWordMatch(field, word, false);
+        // Keywords of punctuation alone restrict nothing, as a criterion of
+        // punctuation alone does not.
+        return any.empty() ? q : q + L" AND (" + any + L")";
     }
-    q += buildMatches(*m_pAnalyzer, L"Body", m_criteria.m_sBody);
-    q += buildMatches(*m_pAnalyzer, L"Subject", m_criteria.m_sSubject);
-    q += buildMatches(*m_pAnalyzer, L"From", m_criteria.m_sFrom);
-    q += buildMatches(*m_pAnalyzer, L"To", m_criteria.m_sTo);
-    q += buildMatches(*m_pAnalyzer, L"Cc", m_criteria.m_sCc);
-    q += buildMatches(*m_pAnalyzer, L"Bcc", m_criteria.m_sBcc);
-    q += buildMatches(*m_pAnalyzer, L"Attachments", m_criteria.m_sAttachment);
+    q += buildMatches(L"Body", m_criteria.m_sBody);
+    q += buildMatches(L"Subject", m_criteria.m_sSubject);
+    q += buildMatches(L"From", m_criteria.m_sFrom);
+    q += buildMatches(L"To", m_criteria.m_sTo);
+    q += buildMatches(L"Cc", m_criteria.m_sCc);
+    q += buildMatches(L"Bcc", m_criteria.m_sBcc);
+    q += buildMatches(L"Attachments", m_criteria.m_sAttachment);
     if (m_criteria.m_bSentAfter || m_criteria.m_bSentBefore) {
         const DateTime lower = m_criteria.m_bSentAfter ? m_criteria.m_dtSentAfter : kSmallestDate;
         const DateTime upper = m_criteria.m_bSentBefore ? m_criteria.m_dtSentBefore : kLargestDate;

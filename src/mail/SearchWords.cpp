@@ -1,68 +1,40 @@
 #include "mail/SearchWords.h"
 
-#include <glib.h>
-
 #include <algorithm>
+#include <cwctype>
 
 namespace Kerf::QuireLib {
+
+using Search::AnalyzedTerm;
+using Search::CAnalyzedText;
+
 namespace {
 
-// Chinese and Japanese characters: the index's tokenizer makes each one a
-// word, so a search for one of them matches it inside a longer run.
-bool isSingleCharacterWord(wchar_t c) {
-    const GUnicodeBreakType type = g_unichar_break_type(static_cast<gunichar>(c));
-    return type == G_UNICODE_BREAK_IDEOGRAPHIC ||
-           type == G_UNICODE_BREAK_CONDITIONAL_JAPANESE_STARTER;
+bool sameTerms(const SearchWord& a, const SearchWord& b) {
+    return a.prefix == b.prefix &&
+           std::equal(a.terms.begin(), a.terms.end(), b.terms.begin(), b.terms.end(),
+                      [](const AnalyzedTerm& x, const AnalyzedTerm& y) {
+                          return x.text == y.text && x.position == y.position;
+                      });
 }
 
-bool isWordCharacter(wchar_t c) {
-    const auto u = static_cast<gunichar>(c);
-    return g_unichar_isalnum(u) || g_unichar_ismark(u);
-}
-
-std::vector<TextSpan> wordsOf(std::wstring_view text) {
-    std::vector<TextSpan> words;
-    std::size_t i = 0;
-    while (i < text.size()) {
-        if (isSingleCharacterWord(text[i])) {
-            words.push_back({i, 1});
-            ++i;
-        } else if (isWordCharacter(text[i])) {
-            const std::size_t start = i;
-            while (i < text.size() && isWordCharacter(text[i]) && !isSingleCharacterWord(text[i]))
-                ++i;
-            words.push_back({start, i - start});
-        } else {
-            ++i;
-        }
-    }
-    return words;
-}
-
-std::wstring fold(std::wstring_view word) {
-    std::wstring folded;
-    folded.reserve(word.size());
-    for (const wchar_t c : word)
-        if (const wchar_t f = foldCharacter(c))
-            folded.push_back(f);
-    return folded;
-}
-
-void addWord(std::vector<SearchWord>& words, std::wstring folded, bool prefix) {
-    if (folded.empty())
+void addWord(std::vector<SearchWord>& words, SearchWord word) {
+    if (word.terms.empty())
         return;
-    SearchWord word{std::move(folded), prefix};
-    if (std::find(words.begin(), words.end(), word) == words.end())
+    if (std::none_of(words.begin(), words.end(),
+                     [&](const SearchWord& w) { return sameTerms(w, word); }))
         words.push_back(std::move(word));
 }
 
-// Every word of a typed text; the last one a prefix when asked.
-void addWordsOf(std::vector<SearchWord>& words, std::wstring_view text, bool allPrefix,
-                bool lastPrefix) {
-    const std::vector<TextSpan> spans = wordsOf(text);
-    for (std::size_t i = 0; i < spans.size(); ++i)
-        addWord(words, fold(text.substr(spans[i].start, spans[i].length)),
-                allPrefix || (lastPrefix && i + 1 == spans.size()));
+void addTypedWords(std::vector<SearchWord>& words, std::wstring_view text, bool prefix) {
+    for (Search::TypedWords& typed : Search::splitTypedWords(text)) {
+        // As the query matches them: a Chinese or Japanese word of several
+        // pairs whole.
+        const bool asPrefix =
+            prefix && !typed.quoted &&
+            !(typed.terms.size() > 1 && Search::isIdeographicTerm(typed.terms.back().text));
+        addWord(words, {std::move(typed.terms), asPrefix});
+    }
 }
 
 bool isOperator(std::wstring_view term) {
@@ -86,31 +58,55 @@ std::wstring_view withoutField(std::wstring_view term) {
     if (colon == std::wstring_view::npos || colon == 0)
         return term;
     for (std::size_t i = 0; i < colon; ++i)
-        if (!isWordCharacter(term[i]) && term[i] != L'_')
+        if (!std::iswalnum(static_cast<wint_t>(term[i])) && term[i] != L'_')
             return term;
     return term.substr(colon + 1);
 }
 
-} // namespace
-
-wchar_t foldCharacter(wchar_t c) {
-    const auto u = static_cast<gunichar>(c);
-    if (g_unichar_ismark(u))
-        return 0;
-    gunichar parts[G_UNICHAR_MAX_DECOMPOSITION_LENGTH];
-    const gsize count = g_unichar_fully_decompose(u, FALSE, parts, G_N_ELEMENTS(parts));
-    return static_cast<wchar_t>(g_unichar_tolower(count > 0 ? parts[0] : u));
+bool termMatches(std::wstring_view indexed, const std::wstring& wanted, bool prefix) {
+    return prefix ? indexed.starts_with(wanted) : indexed == wanted;
 }
+
+/// Where the word matches with its first term at entry `first`: the span
+/// of the terms it matched; none when it does not match there.
+bool matchAt(const CAnalyzedText& text, std::size_t first, const SearchWord& word, TextSpan& span) {
+    const std::size_t last = word.terms.size() - 1;
+    if (!termMatches(text.term(first), word.terms[0].text, word.prefix && last == 0))
+        return false;
+    std::size_t start = text.entry(first).start;
+    std::size_t end = text.entry(first).end;
+    const std::int32_t origin = text.entry(first).position - word.terms[0].position;
+    for (std::size_t k = 1; k <= last; ++k) {
+        const std::int32_t position = origin + word.terms[k].position;
+        bool found = false;
+        for (std::size_t i = first + 1; i < text.size() && text.entry(i).position <= position;
+             ++i) {
+            if (text.entry(i).position == position &&
+                termMatches(text.term(i), word.terms[k].text, word.prefix && k == last)) {
+                start = std::min<std::size_t>(start, text.entry(i).start);
+                end = std::max<std::size_t>(end, text.entry(i).end);
+                found = true;
+                break;
+            }
+        }
+        if (!found)
+            return false;
+    }
+    span = {start, end - start};
+    return true;
+}
+
+} // namespace
 
 std::vector<SearchWord> rawQueryWords(std::wstring_view query) {
     std::vector<SearchWord> words;
     bool inRange = false;
     std::size_t i = 0;
     while (i < query.size()) {
-        while (i < query.size() && g_unichar_isspace(static_cast<gunichar>(query[i])))
+        while (i < query.size() && std::iswspace(static_cast<wint_t>(query[i])))
             ++i;
         const std::size_t start = i;
-        while (i < query.size() && !g_unichar_isspace(static_cast<gunichar>(query[i])))
+        while (i < query.size() && !std::iswspace(static_cast<wint_t>(query[i])))
             ++i;
         std::wstring_view term = query.substr(start, i - start);
         term = trimmed(withoutField(trimmed(term, L"+-!(\"", L")\"")), L"+-!(\"", L")\"");
@@ -126,12 +122,12 @@ std::vector<SearchWord> rawQueryWords(std::wstring_view query) {
             continue;
         term = term.substr(0, term.find_first_of(L"^~")); // boost, similarity
         const std::size_t wildcard = term.find_first_of(L"*?");
-        const bool prefix = wildcard != std::wstring_view::npos;
         std::wstring plain;
         for (const wchar_t c : term.substr(0, wildcard))
             if (c != L'\\')
                 plain.push_back(c);
-        addWordsOf(words, plain, false, prefix);
+        addWord(words, {Search::analyzeWords(plain, Search::WordUse::Searching),
+                        wildcard != std::wstring_view::npos});
     }
     return words;
 }
@@ -139,30 +135,44 @@ std::vector<SearchWord> rawQueryWords(std::wstring_view query) {
 std::vector<SearchWord> searchWords(const SearchCriteria& criteria) {
     if (!criteria.m_sQuery.empty())
         return rawQueryWords(criteria.m_sQuery);
-    // Keywords reach the parser as typed, one term each.
-    if (!criteria.m_sKeywords.empty())
-        return rawQueryWords(criteria.m_sKeywords);
     std::vector<SearchWord> words;
+    if (!criteria.m_sKeywords.empty()) {
+        addTypedWords(words, criteria.m_sKeywords, false);
+        return words;
+    }
     for (const std::wstring* text :
          {&criteria.m_sSubject, &criteria.m_sBody, &criteria.m_sFrom, &criteria.m_sTo,
           &criteria.m_sCc, &criteria.m_sBcc, &criteria.m_sAttachment})
-        addWordsOf(words, *text, true, true);
+        addTypedWords(words, *text, true);
     return words;
 }
 
 std::vector<TextSpan> matchingSpans(std::wstring_view text, const std::vector<SearchWord>& words) {
-    std::vector<TextSpan> matches;
+    std::vector<TextSpan> spans;
     if (words.empty())
-        return matches;
-    for (const TextSpan& span : wordsOf(text)) {
-        const std::wstring folded = fold(text.substr(span.start, span.length));
-        const bool match = std::any_of(words.begin(), words.end(), [&](const SearchWord& word) {
-            return word.prefix ? folded.starts_with(word.folded) : folded == word.folded;
-        });
-        if (match)
-            matches.push_back(span);
+        return spans;
+    const CAnalyzedText analyzed(text);
+    for (std::size_t i = 0; i < analyzed.size(); ++i) {
+        for (const SearchWord& word : words) {
+            TextSpan span;
+            if (matchAt(analyzed, i, word, span))
+                spans.push_back(span);
+        }
     }
-    return matches;
+    std::sort(spans.begin(), spans.end(), [](const TextSpan& a, const TextSpan& b) {
+        return a.start != b.start ? a.start < b.start : a.length > b.length;
+    });
+    std::vector<TextSpan> joined;
+    for (const TextSpan& span : spans) {
+        if (!joined.empty() && span.start < joined.back().start + joined.back().length) {
+            TextSpan& previous = joined.back();
+            previous.length = std::max(previous.start + previous.length, span.start + span.length) -
+                              previous.start;
+        } else {
+            joined.push_back(span);
+        }
+    }
+    return joined;
 }
 
 } // namespace Kerf::QuireLib

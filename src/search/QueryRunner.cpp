@@ -1,6 +1,7 @@
 #include "search/QueryRunner.h"
 
 #include "search/IndexLocations.h"
+#include "search/WordAnalyzer.h"
 #include "support/Assert.h"
 #include "support/Exception.h"
 #include "support/Trace.h"
@@ -19,18 +20,11 @@ std::wstring escape(const std::wstring& text) {
     return result;
 }
 
-/// The terms the analyzer makes of one typed word for the field, in order.
-std::vector<std::wstring> piecesOf(lucene::analysis::Analyzer& analyzer, const std::wstring& field,
-                                   const std::wstring& word) {
-    std::vector<std::wstring> pieces;
-    lucene::util::StringReader reader(word.c_str(), static_cast<int32_t>(word.size()));
-    std::unique_ptr<lucene::analysis::TokenStream> stream(
-        analyzer.tokenStream(field.c_str(), &reader));
-    lucene::analysis::Token token;
-    while (stream->next(&token) != nullptr)
-        pieces.emplace_back(token.termBuffer(), token.termLength());
-    stream->close();
-    return pieces;
+std::wstring joined(const std::vector<AnalyzedTerm>& terms, std::size_t count) {
+    std::wstring text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += (i > 0 ? L" " : L"") + terms[i].text;
+    return text;
 }
 
 std::wstring fileNameOf(const std::wstring& path) {
@@ -142,31 +136,32 @@ std::wstring CQueryRunner::buildMatch(const std::wstring& field, const std::wstr
     return field + L":\"" + escape(value) + L"\"";
 }
 
-std::wstring CQueryRunner::buildMatches(const std::wstring& field, const std::wstring& text) {
-    AnalyzerPtr analyzer = Analyzer::create();
-    return buildMatches(*analyzer, field, text);
+std::wstring CQueryRunner::buildWordMatch(const std::wstring& field, const TypedWords& word,
+                                          bool prefix) {
+    const std::vector<AnalyzedTerm>& terms = word.terms;
+    if (terms.empty())
+        return {};
+    const std::wstring name = field + L":";
+    if (terms.size() == 1)
+        return name + escape(terms[0].text) + (prefix && !word.quoted ? L"*" : L"");
+    // Joined again with spaces the terms analyse as they did, each at its
+    // distance, so the parser makes the same phrase of them.
+    if (!prefix || word.quoted || isIdeographicTerm(terms.back().text))
+        return name + L"\"" + escape(joined(terms, terms.size())) + L"\"";
+    // A word split by punctuation ("e-ma", "2008-01") may not be typed to its
+    // end yet: its last part is a prefix.
+    const std::wstring head = terms.size() == 2
+                                  ? escape(terms[0].text)
+                                  : L"\"" + escape(joined(terms, terms.size() - 1)) + L"\"";
+    return L"(" + name + head + L" AND " + name + escape(terms.back().text) + L"*)";
 }
 
-std::wstring CQueryRunner::buildMatches(lucene::analysis::Analyzer& analyzer,
-                                        const std::wstring& field, const std::wstring& text) {
+std::wstring CQueryRunner::buildMatches(const std::wstring& field, const std::wstring& text) {
     std::wstring result;
-    // Each word is split as the field's text was split when it was indexed:
-    // "Lowe," holds the term "lowe", "M.I." the term "mi", "--" none at all.
-    // Every piece must match, the last as the start of a term, since the
-    // user may not have typed the whole word yet.
-    for (const auto& word : Util::splitTokens(text, L" ")) {
-        const std::vector<std::wstring> pieces = piecesOf(analyzer, field, word);
-        if (pieces.empty())
-            continue;
-        std::wstring clause;
-        for (std::size_t i = 0; i < pieces.size(); ++i) {
-            if (i > 0)
-                clause += L" AND ";
-            clause += field + L":" + escape(pieces[i]);
-        }
-        clause += L"*";
-        result += L" AND " + (pieces.size() == 1 ? clause : L"(" + clause + L")");
-    }
+    // Every typed word must match, as the start of a word; a quoted phrase
+    // must match whole, its words in a row.
+    for (const TypedWords& word : splitTypedWords(text))
+        result += L" AND " + buildWordMatch(field, word, true);
     return result;
 }
 

@@ -12,6 +12,7 @@
 // pair brings the other into scope with a using-declaration.
 
 #include "search/IndexStorage.h"
+#include "search/WordAnalyzer.h"
 #include "support/Strings.h"
 
 #include <cstddef>
@@ -50,15 +51,17 @@ public:
 
     /// field:"value" with the value escaped.
     static std::wstring buildMatch(const std::wstring& field, const std::wstring& value);
-    /// For every word of the text, the terms the analyzer makes of it for
-    /// the field, all required and the last as a prefix: " AND field:word*"
-    /// for a word of one term, " AND (field:e AND field:mail*)" for one of
-    /// several; nothing for a word of no terms, and empty for no words. The
-    /// leading " AND " lets callers append it to a query already begun.
-    static std::wstring buildMatches(lucene::analysis::Analyzer& analyzer,
-                                     const std::wstring& field, const std::wstring& text);
-    /// The same with the analyzer every field is indexed with.
+    /// For every typed word of the text (see splitTypedWords) a required
+    /// match in the field, each as the start of a word: " AND field:word*"
+    /// for a word of one term, " AND (field:e AND field:mail*)" for one that
+    /// punctuation splits; a quoted phrase, or a Chinese or Japanese word,
+    /// matches its terms in a row: " AND field:\"sujet bien\"". Empty for no
+    /// words. The leading " AND " lets callers append it to a query begun.
     static std::wstring buildMatches(const std::wstring& field, const std::wstring& text);
+    /// One typed word's match in the field; as the start of a word when
+    /// prefix is set and the word was not quoted. Empty for a word of no terms.
+    static std::wstring buildWordMatch(const std::wstring& field, const TypedWords& word,
+                                       bool prefix);
 
     /// The lower-cased name filter; empty when there is none.
     const std::wstring& getFilenameFilter() const { return m_sFilenameFilter; }

@@ -268,6 +268,12 @@ std::vector<TypedWords> splitTypedWords(std::wstring_view typed) {
     return words;
 }
 
+bool isIdeographicTerm(std::wstring_view term) {
+    std::size_t length = 1;
+    return !term.empty() &&
+           Folding::infoOf(codePointAt(term, 0, length)).kind == CharKind::Ideograph;
+}
+
 std::wstring foldWildcardWord(std::wstring_view word) {
     std::wstring folded;
     bool stripMarks = false;

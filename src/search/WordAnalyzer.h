@@ -80,6 +80,10 @@ struct TypedWords {
 };
 std::vector<TypedWords> splitTypedWords(std::wstring_view typed);
 
+/// True when the term is a pair (or a lone one) of Chinese, Japanese or
+/// Korean characters: such words are typed whole, not letter by letter.
+bool isIdeographicTerm(std::wstring_view term);
+
 /// The folded form of a typed word with wildcards ("Bestät*"), the wildcard
 /// characters kept: what a prefix or wildcard term of a raw query looks for.
 std::wstring foldWildcardWord(std::wstring_view word);

@@ -51,14 +51,18 @@ TEST(SearchWords, MatchWholeWordsWithoutCaseOrAccentsAsTheSearchMeantThem) {
          criteria([](auto& c) { c.m_sBody = L"cafe"; }),
          L"un cafe\u0301 noir",
          {L"cafe\u0301"}},
-        {"words split at punctuation, as typed words are",
-         criteria([](auto& c) { c.m_sFrom = L"smith@example"; }),
+        {"an address matches in its parts, and whole",
+         criteria([](auto& c) { c.m_sFrom = L"smith example.com ann.smith@ex"; }),
          L"Ann Smith <ann.smith@example.com>",
-         {L"Smith", L"smith", L"example"}},
-        {"each Chinese or Japanese character is a word",
-         criteria([](auto& c) { c.m_sSubject = L"本"; }),
-         L"日本語 Non Unicode",
-         {L"本"}},
+         {L"Smith", L"ann.smith@example.com"}},
+        {"Chinese and Japanese words are pairs of characters",
+         criteria([](auto& c) { c.m_sSubject = L"本 東京都"; }),
+         L"日本語 東京都庁 京都 東京",
+         {L"本語", L"東京都"}},
+        {"a quoted phrase matches its words in a row, marked whole",
+         criteria([](auto& c) { c.m_sSubject = L"\"sujet bien\""; }),
+         L"bien sujet, sujet Bien",
+         {L"sujet Bien"}},
         {"keywords are whole words and replace the criteria",
          criteria([](auto& c) {
              c.m_sSubject = L"items";
@@ -82,6 +86,6 @@ TEST(SearchWords, MatchWholeWordsWithoutCaseOrAccentsAsTheSearchMeantThem) {
 }
 
 TEST(SearchWords, SpansCountCharactersOfTheText) {
-    const std::vector<SearchWord> words{{L"b", true}};
+    const std::vector<SearchWord> words{{{{L"b", 0, 0, 1}}, true}};
     EXPECT_EQ(matchingSpans(L"a bc\U0001F600 bd", words), (std::vector<TextSpan>{{2, 2}, {6, 2}}));
 }

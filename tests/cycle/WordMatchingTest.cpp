@@ -1,0 +1,246 @@
+// What the user types meets what a message holds as the index's one word
+// analyzer decides, on both sides: each row is a typed search, the text a
+// message holds, and whether the search finds that message.
+
+#include "mail/MailQueryRunner.h"
+#include "mail/RecursiveMailIndexer.h"
+#include "search/IndexStorage.h"
+#include "search/QueuedEventSink.h"
+#include "support/Strings.h"
+
+#include "MsgWriter.h"
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+using namespace Kerf;
+using namespace Kerf::QuireLib;
+
+namespace {
+
+enum class Where { Subject, Body, From, To, Cc, Bcc, Keywords, Attachment };
+
+class Locations : public IMailResultsSink {
+public:
+    void updateStatus(const std::wstring&) override {}
+    void startOptimisedAdd(std::size_t) override {}
+    void InsertItem(const CEmailMetadata& record) override {
+        found.push_back(record.GetStringValue(L"Location"));
+    }
+    void finishOptimisedAdd() override {}
+    std::size_t getItemCount() const override { return found.size(); }
+    void updateSearchStatus(std::size_t, std::size_t, std::size_t, bool) override {}
+    std::vector<std::wstring> found;
+};
+
+void setCriterion(SearchCriteria& criteria, Where where, const std::wstring& typed) {
+    switch (where) {
+    case Where::Subject:
+        criteria.m_sSubject = typed;
+        break;
+    case Where::Body:
+        criteria.m_sBody = typed;
+        break;
+    case Where::From:
+        criteria.m_sFrom = typed;
+        break;
+    case Where::To:
+        criteria.m_sTo = typed;
+        break;
+    case Where::Cc:
+        criteria.m_sCc = typed;
+        break;
+    case Where::Bcc:
+        criteria.m_sBcc = typed;
+        break;
+    case Where::Keywords:
+        criteria.m_sKeywords = typed;
+        break;
+    case Where::Attachment:
+        criteria.m_sAttachment = typed;
+        break;
+    }
+}
+
+/// "Name <address>" as a name and an address; either may be missing.
+std::pair<std::wstring, std::wstring> nameAndAddress(const std::wstring& stored) {
+    const auto open = stored.find(L'<');
+    if (open == std::wstring::npos)
+        return {stored, L""};
+    std::wstring name = stored.substr(0, open);
+    while (!name.empty() && name.back() == L' ')
+        name.pop_back();
+    return {name, stored.substr(open + 1, stored.find(L'>') - open - 1)};
+}
+
+/// A message holding the stored text where the row looks for it.
+QoMsg::MsgMessage messageHolding(Where where, const std::wstring& stored) {
+    QoMsg::MsgMessage message;
+    message.subject = L"Filed message";
+    message.body = L"Nothing to see.";
+    message.senderName = L"Office";
+    const auto [name, address] = nameAndAddress(stored);
+    const auto recipient = [&](std::int32_t type, std::optional<std::wstring>& display) {
+        display = name;
+        message.recipients.push_back({name, address, type, L"SMTP", address});
+    };
+    switch (where) {
+    case Where::Subject:
+    case Where::Keywords:
+        message.subject = stored;
+        break;
+    case Where::Body:
+        message.body = stored;
+        break;
+    case Where::From:
+        message.senderName = name;
+        if (!address.empty())
+            message.senderSmtpAddress = address;
+        break;
+    case Where::To:
+        recipient(1, message.displayTo);
+        break;
+    case Where::Cc:
+        recipient(2, message.displayCc);
+        break;
+    case Where::Bcc:
+        recipient(3, message.displayBcc);
+        break;
+    case Where::Attachment:
+        message.attachments.push_back({1, stored, {'x'}, {}});
+        break;
+    }
+    return message;
+}
+
+class WordMatching : public ::testing::Test {
+protected:
+    QoTest::TempDir dir;
+    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
+                                                  Util::fromPath(dir / "Index/current")};
+
+    void indexFolder(const fs::path& folder) {
+        auto sink = std::make_shared<Search::CQueuedEventSink>();
+        CRecursiveMailIndexer indexer(sink, SearchCriteria(), {Util::fromPath(folder)}, nullptr,
+                                      place);
+        indexer.go();
+        while (!indexer.isFinished())
+            sink->take(std::chrono::milliseconds(50));
+        indexer.stop();
+        ASSERT_EQ(indexer.getLastError(), L"");
+    }
+
+    /// Whether searching the folder as typed finds the file.
+    bool finds(const fs::path& folder, Where where, const std::wstring& typed,
+               const fs::path& file) {
+        SearchCriteria criteria;
+        setCriterion(criteria, where, typed);
+        Locations results;
+        CMailQueryRunner::PathSet locations, directories;
+        const CMailQueryRunner::Directories folders{Util::fromPath(folder)};
+        CMailQueryRunner runner(Search::createIndexSearcher(place.directory), criteria, results,
+                                &locations, &directories, &folders);
+        runner.go();
+        return std::count(results.found.begin(), results.found.end(), Util::fromPath(file)) == 1;
+    }
+};
+
+} // namespace
+
+TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
+    const struct {
+        Where where;
+        const wchar_t* typed;
+        const wchar_t* stored;
+        bool meets;
+    } rows[] = {
+        // Case and accents, either way round; accents typed as written.
+        {Where::Subject, L"aeroport", L"Àéroport de Nice", true},
+        {Where::Body, L"telephonique", L"un appel téléphonique", true},
+        {Where::Subject, L"Bestellbestatigung", L"Bestellbestätigung 4711", true},
+        {Where::Subject, L"Bestellbestätigung", L"Bestellbestätigung 4711", true},
+        {Where::Subject, L"straße", L"STRASSE 5", true},
+        {Where::Subject, L"STRASSE", L"Straße 5", true},
+        {Where::Body, L"ёлка", L"Новогодняя елка", true},
+        {Where::Body, L"ЕЛКА", L"ёлка", true},
+        {Where::Body, L"привет", L"ПРИВЕТ мир", true},
+        {Where::Subject, L"lodz", L"Łódź office", true},
+        {Where::Subject, L"Łódź", L"LODZ office", true},
+        {Where::Subject, L"Ørsted", L"orsted report", true},
+        {Where::Subject, L"σοφός", L"ΣΟΦΟΣ", true},
+        {Where::Subject, L"istanbul", L"İSTANBUL", true},
+        {Where::Subject, L"istanbul", L"ıstanbul", true},
+        {Where::Subject, L"orsted", L"Örsted", true},
+        {Where::Subject, L"lodz", L"lods", false},
+        // No stemming.
+        {Where::Body, L"runs", L"he ran", false},
+        // Punctuation in criteria, as before.
+        {Where::From, L"Lowe, Charles", L"Charles Lowe", true},
+        {Where::Subject, L"FW:", L"FW: budget", true},
+        {Where::Subject, L"e-ma", L"e-mail policy", true},
+        // Chinese inside a longer run, in pairs; the reverse pair is another word.
+        {Where::Subject, L"會議", L"東京會議室", true},
+        {Where::Subject, L"議會", L"東京會議室", false},
+        {Where::Body, L"會議室", L"東京會議室", true},
+        // Phrases: the words in a row, not in another order.
+        {Where::Subject, L"\"sujet bien\"", L"un sujet bien choisi", true},
+        {Where::Subject, L"\"sujet bien\"", L"bien, un sujet", false},
+        {Where::Subject, L"\"bien", L"bien", true},
+        {Where::Attachment, L"\"annual plan\"", L"annual plan.pdf", true},
+        {Where::Attachment, L"\"plan annual\"", L"annual plan.pdf", false},
+        {Where::Keywords, L"\"sujet bien\"", L"bien sujet", false},
+        {Where::Keywords, L"\"sujet bien\"", L"sujet bien", true},
+        // Keywords that are parser syntax are words.
+        {Where::Keywords, L"re:", L"Re: hello", true},
+        {Where::Keywords, L"plain!", L"plain text", true},
+        {Where::Keywords, L"a:b", L"ratio a:b", true},
+        {Where::Keywords, L"\"quoted", L"quoted words", true},
+        {Where::Keywords, L"\\", L"anything", true},
+    };
+    const fs::path mail = dir / "mail";
+    fs::create_directories(mail);
+    for (std::size_t i = 0; i < std::size(rows); ++i)
+        QoMsg::writeMsgFile(mail / ("row" + std::to_string(i) + ".msg"),
+                            messageHolding(rows[i].where, rows[i].stored));
+    indexFolder(mail);
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const auto& row = rows[i];
+        const fs::path file = mail / ("row" + std::to_string(i) + ".msg");
+        try {
+            EXPECT_EQ(finds(mail, row.where, row.typed, file), row.meets)
+                << Util::toNarrow(row.typed) << " / " << Util::toNarrow(row.stored);
+        } catch (const CExceptionBase& e) {
+            ADD_FAILURE() << Util::toNarrow(row.typed) << ": " << Util::toNarrow(e.getMessage());
+        }
+    }
+}
+
+TEST_F(WordMatching, RealMessagesAreFoundByTheirWords) {
+    const fs::path corpus = fs::path(QOSEARCH_CORPUS_DIR) / "msg";
+    if (!fs::is_directory(corpus))
+        GTEST_SKIP() << "no message corpus at " << corpus;
+    const struct {
+        const char* file;
+        Where where;
+        const wchar_t* typed;
+        bool meets;
+    } rows[] = {
+        {"poi_chinese-traditional.msg", Where::Subject, L"測試", true},
+        {"poi_chinese-traditional.msg", Where::Subject, L"試測", false},
+        {"poi_chinese-traditional.msg", Where::Body, L"中文", true},
+        {"mr_nonUnicodeCP932.msg", Where::Body, L"本文", true},
+        {"mr_Hello +CJK.msg", Where::Body, L"こんにちは", true},
+    };
+    const fs::path mail = dir / "corpus";
+    fs::create_directories(mail);
+    for (const auto& row : rows)
+        if (!fs::exists(mail / row.file))
+            fs::copy_file(corpus / row.file, mail / row.file);
+    indexFolder(mail);
+    for (const auto& row : rows)
+        EXPECT_EQ(finds(mail, row.where, row.typed, mail / row.file), row.meets)
+            << row.file << ": " << Util::toNarrow(row.typed);
+}
