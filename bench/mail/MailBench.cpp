@@ -121,6 +121,16 @@ std::size_t findNow(const CRecursiveMailIndexer::IndexPlace& place, const fs::pa
     return view.rows.size();
 }
 
+/// The bytes the index's files take.
+std::uintmax_t indexBytes(const fs::path& directory) {
+    std::uintmax_t bytes = 0;
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(directory, ec))
+        if (entry.is_regular_file(ec))
+            bytes += entry.file_size(ec);
+    return bytes;
+}
+
 /// Indexes the corpus into a new index; returns the seconds it took.
 double indexCold(const CRecursiveMailIndexer::IndexPlace& place, const fs::path& corpus,
                  std::size_t expected) {
@@ -171,16 +181,6 @@ void indexColdUnderLoad(const fs::path& root, const fs::path& corpus, std::size_
     std::printf("cold indexing beside two busy processes %.2f s, alone %.2f s: %.2f times as long "
                 "(target at most 3)\n",
                 loaded, alone, loaded / alone);
-}
-
-/// The bytes the index's files take.
-std::uintmax_t indexBytes(const fs::path& directory) {
-    std::uintmax_t bytes = 0;
-    std::error_code ec;
-    for (const auto& entry : fs::directory_iterator(directory, ec))
-        if (entry.is_regular_file(ec))
-            bytes += entry.file_size(ec);
-    return bytes;
 }
 
 /// The records written by one thread through CLucene alone, each text field

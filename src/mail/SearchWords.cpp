@@ -63,7 +63,15 @@ std::wstring_view withoutField(std::wstring_view term) {
     return term.substr(colon + 1);
 }
 
+bool isJoined(std::wstring_view term) {
+    return term.find_first_of(L".@") != std::wstring_view::npos;
+}
+
+// A word joined by "." or "@" is indexed whole beside its parts; a search
+// word that is a part marks the part alone.
 bool termMatches(std::wstring_view indexed, const std::wstring& wanted, bool prefix) {
+    if (isJoined(indexed) && !isJoined(wanted))
+        return false;
     return prefix ? indexed.starts_with(wanted) : indexed == wanted;
 }
 
