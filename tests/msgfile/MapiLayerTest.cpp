@@ -94,11 +94,11 @@ TEST(PropertyReader, OversizedTextIsReadAsAStreamAndFailuresCarryTheirContext) {
 
 TEST(MapiMessage, RecipientTableListsThisMessagesOwnRecipients) {
     MsgMessage written = QoTest::simpleMessage();
-    written.recipients = {{L"Ben Clarke", L"ben@example.com", 1},
-                          {L"Clara Dubois", L"clara@example.com", 2},
-                          {L"Dora Evans", L"dora@example.com", 3}};
+    written.recipients = {{L"Ben Clarke", L"ben@example.com", 1, L"SMTP", {}},
+                          {L"Clara Dubois", L"clara@example.com", 2, L"SMTP", {}},
+                          {L"Dora Evans", L"dora@example.com", 3, L"SMTP", {}}};
     auto inner = std::make_shared<MsgMessage>();
-    inner->recipients = {{L"Inner Person", L"inner@example.com", 1}};
+    inner->recipients = {{L"Inner Person", L"inner@example.com", 1, L"SMTP", {}}};
     written.attachments.push_back({5, L"fw.msg", {}, inner});
     OpenedMessage m = open(written);
     ASSERT_TRUE(m.message);
