@@ -15,10 +15,6 @@ class CEmailMetadata_File : public CEmailMetadata_Message {
 public:
     CEmailMetadata_File(const std::wstring& path, bool CountAttachments);
 
-    /// Files up to this length are read into memory in one go and parsed
-    /// there; longer ones are read piecemeal as the parser asks.
-    static constexpr std::uint64_t kWholeFileLimit = 64ull * 1024 * 1024;
-
     /// Whether the file opened as a message (its values may still be few).
     bool MessageRead() const { return m_bMessageRead; }
 

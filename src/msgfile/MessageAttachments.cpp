@@ -1,5 +1,6 @@
 #include "msgfile/MessageAttachments.h"
 
+#include "msgfile/MessageFile.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
@@ -17,8 +18,6 @@ namespace Kerf::QuireLib {
 namespace {
 
 using namespace Mapi;
-
-constexpr std::uint64_t kWholeFileLimit = 64ull * 1024 * 1024;
 
 // The bytes in a block the memory input frees itself, so that the storages
 // opened on it keep it alive for as long as any of them lives.
@@ -45,7 +44,7 @@ GObjectRef<GsfInput> readFileInput(const std::string& path, std::string& error) 
         return {};
     }
     const auto size = static_cast<std::uint64_t>(info.st_size);
-    if (size > kWholeFileLimit) {
+    if (size > CMessageFile::kWholeFileLimit) {
         ::close(fd);
         GError* gerror = nullptr;
         GObjectRef<GsfInput> input(gsf_input_stdio_new(path.c_str(), &gerror));
