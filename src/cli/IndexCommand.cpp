@@ -22,7 +22,7 @@ Kerf::Search::IndexSearcherPtr openIndex(const Mail::CRecursiveMailIndexer::Inde
         try {
             { Mail::CRecursiveMailIndexer opener(place); }
             return Search::createIndexSearcher(place.directory);
-        } catch (const Search::CIndexException& e) {
+        } catch (const Kerf::CIndexException& e) {
             if (!e.isDamage() || rebuilt)
                 throw;
             std::cerr << "qosearch-cli: " << toNarrow(Mail::StatusTexts::kIndexRebuilt) << "\n";

@@ -8,7 +8,6 @@
 namespace Kerf::QuireLib {
 
 using Search::IndexerMessage;
-using Search::IndexFault;
 
 namespace {
 /// How long closing waits for the indexer's threads before it lets them go.
@@ -35,7 +34,7 @@ void CMailSearchCycle::initialise() {
             { CRecursiveMailIndexer opener(m_place); }
             resetIndexSearcher();
             return;
-        } catch (const Search::CIndexException& e) {
+        } catch (const CIndexException& e) {
             if (e.isDamage() && !m_bRebuilt && rebuildIndex())
                 continue;
             fail(describeWithCauses(e));
@@ -50,7 +49,7 @@ void CMailSearchCycle::initialise() {
 bool CMailSearchCycle::openSearcher() {
     try {
         resetIndexSearcher();
-    } catch (const Search::CIndexException& e) {
+    } catch (const CIndexException& e) {
         // A damaged index is set aside here; any other failure is met again,
         // and reported, when the writer opens the index.
         if (e.isDamage() && !m_bRebuilt)
@@ -90,7 +89,7 @@ bool CMailSearchCycle::startIndexer() {
             m_pIndexer->setRunNumber(++m_iRun);
             m_pIndexer->go();
             return true;
-        } catch (const Search::CIndexException& e) {
+        } catch (const CIndexException& e) {
             m_pIndexer.reset();
             if (e.isDamage() && !m_bRebuilt && rebuildIndex())
                 continue;
@@ -360,7 +359,7 @@ void CMailSearchCycle::refreshSearch() {
     try {
         resetIndexSearcher();
         searchDirectories();
-    } catch (const Search::CIndexException& e) {
+    } catch (const CIndexException& e) {
         if (e.isDamage())
             noteDamage();
         else
@@ -384,7 +383,7 @@ void CMailSearchCycle::searchDirectories() {
     try {
         runner.go();
         return;
-    } catch (const Search::CIndexException& e) {
+    } catch (const CIndexException& e) {
         if (e.getFault() == IndexFault::Query)
             fail(L"The query could not be understood: " + e.getMessage());
         else if (e.getFault() == IndexFault::Damaged && m_pIndexer &&

@@ -8,9 +8,6 @@
 
 namespace Mapi {
 
-CMapiException::CMapiException(std::wstring message, HRESULT hr)
-    : Kerf::CExceptionBase(std::move(message)), m_hr(hr) {}
-
 void throwIfFailed(const CMapiObject& object, HRESULT hr, const char* function,
                    const char* context) {
     if (!FAILED(hr))

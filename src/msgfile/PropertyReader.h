@@ -1,6 +1,6 @@
 #pragma once
-// Reading single properties of a MAPI object, throwing on failure, and the
-// exception those helpers throw.
+// Reading single properties of a MAPI object, throwing CMapiException
+// (support/Exception.h) on failure.
 
 #include "msgfile/MapiObject.h"
 #include "support/Exception.h"
@@ -10,16 +10,7 @@
 
 namespace Mapi {
 
-/// A failed MAPI call. The message names the error text, the code, the
-/// function and the call that failed.
-class CMapiException : public Kerf::CExceptionBase {
-public:
-    CMapiException(std::wstring message, HRESULT hr);
-    HRESULT code() const { return m_hr; }
-
-private:
-    HRESULT m_hr;
-};
+using Kerf::CMapiException;
 
 /// Does nothing for a success code; otherwise throws a CMapiException whose
 /// text comes from the object's GetLastError when it has one.

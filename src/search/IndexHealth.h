@@ -4,7 +4,8 @@
 // while the file system serves them well, it is damaged, and it is removed
 // and built again. When the file system refuses (no permission, a full disk,
 // too many open files), the index is left exactly as it is and the failure
-// is reported. Every CLucene error leaves the engine as a CIndexException.
+// is reported. Every CLucene error leaves the engine as a CIndexException
+// (support/Exception.h).
 
 #include "support/Exception.h"
 
@@ -13,30 +14,6 @@
 #include <string>
 
 namespace Kerf::Search {
-
-enum class IndexFault {
-    Other,
-    /// The query text could not be parsed.
-    Query,
-    /// The index's files cannot be read as an index (only once confirmed).
-    Damaged,
-    /// The file system refused: permissions, space, open files, locks.
-    Unavailable,
-};
-
-class CIndexException : public CExceptionBase {
-public:
-    CIndexException(std::wstring message, const CExceptionBase& cause, IndexFault fault)
-        : CExceptionBase(std::move(message), cause), m_fault(fault) {}
-    explicit CIndexException(std::wstring message, IndexFault fault = IndexFault::Other)
-        : CExceptionBase(std::move(message)), m_fault(fault) {}
-
-    IndexFault getFault() const { return m_fault; }
-    bool isDamage() const { return m_fault == IndexFault::Damaged; }
-
-private:
-    IndexFault m_fault;
-};
 
 /// The fault a CLucene error points to. `systemError` is errno as it was
 /// where the error was caught. Damaged here means "may be damaged": only

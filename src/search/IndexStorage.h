@@ -37,13 +37,6 @@ constexpr std::size_t kHighestClauseLimit = 64 * 1024;
 /// after the first refill: a longer text is misread, and may crash it.
 constexpr std::size_t kLongestQueryText = 2048;
 
-/// A query whose prefixes or ranges match more words than the highest clause
-/// limit allows; the message names the part that matched too many.
-class CTooManyWordsError : public CExceptionBase {
-public:
-    using CExceptionBase::CExceptionBase;
-};
-
 /// Tidies the index root (none when it is empty), then opens or creates the
 /// index.
 IndexWriterPtr createIndexWriter(const std::wstring& indexRoot, const std::wstring& indexDirectory);

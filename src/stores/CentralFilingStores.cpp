@@ -152,16 +152,19 @@ void CCentralFilingStores::CopyRemoteFile(const std::wstring& sRemote, const std
 }
 
 void CCentralFilingStores::LoadCache() {
+    // A list that cannot be read is traced and skipped; the others still load.
     for (const auto& list : m_vFilingLists) {
-        std::wstring sError;
-        if (!LoadFilingList(list, sError))
+        try {
+            LoadFilingList(list);
+        } catch (const CExceptionBase& e) {
             Trace::tracef("Error loading cached filing list.\nFile: %s\nRemote File: %s\n%s",
                           toNarrow(list.sCacheFile).c_str(), toNarrow(list.sRemoteFile).c_str(),
-                          toNarrow(sError).c_str());
+                          toNarrow(e.getMessage()).c_str());
+        }
     }
 }
 
-bool CCentralFilingStores::LoadFilingList(const FilingList& list, std::wstring& sError) {
+void CCentralFilingStores::LoadFilingList(const FilingList& list) {
     const std::string cacheFile = toNarrow(list.sCacheFile);
     const std::string schemaFile = toNarrow(m_sSchemaLocation);
     Xml::ErrorCollector errors;
@@ -171,25 +174,17 @@ bool CCentralFilingStores::LoadFilingList(const FilingList& list, std::wstring& 
         xmlSchemaNewParserCtxt(schemaFile.c_str()));
     std::unique_ptr<xmlSchema, SchemaDeleter> schema(
         schemaParser ? xmlSchemaParse(schemaParser.get()) : nullptr);
-    if (!schema) {
-        sError = L"xmlSchemaParse failed.\n" + errors.describe();
-        return false;
-    }
+    if (!schema)
+        throw CExceptionBase(L"xmlSchemaParse failed.\n" + errors.describe());
     std::unique_ptr<xmlSchemaValidCtxt, ValidDeleter> validator(
         xmlSchemaNewValidCtxt(schema.get()));
-    if (!validator) {
-        sError = L"xmlSchemaNewValidCtxt failed.\n" + errors.describe();
-        return false;
-    }
+    if (!validator)
+        throw CExceptionBase(L"xmlSchemaNewValidCtxt failed.\n" + errors.describe());
     Xml::DocPtr doc(xmlReadFile(cacheFile.c_str(), nullptr, kParseOptions));
-    if (!doc) {
-        sError = L"xmlReadFile failed. \n" + errors.describe(list.sCacheFile);
-        return false;
-    }
-    if (xmlSchemaValidateDoc(validator.get(), doc.get()) != 0) {
-        sError = L"xmlSchemaValidateDoc failed. \n" + errors.describe(list.sCacheFile);
-        return false;
-    }
+    if (!doc)
+        throw CExceptionBase(L"xmlReadFile failed. \n" + errors.describe(list.sCacheFile));
+    if (xmlSchemaValidateDoc(validator.get(), doc.get()) != 0)
+        throw CExceptionBase(L"xmlSchemaValidateDoc failed. \n" + errors.describe(list.sCacheFile));
 
     xmlNode* pDocumentElement = xmlDocGetRootElement(doc.get());
     KERF_ASSERT(pDocumentElement != NULL);
@@ -218,7 +213,6 @@ bool CCentralFilingStores::LoadFilingList(const FilingList& list, std::wstring& 
     }
     m_vLocations.insert(m_vLocations.end(), rows.begin(), rows.end());
     m_vSettings.insert(m_vSettings.end(), settings.begin(), settings.end());
-    return true;
 }
 
 } // namespace Kerf::QuireLib

@@ -55,7 +55,8 @@ public:
 private:
     void SynchroniseCache();
     void LoadCache();
-    bool LoadFilingList(const FilingList& list, std::wstring& sError);
+    /// Throws CExceptionBase when the cached list cannot be read or is not valid.
+    void LoadFilingList(const FilingList& list);
     static void CopyRemoteFile(const std::wstring& sRemote, const std::wstring& sLocal);
 
     std::wstring m_sCacheFolder;

@@ -7,7 +7,7 @@
 // session runs with NO_BACKSLASH_ESCAPES so that a backslash in a path is an
 // ordinary character there too, and LIKE patterns double their backslashes.
 
-#include "stores/DbException.h"
+#include "support/Exception.h"
 
 #include <QSqlDatabase>
 #include <QSqlQuery>

@@ -8,7 +8,7 @@
 // Sections and keys keep the order of the file and are looked up without
 // regard to letter case. Keys, values and section names are trimmed of blanks.
 
-#include "stores/SettingsFileException.h"
+#include "support/Exception.h"
 
 #include <string>
 #include <utility>
