@@ -1,5 +1,7 @@
 #include "app/MsgStoresSortListCtrl.h"
 
+#include "controls/PlainText.h"
+
 #include "support/Trace.h"
 
 #include <QApplication>
@@ -42,8 +44,8 @@ CMsgStoresSortListCtrl::CMsgStoresSortListCtrl(QWidget* parent)
     setObjectName(QStringLiteral("locationsList"));
     // A failing source is told to the user without holding up the window.
     m_stores->SetErrorReporter([this](const std::wstring& text) {
-        auto* box = new QMessageBox(QMessageBox::Critical, QStringLiteral("QoSearch"),
-                                    QString::fromStdWString(text), QMessageBox::Ok, this);
+        QMessageBox* box = PlainText::newMessageBox(
+            QMessageBox::Critical, QStringLiteral("QoSearch"), QString::fromStdWString(text), this);
         box->setAttribute(Qt::WA_DeleteOnClose);
         box->show();
     });
@@ -115,7 +117,8 @@ bool CMsgStoresSortListCtrl::viewportEvent(QEvent* event) {
         const QModelIndex index = indexAt(help->pos());
         const LocatedPath place = index.isValid() ? LocateRow(index.row()) : LocatedPath{};
         if (!place.IsReachable()) {
-            QToolTip::showText(help->globalPos(), QString::fromStdWString(place.sReason),
+            QToolTip::showText(help->globalPos(),
+                               PlainText::toolTip(QString::fromStdWString(place.sReason)),
                                viewport());
             return true;
         }

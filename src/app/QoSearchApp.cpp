@@ -1,5 +1,7 @@
 #include "app/QoSearchApp.h"
 
+#include "controls/PlainText.h"
+
 #include "support/Paths.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
@@ -47,7 +49,7 @@ QString CQoSearchApp::windowTitle() {
 
 void reportException(const Kerf::CExceptionBase& e) {
     const QString caption = QString::fromWCharArray(CQoSearchApp::kErrorCaption);
-    QMessageBox::critical(nullptr, caption,
-                          QString::fromStdWString(CQoSearchApp::getErrorString(e)));
+    PlainText::execMessageBox(QMessageBox::Critical, caption,
+                              QString::fromStdWString(CQoSearchApp::getErrorString(e)), nullptr);
     CQoSearchApp::traceException(CQoSearchApp::kErrorCaption, e);
 }

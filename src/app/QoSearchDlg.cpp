@@ -9,6 +9,7 @@
 #include "app/SearchCriteriaDlg.h"
 #include "app/SearchLocation.h"
 #include "app/TranslateWindow.h"
+#include "controls/PlainText.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
 #include "cycle/UserPlaces.h"
@@ -474,11 +475,9 @@ void CQoSearchDlg::endWaitCursor() {
 
 void CQoSearchDlg::showIndexingFailure(const std::wstring& text) {
     // Not modal: the results found so far stay in reach behind it.
-    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("QoSearch"),
-                                QString::fromStdWString(text), QMessageBox::Ok, this);
-    box->setObjectName(QStringLiteral("indexingStopped"));
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    PlainText::openMessageBox(QMessageBox::Warning, QStringLiteral("QoSearch"),
+                              QString::fromStdWString(text), this)
+        ->setObjectName(QStringLiteral("indexingStopped"));
 }
 
 void CQoSearchDlg::openHelp() {
@@ -486,13 +485,9 @@ void CQoSearchDlg::openHelp() {
         QString::fromStdWString(Kerf::Paths::installationDirectory()) + QLatin1String(kHelpPage);
     if (QFileInfo::exists(page) && QDesktopServices::openUrl(QUrl::fromLocalFile(page)))
         return;
-    auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("QoSearch"),
-                                QStringLiteral("The help page could not be opened.\n\n"
-                                               "It is the file %1")
-                                    .arg(page),
-                                QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    PlainText::openMessageBox(
+        QMessageBox::Information, QStringLiteral("QoSearch"),
+        QStringLiteral("The help page could not be opened.\n\nIt is the file %1").arg(page), this);
 }
 
 void CQoSearchDlg::showAbout() {

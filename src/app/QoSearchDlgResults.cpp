@@ -7,6 +7,7 @@
 #include "app/ItemActions.h"
 #include "app/PreviewDlg.h"
 #include "app/QoSearchDlg.h"
+#include "controls/PlainText.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
 #include "support/Assert.h"
@@ -16,6 +17,8 @@
 #include <QFileInfo>
 #include <QMenu>
 #include <QMessageBox>
+
+#include <memory>
 
 using Kerf::QuireLib::CEmailMetadata;
 namespace ResultsRow = Kerf::QuireLib::ResultsRow;
@@ -211,11 +214,12 @@ bool CQoSearchDlg::confirmDelete(std::size_t count, const std::wstring& firstPat
     const QString question =
         count == 1 ? QStringLiteral("Move \"%1\" to the trash?").arg(fileNameOf(firstPath))
                    : QStringLiteral("Move these %1 messages to the trash?").arg(count);
-    QMessageBox box(QMessageBox::Question, QStringLiteral("Delete"), question,
-                    QMessageBox::Yes | QMessageBox::No, this);
-    box.setObjectName(QStringLiteral("confirmDelete"));
-    box.setDefaultButton(QMessageBox::Yes);
-    return box.exec() == QMessageBox::Yes;
+    const std::unique_ptr<QMessageBox> box(
+        PlainText::newMessageBox(QMessageBox::Question, QStringLiteral("Delete"), question, this,
+                                 QMessageBox::Yes | QMessageBox::No));
+    box->setObjectName(QStringLiteral("confirmDelete"));
+    box->setDefaultButton(QMessageBox::Yes);
+    return box->exec() == QMessageBox::Yes;
 }
 
 void CQoSearchDlg::DeleteItems() {
@@ -244,9 +248,6 @@ void CQoSearchDlg::DeleteItems() {
             ? QStringLiteral("\"%1\" could not be moved to the trash.")
                   .arg(fileNameOf(failed.front()))
             : QStringLiteral("%1 messages could not be moved to the trash.").arg(failed.size());
-    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete"), text,
-                                QMessageBox::Ok, this);
-    box->setObjectName(QStringLiteral("deleteFailed"));
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    PlainText::openMessageBox(QMessageBox::Warning, QStringLiteral("Delete"), text, this)
+        ->setObjectName(QStringLiteral("deleteFailed"));
 }

@@ -12,6 +12,7 @@
 #include <QFileDialog>
 #include <QHelpEvent>
 #include <QSettings>
+#include <QTextDocumentFragment>
 #include <QToolTip>
 
 #include <arpa/inet.h>
@@ -109,11 +110,14 @@ TEST_F(LocationPane, PickingLocationsPrefillsTheFolderAndSearchesThemInDisplayOr
 }
 
 TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheStatus) {
+    // A name of the list's own is shown as written, never as markup.
+    const std::wstring tagged = fromPath(jobs / "gone<font color=red size=7>PAY NOW</font>");
     user.writeStores({{L"J:\\Jobs\\J900", L"J900", L"Quay", L"Written on the other platform"},
-                      {fromPath(jobs / "gone"), L"K100", L"Gone", L"Folder removed"}});
+                      {fromPath(jobs / "gone"), L"K100", L"Gone", L"Folder removed"},
+                      {tagged, L"L100", L"Tagged", L"Folder with a tag in its name"}});
     dlg = user.openWindow();
     ASSERT_EQ(column(list(), PrimaryRef),
-              (std::vector<std::wstring>{L"A100", L"B200", L"C300", L"J900", L"K100"}));
+              (std::vector<std::wstring>{L"A100", L"B200", L"C300", L"J900", L"K100", L"L100"}));
     const struct {
         int row;
         std::wstring reason; // the tool tip; none for a folder that is there
@@ -121,13 +125,15 @@ TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheSta
         {0, L""},
         {3, L"The drive J: has no folder here: add it to [PathMap] in the settings file"},
         {4, L"Folder not found: " + fromPath(jobs / "gone")},
+        {5, L"Folder not found: " + tagged},
     };
     for (const auto& r : rows) {
         EXPECT_EQ(list().LocateRow(r.row).sReason, r.reason);
         const QPoint at = list().visualRect(list().model()->index(r.row, PrimaryRef)).center();
         QHelpEvent help(QEvent::ToolTip, at, list().viewport()->mapToGlobal(at));
         QApplication::sendEvent(list().viewport(), &help);
-        EXPECT_EQ(QToolTip::text().toStdWString(), r.reason);
+        EXPECT_EQ(QTextDocumentFragment::fromHtml(QToolTip::text()).toPlainText().toStdWString(),
+                  r.reason);
     }
     // Nothing is searched as an empty folder: with only such locations
     // chosen there is nothing to search, and a search of some names the rest.
