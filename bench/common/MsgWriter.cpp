@@ -205,6 +205,8 @@ void writeAttachment(GsfOutfile* parent, const MsgAttachment& attachment, std::u
     props.text(0x3704, attachment.fileName); // PR_ATTACH_FILENAME
     props.text(0x3707, attachment.fileName); // PR_ATTACH_LONG_FILENAME
     props.text(0x3001, attachment.fileName); // PR_DISPLAY_NAME
+    if (!attachment.contentId.empty())
+        props.text(0x3712, attachment.contentId); // PR_ATTACH_CONTENT_ID
     if (attachment.method == 5 && attachment.embedded) {
         props.object(0x3701000D); // PR_ATTACH_DATA_OBJ
         GsfOutfile* inner = newStorage(storage, "__substg1.0_3701000D");

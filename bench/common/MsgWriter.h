@@ -36,6 +36,8 @@ struct MsgAttachment {
     std::vector<std::uint8_t> data;
     /// The attached message, for method 5.
     std::shared_ptr<const MsgMessage> embedded;
+    /// PR_ATTACH_CONTENT_ID: how an HTML body names it ("cid:..."); none when empty.
+    std::wstring contentId;
 };
 
 struct MsgMessage {

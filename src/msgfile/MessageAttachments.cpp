@@ -7,6 +7,7 @@
 #include <gsf/gsf-input-memory.h>
 #include <gsf/gsf-input-stdio.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -119,9 +120,10 @@ CMessageAttachments::CMessageAttachments(std::shared_ptr<CStorage> storage, Mess
 }
 
 void CMessageAttachments::listAttachments() {
-    static constexpr std::array<ULONG, 6> kColumns = {
+    static constexpr std::array<ULONG, 7> kColumns = {
         PR_ATTACH_LONG_FILENAME_W, PR_ATTACH_FILENAME_W, PR_DISPLAY_NAME_W,
-        PR_ATTACH_MIME_TAG_W,      PR_ATTACH_METHOD,     PR_ATTACH_SIZE};
+        PR_ATTACH_MIME_TAG_W,      PR_ATTACH_METHOD,     PR_ATTACH_SIZE,
+        PR_ATTACH_CONTENT_ID_W};
     const int count = m_pMessage->GetAttachmentCount();
     m_attachments.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
@@ -134,6 +136,7 @@ void CMessageAttachments::listAttachments() {
             values.size() == kColumns.size()) {
             info.name = firstText(values, {0, 1, 2});
             info.mimeType = firstText(values, {3});
+            info.contentId = firstText(values, {6});
             if (values[4].ulPropTag == PR_ATTACH_METHOD)
                 info.method = values[4].l();
             if (values[5].ulPropTag == PR_ATTACH_SIZE && values[5].l() > 0)
@@ -170,6 +173,33 @@ bool CMessageAttachments::readData(std::size_t index, std::vector<std::uint8_t>&
     } catch (const std::exception& e) {
         Trace::tracef("CMessageAttachments::readData: %s\n", e.what());
         data.clear();
+        return false;
+    }
+}
+
+bool CMessageAttachments::copyData(
+    std::size_t index, const std::function<bool(std::span<const std::uint8_t>)>& sink) const {
+    constexpr std::size_t kPiece = 1u << 20;
+    if (!m_pMessage || index >= m_attachments.size())
+        return false;
+    try {
+        std::unique_ptr<CAttach> attach;
+        std::unique_ptr<CStream> stream;
+        ULONG storedType = PT_BINARY;
+        if (FAILED(m_pMessage->OpenAttach(static_cast<int>(index), attach)) ||
+            FAILED(attach->OpenProperty(PR_ATTACH_DATA_BIN, stream, storedType)))
+            return false;
+        std::vector<std::uint8_t> piece(
+            static_cast<std::size_t>(std::min<std::uint64_t>(stream->size(), kPiece)));
+        for (std::uint64_t left = stream->size(); left > 0;) {
+            const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, kPiece));
+            if (stream->read(piece.data(), count) != count || !sink({piece.data(), count}))
+                return false;
+            left -= count;
+        }
+        return true;
+    } catch (const std::exception& e) {
+        Trace::tracef("CMessageAttachments::copyData: %s\n", e.what());
         return false;
     }
 }

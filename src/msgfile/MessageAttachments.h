@@ -24,6 +24,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -36,6 +37,8 @@ struct CAttachmentInfo {
     std::wstring name;
     /// PR_ATTACH_MIME_TAG when the attachment gives one.
     std::wstring mimeType;
+    /// PR_ATTACH_CONTENT_ID: the name an HTML body gives it ("cid:" addresses).
+    std::wstring contentId;
     /// Length of the content in bytes: the data of a file attachment, else
     /// PR_ATTACH_SIZE as the attachment states it (0 when it does not).
     std::uint64_t size = 0;
@@ -78,6 +81,12 @@ public:
     /// has none, cannot be read or is longer than `limit`.
     bool readData(std::size_t index, std::vector<std::uint8_t>& data,
                   std::uint64_t limit = kDefaultDataLimit) const;
+
+    /// Hands the content of a file attachment to `sink` a piece at a time,
+    /// whatever its size, so that it is never held whole. False when it has
+    /// none, cannot be read to its end, or `sink` returns false.
+    bool copyData(std::size_t index,
+                  const std::function<bool(std::span<const std::uint8_t>)>& sink) const;
 
     /// The message attached at `index`; null when it is not a message, cannot
     /// be read, or would lie deeper than kMaxDepth.
