@@ -3,7 +3,10 @@
 #include "app/AttachmentFolder.h"
 #include "app/PreviewText.h"
 #include "app/SafeTextBrowser.h"
+#include "app/SaveFolder.h"
+#include "controls/PlainText.h"
 #include "mail/MessageDocument.h"
+#include "text/HtmlText.h"
 
 #include <QDesktopServices>
 #include <QDialogButtonBox>
@@ -18,10 +21,12 @@
 #include <QPushButton>
 #include <QSaveFile>
 #include <QSplitter>
-#include <QStandardPaths>
 #include <QTreeWidget>
 #include <QUrl>
 #include <QVBoxLayout>
+
+#include <memory>
+#include <span>
 
 using Kerf::QuireLib::CAttachmentInfo;
 using Kerf::QuireLib::CMessageDocument;
@@ -48,24 +53,54 @@ QString damageNote(const CMessageDocument& document) {
     return {};
 }
 
-// The picture a "cid:" address names: the attachment whose name is the
-// address up to its "@", as mail programs name pictures they put inline.
-QByteArray inlinePicture(const CMessageDocument& document, const QString& contentId) {
+// A picture shown inline is read whole into memory; larger ones stay empty.
+constexpr std::uint64_t kMaxInlinePictureBytes = 16ull * 1024 * 1024;
+
+// The attachment a "cid:" address names: the one with that content id,
+// else the one named as the address up to its "@" (as mail programs name
+// pictures they put inline); -1 for none.
+int inlineAttachment(const std::vector<CAttachmentInfo>& attachments, const QString& address) {
+    if (!address.startsWith(QLatin1String("cid:"), Qt::CaseInsensitive))
+        return -1;
+    const QString id = QUrl::fromPercentEncoding(address.mid(4).toUtf8());
+    const auto bare = [](const std::wstring& s) {
+        QString text = QString::fromStdWString(s).trimmed();
+        if (text.startsWith(QLatin1Char('<')) && text.endsWith(QLatin1Char('>')))
+            text = text.mid(1, text.size() - 2);
+        return text;
+    };
+    const QString name = id.section(QLatin1Char('@'), 0, 0);
+    for (const bool byName : {false, true})
+        for (std::size_t i = 0; i < attachments.size(); ++i) {
+            const QString& wanted = byName ? name : id;
+            const std::wstring& own = byName ? attachments[i].name : attachments[i].contentId;
+            if (!attachments[i].isMessage && !wanted.isEmpty() &&
+                bare(own).compare(wanted, Qt::CaseInsensitive) == 0)
+                return static_cast<int>(i);
+        }
+    return -1;
+}
+
+QByteArray inlinePicture(const CMessageDocument& document, const QString& address) {
     const auto& message = document.Message();
     if (!message)
         return {};
-    const QString name = contentId.section(QLatin1Char('@'), 0, 0);
-    const std::vector<CAttachmentInfo>& attachments = message->attachments();
-    for (std::size_t i = 0; i < attachments.size(); ++i) {
-        if (attachments[i].isMessage ||
-            QString::fromStdWString(attachments[i].name).compare(name, Qt::CaseInsensitive) != 0)
-            continue;
-        std::vector<std::uint8_t> bytes;
-        if (message->readData(i, bytes))
-            return QByteArray(reinterpret_cast<const char*>(bytes.data()),
-                              static_cast<qsizetype>(bytes.size()));
-    }
-    return {};
+    const int index = inlineAttachment(message->attachments(), address);
+    std::vector<std::uint8_t> bytes;
+    if (index < 0 ||
+        !message->readData(static_cast<std::size_t>(index), bytes, kMaxInlinePictureBytes))
+        return {};
+    return QByteArray(reinterpret_cast<const char*>(bytes.data()),
+                      static_cast<qsizetype>(bytes.size()));
+}
+
+// Names in these texts are the sender's: shown as written.
+void warn(QWidget* viewer, const QString& text) {
+    PlainText::execMessageBox(QMessageBox::Warning, viewer->windowTitle(), text, viewer);
+}
+
+void inform(QWidget* viewer, const QString& text) {
+    PlainText::execMessageBox(QMessageBox::Information, viewer->windowTitle(), text, viewer);
 }
 
 } // namespace
@@ -75,14 +110,16 @@ CMessageViewer::CMessageViewer(const std::wstring& path, QWidget* parent)
     build();
     const QString name = QFileInfo(QString::fromStdWString(path)).fileName();
     const QString subject = text(*m_pDocument, L"Subject");
-    setWindowTitle(subject.isEmpty() ? name : subject + QStringLiteral(" - ") + name);
+    setWindowTitle(
+        PlainText::windowTitle(subject.isEmpty() ? name : subject + QStringLiteral(" - ") + name));
 }
 
 CMessageViewer::CMessageViewer(std::shared_ptr<const CMessageDocument> document, QWidget* parent)
     : QDialog(parent), m_pDocument(std::move(document)) {
     build();
     const QString subject = text(*m_pDocument, L"Subject");
-    setWindowTitle(subject.isEmpty() ? QStringLiteral("Attached message") : subject);
+    setWindowTitle(
+        PlainText::windowTitle(subject.isEmpty() ? QStringLiteral("Attached message") : subject));
 }
 
 CMessageViewer::~CMessageViewer() = default;
@@ -153,14 +190,16 @@ void CMessageViewer::build() {
     connect(m_pOpen, &QPushButton::clicked, this,
             [this] { openAttachment(m_pAttachments->currentIndex().row()); });
 
-    m_pBody->setInlineSource([document = m_pDocument](const QString& contentId) {
-        return inlinePicture(*document, contentId);
+    m_pBody->setInlineSource([document = m_pDocument](const QString& address) {
+        return inlinePicture(*document, address);
     });
     showHeader();
-    showBody();
+    const QString bodyNote = showBody();
     listAttachments();
-    const QString note = damageNote(*m_pDocument);
-    m_pNote->setText(note);
+    QString note = damageNote(*m_pDocument);
+    if (!bodyNote.isEmpty())
+        note += (note.isEmpty() ? QString() : QStringLiteral("\n")) + bodyNote;
+    PlainText::setLabelText(*m_pNote, note);
     m_pNote->setVisible(!note.isEmpty());
     attachmentArea->setVisible(m_pAttachments->topLevelItemCount() > 0);
     resize(760, 560);
@@ -187,11 +226,19 @@ void CMessageViewer::showHeader() {
     m_pHeader->setText(QStringLiteral("<table cellspacing=\"2\">%1</table>").arg(rows));
 }
 
-void CMessageViewer::showBody() {
-    if (!m_pDocument->HtmlBody().empty())
-        m_pBody->setHtml(QString::fromStdWString(m_pDocument->HtmlBody()));
-    else
-        m_pBody->setPlainText(withPlainNewlines(text(*m_pDocument, L"Body")));
+QString CMessageViewer::showBody() {
+    QString note;
+    if (!m_pDocument->HtmlBody().empty()) {
+        const QString refusal = m_pBody->showHtml(QString::fromStdWString(m_pDocument->HtmlBody()));
+        if (refusal.isEmpty())
+            return {};
+        note = QStringLiteral("This message is shown as plain text: %1.").arg(refusal);
+    }
+    QString body = text(*m_pDocument, L"Body");
+    if (body.isEmpty() && !m_pDocument->HtmlBody().empty())
+        body = QString::fromStdWString(Kerf::Html::toPlainText(m_pDocument->HtmlBody()));
+    m_pBody->setPlainText(withPlainNewlines(body));
+    return note;
 }
 
 void CMessageViewer::listAttachments() {
@@ -226,38 +273,51 @@ void CMessageViewer::updateAttachmentButtons() {
     m_pSaveAs->setEnabled(valid && !list[static_cast<std::size_t>(row)].isMessage);
 }
 
-bool CMessageViewer::readAttachment(int row, QByteArray& data) {
-    std::vector<std::uint8_t> bytes;
-    if (!m_pDocument->Message() ||
-        !m_pDocument->Message()->readData(static_cast<std::size_t>(row), bytes)) {
-        QMessageBox::warning(this, windowTitle(),
-                             QStringLiteral("The attachment \"%1\" could not be read.")
-                                 .arg(m_pAttachments->topLevelItem(row)->text(0)));
-        return false;
+CMessageViewer::Copy CMessageViewer::copyAttachment(int row, QIODevice& device) {
+    bool written = true;
+    const bool read = m_pDocument->Message() &&
+                      m_pDocument->Message()->copyData(
+                          static_cast<std::size_t>(row), [&](std::span<const std::uint8_t> piece) {
+                              written = device.write(reinterpret_cast<const char*>(piece.data()),
+                                                     static_cast<qint64>(piece.size())) ==
+                                        static_cast<qint64>(piece.size());
+                              return written;
+                          });
+    if (!written)
+        return Copy::WriteFailed;
+    if (!read) {
+        warn(this, QStringLiteral("The attachment \"%1\" could not be read.")
+                       .arg(m_pAttachments->topLevelItem(row)->text(0)));
+        return Copy::ReadFailed;
     }
-    data = QByteArray(reinterpret_cast<const char*>(bytes.data()),
-                      static_cast<qsizetype>(bytes.size()));
-    return true;
+    return Copy::Done;
 }
 
 void CMessageViewer::saveAttachment(int row) {
     if (row < 0 || row >= m_pAttachments->topLevelItemCount() || !m_pSaveAs->isEnabled())
         return;
-    const QString suggested =
-        QDir(QStandardPaths::writableLocation(QStandardPaths::DownloadLocation))
-            .filePath(AttachmentFolder::safeFileName(m_pAttachments->topLevelItem(row)->text(0)));
+    const QString folder = SaveFolder::start(this);
+    if (folder.isEmpty())
+        return;
+    const QString suggested = QDir(folder).filePath(
+        AttachmentFolder::safeFileName(m_pAttachments->topLevelItem(row)->text(0)));
     const QString target =
         QFileDialog::getSaveFileName(this, QStringLiteral("Save Attachment"), suggested);
     if (target.isEmpty())
         return;
-    QByteArray data;
-    if (!readAttachment(row, data))
-        return;
     QSaveFile file(target);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
-        QMessageBox::warning(this, windowTitle(),
-                             QStringLiteral("The attachment could not be saved as \"%1\": %2")
-                                 .arg(target, file.errorString()));
+    const bool opened = file.open(QIODevice::WriteOnly);
+    const Copy copied = opened ? copyAttachment(row, file) : Copy::WriteFailed;
+    if (copied == Copy::ReadFailed) {
+        file.cancelWriting();
+        return;
+    }
+    if (copied == Copy::WriteFailed || !file.commit()) {
+        warn(this, QStringLiteral("The attachment could not be saved as \"%1\": %2")
+                       .arg(target, file.errorString()));
+        return;
+    }
+    SaveFolder::remember(target);
 }
 
 void CMessageViewer::openAttachment(int row) {
@@ -269,8 +329,7 @@ void CMessageViewer::openAttachment(int row) {
     if (info.isMessage) {
         auto inner = m_pDocument->Message()->openMessage(static_cast<std::size_t>(row));
         if (!inner) {
-            QMessageBox::warning(this, windowTitle(),
-                                 QStringLiteral("The attached message could not be read."));
+            warn(this, QStringLiteral("The attached message could not be read."));
             return;
         }
         auto* viewer =
@@ -278,18 +337,31 @@ void CMessageViewer::openAttachment(int row) {
         viewer->show();
         return;
     }
-    QByteArray data;
-    if (!readAttachment(row, data))
+    Copy copied = Copy::WriteFailed;
+    const QString path =
+        AttachmentFolder::write(m_pAttachments->topLevelItem(row)->text(0), [&](QIODevice& device) {
+            copied = copyAttachment(row, device);
+            return copied == Copy::Done;
+        });
+    if (copied == Copy::ReadFailed)
         return;
-    const QString path = AttachmentFolder::write(m_pAttachments->topLevelItem(row)->text(0), data);
     if (path.isEmpty()) {
-        QMessageBox::warning(
-            this, windowTitle(),
-            QStringLiteral("The attachment could not be written to the temporary folder."));
+        warn(this, QStringLiteral("The attachment could not be written to the temporary folder."));
         return;
     }
+    const QString risk = AttachmentFolder::openingRisk(path);
+    if (!risk.isEmpty()) {
+        const std::unique_ptr<QMessageBox> box(PlainText::newMessageBox(
+            QMessageBox::Warning, windowTitle(),
+            QStringLiteral("\"%1\" may not be a document. %2\n\nOpen it anyway?")
+                .arg(QFileInfo(path).fileName(), risk),
+            this, QMessageBox::Open | QMessageBox::Cancel));
+        box->setObjectName(QStringLiteral("openingRisk"));
+        box->setDefaultButton(QMessageBox::Cancel);
+        if (box->exec() != QMessageBox::Open)
+            return;
+    }
     if (!QDesktopServices::openUrl(QUrl::fromLocalFile(path)))
-        QMessageBox::information(this, windowTitle(),
-                                 QStringLiteral("No program on this desktop opens \"%1\".")
-                                     .arg(QFileInfo(path).fileName()));
+        inform(this, QStringLiteral("No program on this desktop opens \"%1\".")
+                         .arg(QFileInfo(path).fileName()));
 }

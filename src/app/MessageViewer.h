@@ -11,6 +11,7 @@
 #include <string>
 
 class CSafeTextBrowser;
+class QIODevice;
 class QLabel;
 class QPushButton;
 class QTreeWidget;
@@ -47,11 +48,14 @@ public:
 private:
     void build();
     void showHeader();
-    void showBody();
+    /// Shows the body; says why when its HTML is shown as plain text.
+    QString showBody();
     void listAttachments();
     void updateAttachmentButtons();
-    /// The attachment's content; false (and the user told) when it cannot be read.
-    bool readAttachment(int row, QByteArray& data);
+    enum class Copy { Done, ReadFailed, WriteFailed };
+    /// Copies the attachment into `device` a piece at a time, whatever its
+    /// size; the user is told when it cannot be read.
+    Copy copyAttachment(int row, QIODevice& device);
 
     std::wstring m_sPath;
     std::shared_ptr<const Kerf::QuireLib::CMessageDocument> m_pDocument;

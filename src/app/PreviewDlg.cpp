@@ -1,15 +1,15 @@
 #include "app/PreviewDlg.h"
 
+#include "app/SafeTextBrowser.h"
 #include "support/Trace.h"
 
 #include <QShortcut>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
-CPreviewDlg::CPreviewDlg(QWidget* parent) : QWidget(parent), m_ctrlPreview(new QTextBrowser) {
+CPreviewDlg::CPreviewDlg(QWidget* parent) : QWidget(parent), m_ctrlPreview(new CSafeTextBrowser) {
     m_ctrlPreview->setObjectName(QStringLiteral("preview"));
     m_ctrlPreview->setReadOnly(true);
-    m_ctrlPreview->setOpenLinks(false);
     m_ctrlPreview->setUndoRedoEnabled(false);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -36,6 +36,10 @@ void CPreviewDlg::fill(const Kerf::QuireLib::CEmailMetadata& record,
         m_ctrlPreview->setTextCursor(cursor);
         m_ctrlPreview->ensureCursorVisible();
     }
+}
+
+QTextBrowser& CPreviewDlg::GetPreviewControl() {
+    return *m_ctrlPreview;
 }
 
 void CPreviewDlg::ClearText() {

@@ -10,6 +10,7 @@
 
 #include <vector>
 
+class CSafeTextBrowser;
 class QTextBrowser;
 
 class CPreviewDlg : public QWidget {
@@ -31,12 +32,13 @@ public:
     /// The highlighted word selected last, -1 before the first.
     int currentMatch() const { return m_iCurrent; }
 
-    QTextBrowser& GetPreviewControl() { return *m_ctrlPreview; }
+    QTextBrowser& GetPreviewControl();
 
 private:
     void showMatch(int index);
 
-    QTextBrowser* m_ctrlPreview;
+    // Shows the sender's text: loads nothing, whatever that text names.
+    CSafeTextBrowser* m_ctrlPreview;
     std::vector<PreviewMatch> m_matches;
     int m_iCurrent = -1;
 };

@@ -1,6 +1,7 @@
 // qosearch: the search window. One window per user's index: a second start
 // brings the running window forward and ends.
 
+#include "app/AttachmentFolder.h"
 #include "app/InstanceGuard.h"
 #include "app/ProgramIcons.h"
 #include "app/QoSearchApp.h"
@@ -10,6 +11,7 @@
 #include "search/IndexStorage.h"
 #include "support/Trace.h"
 
+#include <QDir>
 #include <QSessionManager>
 #include <QString>
 
@@ -26,6 +28,8 @@ int main(int argc, char** argv) {
         QString::fromStdWString(UserPlaces::buildInstanceName(UserPlaces::buildIndexDirectory())));
     if (!guard.claim())
         return 0;
+    // Attachments opened by a run that crashed are still in the temporary folder.
+    AttachmentFolder::clearStale(QDir::tempPath());
 
     try {
         CQoSearchDlg dlg;

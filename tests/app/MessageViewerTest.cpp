@@ -1,14 +1,17 @@
 // The program's own message viewer: the HTML body shown without loading
-// anything from anywhere, damaged messages, and Open never waiting for the
-// desktop's answer about ".msg" files.
+// anything from anywhere and within limits, damaged messages, attachments of
+// any size and name, texts of the sender's shown as written, and Open never
+// waiting for the desktop's answer about ".msg" files.
 
 #include "WindowTestSupport.h"
 
 #include "MsgWriter.h"
+#include "app/AttachmentFolder.h"
 #include "app/DesktopAssociation.h"
 #include "app/ItemActions.h"
 #include "app/MessageViewer.h"
 #include "app/SafeTextBrowser.h"
+#include "app/SaveFolder.h"
 #include "mail/MessageDocument.h"
 #include "msgfile/MessageAttachments.h"
 
@@ -20,7 +23,13 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
+#include <QBuffer>
+#include <QCryptographicHash>
+#include <QImage>
+
 #include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace WindowTest;
 using Kerf::Util::fromPath;
@@ -51,6 +60,129 @@ std::unique_ptr<CMessageViewer> showViewer(const fs::path& path) {
     viewer->grab(); // lays out and paints the whole body
     QCoreApplication::processEvents();
     return viewer;
+}
+
+std::vector<std::uint8_t> pictureBytes(QColor colour) {
+    QImage image(40, 40, QImage::Format_RGB32);
+    image.fill(colour);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return {png.begin(), png.end()};
+}
+
+// Whether the widget shows a pixel of that colour (a picture or a text in it).
+bool shows(QWidget& widget, QColor colour) {
+    const QImage image = widget.grab().toImage();
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor pixel = image.pixelColor(x, y);
+            if (std::abs(pixel.red() - colour.red()) < 40 &&
+                std::abs(pixel.green() - colour.green()) < 40 &&
+                std::abs(pixel.blue() - colour.blue()) < 40)
+                return true;
+        }
+    return false;
+}
+
+// Runs the test from another working folder, for names relative to it.
+class WorkingFolder {
+public:
+    explicit WorkingFolder(const fs::path& folder) : m_previous(QDir::currentPath()) {
+        QDir::setCurrent(QString::fromStdString(folder.string()));
+    }
+    ~WorkingFolder() { QDir::setCurrent(m_previous); }
+
+private:
+    QString m_previous;
+};
+
+// Each body names a red picture of the reader's in another way: none shows,
+// the text does, and nothing is read from the file system.
+TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
+    QoTest::TempDir dir;
+    const std::vector<std::uint8_t> red = pictureBytes(Qt::red);
+    std::ofstream(dir / "red.png", std::ios::binary)
+        .write(reinterpret_cast<const char*>(red.data()), static_cast<std::streamsize>(red.size()));
+    const WorkingFolder working(dir.path());
+    const std::string file = (dir / "red.png").string();
+    const std::string cell = "<table><tr><td width=60 height=60>text</td></tr></table>";
+    const struct {
+        const char* way;
+        std::string html;
+    } bodies[] = {
+        {"path", "<img src=\"" + file + "\" width=40 height=40>text"},
+        {"file url", "<img src=\"file://" + file + "\">text"},
+        {"relative name", "<img src=\"red.png\">text"},
+        {"style url()", "<table style=\"background-image: url(" + file +
+                            ")\"><tr><td width=60 "
+                            "height=60>text</td></tr></table>"},
+        {"style sheet", "<style>td { background-image: url(" + file + ") }</style>" + cell},
+        {"background", "<body background=\"" + file + "\">" + cell + "</body>"},
+        {"tag in RTF", ""},
+    };
+    for (const auto& body : bodies) {
+        QoMsg::MsgMessage message;
+        if (body.html.empty())
+            message.compressedRtf =
+                QoMsg::storedRtf("{\\rtf1\\ansi\\fromhtml1 {\\*\\htmltag84 <img src=\"" + file +
+                                     "\">}\\htmlrtf x\\htmlrtf0 text}",
+                                 true);
+        else
+            message.html = body.html;
+        QoMsg::writeMsgFile(dir / "hostile.msg", message);
+        auto viewer = showViewer(dir / "hostile.msg");
+        EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("text")) << body.way;
+        EXPECT_FALSE(shows(*viewer->GetTextControl().viewport(), Qt::red)) << body.way;
+    }
+}
+
+// Bodies whose layout would hold the window for minutes, or overflow the
+// stack, show as text, and the viewer says why.
+TEST(MessageViewer, BodiesTooHeavyToLayOutShowAsTextAndSaySo) {
+    QoTest::TempDir dir;
+    const auto repeated = [](const std::string& s, int n) {
+        std::string out;
+        for (int i = 0; i < n; ++i)
+            out += s;
+        return out;
+    };
+    const struct {
+        const char* what;
+        std::string html;
+    } bodies[] = {
+        {"25 nested tables", repeated("<table><tr><td>", 25) + "core words"},
+        {"3000 nested tables", repeated("<table><tr><td>", 3000) + "core words"},
+        {"5000 nested divs", repeated("<div>", 5000) + "core words"},
+        {"5000 pictures", repeated("<img src=\"/dev/zero\">", 5000) + "core words"},
+    };
+    for (const auto& body : bodies) {
+        QoMsg::MsgMessage message;
+        message.html = body.html;
+        QoMsg::writeMsgFile(dir / "heavy.msg", message);
+        auto viewer = showViewer(dir / "heavy.msg");
+        EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("core words")) << body.what;
+        EXPECT_TRUE(viewer->noteLabel().isVisible()) << body.what;
+        EXPECT_TRUE(viewer->noteLabel().text().contains("shown as plain text")) << body.what;
+    }
+}
+
+// The limits leave real mail alone: every HTML body of the corpus shows as HTML.
+TEST(MessageViewer, RealHtmlBodiesStayWithinTheLimits) {
+    if (!fs::is_directory(corpus("")))
+        GTEST_SKIP() << "no message corpus";
+    int bodies = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(corpus(""))) {
+        const Kerf::QuireLib::CMessageDocument document(fromPath(entry.path()));
+        if (document.HtmlBody().empty())
+            continue;
+        CSafeTextBrowser browser;
+        EXPECT_EQ(browser.showHtml(QString::fromStdWString(document.HtmlBody())), QString())
+            << entry.path();
+        ++bodies;
+    }
+    EXPECT_GT(bodies, 0);
 }
 
 TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
@@ -84,10 +216,13 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     QTest::qWait(200);
     EXPECT_EQ(server.connections, 0);
 
-    UrlRecorder desktop({"http", "https", "file"});
+    UrlRecorder desktop({"http", "https", "file", "mailto"});
     emit body.anchorClicked(QUrl("https://example.org/offer"));
     emit body.anchorClicked(QUrl("file:///usr/bin/xterm"));
-    EXPECT_EQ(desktop.urls, QList<QUrl>{QUrl("https://example.org/offer")});
+    // A mail link opens with the address alone: no files attached, no text.
+    emit body.anchorClicked(QUrl("mailto:sales@example.org?attach=/etc/passwd&body=hi"));
+    EXPECT_EQ(desktop.urls,
+              (QList<QUrl>{QUrl("https://example.org/offer"), QUrl("mailto:sales@example.org")}));
 
     // The server does see a request that is really made.
     QNetworkAccessManager network;
@@ -122,19 +257,20 @@ TEST(MessageViewer, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
     }
 }
 
-// Pictures the message carries itself show in place ("cid:" addresses).
+// Pictures the message carries itself show in place: found by content id,
+// else by the name in a "cid:" address.
 TEST(MessageViewer, PicturesCarriedByTheMessageShowInline) {
-    auto viewer = showViewer(corpus("poi_attachment_msg_inlineImg.msg"));
-    CSafeTextBrowser& body = viewer->GetTextControl();
-    for (const QUrl& refused : body.refusedResources())
-        EXPECT_NE(refused.scheme(), "cid") << refused.toString().toStdString();
-    const QVariant picture = body.document()->resource(QTextDocument::ImageResource,
-                                                       QUrl("cid:image001.png@01D0A524.96D40F30"));
-    // Cached as the bytes handed in, or as the picture made of them.
-    const QImage image = picture.typeId() == QMetaType::QByteArray
-                             ? QImage::fromData(picture.toByteArray())
-                             : qvariant_cast<QImage>(picture);
-    EXPECT_EQ(image.size(), QSize(619, 157)) << picture.typeName(); // image001.png
+    QoTest::TempDir dir;
+    QoMsg::MsgMessage message;
+    message.html = "<img src=\"cid:part1.0609@example.com\"> <img src=\"cid:photo.png@01D0A524\">";
+    message.attachments.push_back(
+        {1, L"image001.png", pictureBytes(Qt::green), nullptr, L"<part1.0609@example.com>"});
+    message.attachments.push_back({1, L"photo.png", pictureBytes(Qt::blue), nullptr, L""});
+    QoMsg::writeMsgFile(dir / "inline.msg", message);
+    auto viewer = showViewer(dir / "inline.msg");
+    EXPECT_TRUE(viewer->GetTextControl().refusedResources().isEmpty());
+    EXPECT_TRUE(shows(*viewer->GetTextControl().viewport(), Qt::green));
+    EXPECT_TRUE(shows(*viewer->GetTextControl().viewport(), Qt::blue));
 }
 
 // Answers the next file dialog with the path, typed into its file name field
@@ -177,6 +313,7 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
 
     // Save As writes exactly what the reader extracts.
     const QString saved = QString::fromStdString((dir / "saved.pdf").string());
+    SaveFolder::remember(saved);
     list.setCurrentItem(list.topLevelItem(1));
     answerNextFileDialog(saved);
     ASSERT_TRUE(viewer->findChild<QPushButton*>("saveAttachment")->isEnabled());
@@ -228,6 +365,177 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
     ASSERT_FALSE(subject.empty());
     EXPECT_TRUE(inner[0]->headerLabel().text().contains(QString::fromStdWString(subject)));
     EXPECT_TRUE(inner[0]->path().empty());
+}
+
+// Rejects every message box while it lives, noting what each showed.
+class BoxWatcher {
+public:
+    struct Seen {
+        QString name;
+        QString text;
+        bool red = false;
+    };
+    BoxWatcher() {
+        QObject::connect(&m_poll, &QTimer::timeout, [this] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box == nullptr)
+                return;
+            seen.push_back({box->objectName(), box->text(), shows(*box, Qt::red)});
+            box->reject();
+        });
+        m_poll.start(20);
+    }
+    std::vector<Seen> seen;
+
+private:
+    QTimer m_poll;
+};
+
+QByteArray fileHash(const QString& path) {
+    QFile file(path);
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result() : QByteArray();
+}
+
+// Attachments of any size and name come out whole, through a bounded buffer:
+// a name too long for the file system is cut before its extension, and Save
+// As starts in the folder the user saved into last.
+TEST(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
+    QoTest::TempDir dir;
+    std::vector<std::uint8_t> big((65u << 20) + 3);
+    for (std::size_t i = 0; i < big.size(); ++i)
+        big[i] = static_cast<std::uint8_t>(i * 7 + (i >> 20));
+    const QByteArray bigHash = QCryptographicHash::hash(
+        QByteArrayView(reinterpret_cast<const char*>(big.data()), big.size()),
+        QCryptographicHash::Sha1);
+    const QString longName = QString(150, QChar(0xE9)) + QStringLiteral(".pdf"); // 304 bytes
+    QoMsg::MsgMessage message;
+    message.attachments.push_back({1, L"big.bin", std::move(big)});
+    message.attachments.push_back({1, longName.toStdWString(), {'%', 'P', 'D', 'F'}});
+    QoMsg::writeMsgFile(dir / "big.msg", message);
+    auto viewer = showViewer(dir / "big.msg");
+    const QString earlier = QString::fromStdString((dir / "earlier").string());
+    QDir().mkdir(earlier);
+    SaveFolder::remember(earlier + QStringLiteral("/before.txt"));
+
+    const auto expectUsableName = [](const QString& path) {
+        const QString name = QFileInfo(path).fileName();
+        EXPECT_LE(name.toUtf8().size(), 255) << name.toStdString();
+        EXPECT_TRUE(name.startsWith(QChar(0xE9)) && name.endsWith(".pdf")) << name.toStdString();
+    };
+    QStringList saved;
+    for (int row : {0, 1}) {
+        answerNextModal<QFileDialog>([&saved](QFileDialog& dialog) {
+            saved << dialog.directory().filePath(
+                dialog.findChild<QLineEdit*>("fileNameEdit")->text());
+            QMetaObject::invokeMethod(&dialog, "accept");
+        });
+        BoxWatcher boxes;
+        viewer->saveAttachment(row);
+        EXPECT_TRUE(boxes.seen.empty()) << boxes.seen.front().text.toStdString();
+    }
+    ASSERT_EQ(saved.size(), 2);
+    EXPECT_EQ(QFileInfo(saved[0]).absolutePath(), earlier);
+    EXPECT_EQ(fileHash(saved[0]), bigHash);
+    expectUsableName(saved[1]);
+    EXPECT_EQ(fileBytes(saved[1]), "%PDF");
+
+    UrlRecorder desktop;
+    BoxWatcher boxes;
+    viewer->openAttachment(0);
+    viewer->openAttachment(1);
+    EXPECT_TRUE(boxes.seen.empty()) << boxes.seen.front().text.toStdString();
+    ASSERT_EQ(desktop.urls.size(), 2);
+    EXPECT_EQ(fileHash(desktop.urls[0].toLocalFile()), bigHash);
+    expectUsableName(desktop.urls[1].toLocalFile());
+}
+
+// Open asks before it hands the desktop what could run: programs, scripts,
+// desktop entries and names that hide their ending behind direction marks.
+// Names are the sender's: every box shows them as written.
+TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
+    QoTest::TempDir dir;
+    // No "/" in it, so that it stays whole in a file name.
+    const std::string banner = "<font color=#ff0000 size=7>GIVE YOUR PASSWORD";
+    const struct {
+        std::wstring name;
+        std::string content;
+        std::int32_t method;
+        const char* box; // the box Open shows; none when it opens at once
+    } attachments[] = {
+        {L"notes.txt", "plain notes", 1, ""},
+        {L"run.desktop", "[Desktop Entry]\nType=Application\nExec=xterm\n", 1, "openingRisk"},
+        {L"setup", "#!/bin/sh\necho hello\n", 1, "openingRisk"},
+        {L"tool",
+         std::string("\x7f"
+                     "ELF\x02\x01\x01\0\0\0\0\0\0\0\0\0\x02\0\x3e\0",
+                     20),
+         1, "openingRisk"},
+        {L"invoice\u202Efdp.txt", "%PDF", 1, "openingRisk"},
+        {L"Q3" + Kerf::Util::toWide(banner) + L".desktop", "[Desktop Entry]\n", 1, "openingRisk"},
+        {L"Q3" + Kerf::Util::toWide(banner) + L".doc", "", 6, "unreadable"},
+    };
+    QoMsg::MsgMessage message;
+    for (const auto& a : attachments)
+        message.attachments.push_back(
+            {a.method, a.name, std::vector<std::uint8_t>(a.content.begin(), a.content.end())});
+    QoMsg::writeMsgFile(dir / "risky.msg", message);
+    auto viewer = showViewer(dir / "risky.msg");
+    for (std::size_t row = 0; row < std::size(attachments); ++row) {
+        const auto& a = attachments[row];
+        UrlRecorder desktop;
+        BoxWatcher boxes;
+        viewer->openAttachment(static_cast<int>(row));
+        const std::string name = Kerf::Util::toNarrow(a.name);
+        if (*a.box == '\0') {
+            EXPECT_TRUE(boxes.seen.empty()) << name;
+            EXPECT_EQ(desktop.urls.size(), 1) << name;
+            continue;
+        }
+        EXPECT_TRUE(desktop.urls.isEmpty()) << name; // the box was answered No
+        ASSERT_EQ(boxes.seen.size(), 1u) << name;
+        if (std::string_view(a.box) != "unreadable")
+            EXPECT_EQ(boxes.seen[0].name, a.box) << name;
+        EXPECT_TRUE(boxes.seen[0].text.contains(QString::fromStdWString(a.name))) << name;
+        EXPECT_FALSE(boxes.seen[0].red) << name;
+    }
+}
+
+// Folders left under the temporary folder by a crashed run are cleared; only
+// this program's, of this user, 0700, and of a process that has ended.
+TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
+    QoTest::TempDir dir;
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(0);
+    ::waitpid(child, nullptr, 0);
+    const std::string ended = "qosearch-" + std::to_string(child) + "-";
+    const std::string running = "qosearch-" + std::to_string(::getpid()) + "-";
+    const struct {
+        std::string name;
+        fs::perms mode;
+        bool cleared;
+    } folders[] = {
+        {ended + "aB3dE6", fs::perms::owner_all, true},
+        {running + "aB3dE6", fs::perms::owner_all, false},
+        {ended + "open77", fs::perms::owner_all | fs::perms::group_read, false},
+        {ended + "toolong1", fs::perms::owner_all, false},
+        {"mine-" + std::to_string(child) + "-aB3dE6", fs::perms::owner_all, false},
+    };
+    for (const auto& f : folders) {
+        fs::create_directories(dir / f.name / "1");
+        std::ofstream(dir / f.name / "1" / "report.pdf") << "%PDF";
+        fs::permissions(dir / f.name, f.mode);
+    }
+    // A link named as ours leads elsewhere: neither it nor its target goes.
+    fs::create_directory(dir / "kept");
+    std::ofstream(dir / "kept" / "keep.txt") << "keep";
+    fs::create_directory_symlink(dir / "kept", dir / (ended + "link00"));
+
+    EXPECT_EQ(AttachmentFolder::clearStale(QString::fromStdString(dir.path().string())), 1);
+    for (const auto& f : folders)
+        EXPECT_EQ(fs::exists(dir / f.name), !f.cleared) << f.name;
+    EXPECT_TRUE(fs::exists(dir / "kept" / "keep.txt"));
 }
 
 // A desktop that is slow to say which program opens ".msg" files: Open
