@@ -705,10 +705,7 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
             const auto now = std::chrono::steady_clock::now();
             if (++uncommitted < kCommitEveryDocuments && now - lastCommit < kCommitEvery)
                 return;
-            if (m_pIndexWriter) {
-                ensureRoomFor(*m_pIndexWriter);
-                m_pIndexWriter->flush();
-            }
+            commitIndex();
             uncommitted = 0;
             lastCommit = now;
         };
@@ -744,15 +741,26 @@ void CRecursiveIndexer::removeGoneFiles() {
         std::lock_guard lock(m_filesIndexedLock);
         gone.swap(m_pendingRemovals);
     }
-    if (!gone.empty() && !m_pIndexWriter)
-        throw CExceptionBase(L"No index writer is open.");
     for (const auto& path : gone) {
         if (m_bStop)
             break;
-        PathTerm term(path);
-        m_pIndexWriter->deleteDocuments(term.get());
+        removeFromIndex(path);
         ++m_iItemsRemoved;
     }
+}
+
+void CRecursiveIndexer::removeFromIndex(const std::wstring& path) {
+    if (!m_pIndexWriter)
+        throw CExceptionBase(L"No index writer is open.");
+    PathTerm term(path);
+    m_pIndexWriter->deleteDocuments(term.get());
+}
+
+void CRecursiveIndexer::commitIndex() {
+    if (!m_pIndexWriter)
+        return;
+    ensureRoomFor(*m_pIndexWriter);
+    m_pIndexWriter->flush();
 }
 
 void CRecursiveIndexer::endUpdatingIndex() {

@@ -207,6 +207,12 @@ protected:
     virtual void endUpdatingIndex();
     virtual void beginUpdatingIndexItem(const std::wstring& /*location*/) {}
     virtual void endUpdatingIndexItem(const std::wstring& location);
+    /// Makes what was written so far last: called every few seconds while
+    /// the index stage writes. The base flushes the writer.
+    virtual void commitIndex();
+    /// Removes the document of a file that is gone. The base deletes it
+    /// through the writer.
+    virtual void removeFromIndex(const std::wstring& path);
 
     /// Posts through the event sink; false when there is none or it refused.
     bool postEvent(IndexerMessage message);
