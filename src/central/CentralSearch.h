@@ -1,0 +1,35 @@
+#pragma once
+// The user's search asked of the central index: the criteria become one
+// parameterised SELECT over the chosen folders, whose rows come back as the
+// records the results list shows. The server shows the connection's role
+// only the rows of folders it may read.
+
+#include "central/PgConnection.h"
+#include "mail/EmailMetadata.h"
+#include "mail/SearchCriteria.h"
+
+#include <string>
+#include <vector>
+
+namespace Kerf::Central {
+
+/// The statement and its values for the criteria over the folders.
+struct CentralQuery {
+    std::string sql;
+    CPgConnection::Params params;
+};
+
+/// False when the criteria ask for what only the per-user index answers (a
+/// raw query text in its parser's syntax).
+bool centralIndexAnswers(const QuireLib::SearchCriteria& criteria);
+
+/// The criteria's dates are taken as they stand (adjusted by the caller).
+CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
+                               const std::vector<std::wstring>& folders);
+
+/// Runs the search; one record per matching message, in path order.
+std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
+                                                         const QuireLib::SearchCriteria& criteria,
+                                                         const std::vector<std::wstring>& folders);
+
+} // namespace Kerf::Central

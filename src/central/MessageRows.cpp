@@ -1,0 +1,203 @@
+#include "central/MessageRows.h"
+
+#include "central/TextVectors.h"
+#include "support/DateTime.h"
+#include "support/Strings.h"
+
+#include <cstdio>
+
+namespace Kerf::Central {
+namespace {
+
+// Words are taken from this much of a field; the vector's own limits come
+// long before it on any real message.
+constexpr std::size_t kMaxAnalyzedCharacters = 4u << 20;
+
+std::string words(std::wstring_view text) {
+    return toTsVectorText(text.substr(0, kMaxAnalyzedCharacters));
+}
+
+std::optional<std::string> sentDateText(const OleDate& date) {
+    if (date.GetStatus() != OleDate::valid)
+        return std::nullopt;
+    const DateTime when = Dates::fromOleDate(date.m_dt);
+    if (Dates::isNoDate(when) || !Dates::isValid(when))
+        return std::nullopt;
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", when.year, when.month,
+                  when.day, when.hour, when.minute, when.second);
+    return std::string(text);
+}
+
+std::wstring joined(const std::vector<std::wstring>& names) {
+    std::wstring text;
+    for (const auto& name : names)
+        text += (text.empty() ? L"" : L"; ") + name;
+    return text;
+}
+
+// A text array literal: every element quoted, its quotes and backslashes escaped.
+std::string arrayText(const std::vector<std::string>& values) {
+    std::string text = "{";
+    for (const auto& value : values) {
+        if (text.size() > 1)
+            text += ',';
+        text += '"';
+        for (const char c : value) {
+            if (c == '"' || c == '\\')
+                text += '\\';
+            text += c;
+        }
+        text += '"';
+    }
+    return text + "}";
+}
+
+constexpr const char* kWriteMessage = R"SQL(
+INSERT INTO qosearch.messages (path, location, folder_id, file_name, modified_ns, size,
+    subject, normalised_subject, sender, recipients_to, recipients_cc, recipients_bcc,
+    sent_date, embedded_attachments, non_embedded_attachments, attachment_names,
+    subject_words, body_words, from_words, to_words, cc_words, bcc_words, attachment_words)
+VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13::timestamp, $14, $15, $16,
+    $17::tsvector, $18::tsvector, $19::tsvector, $20::tsvector, $21::tsvector, $22::tsvector,
+    $23::tsvector)
+ON CONFLICT (path) DO UPDATE SET location = EXCLUDED.location,
+    folder_id = EXCLUDED.folder_id, file_name = EXCLUDED.file_name,
+    modified_ns = EXCLUDED.modified_ns, size = EXCLUDED.size, subject = EXCLUDED.subject,
+    normalised_subject = EXCLUDED.normalised_subject, sender = EXCLUDED.sender,
+    recipients_to = EXCLUDED.recipients_to, recipients_cc = EXCLUDED.recipients_cc,
+    recipients_bcc = EXCLUDED.recipients_bcc, sent_date = EXCLUDED.sent_date,
+    embedded_attachments = EXCLUDED.embedded_attachments,
+    non_embedded_attachments = EXCLUDED.non_embedded_attachments,
+    attachment_names = EXCLUDED.attachment_names, subject_words = EXCLUDED.subject_words,
+    body_words = EXCLUDED.body_words, from_words = EXCLUDED.from_words,
+    to_words = EXCLUDED.to_words, cc_words = EXCLUDED.cc_words, bcc_words = EXCLUDED.bcc_words,
+    attachment_words = EXCLUDED.attachment_words
+)SQL";
+
+} // namespace
+
+std::string serverText(std::wstring_view text) {
+    std::wstring clean;
+    clean.reserve(text.size());
+    for (const wchar_t c : text) {
+        if (c == 0)
+            continue;
+        clean.push_back((c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF ? L'\xFFFD' : c);
+    }
+    return Util::toNarrow(clean);
+}
+
+bool isServerPath(std::wstring_view path) {
+    for (const wchar_t c : path)
+        if (c == 0 || (c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF)
+            return false;
+    return true;
+}
+
+std::pair<std::string, std::string> pathRange(const std::wstring& folder) {
+    std::string first = Util::toNarrow(TrailDirectorySlash(folder));
+    std::string last = first;
+    last.back() = static_cast<char>('/' + 1);
+    return {std::move(first), std::move(last)};
+}
+
+CMessageRowWriter::CMessageRowWriter(std::string conninfo) : m_sConninfo(std::move(conninfo)) {}
+
+CMessageRowWriter::~CMessageRowWriter() {
+    // What was not committed is rolled back when the connection closes.
+}
+
+CPgConnection& CMessageRowWriter::connection() {
+    if (!m_pConnection) {
+        m_pConnection = std::make_unique<CPgConnection>(m_sConninfo);
+        m_pConnection->run("BEGIN");
+    }
+    return *m_pConnection;
+}
+
+std::int64_t CMessageRowWriter::writeFolder(const std::string& folder,
+                                            const std::vector<std::string>& readers) {
+    if (auto found = m_folders.find(folder); found != m_folders.end())
+        return found->second;
+    CPgConnection& db = connection();
+    const CPgResult row =
+        db.query("INSERT INTO qosearch.folders (path) VALUES ($1) "
+                 "ON CONFLICT (path) DO UPDATE SET path = EXCLUDED.path RETURNING id",
+                 {folder});
+    const std::string id = row.text(0, 0);
+    const std::string roles = arrayText(readers);
+    db.query("DELETE FROM qosearch.folder_readers WHERE folder_id = $1 AND role <> ALL($2::text[])",
+             {id, roles});
+    db.query("INSERT INTO qosearch.folder_readers (folder_id, role) "
+             "SELECT $1, unnest($2::text[]) ON CONFLICT DO NOTHING",
+             {id, roles});
+    const std::int64_t folderId = std::stoll(id);
+    m_folders.emplace(folder, folderId);
+    return folderId;
+}
+
+void CMessageRowWriter::writeMessage(const std::wstring& location, std::int64_t folderId,
+                                     const QuireLib::CEmailMetadata& record) {
+    const std::wstring path = record.GetStringValue(L"Location");
+    const auto slash = path.find_last_of(L'/');
+    const std::wstring fileName = slash == std::wstring::npos ? path : path.substr(slash + 1);
+    const auto text = [&record](const wchar_t* key) {
+        return serverText(record.GetStringValue(key));
+    };
+    const auto field = [&record](const wchar_t* key) { return words(record.GetStringValue(key)); };
+    const Search::FileState& state = record.GetFileState();
+    connection().query(
+        kWriteMessage,
+        {Util::toNarrow(path),
+         Util::toNarrow(location),
+         std::to_string(folderId),
+         Util::toNarrow(fileName),
+         std::to_string(state.modified),
+         std::to_string(state.size >= 0 ? state.size : record.GetSize()),
+         text(L"Subject"),
+         text(L"Normalised_Subject"),
+         text(L"From"),
+         text(L"To"),
+         text(L"Cc"),
+         text(L"Bcc"),
+         sentDateText(record.GetSentDate()),
+         std::to_string(record.GetEmbeddedAttachments()),
+         std::to_string(record.GetNonEmbeddedAttachments()),
+         serverText(joined(record.GetAttachmentNames())),
+         field(L"Subject"),
+         field(L"Body"),
+         field(L"From"),
+         field(L"To"),
+         field(L"Cc"),
+         field(L"Bcc"),
+         words(joined(record.GetAttachmentNames()) + L" " + record.GetAttachmentText())});
+    ++m_iUncommitted;
+}
+
+void CMessageRowWriter::removeMessage(const std::wstring& path) {
+    connection().query("DELETE FROM qosearch.messages WHERE path = $1", {Util::toNarrow(path)});
+    ++m_iUncommitted;
+}
+
+void CMessageRowWriter::commit() {
+    if (!m_pConnection)
+        return;
+    m_pConnection->run("COMMIT; BEGIN");
+    m_iUncommitted = 0;
+}
+
+void forEachRowBelow(CPgConnection& connection, const std::wstring& folder,
+                     const std::function<bool(std::string_view, const Search::FileState&)>& visit) {
+    const auto [first, last] = pathRange(folder);
+    const CPgResult rows = connection.query("SELECT path, modified_ns, size FROM qosearch.messages "
+                                            "WHERE path >= $1 AND path < $2 ORDER BY path",
+                                            {first, last});
+    for (int r = 0; r < rows.rows(); ++r) {
+        const std::string path = rows.text(r, 0);
+        if (!visit(path, Search::FileState{rows.number(r, 1), rows.number(r, 2)}))
+            return;
+    }
+}
+
+} // namespace Kerf::Central

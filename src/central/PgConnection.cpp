@@ -1,0 +1,105 @@
+#include "central/PgConnection.h"
+
+#include "support/Exception.h"
+#include "support/Strings.h"
+#include "support/Trace.h"
+
+#include <libpq-fe.h>
+
+#include <cstdlib>
+
+namespace Kerf::Central {
+namespace {
+
+// The server's notices ("already exists, skipping") go to the trace log, not
+// to the terminal of whoever runs the program.
+void traceNotice(void*, const char* message) {
+    Trace::tracef("PostgreSQL: %s", message);
+}
+
+std::wstring reasonOf(const char* text) {
+    std::string reason = text != nullptr ? text : "";
+    while (!reason.empty() && (reason.back() == '\n' || reason.back() == ' '))
+        reason.pop_back();
+    return Util::toWide(reason);
+}
+
+} // namespace
+
+CPgResult::CPgResult(pg_result* result) : m_pResult(result, &PQclear) {}
+
+int CPgResult::rows() const {
+    return PQntuples(m_pResult.get());
+}
+
+bool CPgResult::isNull(int row, int column) const {
+    return PQgetisnull(m_pResult.get(), row, column) != 0;
+}
+
+std::string CPgResult::text(int row, int column) const {
+    const char* value = PQgetvalue(m_pResult.get(), row, column);
+    return std::string(value, static_cast<std::size_t>(PQgetlength(m_pResult.get(), row, column)));
+}
+
+long long CPgResult::number(int row, int column) const {
+    return std::strtoll(PQgetvalue(m_pResult.get(), row, column), nullptr, 10);
+}
+
+CPgConnection::CPgConnection(const std::string& conninfo, std::chrono::seconds timeout) {
+    // The timeout given here wins over one in the text, so that a caller's
+    // promise to fall back in time holds whatever the settings say.
+    const std::string seconds = std::to_string(std::max<long long>(1, timeout.count()));
+    const char* keys[] = {"dbname", "connect_timeout", "client_encoding", nullptr};
+    const char* values[] = {conninfo.c_str(), seconds.c_str(), "UTF8", nullptr};
+    m_pConn = PQconnectdbParams(keys, values, 1);
+    if (m_pConn == nullptr)
+        throw CExceptionBase(L"The central index cannot be reached: out of memory.");
+    if (PQstatus(m_pConn) != CONNECTION_OK) {
+        const std::wstring reason = reasonOf(PQerrorMessage(m_pConn));
+        PQfinish(m_pConn);
+        m_pConn = nullptr;
+        throw CExceptionBase(L"The central index cannot be reached (" + reason + L")");
+    }
+    PQsetNoticeProcessor(m_pConn, &traceNotice, nullptr);
+}
+
+CPgConnection::~CPgConnection() {
+    if (m_pConn != nullptr)
+        PQfinish(m_pConn);
+}
+
+CPgResult CPgConnection::check(pg_result* result, const std::string& sql) {
+    CPgResult answer(result);
+    const ExecStatusType status = PQresultStatus(result);
+    if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK)
+        return answer;
+    std::wstring reason =
+        reasonOf(result != nullptr ? PQresultErrorMessage(result) : PQerrorMessage(m_pConn));
+    if (PQstatus(m_pConn) != CONNECTION_OK)
+        reason = L"the connection was lost: " + reason;
+    // The statement's first words say which step failed; its values are
+    // never part of it.
+    throw CExceptionBase(L"The central index refused \"" + Util::toWide(sql.substr(0, 60)) +
+                         L"\" (" + reason + L")");
+}
+
+void CPgConnection::run(const std::string& sql) {
+    check(PQexec(m_pConn, sql.c_str()), sql);
+}
+
+CPgResult CPgConnection::query(const std::string& sql, const Params& params) {
+    std::vector<const char*> values;
+    values.reserve(params.size());
+    for (const auto& param : params)
+        values.push_back(param ? param->c_str() : nullptr);
+    return check(PQexecParams(m_pConn, sql.c_str(), static_cast<int>(values.size()), nullptr,
+                              values.data(), nullptr, nullptr, 0),
+                 sql);
+}
+
+std::string CPgConnection::user() const {
+    const char* name = PQuser(m_pConn);
+    return name != nullptr ? name : "";
+}
+
+} // namespace Kerf::Central

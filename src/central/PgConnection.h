@@ -1,0 +1,59 @@
+#pragma once
+// One connection to the central index's PostgreSQL server through libpq.
+// Every statement with values goes through the parameterised call: text from
+// a message, a file name or the user never becomes part of the SQL itself.
+// A connection is used by one thread at a time.
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct pg_conn;
+struct pg_result;
+
+namespace Kerf::Central {
+
+/// The rows of one statement's answer.
+class CPgResult {
+public:
+    explicit CPgResult(pg_result* result);
+    int rows() const;
+    bool isNull(int row, int column) const;
+    /// The value as text (UTF-8); empty for NULL.
+    std::string text(int row, int column) const;
+    long long number(int row, int column) const;
+
+private:
+    std::shared_ptr<pg_result> m_pResult;
+};
+
+class CPgConnection {
+public:
+    using Params = std::vector<std::optional<std::string>>;
+
+    /// Connects with a libpq connection string ("host=... dbname=..."); the
+    /// server must answer within the timeout. Throws CExceptionBase with the
+    /// server's reason when it does not.
+    explicit CPgConnection(const std::string& conninfo,
+                           std::chrono::seconds timeout = std::chrono::seconds(10));
+    ~CPgConnection();
+    CPgConnection(const CPgConnection&) = delete;
+    CPgConnection& operator=(const CPgConnection&) = delete;
+
+    /// Runs SQL without values (it may hold several statements).
+    void run(const std::string& sql);
+    /// Runs one statement with $1... bound to the values (NULL for none).
+    CPgResult query(const std::string& sql, const Params& params = {});
+
+    /// The role the server knows this connection as.
+    std::string user() const;
+
+private:
+    CPgResult check(pg_result* result, const std::string& sql);
+
+    pg_conn* m_pConn = nullptr;
+};
+
+} // namespace Kerf::Central

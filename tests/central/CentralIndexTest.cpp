@@ -1,0 +1,139 @@
+// The central index against a real PostgreSQL server: who sees which rows,
+// and how the rows follow the files from one round to the next.
+
+#include "CentralTestSupport.h"
+#include "TempDir.h"
+
+#include "MsgWriter.h"
+#include "central/CentralSearch.h"
+#include "support/Exception.h"
+#include "support/Strings.h"
+
+#include <sys/acl.h>
+
+#include <filesystem>
+#include <set>
+
+namespace fs = std::filesystem;
+using Kerf::Central::CPgConnection;
+
+namespace {
+
+void writeMessage(const fs::path& path, const std::wstring& subject) {
+    QoMsg::MsgMessage message;
+    message.subject = subject;
+    message.body = L"Quarterly figures for " + subject;
+    message.senderName = L"Ann Example";
+    message.submitTime = QoMsg::fileTimeFromUtc(2021, 3, 4, 10, 0, 0);
+    fs::create_directories(path.parent_path());
+    QoMsg::writeMsgFile(path, message);
+}
+
+// Only the owner and the named account may list the folder.
+bool allowOnly(const fs::path& folder, const std::string& account) {
+    const std::string text = "u::rwx,g::---,o::---,m::r-x,u:" + account + ":r-x";
+    acl_t acl = acl_from_text(text.c_str());
+    const bool set = acl != nullptr && acl_set_file(folder.c_str(), ACL_TYPE_ACCESS, acl) == 0;
+    if (acl != nullptr)
+        acl_free(acl);
+    return set;
+}
+
+std::set<std::string> visiblePaths(const std::string& conninfo, const fs::path& base) {
+    CPgConnection connection(conninfo);
+    const auto rows = connection.query("SELECT path FROM qosearch.messages");
+    std::set<std::string> paths;
+    for (int r = 0; r < rows.rows(); ++r)
+        paths.insert(fs::path(rows.text(r, 0)).lexically_relative(base).string());
+    return paths;
+}
+
+// A tree of three folders: one only A may read, one only B, one everyone.
+struct FilingTree {
+    QoTest::TempDir temp;
+    fs::path root = temp / "filing";
+
+    FilingTree(const QoTest::PostgresServer& server) {
+        writeMessage(root / "a" / "1.msg", L"alpha budget");
+        writeMessage(root / "b" / "2.msg", L"beta budget");
+        writeMessage(root / "shared" / "3.msg", L"shared budget");
+        fs::permissions(temp.path(), fs::perms::owner_all | fs::perms::group_read |
+                                         fs::perms::group_exec | fs::perms::others_read |
+                                         fs::perms::others_exec);
+        aclsSet = allowOnly(root / "a", server.nameA) && allowOnly(root / "b", server.nameB);
+    }
+    bool aclsSet = false;
+};
+
+} // namespace
+
+TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
+    QO_REQUIRE_POSTGRES(server);
+    FilingTree tree(server);
+    if (!tree.aclsSet)
+        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
+    QoTest::runCentralRound(server.indexd, {tree.root.wstring()});
+
+    EXPECT_EQ(visiblePaths(server.indexd, tree.root),
+              (std::set<std::string>{"a/1.msg", "b/2.msg", "shared/3.msg"}));
+    struct Case {
+        std::string conninfo, self, other;
+        std::set<std::string> sees;
+    };
+    for (const Case& c :
+         {Case{server.userA, server.nameA, server.nameB, {"a/1.msg", "shared/3.msg"}},
+          Case{server.userB, server.nameB, server.nameA, {"b/2.msg", "shared/3.msg"}}}) {
+        SCOPED_TRACE(c.self);
+        EXPECT_EQ(visiblePaths(c.conninfo, tree.root), c.sees);
+
+        CPgConnection connection(c.conninfo);
+        Kerf::QuireLib::SearchCriteria criteria;
+        criteria.m_sSubject = L"budg";
+        EXPECT_EQ(
+            Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()}).size(),
+            c.sees.size());
+        // Nothing written by hand gets round the policy: not the other tables,
+        // not switching the policy off, not taking the other user's role.
+        for (const char* sql :
+             {"SELECT count(*) FROM qosearch.folder_readers WHERE role = $1",
+              "SELECT count(*) FROM qosearch.messages m JOIN qosearch.folder_readers r "
+              "ON r.folder_id = m.folder_id WHERE r.role = $1"})
+            EXPECT_EQ(connection.query(sql, {c.other}).number(0, 0), 0) << sql;
+        EXPECT_EQ(connection
+                      .query("SELECT count(*) FROM qosearch.folders WHERE path LIKE '%/b' "
+                             "OR path LIKE '%/a'")
+                      .number(0, 0),
+                  1);
+        EXPECT_THROW(connection.run("SET row_security = off; SELECT * FROM qosearch.messages"),
+                     Kerf::CExceptionBase);
+        EXPECT_THROW(connection.run("SET ROLE " + c.other), Kerf::CExceptionBase);
+        EXPECT_THROW(connection.run("DELETE FROM qosearch.messages"), Kerf::CExceptionBase);
+    }
+}
+
+TEST(CentralIndex, RowsFollowTheFilesFromRoundToRound) {
+    QO_REQUIRE_POSTGRES(server);
+    FilingTree tree(server);
+    if (!tree.aclsSet)
+        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
+    const std::wstring root = tree.root.wstring();
+    QoTest::runCentralRound(server.indexd, {root});
+
+    // A file deleted, one moved, and folder b opened to A without any of its
+    // files changing.
+    fs::remove(tree.root / "shared" / "3.msg");
+    fs::rename(tree.root / "a" / "1.msg", tree.root / "shared" / "1.msg");
+    allowOnly(tree.root / "b", server.nameA);
+    QoTest::runCentralRound(server.indexd, {root});
+    EXPECT_EQ(visiblePaths(server.indexd, tree.root),
+              (std::set<std::string>{"b/2.msg", "shared/1.msg"}));
+    EXPECT_EQ(visiblePaths(server.userA, tree.root),
+              (std::set<std::string>{"b/2.msg", "shared/1.msg"}));
+    EXPECT_EQ(visiblePaths(server.userB, tree.root), (std::set<std::string>{"shared/1.msg"}));
+
+    // A location that cannot be reached (a share not mounted) keeps its rows.
+    fs::rename(tree.root, tree.temp / "away");
+    QoTest::runCentralRound(server.indexd, {root});
+    fs::rename(tree.temp / "away", tree.root);
+    EXPECT_EQ(visiblePaths(server.indexd, tree.root).size(), 2u);
+}
