@@ -361,6 +361,7 @@ void CQoSearchDlg::Findnow() {
     m_searchWords = Kerf::QuireLib::searchWords(criteria);
     const std::vector<std::wstring> locations = m_pLocation->GetSearchLocations();
     m_cycle.setUnreachableLocations(m_pLocation->GetUnreachableLocations());
+    m_cycle.setCentralIndex(Kerf::Central::readCentralIndexSettings());
     if (!locations.empty())
         showResultsArea();
     // Without locations the cycle only says so.

@@ -1,3 +1,4 @@
+#include "central/CentralSettings.h"
 #include "cli/Commands.h"
 #include "cli/RecordJson.h"
 #include "cli/SearchOptions.h"
@@ -105,6 +106,18 @@ int runFind(const Args& args) {
     auto sink = std::make_shared<Kerf::Search::CQueuedEventSink>();
     Kerf::QuireLib::CMailSearchCycle cycle(view, sink, options->place);
     cycle.setRowsCarryBody(options->json);
+    if (options->central != SearchOptions::Central::never) {
+        Kerf::Central::CentralIndexSettings central = Kerf::Central::readCentralIndexSettings();
+        if (options->central == SearchOptions::Central::always) {
+            if (central.conninfo.empty()) {
+                std::cerr << "qosearch-cli: --central needs the central index's connection in "
+                             "the settings (Central Index/Connection)\n";
+                return 1;
+            }
+            central.roots = options->folders;
+        }
+        cycle.setCentralIndex(std::move(central));
+    }
     cycle.initialise();
     if (cycle.getLastError().empty()) {
         if (options->noUpdate) {

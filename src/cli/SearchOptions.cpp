@@ -82,6 +82,9 @@ std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
             options.json = true;
         } else if (forFind && arg == "--no-update") {
             options.noUpdate = true;
+        } else if (forFind && (arg == "--central" || arg == "--local-only")) {
+            options.central =
+                arg == "--central" ? SearchOptions::Central::always : SearchOptions::Central::never;
         } else if (forFind && arg == "--folder") {
             const std::string* v = path();
             if (!v)

@@ -18,6 +18,9 @@ struct SearchOptions {
     bool json = false;
     bool progress = false;
     bool noUpdate = false;
+    /// Whether the central index answers: for the folders under the roots
+    /// the settings give it (the default), for every folder, or for none.
+    enum class Central { bySettings, always, never } central = Central::bySettings;
 };
 
 /// Parses the options of "find" (allowFind) or "index". On a usage error

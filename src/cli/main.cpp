@@ -18,6 +18,7 @@ void printUsage(std::ostream& out) {
            "  qosearch-cli show [--json] FILE...\n"
            "  qosearch-cli index [--index-dir DIR] [--progress] FOLDER...\n"
            "  qosearch-cli find  [--index-dir DIR] [--no-update] [--json] [--progress]\n"
+           "                     [--central | --local-only]\n"
            "                     --folder DIR [--folder DIR]...\n"
            "                     [--subject T] [--body T] [--from T] [--to T] [--cc T]\n"
            "                     [--bcc T] [--after YYYY-MM-DD] [--before YYYY-MM-DD]\n"

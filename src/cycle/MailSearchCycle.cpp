@@ -1,9 +1,12 @@
 #include "cycle/MailSearchCycle.h"
 
+#include "central/CentralSearch.h"
 #include "mail/StatusTexts.h"
 #include "support/Assert.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
+
+#include <unistd.h>
 
 namespace Kerf::QuireLib {
 
@@ -137,6 +140,7 @@ bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories
         return false;
     }
     setStatus(StatusTexts::kSearching);
+    chooseCentralLocations();
     m_matchedMessages.clear();
     m_searchedDirectories.clear();
     m_view.deleteAllRows();
@@ -177,7 +181,7 @@ bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
     }
     if (!m_sLastError.empty())
         return false;
-    setStatus(StatusTexts::matchesFound(m_matchedMessages.size(), 0));
+    setStatus(withCentralNotice(StatusTexts::matchesFound(m_matchedMessages.size(), 0)));
     return true;
 }
 
@@ -258,7 +262,7 @@ void CMailSearchCycle::showSearchFinish() {
     // Otherwise a folder the user may not read would just look empty.
     if (const std::size_t skipped = m_pIndexer->getDirectoriesSkipped(); skipped > 0)
         status += StatusTexts::foldersNotRead(skipped);
-    setStatus(status);
+    setStatus(withCentralNotice(status));
 }
 
 void CMailSearchCycle::updateStatusViaIndexer() {
@@ -382,6 +386,7 @@ void CMailSearchCycle::searchDirectories() {
     const int waitDepth = m_iWaitDepth;
     try {
         runner.go();
+        searchCentralIndex();
         return;
     } catch (const CIndexException& e) {
         if (e.getFault() == IndexFault::Query)
@@ -450,6 +455,63 @@ void CMailSearchCycle::fail(const std::wstring& message) {
     m_sLastError = message;
     Trace::tracef("Search failed: %s\n", Util::toNarrow(message).c_str());
     setStatus(message);
+}
+
+void CMailSearchCycle::chooseCentralLocations() {
+    m_pCentral.reset();
+    m_centralLocations.clear();
+    m_sCentralNotice.clear();
+    if (!m_central.isSet())
+        return;
+    Directories local;
+    Central::splitLocations(m_central, m_locations, m_centralLocations, local);
+    if (m_centralLocations.empty())
+        return;
+    try {
+        if (!Central::centralIndexAnswers(m_criteria))
+            throw CExceptionBase(L"The central index takes no query text");
+        m_pCentral =
+            std::make_unique<Central::CPgConnection>(m_central.conninfo, Central::kAnswerWithin);
+        m_locations = std::move(local);
+    } catch (const CExceptionBase& e) {
+        m_centralLocations.clear();
+        m_sCentralNotice = Central::fallbackNotice(e.getMessage());
+    }
+}
+
+void CMailSearchCycle::searchCentralIndex() {
+    if (!m_pCentral || m_centralLocations.empty())
+        return;
+    std::vector<CEmailMetadata> records;
+    try {
+        records = Central::searchCentralIndex(*m_pCentral, m_criteria, m_centralLocations);
+    } catch (const CExceptionBase& e) {
+        // Too late to hand these locations to the per-user index's update:
+        // the status says that their matches are missing.
+        m_pCentral.reset();
+        m_sCentralNotice = Central::failureNotice(e.getMessage());
+        return;
+    }
+    if (records.empty())
+        return;
+    startOptimisedAdd(records.size());
+    for (const CEmailMetadata& record : records) {
+        const std::wstring path = record.GetStringValue(L"Location");
+        // The row says the user's role may read the folder; whether this
+        // file opens is the file system's word.
+        if (m_matchedMessages.count(path) != 0 || ::access(Util::toNarrow(path).c_str(), R_OK) != 0)
+            continue;
+        m_matchedMessages.insert(path);
+        m_searchedDirectories.insert(path.substr(0, path.find_last_of(L'/') + 1));
+        m_view.insertItem(record);
+    }
+    finishOptimisedAdd();
+}
+
+std::wstring CMailSearchCycle::withCentralNotice(std::wstring status) const {
+    if (!m_sCentralNotice.empty())
+        status += L". " + m_sCentralNotice;
+    return status;
 }
 
 } // namespace Kerf::QuireLib

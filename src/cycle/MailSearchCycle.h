@@ -12,6 +12,8 @@
 // aside until its end-of-work message arrives, and a Find Now meanwhile
 // starts once that run has ended (it holds the index's write lock until then).
 
+#include "central/CentralSettings.h"
+#include "central/PgConnection.h"
 #include "mail/MailQueryRunner.h"
 #include "mail/RecursiveMailIndexer.h"
 #include "mail/SearchCriteria.h"
@@ -82,6 +84,12 @@ public:
     /// final status of the next search names them.
     void setUnreachableLocations(std::vector<std::wstring> unreachable) {
         m_vUnreachable = std::move(unreachable);
+    }
+    /// The central index and the roots it covers: chosen locations under
+    /// them are asked of it, and of the per-user index when it does not
+    /// answer in time (the final status then says so).
+    void setCentralIndex(Central::CentralIndexSettings settings) {
+        m_central = std::move(settings);
     }
     /// Runs the query once on the index as it stands, without indexing.
     bool searchIndexOnly(const SearchCriteria& criteria, const Directories& locations);
@@ -160,6 +168,14 @@ private:
     void refreshSearch();
     void resetIndexSearcher();
     void searchDirectories();
+    /// Moves the locations the central index covers out of m_locations when
+    /// it answers; otherwise leaves them to the per-user index with a notice.
+    void chooseCentralLocations();
+    /// Adds the central index's matches that are not shown yet and that the
+    /// user may open.
+    void searchCentralIndex();
+    /// The final status with what the central index left to say.
+    std::wstring withCentralNotice(std::wstring status) const;
     void setStatus(const std::wstring& text);
     void fail(const std::wstring& message);
 
@@ -192,6 +208,10 @@ private:
     SearchCriteria m_criteria;
     Directories m_locations;
     std::vector<std::wstring> m_vUnreachable;
+    Central::CentralIndexSettings m_central;
+    std::unique_ptr<Central::CPgConnection> m_pCentral;
+    Directories m_centralLocations;
+    std::wstring m_sCentralNotice;
     PathSet m_matchedMessages;
     PathSet m_searchedDirectories;
     std::wstring m_sStatus;

@@ -4,40 +4,19 @@
 #include "CentralTestSupport.h"
 #include "TempDir.h"
 
-#include "MsgWriter.h"
 #include "central/CentralSearch.h"
 #include "support/Exception.h"
 #include "support/Strings.h"
-
-#include <sys/acl.h>
 
 #include <filesystem>
 #include <set>
 
 namespace fs = std::filesystem;
 using Kerf::Central::CPgConnection;
+using QoTest::allowOnly;
+using QoTest::FilingTree;
 
 namespace {
-
-void writeMessage(const fs::path& path, const std::wstring& subject) {
-    QoMsg::MsgMessage message;
-    message.subject = subject;
-    message.body = L"Quarterly figures for " + subject;
-    message.senderName = L"Ann Example";
-    message.submitTime = QoMsg::fileTimeFromUtc(2021, 3, 4, 10, 0, 0);
-    fs::create_directories(path.parent_path());
-    QoMsg::writeMsgFile(path, message);
-}
-
-// Only the owner and the named account may list the folder.
-bool allowOnly(const fs::path& folder, const std::string& account) {
-    const std::string text = "u::rwx,g::---,o::---,m::r-x,u:" + account + ":r-x";
-    acl_t acl = acl_from_text(text.c_str());
-    const bool set = acl != nullptr && acl_set_file(folder.c_str(), ACL_TYPE_ACCESS, acl) == 0;
-    if (acl != nullptr)
-        acl_free(acl);
-    return set;
-}
 
 std::set<std::string> visiblePaths(const std::string& conninfo, const fs::path& base) {
     CPgConnection connection(conninfo);
@@ -47,23 +26,6 @@ std::set<std::string> visiblePaths(const std::string& conninfo, const fs::path& 
         paths.insert(fs::path(rows.text(r, 0)).lexically_relative(base).string());
     return paths;
 }
-
-// A tree of three folders: one only A may read, one only B, one everyone.
-struct FilingTree {
-    QoTest::TempDir temp;
-    fs::path root = temp / "filing";
-
-    FilingTree(const QoTest::PostgresServer& server) {
-        writeMessage(root / "a" / "1.msg", L"alpha budget");
-        writeMessage(root / "b" / "2.msg", L"beta budget");
-        writeMessage(root / "shared" / "3.msg", L"shared budget");
-        fs::permissions(temp.path(), fs::perms::owner_all | fs::perms::group_read |
-                                         fs::perms::group_exec | fs::perms::others_read |
-                                         fs::perms::others_exec);
-        aclsSet = allowOnly(root / "a", server.nameA) && allowOnly(root / "b", server.nameB);
-    }
-    bool aclsSet = false;
-};
 
 } // namespace
 

@@ -1,0 +1,176 @@
+// The front ends over the central index: qosearch-cli find asks it for the
+// folders under its roots, falls back to the per-user index when it does not
+// answer, and finds what the per-user index finds; the service resumes a
+// round it was killed in without losing what it had committed.
+
+#include "CentralTestSupport.h"
+#include "CommandLine.h"
+
+#include "CorpusGenerator.h"
+#include "stores/UserSettings.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QProcess>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void setCentralIndex(const std::string& conninfo, const fs::path& root) {
+    auto settings = Kerf::QuireLib::openUserSettings();
+    settings->setValue("Central Index/Connection", QString::fromStdString(conninfo));
+    settings->setValue("Central Index/Roots", QStringList{QString::fromStdString(root.string())});
+}
+
+// A loopback port that takes connections and never answers.
+struct SilentServer {
+    int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    int port = 0;
+    SilentServer() {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        ::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        ::listen(socket, 8);
+        ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+        port = ntohs(address.sin_port);
+    }
+    ~SilentServer() { ::close(socket); }
+};
+
+std::string rowsCount(const std::string& conninfo) {
+    return Kerf::Central::CPgConnection(conninfo)
+        .query("SELECT count(*) FROM qosearch.messages")
+        .text(0, 0);
+}
+
+} // namespace
+
+TEST(CentralClient, FindAsksTheCentralIndexAndFallsBackWhenItDoesNotAnswer) {
+    QO_REQUIRE_POSTGRES(server);
+    QoTest::FilingTree tree(server);
+    if (!tree.aclsSet)
+        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
+    QoTest::ScopedUserFolders folders(tree.temp / "home");
+    QoTest::runCentralRound(server.indexd, {tree.root.wstring()});
+
+    // User A's role sees a/ and shared/ only; the per-user index sees all.
+    const std::vector<std::string> find = {"find", "--subject", "budget", "--folder",
+                                           tree.root.string()};
+    SilentServer silent;
+    struct Case {
+        std::string conninfo, option;
+        std::multiset<std::string> files;
+        std::string status;
+    };
+    const Case cases[] = {
+        {server.userA, "", {"1.msg", "3.msg"}, "2 matches found"},
+        {server.userA, "--central", {"1.msg", "3.msg"}, "2 matches found"},
+        {server.userA, "--local-only", {"1.msg", "2.msg", "3.msg"}, "3 matches found"},
+        {"host=127.0.0.1 port=1 dbname=none",
+         "",
+         {"1.msg", "2.msg", "3.msg"},
+         "Searched the per-user index instead of the central index"},
+        {"host=127.0.0.1 port=" + std::to_string(silent.port) + " dbname=none",
+         "",
+         {"1.msg", "2.msg", "3.msg"},
+         "Searched the per-user index instead of the central index"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.conninfo + " " + c.option);
+        setCentralIndex(c.conninfo, tree.root);
+        std::vector<std::string> args = find;
+        if (!c.option.empty())
+            args.push_back(c.option);
+        const QoTest::CommandResult result = QoTest::runCli(args);
+        EXPECT_TRUE(QoTest::endedSaying(result, 0, c.status));
+        EXPECT_EQ(result.fileNames(), c.files);
+    }
+}
+
+TEST(CentralClient, SameFilesAsThePerUserIndexOverTheCorpus) {
+    QO_REQUIRE_POSTGRES(server);
+    const fs::path corpus = QOSEARCH_CORPUS_DIR "/msg";
+    if (!fs::is_directory(corpus)) {
+        std::printf("Skipped: the shared corpus is not at %s\n", corpus.c_str());
+        GTEST_SKIP() << "no shared corpus";
+    }
+    QoTest::TempDir temp;
+    QoTest::ScopedUserFolders folders(temp.path());
+    QoTest::runCentralRound(server.indexd, {corpus.wstring()});
+    setCentralIndex(server.indexd, corpus);
+
+    const std::vector<std::vector<std::string>> searches = {
+        {"--subject", "re"},       {"--from", "a"},
+        {"--body", "the"},         {"--body", "meeting"},
+        {"--keywords", "invoice"}, {"--after", "2010-01-01", "--before", "2015-12-31"},
+        {"--filename", "test"},    {"--to", "j"},
+        {"--attachment", "pdf"},
+    };
+    std::size_t found = 0;
+    for (const auto& search : searches) {
+        SCOPED_TRACE(search.front() + " " + search[1]);
+        std::vector<std::string> args = {"find", "--folder", corpus.string()};
+        args.insert(args.end(), search.begin(), search.end());
+        args.push_back("--central");
+        const auto central = QoTest::runCli(args);
+        args.back() = "--local-only";
+        const auto local = QoTest::runCli(args);
+        EXPECT_EQ(central.fileNames(), local.fileNames());
+        EXPECT_EQ(central.err.find("per-user index instead"), std::string::npos) << central.err;
+        found += local.fileNames().size();
+    }
+    EXPECT_GT(found, 0u);
+}
+
+TEST(CentralClient, KilledServiceResumesWithItsCommittedRows) {
+    QO_REQUIRE_POSTGRES(server);
+    QoTest::TempDir temp;
+    const fs::path root = temp / "filing";
+    // More messages than one commit takes, so that the kill comes after one.
+    constexpr std::size_t kMessages = 3000;
+    QoMsg::generateCorpus(root, kMessages, 11);
+    fs::permissions(temp.path(), fs::perms::others_read | fs::perms::others_exec,
+                    fs::perm_options::add);
+    const fs::path settings = temp / "indexd.conf";
+    QoTest::writeFile(settings, "[Central]\nConnection=\"" + server.indexd + "\"\n");
+    QoTest::ScopedUserFolders folders(temp / "home");
+
+    const QStringList args = {"--settings", QString::fromStdString(settings.string()), "--once",
+                              "--folder", QString::fromStdString(root.string())};
+    const QString program = QOSEARCH_BINARY_DIR "/src/indexd/qosearch-indexd";
+    QProcess service;
+    service.start(program, args);
+    ASSERT_TRUE(service.waitForStarted());
+    Kerf::Central::CPgConnection watch(server.indexd);
+    std::string committed = "0";
+    for (int i = 0; i < 600 && committed == "0"; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        try {
+            committed = watch.query("SELECT count(*) FROM qosearch.messages").text(0, 0);
+        } catch (const Kerf::CExceptionBase&) {
+            // the tables are not there yet
+        }
+    }
+    service.kill();
+    service.waitForFinished();
+    ASSERT_NE(committed, "0") << "nothing was committed within a minute";
+    const std::string afterKill = rowsCount(server.indexd);
+    EXPECT_GE(std::stoul(afterKill), std::stoul(committed));
+    ASSERT_LT(std::stoul(afterKill), kMessages) << "the round ended before it was killed";
+
+    // The next round writes only what the killed one had not committed.
+    const auto result =
+        QoTest::runProgram(program.toStdString(),
+                           {"--settings", settings.string(), "--once", "--folder", root.string()});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.err.find(" " + std::to_string(kMessages - std::stoul(afterKill)) +
+                              " written, 0 removed"),
+              std::string::npos)
+        << result.err;
+    EXPECT_EQ(rowsCount(server.indexd), std::to_string(kMessages));
+}
