@@ -1,6 +1,6 @@
 #include "central/TextVectors.h"
 
-#include "central/WordTerms.h"
+#include "search/WordAnalyzer.h"
 #include "support/Strings.h"
 
 #include <algorithm>
@@ -21,17 +21,38 @@ void appendQuoted(std::string& out, std::string_view word) {
     out.push_back('\'');
 }
 
-std::string joinedWords(std::wstring_view text, const char* suffix, const char* separator) {
+// The terms of one typed word or phrase in sequence, each at its distance
+// from the one before ("'john' <-> 'smith'", "'a' <2> 'b'"); the last one a
+// prefix when asked.
+std::string sequence(const std::vector<Search::AnalyzedTerm>& terms, bool prefix) {
     std::string out;
     std::string narrow;
-    for (const WordTerm& word : analyzeWords(text)) {
-        Util::toNarrow(word.term, narrow);
+    std::int32_t last = 0;
+    for (std::size_t i = 0; i < terms.size(); ++i) {
+        Util::toNarrow(terms[i].text, narrow);
         if (narrow.size() > kMaxWordBytes)
             continue;
-        if (!out.empty())
-            out += separator;
+        if (!out.empty()) {
+            const std::int32_t distance = terms[i].position - last;
+            out += distance > 0 ? " <" + std::to_string(distance) + "> " : " & ";
+        }
+        last = terms[i].position;
         appendQuoted(out, narrow);
-        out += suffix;
+        if (prefix && i + 1 == terms.size())
+            out += ":*";
+    }
+    return out;
+}
+
+std::string typedQuery(std::wstring_view typed, bool prefix) {
+    std::string out;
+    for (const Search::TypedWords& word : Search::splitTypedWords(typed)) {
+        const std::string part = sequence(word.terms, prefix && !word.quoted);
+        if (part.empty())
+            continue;
+        if (!out.empty())
+            out += " & ";
+        out += word.terms.size() > 1 ? "(" + part + ")" : part;
     }
     return out;
 }
@@ -41,8 +62,8 @@ std::string joinedWords(std::wstring_view text, const char* suffix, const char* 
 std::string toTsVectorText(std::wstring_view text) {
     std::map<std::string, std::vector<std::uint32_t>> positions;
     std::size_t bytes = 0;
-    for (WordTerm& word : analyzeWords(text)) {
-        std::string narrow = Util::toNarrow(word.term);
+    for (const Search::AnalyzedTerm& term : Search::analyzeWords(text)) {
+        std::string narrow = Util::toNarrow(term.text);
         if (narrow.size() > kMaxWordBytes)
             continue;
         auto found = positions.find(narrow);
@@ -53,7 +74,8 @@ std::string toTsVectorText(std::wstring_view text) {
             found = positions.emplace(std::move(narrow), std::vector<std::uint32_t>{}).first;
         }
         std::vector<std::uint32_t>& list = found->second;
-        const std::uint32_t position = std::min(word.position, kMaxPosition);
+        // The server counts positions from 1.
+        const auto position = std::min(static_cast<std::uint32_t>(term.position) + 1, kMaxPosition);
         if (list.size() < kMaxPositionsPerWord && (list.empty() || list.back() != position))
             list.push_back(position);
     }
@@ -70,12 +92,12 @@ std::string toTsVectorText(std::wstring_view text) {
     return out;
 }
 
-std::string toPrefixQueryText(std::wstring_view text) {
-    return joinedWords(text, ":*", " & ");
+std::string toPrefixQueryText(std::wstring_view typed) {
+    return typedQuery(typed, true);
 }
 
-std::string toPhraseQueryText(std::wstring_view text) {
-    return joinedWords(text, "", " <-> ");
+std::string toPhraseQueryText(std::wstring_view typed) {
+    return typedQuery(typed, false);
 }
 
 } // namespace Kerf::Central

@@ -22,11 +22,13 @@ inline constexpr std::size_t kMaxVectorBytes = 900 * 1024;
 /// "'word':1,4 'other':2" for the text's words (UTF-8).
 std::string toTsVectorText(std::wstring_view text);
 
-/// Every word of the text as a prefix, all required: "'annual':* & 'rep':*".
-/// Empty when the text has no word.
-std::string toPrefixQueryText(std::wstring_view text);
+/// Every typed word as a word prefix, all required ("'annual':* & 'rep':*");
+/// a word of several terms (an address, a Chinese run) or a phrase in double
+/// quotes as its terms in sequence, a phrase without a prefix. Empty when
+/// nothing typed holds a word.
+std::string toPrefixQueryText(std::wstring_view typed);
 
-/// The text's words in sequence: "'annual' <-> 'report'". Empty when none.
-std::string toPhraseQueryText(std::wstring_view text);
+/// The same with every word whole: "'annual' & 'report'".
+std::string toPhraseQueryText(std::wstring_view typed);
 
 } // namespace Kerf::Central

@@ -23,8 +23,13 @@ TEST(CentralWords, TextBecomesVectorAndQueryText) {
     const Case cases[] = {
         {L"Annual report, ANNUAL Café", "'annual':1,3 'cafe':4 'report':2",
          "'annual':* & 'report':* & 'annual':* & 'cafe':*",
-         "'annual' <-> 'report' <-> 'annual' <-> 'cafe'"},
-        {L"東京 x", "'x':3 '京':2 '東':1", "'東':* & '京':* & 'x':*", "'東' <-> '京' <-> 'x'"},
+         "'annual' & 'report' & 'annual' & 'cafe'"},
+        // A typed address is looked for whole; a quoted phrase word by word.
+        {L"\"annual report\" ku@dolphins.jp",
+         "'annual':1 'dolphins':4 'dolphins.jp':4 'jp':5 'ku':3 'ku@dolphins.jp':3 'report':2",
+         "('annual' <1> 'report') & 'ku@dolphins.jp':*",
+         "('annual' <1> 'report') & 'ku@dolphins.jp'"},
+        {L"東京 x", "'x':2 '東京':1", "'東京':* & 'x':*", "'東京' & 'x'"},
         {L" -- ", "", "", ""},
     };
     for (const Case& c : cases) {
