@@ -10,7 +10,8 @@ set(CPACK_PACKAGE_DESCRIPTION
     "QoSearch finds saved .msg e-mail files in shared folder trees through a per-user\n"
     "full-text index, by subject, sender, recipients, body, attachments and dates.\n"
     "It reads the firm's filing locations from a store database (SQLite, MariaDB or\n"
-    "Access) and from central filing lists. Includes the command-line qosearch-cli.")
+    "Access) and from central filing lists. Includes the command-line qosearch-cli\n"
+    "and qosearch-indexd, the service that keeps one central index in PostgreSQL.")
 string(REPLACE ";" "" CPACK_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
 set(CPACK_PACKAGE_CONTACT "QoSearch maintainers <qosearch@localhost>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
