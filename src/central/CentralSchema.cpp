@@ -92,4 +92,11 @@ void createSchema(CPgConnection& connection) {
     }
 }
 
+bool wordIndexesServeUsers(CPgConnection& connection) {
+    return connection
+               .query("SELECT proleakproof FROM pg_catalog.pg_proc "
+                      "WHERE oid = 'pg_catalog.ts_match_vq(tsvector, tsquery)'::regprocedure")
+               .text(0, 0) == "t";
+}
+
 } // namespace Kerf::Central

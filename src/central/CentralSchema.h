@@ -14,4 +14,9 @@ class CPgConnection;
 /// every start.
 void createSchema(CPgConnection& connection);
 
+/// Whether the database lets searches under row-level security use the word
+/// indexes: only when a superuser has declared the match operator's function
+/// leakproof. Without it every search reads every row the user may see.
+bool wordIndexesServeUsers(CPgConnection& connection);
+
 } // namespace Kerf::Central

@@ -97,6 +97,27 @@ CPgResult CPgConnection::query(const std::string& sql, const Params& params) {
                  sql);
 }
 
+void CPgConnection::copyIn(const std::string& sql,
+                           const std::function<bool(std::string& chunk)>& fill) {
+    pg_result* started = PQexec(m_pConn, sql.c_str());
+    if (PQresultStatus(started) != PGRES_COPY_IN)
+        check(started, sql);
+    PQclear(started);
+    std::string chunk;
+    bool more = true;
+    while (more) {
+        chunk.clear();
+        more = fill(chunk);
+        if (!chunk.empty() &&
+            PQputCopyData(m_pConn, chunk.data(), static_cast<int>(chunk.size())) != 1)
+            break;
+    }
+    PQputCopyEnd(m_pConn, more ? "stopped" : nullptr);
+    check(PQgetResult(m_pConn), sql);
+    while (pg_result* rest = PQgetResult(m_pConn))
+        PQclear(rest);
+}
+
 std::string CPgConnection::user() const {
     const char* name = PQuser(m_pConn);
     return name != nullptr ? name : "";

@@ -107,6 +107,9 @@ int main(int argc, char** argv) {
     try {
         Kerf::Central::CPgConnection connection(settings->conninfo);
         Kerf::Central::createSchema(connection);
+        if (!Kerf::Central::wordIndexesServeUsers(connection))
+            say("users' searches read every row they may see: as a superuser, run ALTER "
+                "FUNCTION pg_catalog.ts_match_vq(tsvector, tsquery) LEAKPROOF in this database");
     } catch (const Kerf::CExceptionBase& e) {
         say(Kerf::Util::toNarrow(Kerf::describeWithCauses(e)));
         return 1;

@@ -92,6 +92,35 @@ TEST(CentralClient, FindAsksTheCentralIndexAndFallsBackWhenItDoesNotAnswer) {
     }
 }
 
+TEST(CentralClient, QueriesRunOnAStreamingStandby) {
+    QO_REQUIRE_POSTGRES(server);
+    if (server.standbyA.empty())
+        GTEST_SKIP()
+            << "no standby: eval \"$(scripts/postgres standby)\" after starting the server";
+    QoTest::FilingTree tree(server);
+    if (!tree.aclsSet)
+        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
+    QoTest::ScopedUserFolders folders(tree.temp / "home");
+    QoTest::runCentralRound(server.indexd, {tree.root.wstring()});
+
+    // The standby has replayed the round once it has the primary's last write.
+    const std::string written =
+        Kerf::Central::CPgConnection(server.indexd).query("SELECT pg_current_wal_lsn()").text(0, 0);
+    Kerf::Central::CPgConnection standby(server.standbyA);
+    ASSERT_EQ(standby.query("SELECT pg_is_in_recovery()").text(0, 0), "t");
+    for (int i = 0; i < 300; ++i) {
+        if (standby.query("SELECT pg_last_wal_replay_lsn() >= $1::pg_lsn", {written}).text(0, 0) ==
+            "t")
+            break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    setCentralIndex(server.standbyA, tree.root);
+    const auto result =
+        QoTest::runCli({"find", "--subject", "budget", "--folder", tree.root.string()});
+    EXPECT_TRUE(QoTest::endedSaying(result, 0, "2 matches found"));
+    EXPECT_EQ(result.fileNames(), (std::multiset<std::string>{"1.msg", "3.msg"}));
+}
+
 TEST(CentralClient, SameFilesAsThePerUserIndexOverTheCorpus) {
     QO_REQUIRE_POSTGRES(server);
     const fs::path corpus = QOSEARCH_CORPUS_DIR "/msg";
@@ -108,7 +137,7 @@ TEST(CentralClient, SameFilesAsThePerUserIndexOverTheCorpus) {
         {"--subject", "re"},       {"--from", "a"},
         {"--body", "the"},         {"--body", "meeting"},
         {"--keywords", "invoice"}, {"--after", "2010-01-01", "--before", "2015-12-31"},
-        {"--filename", "test"},    {"--to", "j"},
+        {"--filename", "test"},    {"--to", "ku"},
         {"--attachment", "pdf"},
     };
     std::size_t found = 0;

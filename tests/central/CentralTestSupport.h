@@ -24,6 +24,7 @@ namespace QoTest {
 struct PostgresServer {
     std::string indexd, userA, userB; // connection texts
     std::string nameA, nameB;         // the users' roles, named after Unix accounts
+    std::string standbyA;             // user A on the streaming standby; empty without one
 };
 
 inline std::optional<PostgresServer> postgresServer() {
@@ -33,8 +34,9 @@ inline std::optional<PostgresServer> postgresServer() {
     };
     if (get("QOSEARCH_TEST_PG_PORT").empty())
         return std::nullopt;
-    const auto conninfo = [&](const char* user, const char* password) {
-        return "host=" + get("QOSEARCH_TEST_PG_HOST") + " port=" + get("QOSEARCH_TEST_PG_PORT") +
+    const auto conninfo = [&](const char* user, const char* password,
+                              const char* port = "QOSEARCH_TEST_PG_PORT") {
+        return "host=" + get("QOSEARCH_TEST_PG_HOST") + " port=" + get(port) +
                " dbname=" + get("QOSEARCH_TEST_PG_DATABASE") + " user=" + get(user) +
                " password=" + get(password);
     };
@@ -42,7 +44,11 @@ inline std::optional<PostgresServer> postgresServer() {
         conninfo("QOSEARCH_TEST_PG_INDEXD_USER", "QOSEARCH_TEST_PG_INDEXD_PASSWORD"),
         conninfo("QOSEARCH_TEST_PG_USER_A", "QOSEARCH_TEST_PG_PASSWORD_A"),
         conninfo("QOSEARCH_TEST_PG_USER_B", "QOSEARCH_TEST_PG_PASSWORD_B"),
-        get("QOSEARCH_TEST_PG_USER_A"), get("QOSEARCH_TEST_PG_USER_B")};
+        get("QOSEARCH_TEST_PG_USER_A"), get("QOSEARCH_TEST_PG_USER_B"),
+        get("QOSEARCH_TEST_PG_STANDBY_PORT").empty()
+            ? ""
+            : conninfo("QOSEARCH_TEST_PG_USER_A", "QOSEARCH_TEST_PG_PASSWORD_A",
+                       "QOSEARCH_TEST_PG_STANDBY_PORT")};
 }
 
 /// Skips the test without a server, and empties the central index with one.
