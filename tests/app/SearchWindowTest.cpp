@@ -7,6 +7,7 @@
 #include "app/PreviewDlg.h"
 #include "app/SearchCriteriaDlg.h"
 #include "app/WindowEventSink.h"
+#include "stores/UserSettings.h"
 #include "support/Assert.h"
 
 #include <QFileInfo>
@@ -123,6 +124,29 @@ TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound
     // A second search of the index as it stands finds the same rows again.
     ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_EQ(list.GetItemCount(), static_cast<int>(kSome.size()));
+}
+
+TEST(SearchWindow, ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    copyCorpus(mail, {kSome.begin(), kSome.begin() + 2});
+    {
+        // Nothing listens on port 1 of the loopback address.
+        auto settings = Kerf::QuireLib::openUserSettings();
+        settings->setValue("Central Index/Connection", "host=127.0.0.1 port=1 dbname=none");
+        settings->setValue("Central Index/Roots",
+                           QStringList{QString::fromStdString(mail.string())});
+    }
+    auto dlg = user.openWindow();
+    QTest::mouseClick(&dlg->locationPane().GetFolderRadio(), Qt::LeftButton);
+    QLineEdit& folder = dlg->locationPane().GetFolderEdit();
+    QTest::keyClicks(&folder, QString::fromStdString(mail.string()));
+    QTest::keyClick(&folder, Qt::Key_Return);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_TRUE(isMatchesFound(status(*dlg), 2)) << Kerf::Util::toNarrow(status(*dlg));
+    EXPECT_NE(status(*dlg).find(L"Searched the per-user index instead of the central index"),
+              std::wstring::npos)
+        << Kerf::Util::toNarrow(status(*dlg));
 }
 
 TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
