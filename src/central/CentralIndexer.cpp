@@ -41,6 +41,10 @@ QuireLib::CMetadataPtr CCentralIndexer::buildMetadata(const std::wstring& path) 
     return QuireLib::CRecursiveMailIndexer::readMessageFile(path);
 }
 
+std::unique_ptr<Search::Document> CCentralIndexer::buildDocument(const QuireLib::CMetadataPtr&) {
+    return std::make_unique<Search::Document>();
+}
+
 void CCentralIndexer::scanDirectory(const std::wstring& directory) {
     if (m_sCurrentRoot.empty() || directory.rfind(m_sCurrentRoot, 0) != 0)
         m_sCurrentRoot = directory;

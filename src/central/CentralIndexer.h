@@ -22,6 +22,8 @@ public:
     ~CCentralIndexer() override;
 
     QuireLib::CMetadataPtr buildMetadata(const std::wstring& path) override;
+    /// No CLucene document: the row is made from the record itself.
+    std::unique_ptr<Search::Document> buildDocument(const QuireLib::CMetadataPtr&) override;
     void addFileToIndex(const QuireLib::CMetadataPtr& pMetadata) override;
 
     /// Files left out because their path cannot be written as text.
@@ -33,6 +35,9 @@ protected:
     void updatePathsIndexed(const std::wstring& root) override;
     void scanDirectory(const std::wstring& directory) override;
     void beginScanningDirectory(const std::wstring& directory) override;
+    void addDocument(const QuireLib::CMetadataPtr& pMetadata, Search::Document&) override {
+        addFileToIndex(pMetadata);
+    }
     void commitIndex() override;
     void removeFromIndex(const std::wstring& path) override;
     void endUpdatingIndex() override;

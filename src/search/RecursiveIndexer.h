@@ -207,6 +207,10 @@ protected:
     virtual void endUpdatingIndex();
     virtual void beginUpdatingIndexItem(const std::wstring& /*location*/) {}
     virtual void endUpdatingIndexItem(const std::wstring& location);
+    /// Writes the record's document, replacing the one of a changed file
+    /// (index thread). A subclass that keeps its index elsewhere writes the
+    /// record there instead.
+    virtual void addDocument(const QuireLib::CMetadataPtr& pMetadata, Document& document);
     /// Makes what was written so far last: called every few seconds while
     /// the index stage writes. The base flushes the writer.
     virtual void commitIndex();
@@ -332,8 +336,6 @@ private:
         QuireLib::CMetadataPtr record;
         std::unique_ptr<Document> document;
     };
-    /// Writes the record's document, replacing the one of a changed file.
-    void addDocument(const QuireLib::CMetadataPtr& pMetadata, Document& document);
 
     BoundedQueue<ReadyItem> m_itemsToBeIndexed{kDefaultQueueCapacity};
 
