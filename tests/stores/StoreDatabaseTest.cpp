@@ -13,39 +13,53 @@
 
 #include <QDate>
 
+#include <array>
+
 using namespace Kerf::QuireLib;
 using Engine = CDbTableHelper::Engine;
 using Kerf::Util::toWide;
 using StoresTest::locations;
 using StoresTest::messageOf;
 
-TEST(StoreDatabaseTexts, AccessAndMySqlConnectionStringsAndDialects) {
-    const std::wstring mdb =
-        CDbTableHelper::ConnectionString(L"MDB", L"/home/u/Quarto.mdb", L"", L"Admin", L"");
-    EXPECT_EQ(mdb,
-              L"Driver={Microsoft Access Driver (*.mdb)};Dbq=/home/u/Quarto.mdb;Uid=Admin;Pwd=;");
-    const std::wstring mysql =
-        CDbTableHelper::ConnectionString(L"MYSQL", L"quarto", L"db.example:3307", L"qo", L"p;w");
-    EXPECT_EQ(mysql, L"DRIVER={MySQL ODBC 3.51 Driver};DB=quarto;SERVER=db.example:3307;UID=qo;"
-                     L"PASSWORD={p;w};OPTION=2048;");
-    EXPECT_EQ(CDbTableHelper::EngineFromConnectionString(mdb), Engine::Access);
-    EXPECT_EQ(CDbTableHelper::EngineFromConnectionString(mysql), Engine::MySql);
+TEST(StoreDatabaseTexts, ConnectionStringsReadBackAndAccessKeepsItsDialect) {
+    // Each engine's string gives back every value under the name its opening
+    // reads, even values holding the piece separator or starting a brace.
+    const struct {
+        const wchar_t* type;
+        Engine engine;
+        std::array<std::wstring, 4> values;  // database, server, user, password
+        std::array<const wchar_t*, 4> names; // each value's name; none where it is not kept
+    } cases[] = {
+        {L"MDB",
+         Engine::Access,
+         {L"/u/Quarto.mdb", L"", L"Admin", L"{x"},
+         {L"DBQ", {}, L"UID", L"PWD"}},
+        {L"MYSQL",
+         Engine::MySql,
+         {L"qo", L"db:3307", L"qo", L"p;w"},
+         {L"DB", L"SERVER", L"UID", L"PASSWORD"}},
+        {L"SQLITE", Engine::Sqlite, {L"/srv/a;b.db", L"", L"", L""}, {L"DATABASE", {}, {}, {}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(Kerf::Util::toNarrow(c.type));
+        const auto& [database, server, user, password] = c.values;
+        const std::wstring text =
+            CDbTableHelper::ConnectionString(c.type, database, server, user, password);
+        EXPECT_EQ(CDbTableHelper::EngineFromConnectionString(text), c.engine);
+        for (size_t i = 0; i < 4; ++i)
+            EXPECT_TRUE(c.names[i] == nullptr ||
+                        CDbTableHelper::ConnectionValue(text, c.names[i]) == c.values[i])
+                << i;
+    }
     EXPECT_EQ(CDbTableHelper::EngineFromConnectionString(L"DSN=x;driver={MYSQL ODBC 5.1 Driver};"),
               Engine::MySql);
-    EXPECT_EQ(CDbTableHelper::ConnectionValue(mdb, L"DBQ"), L"/home/u/Quarto.mdb");
-    EXPECT_EQ(CDbTableHelper::ConnectionValue(mysql, L"SERVER"), L"db.example:3307");
-    EXPECT_EQ(CDbTableHelper::ConnectionValue(mysql, L"PASSWORD"), L"p;w");
-    EXPECT_EQ(CDbTableHelper::ConnectionValue(mysql, L"UID"), L"qo");
     for (const auto& unsupported : std::vector<std::function<void()>>{
              [] { CDbTableHelper::EngineFromConnectionString(L"Driver={Oracle};"); },
              [] { CDbTableHelper::ConnectionString(L"ORACLE", L"", L"", L"", L""); }})
         EXPECT_NE(messageOf(unsupported).find(L"unsupported database type"), std::wstring::npos);
 
-    // Access is only read, never written here: its dialect is checked as text.
-    EXPECT_EQ(CDbTableHelper::FindRecordSql(Engine::Access, L"tbl_store_types", L"type_id",
-                                            {{L"type", L"msg"}}, {}),
-              L"SELECT type_id FROM tbl_store_types WHERE UCase(type) LIKE UCase('msg');");
-    // Access's LIKE takes a backslash as it is.
+    // Access is only read, never written here: its dialect is checked as
+    // text. Its LIKE takes a backslash as it is.
     EXPECT_EQ(CDbTableHelper::FindRecordSql(Engine::Access, L"t", L"id", {{L"p", L"C:\\x"}}, {}),
               L"SELECT id FROM t WHERE UCase(p) LIKE UCase('C:\\x');");
 }
@@ -94,13 +108,12 @@ TEST_P(StoreTables, TypeLookupIgnoresCaseAndTheTextNullKeepsAColumn) {
     const auto rows = locations(*m_db, L"Msg");
     // Updating does not link the store to its type a second time.
     ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0].at(L"store_id"), std::to_wstring(a));
-    EXPECT_EQ(rows[0].at(L"path_location"), L"\\\\srv\\jobs\\A");
-    EXPECT_EQ(rows[0].at(L"primary_ref"), L"A'1b");
-    EXPECT_EQ(rows[0].at(L"secondary_ref"), L"B1");
-    EXPECT_EQ(rows[0].at(L"description"), L"kept");
+    EXPECT_EQ(rows[0], (LocationRow{{L"store_id", std::to_wstring(a)},
+                                    {L"path_location", L"\\\\srv\\jobs\\A"},
+                                    {L"primary_ref", L"A'1b"},
+                                    {L"secondary_ref", L"B1"},
+                                    {L"description", L"kept"}}));
     EXPECT_EQ(rows[1].at(L"primary_ref"), L"A2");
-    EXPECT_EQ(rows[1].size(), 5u);
     EXPECT_TRUE(locations(*m_db, L"none").empty());
     EXPECT_EQ(m_db->GetHelper().TableReadRecordStrings(L"tbl_stores", L"store_id", a,
                                                        {L"date_last_used"})[L"date_last_used"],
@@ -113,11 +126,11 @@ TEST_P(StoreTables, QuotesAndBackslashesRoundTripAndCannotEndTheString) {
     const long id =
         m_db->TablesUpdateOrInsertStore(path, L"O'Brien", L"C:\\jobs\\", nasty, L"it's", 0);
     const auto rows = locations(*m_db, L"IT'S");
-    ASSERT_EQ(rows.size(), 1u);
-    EXPECT_EQ(rows[0].at(L"path_location"), path);
-    EXPECT_EQ(rows[0].at(L"primary_ref"), L"O'Brien");
-    EXPECT_EQ(rows[0].at(L"secondary_ref"), L"C:\\jobs\\");
-    EXPECT_EQ(rows[0].at(L"description"), nasty);
+    EXPECT_EQ(rows, (LocationRows{{{L"store_id", std::to_wstring(id)},
+                                   {L"path_location", path},
+                                   {L"primary_ref", L"O'Brien"},
+                                   {L"secondary_ref", L"C:\\jobs\\"},
+                                   {L"description", nasty}}}));
     auto& helper = m_db->GetHelper();
     EXPECT_EQ(helper.TableFindRecord(L"tbl_stores", L"store_id", {{L"path_location", path}}, {}),
               id);
@@ -129,17 +142,12 @@ TEST_P(StoreTables, TypesNamedAlikeThrowTheRecordCountAndTheTransactionRollsBack
     auto& helper = m_db->GetHelper();
     const long kept = m_db->TablesUpdateOrInsertStore(L"/kept", L"K", L"", L"before", L"msg", 0);
     helper.TableUpdateInsert(L"tbl_store_types", L"type_id", 0, {{L"type", L"MSG"}}, {});
-    EXPECT_EQ(messageOf([&] { locations(*m_db, L"msg"); }),
-              L"Kerf::QuireLib::CDbTableHelper::TableFindRecord: invalid record count (2)");
-    // An update and an insert that fail half-way leave no trace.
-    EXPECT_NE(messageOf([&] {
-                  m_db->TablesUpdateOrInsertStore(L"NULL", L"", L"", L"after", L"msg", kept);
-              }).find(L"invalid record count (2)"),
-              std::wstring::npos);
-    EXPECT_NE(messageOf([&] {
-                  m_db->TablesUpdateOrInsertStore(L"/new", L"", L"", L"", L"msg", 0);
-              }).find(L"invalid record count (2)"),
-              std::wstring::npos);
+    // A lookup, and an update and an insert that fail half-way and leave no trace.
+    for (const auto& action : std::vector<std::function<void()>>{
+             [&] { locations(*m_db, L"msg"); },
+             [&] { m_db->TablesUpdateOrInsertStore(L"NULL", L"", L"", L"after", L"msg", kept); },
+             [&] { m_db->TablesUpdateOrInsertStore(L"/new", L"", L"", L"", L"msg", 0); }})
+        EXPECT_NE(messageOf(action).find(L"invalid record count (2)"), std::wstring::npos);
     EXPECT_EQ(helper.TableReadRecordStrings(L"tbl_stores", L"store_id", kept,
                                             {L"description"})[L"description"],
               L"before");

@@ -28,7 +28,6 @@ struct ScopedUser {
     QoTest::ScopedUserFolders folders{dir.path()};
 
     std::filesystem::path appData() const { return dir.path() / "data/Pellam/Quarto"; }
-    std::filesystem::path settingsFile() const { return dir.path() / "config/Pellam/Quarto.conf"; }
 };
 
 /// Switches the trace on while alive; text() reads what was written so far.
@@ -107,7 +106,6 @@ public:
             L"MYSQL", m_sName, m_server.tcpServer(), Kerf::Util::toWide(m_server.user),
             Kerf::Util::toWide(m_server.password));
     }
-    const MariaDbServer& server() const { return m_server; }
 
 private:
     MariaDbServer m_server;
