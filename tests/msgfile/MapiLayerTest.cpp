@@ -99,7 +99,7 @@ TEST(MapiMessage, RecipientTableListsThisMessagesOwnRecipients) {
                           {L"Dora Evans", L"dora@example.com", 3, L"SMTP", {}}};
     auto inner = std::make_shared<MsgMessage>();
     inner->recipients = {{L"Inner Person", L"inner@example.com", 1, L"SMTP", {}}};
-    written.attachments.push_back({5, L"fw.msg", {}, inner});
+    written.attachments.push_back({5, L"fw.msg", {}, inner, {}});
     OpenedMessage m = open(written);
     ASSERT_TRUE(m.message);
 

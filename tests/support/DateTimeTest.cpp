@@ -1,34 +1,13 @@
 #include "support/DateTime.h"
 
+#include "TempDir.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <ctime>
-#include <optional>
-#include <string>
 
 using namespace Kerf;
 using namespace Kerf::Dates;
-
-namespace {
-// Sets the TZ variable while alive, and puts back what was there.
-class ScopedTimeZone {
-public:
-    explicit ScopedTimeZone(const char* zone) {
-        if (const char* old = std::getenv("TZ"))
-            m_old = old;
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    ~ScopedTimeZone() {
-        m_old ? setenv("TZ", m_old->c_str(), 1) : unsetenv("TZ");
-        tzset();
-    }
-
-private:
-    std::optional<std::string> m_old;
-};
-} // namespace
 
 TEST(OleDates, DaysCountFromTheThirtiethOfDecember1899WithTheTimeRunningForward) {
     const struct {
@@ -71,7 +50,8 @@ TEST(IndexText, OrdersAsTheDatesDoAndRejectsMalformedText) {
 }
 
 TEST(LocalTime, FileTimesBecomeLocalWallClockInAZoneWithAnOffset) {
-    ScopedTimeZone zone("Europe/Berlin");
+    const QoTest::ScopedVariable zone("TZ", "Europe/Berlin");
+    tzset();
     // 2013-11-18 08:26:24 UTC is 09:26:24 in Berlin (winter time).
     const std::uint64_t fileTime = (1384763184ULL + 11644473600ULL) * 10000000ULL;
     EXPECT_EQ(fromOleDate(oleDateFromFileTime(fileTime)), (DateTime{2013, 11, 18, 9, 26, 24}));
