@@ -51,10 +51,7 @@ std::string rowsCount(const std::string& conninfo) {
 } // namespace
 
 TEST(CentralClient, FindAsksTheCentralIndexAndFallsBackWhenItDoesNotAnswer) {
-    QO_REQUIRE_POSTGRES(server);
-    QoTest::FilingTree tree(server);
-    if (!tree.aclsSet)
-        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
+    QO_REQUIRE_FILING_TREE(server, tree);
     QoTest::ScopedUserFolders folders(tree.temp / "home");
     QoTest::runCentralRound(server.indexd, {tree.root.wstring()});
 
@@ -93,13 +90,10 @@ TEST(CentralClient, FindAsksTheCentralIndexAndFallsBackWhenItDoesNotAnswer) {
 }
 
 TEST(CentralClient, QueriesRunOnAStreamingStandby) {
-    QO_REQUIRE_POSTGRES(server);
+    QO_REQUIRE_FILING_TREE(server, tree);
     if (server.standbyA.empty())
         GTEST_SKIP()
             << "no standby: eval \"$(scripts/postgres standby)\" after starting the server";
-    QoTest::FilingTree tree(server);
-    if (!tree.aclsSet)
-        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
     QoTest::ScopedUserFolders folders(tree.temp / "home");
     QoTest::runCentralRound(server.indexd, {tree.root.wstring()});
 
@@ -175,12 +169,11 @@ TEST(CentralClient, KilledServiceResumesWithItsCommittedRows) {
     QProcess service;
     service.start(program, args);
     ASSERT_TRUE(service.waitForStarted());
-    Kerf::Central::CPgConnection watch(server.indexd);
     std::string committed = "0";
     for (int i = 0; i < 600 && committed == "0"; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         try {
-            committed = watch.query("SELECT count(*) FROM qosearch.messages").text(0, 0);
+            committed = rowsCount(server.indexd);
         } catch (const Kerf::CExceptionBase&) {
             // the tables are not there yet
         }

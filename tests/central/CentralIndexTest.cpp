@@ -14,7 +14,6 @@
 namespace fs = std::filesystem;
 using Kerf::Central::CPgConnection;
 using QoTest::allowOnly;
-using QoTest::FilingTree;
 
 namespace {
 
@@ -30,10 +29,7 @@ std::set<std::string> visiblePaths(const std::string& conninfo, const fs::path& 
 } // namespace
 
 TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
-    QO_REQUIRE_POSTGRES(server);
-    FilingTree tree(server);
-    if (!tree.aclsSet)
-        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
+    QO_REQUIRE_FILING_TREE(server, tree);
     QoTest::runCentralRound(server.indexd, {tree.root.wstring()});
 
     EXPECT_EQ(visiblePaths(server.indexd, tree.root),
@@ -74,10 +70,7 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
 }
 
 TEST(CentralIndex, RowsFollowTheFilesFromRoundToRound) {
-    QO_REQUIRE_POSTGRES(server);
-    FilingTree tree(server);
-    if (!tree.aclsSet)
-        GTEST_SKIP() << "the temporary folder's file system keeps no ACLs";
+    QO_REQUIRE_FILING_TREE(server, tree);
     const std::wstring root = tree.root.wstring();
     QoTest::runCentralRound(server.indexd, {root});
 

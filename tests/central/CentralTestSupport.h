@@ -44,7 +44,8 @@ inline std::optional<PostgresServer> postgresServer() {
         conninfo("QOSEARCH_TEST_PG_INDEXD_USER", "QOSEARCH_TEST_PG_INDEXD_PASSWORD"),
         conninfo("QOSEARCH_TEST_PG_USER_A", "QOSEARCH_TEST_PG_PASSWORD_A"),
         conninfo("QOSEARCH_TEST_PG_USER_B", "QOSEARCH_TEST_PG_PASSWORD_B"),
-        get("QOSEARCH_TEST_PG_USER_A"), get("QOSEARCH_TEST_PG_USER_B"),
+        get("QOSEARCH_TEST_PG_USER_A"),
+        get("QOSEARCH_TEST_PG_USER_B"),
         get("QOSEARCH_TEST_PG_STANDBY_PORT").empty()
             ? ""
             : conninfo("QOSEARCH_TEST_PG_USER_A", "QOSEARCH_TEST_PG_PASSWORD_A",
@@ -113,5 +114,12 @@ struct FilingTree {
     }
     bool aclsSet = false;
 };
+
+/// QO_REQUIRE_POSTGRES, then the filing tree; skips where the folders keep no ACLs.
+#define QO_REQUIRE_FILING_TREE(server, tree)                                                       \
+    QO_REQUIRE_POSTGRES(server);                                                                   \
+    const QoTest::FilingTree tree(server);                                                         \
+    if (!tree.aclsSet)                                                                             \
+    GTEST_SKIP() << "the temporary folder's file system keeps no ACLs"
 
 } // namespace QoTest

@@ -45,7 +45,6 @@ TEST(LocationKinds, DecidedByTheStartOfThePath) {
 
 TEST(MsgStoresListModel, CacheKeepsTheKindAndHoldsIdenticalRowsOnce) {
     StoresTest::ScopedUser user;
-    Model model;
     const LocationRows rows = {row(L"3", L"A", L"\\\\server\\share\\jobs"),
                                row(L"3", L"A", L"\\\\server\\share\\jobs"),
                                row(L"4", L"A", L"\\\\server\\share\\jobs"),
@@ -53,19 +52,18 @@ TEST(MsgStoresListModel, CacheKeepsTheKindAndHoldsIdenticalRowsOnce) {
                                row(L"6", L"C", L"File:\\\\x"),
                                row(L"7", L"D", L"C:\\jobs"),
                                row(L"8", L"E", L"jobs\\2020")};
-    model.PushOnLocationsCache(rows, eFileSystemFolder);
-    model.PushOnLocationsCache({row(L"3", L"A", L"\\\\server\\share\\jobs")}, eFileSystemFolder);
-    model.DisplayFilteredStoreLocationsCache(L"");
-    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"3", L"4", L"6", L"7"}));
-
-    Model all;
-    all.PushOnLocationsCache(rows, eOtherLocation);
-    all.DisplayFilteredStoreLocationsCache(L"");
-    EXPECT_EQ(all.GetRowCount(), 6u);
-    Model mail;
-    mail.PushOnLocationsCache(rows, eMailClientFolder);
-    mail.DisplayFilteredStoreLocationsCache(L"");
-    EXPECT_EQ(column(mail, Model::eColLocation), (Texts{L"Outlook:\\\\Mailbox\\\\Inbox"}));
+    // Pushed again, a row already held is not added twice.
+    const std::pair<LocationKind, Texts> kinds[] = {
+        {eFileSystemFolder, {L"3", L"4", L"6", L"7"}},
+        {eOtherLocation, {L"3", L"4", L"5", L"6", L"7", L"8"}},
+        {eMailClientFolder, {L"5"}}};
+    for (const auto& [kind, ids] : kinds) {
+        Model model;
+        model.PushOnLocationsCache(rows, kind);
+        model.PushOnLocationsCache({rows.front()}, kind);
+        model.DisplayFilteredStoreLocationsCache(L"");
+        EXPECT_EQ(column(model, Model::eColStoreId), ids) << kind;
+    }
 }
 
 TEST(MsgStoresListModel, StoreIdDecidesSourceAndWhetherARowShows) {
@@ -90,18 +88,14 @@ TEST(MsgStoresListModel, FilterIgnoresCaseSpansFieldsAndKeepsTheOrder) {
                                 row(L"3", L"P-3", L"/srv/three", L"ref", L"plain"),
                                 row(L"1234", L"P-4", L"/srv/four", L"", L"")},
                                eFileSystemFolder);
-    model.Filter(L"abc");
-    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"2"}));
-    model.Filter(L"ref__desc");
-    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"1"}));
-    model.Filter(L"SRV/T");
-    EXPECT_EQ(column(model, Model::eColStoreId), (Texts{L"2", L"3"}));
-    model.Filter(L"1234"); // the hidden store id is not searched
-    EXPECT_EQ(model.GetRowCount(), 0u);
-    model.Filter(L"nothing holds this");
-    EXPECT_EQ(model.GetRowCount(), 0u);
-    model.Filter(L"");
-    EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"P-1", L"P-2", L"P-3", L"P-4"}));
+    // The hidden store id is not searched.
+    const std::pair<std::wstring, Texts> filters[] = {
+        {L"abc", {L"2"}}, {L"ref__desc", {L"1"}},      {L"SRV/T", {L"2", L"3"}},
+        {L"1234", {}},    {L"nothing holds this", {}}, {L"", {L"2", L"1", L"3", L"1234"}}};
+    for (const auto& [filter, ids] : filters) {
+        model.Filter(filter);
+        EXPECT_EQ(column(model, Model::eColStoreId), ids) << Kerf::Util::toNarrow(filter);
+    }
 
     model.Sort(Model::eColLocation, false);
     EXPECT_EQ(column(model, Model::eColLocation),
