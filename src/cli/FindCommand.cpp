@@ -2,6 +2,7 @@
 #include "cli/Commands.h"
 #include "cli/RecordJson.h"
 #include "cli/SearchOptions.h"
+#include "cli/TerminalText.h"
 #include "cycle/MailSearchCycle.h"
 #include "search/QueuedEventSink.h"
 #include "support/Strings.h"
@@ -10,7 +11,6 @@
 #include <iostream>
 
 using Kerf::QuireLib::CEmailMetadata;
-using Kerf::Util::toNarrow;
 
 namespace QoCli {
 namespace {
@@ -25,11 +25,11 @@ public:
     void showIndexerProgress(const std::wstring& text) override {
         m_sStatus = text;
         if (m_bProgress)
-            std::cerr << toNarrow(text) << "\n";
+            std::cerr << terminalText(text) << "\n";
     }
     void showNotice(const std::wstring& text) override {
         m_sStatus = text;
-        std::cerr << "qosearch-cli: " << toNarrow(text) << "\n";
+        std::cerr << "qosearch-cli: " << terminalText(text) << "\n";
     }
     void deleteAllRows() override { m_rows.clear(); }
     void startOptimisedAdd(std::size_t expectedRows) override {
@@ -48,12 +48,11 @@ private:
     std::wstring m_sStatus;
 };
 
-std::string cell(const std::wstring& text) {
-    std::string out = toNarrow(text);
-    for (char& c : out)
-        if (c == '\t' || c == '\n' || c == '\r')
-            c = ' ';
-    return out;
+std::string cell(std::wstring text) {
+    for (wchar_t& c : text)
+        if (c == L'\t' || c == L'\n' || c == L'\r')
+            c = L' ';
+    return terminalText(text);
 }
 
 void splitLocation(const std::wstring& location, std::wstring& folder, std::wstring& name) {
@@ -133,10 +132,10 @@ int runFind(const Args& args) {
     if (!failed || !view.rows().empty())
         printRows(view.rows(), options->json);
     if (failed) {
-        std::cerr << "qosearch-cli: " << toNarrow(cycle.getLastError()) << "\n";
+        std::cerr << "qosearch-cli: " << terminalText(cycle.getLastError()) << "\n";
         return 1;
     }
-    std::cerr << toNarrow(cycle.getStatusText()) << "\n";
+    std::cerr << terminalText(cycle.getStatusText()) << "\n";
     return 0;
 }
 

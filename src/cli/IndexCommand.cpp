@@ -1,5 +1,6 @@
 #include "cli/Commands.h"
 #include "cli/SearchOptions.h"
+#include "cli/TerminalText.h"
 #include "mail/RecursiveMailIndexer.h"
 #include "mail/StatusTexts.h"
 #include "search/QueuedEventSink.h"
@@ -59,12 +60,12 @@ int runIndex(const Args& args) {
             if (message->message == Kerf::Search::IndexerMessage::EndWork)
                 working = false;
             else if (options->progress)
-                std::cerr << toNarrow(indexer.buildStatusString()) << "\n";
+                std::cerr << terminalText(indexer.buildStatusString()) << "\n";
         }
         indexer.stop();
         const std::wstring error = indexer.getLastError();
         if (!error.empty()) {
-            std::cerr << "qosearch-cli: " << toNarrow(Mail::StatusTexts::indexingStopped(error))
+            std::cerr << "qosearch-cli: " << terminalText(Mail::StatusTexts::indexingStopped(error))
                       << "\n";
             return 1;
         }
@@ -76,7 +77,7 @@ int runIndex(const Args& args) {
                   << toNarrow(Mail::StatusTexts::elapsedTime(indexer.getElapsedTime()))
                   << "; index in " << toNarrow(options->place.directory) << "\n";
     } catch (const Kerf::CExceptionBase& e) {
-        std::cerr << "qosearch-cli: " << toNarrow(Kerf::describeWithCauses(e)) << "\n";
+        std::cerr << "qosearch-cli: " << terminalText(Kerf::describeWithCauses(e)) << "\n";
         return 1;
     }
     return 0;

@@ -58,6 +58,10 @@ std::string isoLocalTime(const Kerf::OleDate& date) {
     return buffer;
 }
 
+bool hasSentDate(const Kerf::QuireLib::CEmailMetadata& record) {
+    return !Kerf::Dates::isNoDate(Kerf::Dates::fromOleDate(record.GetSentDate().m_dt));
+}
+
 void writeRecordJson(std::ostream& out, const Kerf::QuireLib::CEmailMetadata& record,
                      const std::vector<std::pair<std::string, std::wstring>>& extra) {
     out << "{";
@@ -76,8 +80,10 @@ void writeRecordJson(std::ostream& out, const Kerf::QuireLib::CEmailMetadata& re
     }
     key("Size");
     out << record.GetSize();
-    key("SentDate");
-    out << '"' << isoLocalTime(record.GetSentDate()) << '"';
+    if (hasSentDate(record)) {
+        key("SentDate");
+        out << '"' << isoLocalTime(record.GetSentDate()) << '"';
+    }
     key("EmbeddedAttachments");
     out << record.GetEmbeddedAttachments();
     key("NonEmbeddedAttachments");

@@ -18,7 +18,12 @@ std::string jsonString(const std::wstring& text);
 /// "2013-11-18T09:26:24+01:00": the local wall-clock time with its offset.
 std::string isoLocalTime(const Kerf::OleDate& date);
 
-/// One record as a JSON object: the text keys it has, "Size", "SentDate",
+/// False for a message that carries no readable sent date (never sent, or
+/// damaged): it has no date to print, not 30 December 1899.
+bool hasSentDate(const Kerf::QuireLib::CEmailMetadata& record);
+
+/// One record as a JSON object: the text keys it has, "Size", "SentDate"
+/// (when it has one),
 /// the two attachment counts and the attachments' names, then any extra
 /// string pairs.
 void writeRecordJson(std::ostream& out, const Kerf::QuireLib::CEmailMetadata& record,

@@ -5,6 +5,7 @@
 
 #include "cli/Commands.h"
 #include "cli/RecordJson.h"
+#include "cli/TerminalText.h"
 
 #include "mail/EmailMetadataFile.h"
 #include "support/Strings.h"
@@ -17,7 +18,6 @@ namespace QoCli {
 namespace {
 
 using Kerf::QuireLib::CEmailMetadata_File;
-using Kerf::Util::toNarrow;
 
 const char* const kTextKeys[] = {"Location", "Subject", "Normalised_Subject", "From", "To",
                                  "Cc",       "Bcc"};
@@ -26,35 +26,38 @@ void writeText(std::ostream& out, const CEmailMetadata_File& record) {
     for (const char* key : kTextKeys) {
         const std::wstring wide = Kerf::Util::toWide(key);
         if (record.HasValue(wide))
-            out << key << ": " << toNarrow(record.GetStringValue(wide)) << "\n";
+            out << key << ": " << terminalText(record.GetStringValue(wide)) << "\n";
     }
     out << "Size: " << record.GetSize() << "\n";
-    out << "SentDate: " << isoLocalTime(record.GetSentDate()) << "\n";
+    if (hasSentDate(record))
+        out << "SentDate: " << isoLocalTime(record.GetSentDate()) << "\n";
     out << "EmbeddedAttachments: " << record.GetEmbeddedAttachments() << "\n";
     out << "NonEmbeddedAttachments: " << record.GetNonEmbeddedAttachments() << "\n";
     if (record.HasValue(L"Body")) {
         // The body's lines, indented so that they cannot be taken for keys.
         out << "Body:\n";
-        std::string line;
-        for (char c : toNarrow(record.GetStringValue(L"Body"))) {
-            if (c == '\r')
+        std::wstring line;
+        for (wchar_t c : record.GetStringValue(L"Body")) {
+            if (c == L'\r')
                 continue;
-            if (c == '\n') {
-                out << "  " << line << "\n";
+            if (c == L'\n') {
+                out << "  " << terminalText(line) << "\n";
                 line.clear();
             } else {
                 line.push_back(c);
             }
         }
         if (!line.empty())
-            out << "  " << line << "\n";
+            out << "  " << terminalText(line) << "\n";
     }
 }
 
 // Names the problem on standard error; true when the file gave a message.
-bool reportProblems(const std::string& file, const CEmailMetadata_File& record) {
+bool reportProblems(const std::string& path, const CEmailMetadata_File& record) {
+    // A name given by a shell pattern is a stranger's too.
+    const std::string file = terminalText(Kerf::Util::toWide(path));
     std::error_code ec;
-    if (!std::filesystem::exists(Kerf::Util::toPath(Kerf::Util::toWide(file)), ec)) {
+    if (!std::filesystem::exists(Kerf::Util::toPath(Kerf::Util::toWide(path)), ec)) {
         std::cerr << "qosearch-cli: \"" << file << "\": no such file\n";
         return false;
     }

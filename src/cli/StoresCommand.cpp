@@ -2,6 +2,7 @@
 // list as the location pane shows it, in its display order.
 
 #include "cli/Commands.h"
+#include "cli/TerminalText.h"
 
 #include "stores/MsgStoresListModel.h"
 #include "support/Strings.h"
@@ -21,12 +22,11 @@ constexpr const char* kKeys[CMsgStoresListModel::eColumnCount] = {
     "store_id", "source", "primary_ref", "secondary_ref", "description", "path_location"};
 
 // A tab or line break inside a field would break the row apart.
-std::string tsvField(const std::wstring& text) {
-    std::string field = Kerf::Util::toNarrow(text);
-    for (char& c : field)
-        if (c == '\t' || c == '\n' || c == '\r')
-            c = ' ';
-    return field;
+std::string tsvField(std::wstring text) {
+    for (wchar_t& c : text)
+        if (c == L'\t' || c == L'\n' || c == L'\r')
+            c = L' ';
+    return terminalText(text);
 }
 
 } // namespace
@@ -58,7 +58,7 @@ int runStores(const Args& args) {
     CMsgStoresListModel list;
     bool bProblem = false;
     list.SetErrorReporter([&bProblem](const std::wstring& text) {
-        std::cerr << "qosearch-cli: " << Kerf::Util::toNarrow(text) << "\n";
+        std::cerr << "qosearch-cli: " << terminalText(text) << "\n";
         bProblem = true;
     });
     list.LoadStoreLocations(kind);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <ctime>
 #include <fstream>
 
@@ -59,6 +60,7 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
     EXPECT_EQ(r["NonEmbeddedAttachments"], 0);
 
     EXPECT_FALSE(records[1].contains("Subject"));
+    EXPECT_FALSE(records[1].contains("SentDate")); // never sent: no 1899-12-30
     EXPECT_EQ(records[2]["Location"], missing);
     EXPECT_EQ(records[3]["Location"], foreign.string());
     EXPECT_EQ(runCli({"show", first.string(), second.string()}).status, 0);
@@ -78,6 +80,47 @@ TEST(ShowCommand, TextFormHasOneBlockPerFileAndUsageErrorsGiveTwo) {
 
     EXPECT_EQ(runCli({"show"}).status, 2);
     EXPECT_EQ(runCli({"show", "--bogus", path.string()}).status, 2);
+}
+
+// A message can retitle or clear the terminal, or make a name read backwards,
+// through what show and find print; every such character comes out escaped.
+TEST(ShowCommand, TextOutputShowsControlCharactersAsEscapes) {
+    QoTest::MsgFiles files;
+    QoMsg::MsgMessage hostile = QoTest::simpleMessage();
+    hostile.subject = L"Q3\x1B]0;owned\x07 report\x9B"
+                      L"2J \x202E"
+                      L"fdp.exe\x7F";
+    hostile.body = L"line\x1B[2J\r\nnext\tcolumn\r\n";
+    const auto path = files.write("evil\x1b[31m.msg", hostile);
+    QoTest::TempDir user;
+    QoTest::ScopedUserFolders folders{user.path()};
+    const std::string index = (user / "index").string();
+    const struct {
+        const char* what;
+        std::vector<std::string> args;
+    } cases[] = {
+        {"show", {"show", path.string()}},
+        {"find", {"find", "--index-dir", index, "--folder", files.folder().string()}},
+    };
+    for (const auto& c : cases) {
+        const QoTest::CommandResult result = runCli(c.args);
+        ASSERT_EQ(result.status, 0) << c.what << ": " << result.err;
+        for (const std::string& text : {result.out, result.err}) {
+            const bool raw = std::any_of(text.begin(), text.end(), [](char c) {
+                const auto b = static_cast<unsigned char>(c);
+                return (b < 0x20 && b != '\t' && b != '\n') || b == 0x7F;
+            });
+            EXPECT_FALSE(raw) << c.what << ": " << text;
+            EXPECT_EQ(text.find("\xC2\x9B"), std::string::npos) << c.what; // C1 CSI
+            EXPECT_EQ(text.find("\xE2\x80\xAE"), std::string::npos) << c.what;
+        }
+        EXPECT_NE(result.out.find("Q3\\x1b]0;owned\\x07 report\\x9b2J \\u202efdp.exe\\x7f"),
+                  std::string::npos)
+            << c.what << ": " << result.out;
+        EXPECT_NE(result.out.find("evil\\x1b[31m.msg"), std::string::npos) << c.what;
+    }
+    EXPECT_NE(runCli({"show", path.string()}).out.find("  line\\x1b[2J\n  next\tcolumn\n"),
+              std::string::npos);
 }
 
 } // namespace

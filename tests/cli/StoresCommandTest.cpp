@@ -35,7 +35,8 @@ void fillUser(const ScopedUser& user) {
     CQuartoDb db(L"SQLITE", Kerf::Util::toWide((user.appData() / "Quarto.db").string()), L"", L"",
                  L"");
     db.CreateTables();
-    db.TablesUpdateOrInsertStore(L"/srv/jobs/b", L"B-2", L"Acme", L"Tower\tblock", L"msg", 0);
+    db.TablesUpdateOrInsertStore(L"/srv/jobs/b", L"B-2", L"Acme", L"Tower\tblock\x1B[2J", L"msg",
+                                 0);
     db.TablesUpdateOrInsertStore(L"/srv/jobs/a", L"A-1", L"Bolt", L"", L"msg", 0);
     db.TablesUpdateOrInsertStore(L"Outlook:\\\\Mailbox\\\\Inbox", L"C-3", L"", L"", L"msg", 0);
     QoTest::writeFile(user.dir.path() / "share/list.xml",
@@ -54,7 +55,7 @@ TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
     const QoTest::CommandResult text = stores({});
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_EQ(text.out, "2\tLocal\tA-1\tBolt\t\t/srv/jobs/a\n"
-                        "1\tLocal\tB-2\tAcme\tTower block\t/srv/jobs/b\n"
+                        "1\tLocal\tB-2\tAcme\tTower block\\x1b[2J\t/srv/jobs/b\n"
                         "-1\tCentral\tZ-9\t\tfrom the share\t\\\\server\\central\n");
 
     const QoTest::CommandResult filtered = stores({"--filter", "ACME", "--json"});
@@ -65,7 +66,7 @@ TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
     const QJsonObject row = rows[0].toObject();
     EXPECT_EQ(row.value("store_id").toString(), "1");
     EXPECT_EQ(row.value("source").toString(), "Local");
-    EXPECT_EQ(row.value("description").toString(), "Tower\tblock");
+    EXPECT_EQ(row.value("description").toString(), "Tower\tblock\x1b[2J");
     EXPECT_EQ(row.value("path_location").toString(), "/srv/jobs/b");
     EXPECT_EQ(row.keys().size(), 6);
 
