@@ -13,6 +13,7 @@
 #include <libxml/parser.h>
 #include <libxml/xmlschemas.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
@@ -98,6 +99,7 @@ bool CCentralFilingStores::AddFilingList(const std::wstring& sRemotePath, std::w
 
 bool CCentralFilingStores::Refresh() {
     m_sRefreshError.clear();
+    m_vListProblems.clear();
     if (std::atoi(xmlParserVersion) < kMinimumParserVersion) {
         m_sRefreshError = L"The XML filing list feature requires libxml2 version 2.9.0 or "
                           L"higher installed.";
@@ -119,6 +121,9 @@ void CCentralFilingStores::SynchroniseCache() {
     std::error_code ec;
     fs::create_directories(Util::toPath(m_sCacheFolder), ec);
     for (const auto& list : m_vFilingLists) {
+        // Not even copied: the cache keeps the copy it has.
+        if (!CheckListSize(list.sRemoteFile, list.sRemoteFile))
+            continue;
         try {
             CopyRemoteFile(list.sRemoteFile, list.sCacheFile);
         } catch (const CExceptionBase& e) {
@@ -128,6 +133,20 @@ void CCentralFilingStores::SynchroniseCache() {
                           toNarrow(e.getMessage()).c_str());
         }
     }
+}
+
+bool CCentralFilingStores::CheckListSize(const std::wstring& sFile, const std::wstring& sRemote) {
+    std::error_code ec;
+    const std::uintmax_t size = fs::file_size(Util::toPath(sFile), ec);
+    if (ec || size <= kMaxListBytes)
+        return true; // one that cannot be reached fails where it is read
+    const std::wstring problem = L"The central filing list \"" + sRemote + L"\" is not read: it " +
+                                 L"holds " + std::to_wstring(size >> 20) + L" MB, more than the " +
+                                 std::to_wstring(kMaxListBytes >> 20) + L" MB a list may hold.";
+    Trace::tracef("%s\n", toNarrow(problem).c_str());
+    if (std::find(m_vListProblems.begin(), m_vListProblems.end(), problem) == m_vListProblems.end())
+        m_vListProblems.push_back(problem);
+    return false;
 }
 
 void CCentralFilingStores::CopyRemoteFile(const std::wstring& sRemote, const std::wstring& sLocal) {
@@ -165,6 +184,8 @@ void CCentralFilingStores::LoadCache() {
 }
 
 void CCentralFilingStores::LoadFilingList(const FilingList& list) {
+    if (!CheckListSize(list.sCacheFile, list.sRemoteFile))
+        throw CExceptionBase(L"The list is too large.");
     const std::string cacheFile = toNarrow(list.sCacheFile);
     const std::string schemaFile = toNarrow(m_sSchemaLocation);
     Xml::ErrorCollector errors;

@@ -6,6 +6,7 @@
 
 #include "stores/LocationRow.h"
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,10 @@ public:
     static constexpr const wchar_t* kSchemaFileName = L"FilingLocations.xsd";
     /// The oldest libxml2 this reader is known to read safely with (2.9.0).
     static constexpr int kMinimumParserVersion = 20900;
+    /// The largest list read. A tree of parsed XML takes some forty times the
+    /// file's size and parsing takes seconds per ten megabytes; a list of
+    /// 100,000 locations is under 16 MB.
+    static constexpr std::uintmax_t kMaxListBytes = 16ull << 20;
 
     struct FilingList {
         std::wstring sRemoteFile;
@@ -45,6 +50,10 @@ public:
     const SettingPairs& Settings() const { return m_vSettings; }
     const std::vector<FilingList>& FilingLists() const { return m_vFilingLists; }
     const std::wstring& GetRefreshError() const { return m_sRefreshError; }
+    /// Why lists were refused in the last Refresh (too large), one message
+    /// each, for the user: unlike a list that is out of reach for a while,
+    /// such a list stays refused until its administrator mends it.
+    const std::vector<std::wstring>& GetListProblems() const { return m_vListProblems; }
 
     const std::wstring& GetCacheFolder() const { return m_sCacheFolder; }
     const std::wstring& GetSchemaLocation() const { return m_sSchemaLocation; }
@@ -58,6 +67,8 @@ private:
     /// Throws CExceptionBase when the cached list cannot be read or is not valid.
     void LoadFilingList(const FilingList& list);
     static void CopyRemoteFile(const std::wstring& sRemote, const std::wstring& sLocal);
+    /// True when the file is small enough to read; otherwise records why not.
+    bool CheckListSize(const std::wstring& sFile, const std::wstring& sRemote);
 
     std::wstring m_sCacheFolder;
     std::wstring m_sSchemaLocation;
@@ -66,6 +77,7 @@ private:
     LocationRows m_vLocations;
     SettingPairs m_vSettings;
     std::wstring m_sRefreshError;
+    std::vector<std::wstring> m_vListProblems;
 };
 
 } // namespace Kerf::QuireLib

@@ -82,6 +82,8 @@ LocationRows CMsgStoresListModel::ReadCentralRows(std::wstring& sError) {
             sError = stores.GetRefreshError();
             return central;
         }
+        for (const std::wstring& problem : stores.GetListProblems())
+            sError += (sError.empty() ? L"" : L"\n") + problem;
         const auto& rows = stores.Locations();
         central.insert(central.end(), rows.begin(), rows.end());
         stores.Close();

@@ -27,6 +27,7 @@ struct Loaded {
     LocationRows rows;
     CCentralFilingStores::SettingPairs settings;
     std::vector<CCentralFilingStores::FilingList> lists;
+    std::vector<std::wstring> problems;
 };
 
 Loaded load(const std::vector<std::filesystem::path>& remotes) {
@@ -36,7 +37,7 @@ Loaded load(const std::vector<std::filesystem::path>& remotes) {
         EXPECT_TRUE(stores.AddFilingList(toWide(remote.string()), error)) << toNarrow(error);
     }
     EXPECT_TRUE(stores.Refresh());
-    return {stores.Locations(), stores.Settings(), stores.FilingLists()};
+    return {stores.Locations(), stores.Settings(), stores.FilingLists(), stores.GetListProblems()};
 }
 
 } // namespace
@@ -119,6 +120,30 @@ TEST(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) 
     EXPECT_NE(log.find("Remote File: " + damaged.string() + "\nxmlReadFile failed."),
               std::string::npos)
         << log;
+}
+
+// A list of hundreds of megabytes took a minute and gigabytes to parse.
+TEST(CentralFilingStores, AListOverTheSizeLimitIsRefusedWithAMessage) {
+    StoresTest::ScopedUser user;
+    const auto remote = user.dir.path() / "share/list.xml";
+    const auto huge = user.dir.path() / "share/huge.xml";
+    QoTest::writeFile(remote, kValidList);
+    std::string padded = kValidList;
+    padded.insert(padded.find("<filinglocations>"),
+                  "<!--" + std::string(CCentralFilingStores::kMaxListBytes, ' ') + "-->");
+    QoTest::writeFile(huge, padded);
+    const Loaded refused = load({huge});
+    EXPECT_TRUE(refused.rows.empty());
+    ASSERT_EQ(refused.problems.size(), 1u);
+    EXPECT_NE(refused.problems[0].find(L"\"" + toWide(huge.string()) + L"\" is not read"),
+              std::wstring::npos);
+
+    // A list that grows past the limit keeps the copy read before, and says so.
+    ASSERT_EQ(load({remote}).rows.size(), 2u);
+    QoTest::writeFile(remote, padded);
+    const Loaded grown = load({remote});
+    EXPECT_EQ(grown.rows.size(), 2u);
+    EXPECT_EQ(grown.problems.size(), 1u);
 }
 
 TEST(CentralFilingStores, ExternalEntitiesNeverPullAFileIn) {
