@@ -414,6 +414,8 @@ void CRecursiveIndexer::scanRoot(const std::wstring& root) {
     m_visitedDirectories.clear();
     m_directoriesEntered.clear();
     m_directoriesRead.clear();
+    std::error_code ec;
+    m_rootReal = fs::canonical(Util::toPath(root), ec);
     scanDirectory(root);
 }
 
@@ -465,15 +467,33 @@ void CRecursiveIndexer::scanEntry(const fs::directory_entry& entry) {
     if (!m_pendingFiles.empty() && isListingReady())
         settlePendingFiles();
     std::error_code ec;
-    // Both tests follow symbolic links: a link to a folder is walked (once,
-    // see scanDirectory), a link to a file is indexed under the link's path.
+    // Both tests follow symbolic links: a link to a file is indexed under the
+    // link's path; a link to a folder is walked (once, see scanDirectory)
+    // only when the folder lies inside the root. A link out of the tree may
+    // lead anywhere, "/" or "/proc" too, and the user chose the tree.
     if (entry.is_directory(ec)) {
+        if (entry.is_symlink(ec) && !leadsInsideRoot(entry.path())) {
+            Trace::tracef("Not following %s: it leads out of the folder being searched.\n",
+                          entry.path().c_str());
+            return;
+        }
         scanDirectory(Util::fromPath(entry.path()));
         return;
     }
     // Pipes, sockets and devices are never read: opening a pipe would block.
     if (entry.is_regular_file(ec))
         offerFile(entry, Util::fromPath(entry.path()));
+}
+
+bool CRecursiveIndexer::leadsInsideRoot(const fs::path& link) const {
+    std::error_code ec;
+    const fs::path target = fs::canonical(link, ec);
+    if (ec || m_rootReal.empty())
+        return false;
+    const std::string& root = m_rootReal.native();
+    const std::string& inside = target.native();
+    return inside.size() >= root.size() && inside.compare(0, root.size(), root) == 0 &&
+           (inside.size() == root.size() || root.back() == '/' || inside[root.size()] == '/');
 }
 
 void CRecursiveIndexer::offerFile(const fs::directory_entry& entry, const std::wstring& path) {

@@ -239,6 +239,8 @@ private:
     void indexMetadataThread();
     void scanRoot(const std::wstring& root);
     void scanEntry(const std::filesystem::directory_entry& entry);
+    /// True when the link leads to a folder inside the current root.
+    bool leadsInsideRoot(const std::filesystem::path& link) const;
     void offerFile(const std::filesystem::directory_entry& entry, const std::wstring& path);
     /// Marks the file as met and queues it unless ignore() says otherwise.
     void decideFile(const std::filesystem::directory_entry& entry, const std::wstring& path,
@@ -280,6 +282,8 @@ private:
     /// Directories (device, inode) entered below the current root, so that a
     /// link back up the tree is not walked again.
     std::set<std::pair<unsigned long, unsigned long>> m_visitedDirectories;
+    /// The current root with every link in its path resolved.
+    std::filesystem::path m_rootReal;
     /// Directories (UTF-8 paths) entered below the current root, and those
     /// of them that were listed to the end without an error.
     std::unordered_set<std::string> m_directoriesEntered;

@@ -39,19 +39,21 @@ protected:
 
 } // namespace
 
-TEST_F(IndexerFileSystem, LinksBackUpTheTreeAreNotFollowedIntoALoop) {
+// Links to files are followed; links to folders only inside the tree, once.
+TEST_F(IndexerFileSystem, LinksToFoldersAreFollowedOnlyInsideTheTree) {
     const auto a = file("a.txt");
     const auto b = file("sub/b.txt");
     QoTest::writeFile(folders.temp / "outside" / "o.txt", "elsewhere");
     fs::create_directory_symlink("..", folders.tree / "sub" / "up");
     fs::create_directory_symlink(".", folders.tree / "loop");
     fs::create_directory_symlink("../outside", folders.tree / "elsewhere");
+    fs::create_directory_symlink("/", folders.tree / "everything");
+    fs::create_symlink("../outside/o.txt", folders.tree / "linked.txt");
     fs::create_symlink("nowhere.txt", folders.tree / "dangling.txt");
     CTextIndexer indexer(folders, {wide(folders.tree)});
     ASSERT_TRUE(indexer.runToEnd());
-    // tree, sub and the linked outside folder; "up" and "loop" lead back.
-    EXPECT_EQ(indexer.getDirectoriesScanned(), 3u);
-    EXPECT_EQ(folders.locations(), sorted({a, b, folders.tree / "elsewhere" / "o.txt"}));
+    EXPECT_EQ(indexer.getDirectoriesScanned(), 2u);
+    EXPECT_EQ(folders.locations(), sorted({a, b, folders.tree / "linked.txt"}));
 }
 
 TEST_F(IndexerFileSystem, OddFileNamesAreIndexedAndFoundUnderTheirOwnPaths) {
