@@ -65,7 +65,8 @@ bool canReadEveryFile(const fs::path& directory) {
 
 bool canWriteBeside(const fs::path& directory) {
     const fs::path probe = directory / "qosearch-probe.tmp";
-    const int fd = ::open(probe.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    const int fd =
+        ::open(probe.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0)
         return false;
     const char block[512] = {};

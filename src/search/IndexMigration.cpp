@@ -1,12 +1,17 @@
 #include "search/IndexMigration.h"
 
+#include "search/IndexFolder.h"
 #include "search/IndexLocations.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <memory>
+#include <string_view>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using lucene::index::IndexReader;
@@ -22,8 +27,13 @@ fs::path markOf(const std::wstring& indexDirectory) {
 }
 
 void mark(const std::wstring& indexDirectory) {
-    std::ofstream out(markOf(indexDirectory));
-    out << "Every document carries its path, time and size.\n";
+    const int fd = openOwnFile(markOf(indexDirectory).string(), O_WRONLY | O_TRUNC);
+    if (fd < 0)
+        return; // brought over again next time
+    static constexpr std::string_view kText = "Every document carries its path, time and size.\n";
+    if (::write(fd, kText.data(), kText.size()) < 0)
+        Trace::tracef("Could not mark the index as brought over: %s\n", strerror(errno));
+    ::close(fd);
 }
 
 } // namespace
@@ -41,7 +51,8 @@ std::size_t bringIndexOver(const std::wstring& indexDirectory) {
     const std::string directory = Util::toNarrow(indexDirectory);
     std::size_t removed = 0;
     try {
-        std::unique_ptr<IndexReader> reader(IndexReader::open(directory.c_str()));
+        // It writes a list of deletions: 0600, as every file of the index.
+        std::unique_ptr<IndexReader> reader(IndexReader::open(openIndexFolder(directory), true));
         for (const std::int32_t number : documentsWithoutFileState(*reader)) {
             reader->deleteDocument(number);
             ++removed;

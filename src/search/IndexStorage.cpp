@@ -1,5 +1,6 @@
 #include "search/IndexStorage.h"
 
+#include "search/IndexFolder.h"
 #include "search/IndexHealth.h"
 #include "search/WordAnalyzer.h"
 #include "search/WordQueryParser.h"
@@ -40,10 +41,12 @@ constexpr const char* kOwnerFileName = "qosearch-writer.owner";
 class OwnerLock {
 public:
     explicit OwnerLock(const std::string& directory) {
-        std::error_code made;
-        fs::create_directories(directory, made);
-        m_fd =
-            ::open((directory + "/" + kOwnerFileName).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        const std::error_code made = makePrivateFolder(directory);
+        // Nothing in a folder that is not the user's own is opened at all.
+        m_sRefusal = refusalOfIndexFolder(directory);
+        if (!m_sRefusal.empty())
+            return;
+        m_fd = openOwnFile(directory + "/" + kOwnerFileName, O_RDWR);
         // A folder that could not be made is missing for open; say why it is.
         if (m_fd < 0)
             m_iOpenError = errno == ENOENT && made ? made.value() : errno;
@@ -64,8 +67,19 @@ public:
     bool heldElsewhere() const { return m_bHeldElsewhere; }
     /// Why the file could not be opened (errno), 0 when it could.
     int openError() const { return m_iOpenError; }
+    /// Why the folder is not one to keep an index in; empty when it is.
+    const std::wstring& refusal() const { return m_sRefusal; }
+    /// Why no lock was taken, for the user.
+    std::wstring whyNotOwned() const {
+        if (!m_sRefusal.empty())
+            return m_sRefusal;
+        if (m_bHeldElsewhere)
+            return L"Another index writer is open on this index.";
+        return Util::toWide(strerror(m_iOpenError));
+    }
 
 private:
+    std::wstring m_sRefusal;
     int m_fd = -1;
     int m_iOpenError = 0;
     bool m_bHeldElsewhere = false;
@@ -89,6 +103,11 @@ void clearStaleLock(const std::string& directory, const OwnerLock& owner) {
 // words, so one long message body would fail. Words past this many are left
 // out, which keeps the memory one document may take bounded.
 constexpr int32_t kMaxWordsPerField = 1000000;
+
+IndexWriter* openWriter(const std::string& directory, lucene::analysis::Analyzer* analyzer,
+                        bool create) {
+    return new IndexWriter(openIndexFolder(directory), analyzer, create, true);
+}
 
 IndexWriterPtr wrapWriter(IndexWriter* writer, AnalyzerPtr analyzer,
                           std::shared_ptr<OwnerLock> owner) {
@@ -243,8 +262,9 @@ void tidyIndexDirectory(const std::wstring& indexRoot, const std::wstring& index
         if (comparable(entry.path()) != live && holdsIndex(entry.path()))
             doomed.push_back(entry.path());
     }
+    // The index's own files go; the folder only when nothing else was in it.
     for (const auto& dir : doomed)
-        fs::remove_all(dir);
+        removeIndexFolder(dir.string());
 }
 
 void clearDirectory(const std::wstring& directory) {
@@ -266,10 +286,7 @@ void discardIndex(const std::wstring& indexDirectory) {
     OwnerLock owner(directory);
     if (!owner.owned())
         throw CIndexException(L"Index usage problem (" + indexDirectory + L")",
-                              CExceptionBase(owner.heldElsewhere()
-                                                 ? L"Another index writer is open on this index."
-                                                 : Util::toWide(strerror(owner.openError()))),
-                              IndexFault::Unavailable);
+                              CExceptionBase(owner.whyNotOwned()), IndexFault::Unavailable);
     for (const auto& entry : fs::directory_iterator(Util::toPath(indexDirectory))) {
         if (entry.is_regular_file() && isIndexFileName(entry.path().filename().string()))
             fs::remove(entry.path());
@@ -298,13 +315,9 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
     // serves only text given to it some other way.
     AnalyzerPtr analyzer = std::make_shared<CWordAnalyzer>(WordUse::Indexing);
     auto owner = std::make_shared<OwnerLock>(directory);
-    if (owner->heldElsewhere())
-        throw CIndexException(problem,
-                              CExceptionBase(L"Another index writer is open on this index."),
-                              IndexFault::Unavailable);
+    // A folder we cannot even write a small file in holds no writer.
     if (!owner->owned())
-        // A folder we cannot even write a small file in holds no writer.
-        throw CIndexException(problem, CExceptionBase(Util::toWide(strerror(owner->openError()))),
+        throw CIndexException(problem, CExceptionBase(owner->whyNotOwned()),
                               IndexFault::Unavailable);
     clearStaleLock(directory, *owner);
     if (holdsIndex(directory)) {
@@ -312,8 +325,7 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
         // be opened the caller learns whether it is damaged or unreachable.
         errno = 0;
         try {
-            return wrapWriter(new IndexWriter(directory.c_str(), analyzer.get(), false), analyzer,
-                              owner);
+            return wrapWriter(openWriter(directory, analyzer.get(), false), analyzer, owner);
         } catch (CLuceneError& e) {
             throw toIndexException(problem, e, errno, indexDirectory);
         }
@@ -326,7 +338,7 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
     errno = 0;
     try {
         IndexWriterPtr writer =
-            wrapWriter(new IndexWriter(directory.c_str(), analyzer.get(), true), analyzer, owner);
+            wrapWriter(openWriter(directory, analyzer.get(), true), analyzer, owner);
         writer->setUseCompoundFile(true);
         writer->optimize();
         return writer;
@@ -435,6 +447,9 @@ std::wstring partMatchingTooManyWords(Query& query, IndexReader& reader) {
 IndexSearcherPtr create(const std::wstring& indexDirectory) {
     KERF_TRACE_ENTRY("Kerf::Search::Searcher::create");
     const std::wstring problem = L"Index usage problem (" + indexDirectory + L")";
+    if (const std::wstring refusal = refusalOfIndexFolder(Util::toNarrow(indexDirectory));
+        !refusal.empty())
+        throw CIndexException(problem, CExceptionBase(refusal), IndexFault::Unavailable);
     errno = 0;
     try {
         return IndexSearcherPtr(new IndexSearcher(Util::toNarrow(indexDirectory).c_str()),

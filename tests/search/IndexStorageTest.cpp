@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,17 +60,80 @@ TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
     QoTest::writeFile(root / "notes.txt", "x");
     QoTest::writeFile(root / "photos" / "deep" / "a.jpg", "x");
     // However the live index is spelt, it and everything that is not an
-    // index survive; the index of another version goes.
+    // index survive; the index of another version goes, and of a folder that
+    // holds the user's own files beside an index only the index's files go.
     for (const std::wstring& spelling : {wide(live), wide(live) + L"/", wide(root / "." / "0.4"),
                                          wide(root / "x" / ".." / "0.4")}) {
         { createIndexWriter(L"", wide(root / "0.3")); }
+        { createIndexWriter(L"", wide(root / "mine")); }
+        QoTest::writeFile(root / "mine" / "keep.txt", "the user's own");
         tidyIndexDirectory(wide(root), spelling);
         EXPECT_FALSE(fs::exists(root / "0.3")) << Util::toNarrow(spelling);
         EXPECT_TRUE(fs::exists(live / "segments.gen")) << Util::toNarrow(spelling);
         EXPECT_TRUE(fs::exists(root / "notes.txt"));
         EXPECT_TRUE(fs::exists(root / "photos" / "deep" / "a.jpg"));
+        EXPECT_TRUE(fs::exists(root / "mine" / "keep.txt"));
+        EXPECT_FALSE(fs::exists(root / "mine" / "segments.gen"));
     }
     EXPECT_NO_THROW(tidyIndexDirectory(wide(dir / "missing"), wide(dir / "missing" / "0.4")));
+}
+
+// The index holds the text of every message: its folder is 0700, its files
+// 0600, and a folder others could plant links in is never written.
+TEST_F(IndexStorage, TheIndexFolderIsTheUsersOwnAndPlantedLinksAreNeverFollowed) {
+    {
+        auto writer = createIndexWriter(wide(root), wide(live));
+        addDoc(*writer, L"/mail/a.msg", L"salary review");
+    }
+    EXPECT_EQ(fs::status(live).permissions(), fs::perms::owner_all);
+    for (const auto& entry : fs::directory_iterator(live))
+        EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write)
+            << entry.path();
+
+    const fs::path elsewhere = dir / "elsewhere";
+    const auto plant = [&](const fs::path& folder) {
+        fs::create_directories(folder);
+        for (const char* name : {"segments_1", "_0.cfs", "qosearch-file-states"})
+            fs::create_symlink(elsewhere / name, folder / name);
+    };
+    const struct {
+        const char* what;
+        std::function<void(const fs::path&)> prepare;
+        std::string refusal;
+    } cases[] = {
+        {"planted links", plant, "holds a link"},
+        {"writable by others",
+         [&](const fs::path& folder) {
+             plant(folder);
+             fs::permissions(folder, fs::perms::all);
+         },
+         "may be written by other users"},
+        {"another user's",
+         [&](const fs::path& folder) {
+             fs::create_directories(folder);
+             if (::chown(folder.c_str(), 65534, 65534) != 0)
+                 GTEST_SKIP() << "a folder cannot be given to another user here";
+         },
+         "belongs to another user"},
+    };
+    for (const auto& c : cases) {
+        const fs::path folder = dir / c.what;
+        c.prepare(folder);
+        if (IsSkipped())
+            return;
+        for (const auto& open :
+             std::vector<std::function<void()>>{[&] { createIndexWriter(L"", wide(folder)); },
+                                                [&] { createIndexSearcher(wide(folder)); }}) {
+            try {
+                open();
+                ADD_FAILURE() << c.what << ": opened";
+            } catch (const CIndexException& e) {
+                EXPECT_NE(Util::toNarrow(describeWithCauses(e)).find(c.refusal), std::string::npos)
+                    << c.what << ": " << Util::toNarrow(describeWithCauses(e));
+            }
+        }
+        EXPECT_FALSE(fs::exists(elsewhere)) << c.what;
+    }
 }
 
 TEST_F(IndexStorage, QueriesPastTheClauseLimitSucceedUpToTheHighestLimit) {
