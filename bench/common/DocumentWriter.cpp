@@ -7,7 +7,9 @@
 
 #include <zip.h>
 
+#include <cstdio>
 #include <stdexcept>
+#include <string>
 
 namespace QoMsg {
 namespace {
@@ -55,6 +57,48 @@ std::vector<std::uint8_t> pdfDocument(const std::vector<std::string>& pages) {
     }
     const QByteArray& data = buffer.data();
     return {data.begin(), data.end()};
+}
+
+std::vector<std::uint8_t> slowPdfDocument(int levels, int fanOut) {
+    // Objects: 1 catalog, 2 page tree, 3 page, 4 page contents, then the
+    // forms from the leaf (5) up to the one the page draws (5 + levels).
+    std::vector<std::string> objects = {
+        "<< /Type /Catalog /Pages 2 0 R >>",
+        "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /XObject << /F " +
+            std::to_string(5 + levels) + " 0 R >> >> /Contents 4 0 R >>",
+    };
+    const auto stream = [](const std::string& dictionary, const std::string& content) {
+        return "<< " + dictionary + " /Length " + std::to_string(content.size()) + " >>\nstream\n" +
+               content + "\nendstream";
+    };
+    objects.push_back(stream("", "/F Do"));
+    const std::string form = "/Type /XObject /Subtype /Form /BBox [0 0 10 10]";
+    objects.push_back(stream(form, "q 1 0 0 1 0 0 cm Q"));
+    std::string calls;
+    for (int i = 0; i < fanOut; ++i)
+        calls += "/F Do ";
+    for (int level = 1; level <= levels; ++level)
+        objects.push_back(stream(form + " /Resources << /XObject << /F " +
+                                     std::to_string(4 + level) + " 0 R >> >>",
+                                 calls));
+
+    std::string pdf = "%PDF-1.4\n";
+    std::vector<std::size_t> offsets;
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        offsets.push_back(pdf.size());
+        pdf += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const std::size_t xref = pdf.size();
+    pdf += "xref\n0 " + std::to_string(objects.size() + 1) + "\n0000000000 65535 f \n";
+    char entry[32];
+    for (const std::size_t offset : offsets) {
+        std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", offset);
+        pdf += entry;
+    }
+    pdf += "trailer\n<< /Size " + std::to_string(objects.size() + 1) +
+           " /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
+    return {pdf.begin(), pdf.end()};
 }
 
 std::vector<std::uint8_t>

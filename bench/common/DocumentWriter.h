@@ -16,6 +16,11 @@ namespace QoMsg {
 /// One PDF page per entry, each with that text in it.
 std::vector<std::uint8_t> pdfDocument(const std::vector<std::string>& pages);
 
+/// A small PDF that takes a reader long to get the text of: its page draws a
+/// form that draws the form below it `fanOut` times, `levels` deep, so that
+/// the reader works through fanOut^levels forms. It holds no text.
+std::vector<std::uint8_t> slowPdfDocument(int levels = 12, int fanOut = 4);
+
 /// A .docx document with one paragraph per entry.
 std::vector<std::uint8_t> docxDocument(const std::vector<std::string>& paragraphs);
 

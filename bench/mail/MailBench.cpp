@@ -18,9 +18,14 @@
 //   mail_bench [--messages N] [--documents N] [--workdir DIR] [--reuse-index]
 //              [--up-to-date-only]
 //   mail_bench --under-load [--messages N] [--workdir DIR]
+//   mail_bench --slow-message [--messages N] [--workdir DIR]
 //
 // --under-load measures only cold indexing, alone and beside two processes
 // that keep a processor busy each at the same priority, and their ratio.
+// --slow-message measures only cold indexing of N ordinary messages (1,000
+// unless told), alone and beside one message whose twelve PDF attachments
+// are built to take their reader as long as it allows: the time until the
+// ordinary messages are all in the index, and when the slow one is.
 // --reuse-index keeps the index of an earlier run over the same corpus and
 // leaves out the cold indexing, which takes long on large corpora.
 // --up-to-date-only stops after the up-to-date find and its references: the
@@ -28,6 +33,7 @@
 
 #include "CorpusGenerator.h"
 #include "DocumentWriter.h"
+#include "MsgWriter.h"
 
 #include "cycle/MailSearchCycle.h"
 #include "mail/EmailMetadataFile.h"
@@ -181,6 +187,75 @@ void indexColdUnderLoad(const fs::path& root, const fs::path& corpus, std::size_
     std::printf("cold indexing beside two busy processes %.2f s, alone %.2f s: %.2f times as long "
                 "(target at most 3)\n",
                 loaded, alone, loaded / alone);
+}
+
+/// A mail indexer that notes when the last of the ordinary messages and
+/// when the slow one is in the index.
+class TimedIndexer : public CRecursiveMailIndexer {
+public:
+    TimedIndexer(std::shared_ptr<Search::IEventSink> sink, const fs::path& folder,
+                 const IndexPlace& place, std::wstring slow, std::size_t ordinary)
+        : CRecursiveMailIndexer(std::move(sink), SearchCriteria(), {Util::fromPath(folder)},
+                                Search::createIndexSearcher(place.directory), place),
+          m_sSlow(std::move(slow)), m_iOrdinary(ordinary) {}
+    ~TimedIndexer() override { stop(); }
+    double ordinaryDone = 0;
+    double slowDone = 0;
+
+protected:
+    void endUpdatingIndexItem(const std::wstring& location) override {
+        CRecursiveMailIndexer::endUpdatingIndexItem(location);
+        if (location == m_sSlow)
+            slowDone = secondsSince(m_start);
+        else if (++m_iIndexed == m_iOrdinary)
+            ordinaryDone = secondsSince(m_start);
+    }
+
+private:
+    const Clock::time_point m_start = Clock::now();
+    std::wstring m_sSlow;
+    std::size_t m_iOrdinary;
+    std::size_t m_iIndexed = 0;
+};
+
+/// Seconds until the ordinary messages of the folder are indexed, and until
+/// the slow one is (0 when there is none).
+std::pair<double, double> indexBeside(const fs::path& folder, const fs::path& slow,
+                                      std::size_t ordinary, const fs::path& root) {
+    const CRecursiveMailIndexer::IndexPlace place = placeIn(root);
+    { CRecursiveMailIndexer opener(place); }
+    auto sink = std::make_shared<Search::CQueuedEventSink>();
+    TimedIndexer indexer(sink, folder, place, Util::fromPath(slow), ordinary);
+    indexer.go();
+    while (true)
+        if (auto m = sink->take(std::chrono::milliseconds(50));
+            m && m->message == Search::IndexerMessage::EndWork)
+            break;
+    indexer.stop();
+    fs::remove_all(root);
+    return {indexer.ordinaryDone, indexer.slowDone};
+}
+
+void slowMessageBeside(const fs::path& work, const fs::path& corpus, std::size_t ordinary) {
+    const fs::path folder = work / ("with-slow-" + std::to_string(ordinary));
+    const fs::path slow = folder / "slow documents.msg";
+    if (!fs::exists(slow)) {
+        fs::remove_all(folder);
+        fs::copy(corpus, folder, fs::copy_options::recursive);
+        fs::remove(folder / "complete");
+        QoMsg::MsgMessage message;
+        message.subject = L"Twelve slow documents";
+        for (int i = 1; i <= 12; ++i)
+            message.attachments.push_back(
+                {1, L"slow" + std::to_wstring(i) + L".pdf", QoMsg::slowPdfDocument(), nullptr});
+        QoMsg::writeMsgFile(slow, message);
+    }
+    const fs::path root = work / ("slow-index-" + std::to_string(getpid()));
+    const double alone = indexBeside(corpus, slow, ordinary, root).first;
+    const auto [beside, slowDone] = indexBeside(folder, slow, ordinary, root);
+    std::printf("%zu ordinary messages indexed alone in %.2f s, beside the slow message in "
+                "%.2f s (%.2f times as long); the slow message was indexed after %.2f s\n",
+                ordinary, alone, beside, beside / alone, slowDone);
 }
 
 /// The records written by one thread through CLucene alone, each text field
@@ -357,6 +432,13 @@ int main(int argc, char** argv) {
     bool reuseIndex = false;
     bool underLoad = false;
     bool upToDateOnly = false;
+    bool slowMessage = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--slow-message") == 0) {
+            slowMessage = true;
+            messages = 1000;
+        }
+    }
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--reuse-index") == 0)
             reuseIndex = true;
@@ -379,6 +461,10 @@ int main(int argc, char** argv) {
     for (const auto& entry : fs::recursive_directory_iterator(corpus))
         fileCount += entry.is_regular_file() && entry.path().extension() == ".msg" ? 1 : 0;
     std::printf("corpus: %zu messages\n\n", fileCount);
+    if (slowMessage) {
+        slowMessageBeside(work, corpus, fileCount);
+        return 0;
+    }
     if (underLoad) {
         // At the priority the program is started with, as the busy processes.
         indexColdUnderLoad(work / ("load-index-" + std::to_string(getpid())), corpus, fileCount);

@@ -87,6 +87,9 @@ CQoSearchDlg::CQoSearchDlg(QWidget* parent) : CQoSearchDlg(userIndexPlace(), par
 CQoSearchDlg::CQoSearchDlg(const CRecursiveMailIndexer::IndexPlace& place, QWidget* parent)
     : QDialog(parent), m_pSink(std::make_shared<CWindowEventSink>(this)),
       m_cycle(*this, m_pSink, place) {
+    Kerf::QuireLib::DocumentText::Limits limits;
+    limits.messageBudget = Kerf::QuireLib::attachmentTextBudget();
+    m_cycle.setMessageReader(CRecursiveMailIndexer::messageFileReader(limits));
     buildControls();
     initialise();
 }

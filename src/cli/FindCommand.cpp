@@ -105,6 +105,7 @@ int runFind(const Args& args) {
     auto sink = std::make_shared<Kerf::Search::CQueuedEventSink>();
     Kerf::QuireLib::CMailSearchCycle cycle(view, sink, options->place);
     cycle.setRowsCarryBody(options->json);
+    cycle.setMessageReader(messageReader());
     if (options->central != SearchOptions::Central::never) {
         Kerf::Central::CentralIndexSettings central = Kerf::Central::readCentralIndexSettings();
         if (options->central == SearchOptions::Central::always) {

@@ -52,6 +52,7 @@ int runIndex(const Args& args) {
         auto sink = std::make_shared<Kerf::Search::CQueuedEventSink>();
         Mail::CRecursiveMailIndexer indexer(sink, Mail::SearchCriteria(), options->folders,
                                             std::move(searcher), options->place);
+        indexer.setMessageReader(messageReader());
         indexer.go();
         for (bool working = true; working;) {
             auto message = sink->take(std::chrono::milliseconds(200));

@@ -1,6 +1,7 @@
 #include "cli/SearchOptions.h"
 
 #include "cycle/UserPlaces.h"
+#include "stores/UserSettings.h"
 #include "support/Strings.h"
 
 #include <cstdio>
@@ -152,6 +153,12 @@ bool checkFolders(std::vector<std::wstring>& folders, std::string& problem) {
         folder = withoutTrailingSeparator(fromPath(path.lexically_normal()));
     }
     return true;
+}
+
+Kerf::QuireLib::CRecursiveMailIndexer::MessageReader messageReader() {
+    Kerf::QuireLib::DocumentText::Limits limits;
+    limits.messageBudget = Kerf::QuireLib::attachmentTextBudget();
+    return Kerf::QuireLib::CRecursiveMailIndexer::messageFileReader(limits);
 }
 
 } // namespace QoCli

@@ -28,6 +28,10 @@ struct SearchOptions {
 std::optional<SearchOptions> parseSearchOptions(const Args& args, bool forFind,
                                                 std::string& problem);
 
+/// The message reader of the user's settings (the time a message's
+/// attachments may take).
+Kerf::QuireLib::CRecursiveMailIndexer::MessageReader messageReader();
+
 /// The folders as absolute paths without a trailing separator; false (with
 /// the problem text) when one does not exist or is not a folder.
 bool checkFolders(std::vector<std::wstring>& folders, std::string& problem);

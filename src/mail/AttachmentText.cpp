@@ -4,6 +4,7 @@
 #include "support/Trace.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cwctype>
 
 namespace Kerf::QuireLib::AttachmentText {
@@ -19,7 +20,9 @@ public:
             add(info.name);
             m_text.push_back(kNameEnd);
             addNameWords(info.name);
-            if (info.isMessage) {
+            if (timeIsUp()) {
+                // The name is all an attachment gives once the time is up.
+            } else if (info.isMessage) {
                 if (auto attached = message.openMessage(i))
                     addAttachedMessage(*attached);
             } else {
@@ -37,6 +40,7 @@ public:
 
 private:
     bool full() const { return m_text.size() >= m_limits.maxChars; }
+    bool timeIsUp() const { return std::chrono::steady_clock::now() >= m_limits.until; }
     std::size_t left() const { return full() ? 0 : m_limits.maxChars - m_text.size(); }
 
     // Text from inside an attachment never carries the separators.
@@ -96,13 +100,18 @@ private:
 
 } // namespace
 
-std::wstring build(const CMessageAttachments& message, const DocumentText::Limits& limits) {
+std::wstring build(const CMessageAttachments& message, DocumentText::Limits limits) {
+    // One budget for the whole message: every reader below stops at its end.
+    limits.until = std::min(limits.until, std::chrono::steady_clock::now() + limits.messageBudget);
     Builder builder(limits);
     try {
         builder.addMessage(message);
     } catch (const std::exception& e) {
         Trace::tracef("AttachmentText::build: %s\n", e.what());
     }
+    if (std::chrono::steady_clock::now() >= limits.until)
+        Trace::tracef("AttachmentText::build: the time for the attachments' text ran out; "
+                      "the rest gave their names only.\n");
     return builder.take();
 }
 

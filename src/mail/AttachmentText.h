@@ -21,8 +21,10 @@ constexpr wchar_t kAttachmentEnd = L'\x1E';
 /// Attachments longer than this are not read for text; they give their name.
 constexpr std::uint64_t kMaxDocumentBytes = 32ull * 1024 * 1024;
 
-/// The field text; at most `limits.maxChars` characters in all.
-std::wstring build(const CMessageAttachments& message, const DocumentText::Limits& limits);
+/// The field text; at most `limits.maxChars` characters in all, read within
+/// `limits.messageBudget`: once it is spent, the attachments left give their
+/// names only, so that one message cannot hold up indexing for long.
+std::wstring build(const CMessageAttachments& message, DocumentText::Limits limits);
 
 /// The names of the top-level attachments in a field text, in order.
 std::vector<std::wstring> namesOf(std::wstring_view fieldText);

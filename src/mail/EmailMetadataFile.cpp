@@ -15,9 +15,11 @@ std::int32_t lowBits(std::uint64_t size) {
 
 } // namespace
 
-CEmailMetadata_File::CEmailMetadata_File(const std::wstring& path, bool CountAttachments)
+CEmailMetadata_File::CEmailMetadata_File(const std::wstring& path, bool CountAttachments,
+                                         const DocumentText::Limits& limits)
     : CEmailMetadata_Message(CountAttachments) {
     KERF_TRACE_ENTRY("Kerf::QuireLib::CEmailMetadata_File::CEmailMetadata_File");
+    SetAttachmentLimits(limits);
     SetStringValue(L"Location", path);
     std::optional<std::uint64_t> size;
     try {

@@ -13,7 +13,9 @@ namespace Kerf::QuireLib {
 
 class CEmailMetadata_File : public CEmailMetadata_Message {
 public:
-    CEmailMetadata_File(const std::wstring& path, bool CountAttachments);
+    /// `limits` bound the reading of the attachments' text.
+    CEmailMetadata_File(const std::wstring& path, bool CountAttachments,
+                        const DocumentText::Limits& limits = {});
 
     /// Whether the file opened as a message (its values may still be few).
     bool MessageRead() const { return m_bMessageRead; }

@@ -88,7 +88,7 @@ void CEmailMetadata_Message::ReadAttachments(std::shared_ptr<CStorage> storage) 
         for (const CAttachmentInfo& info : message.attachments())
             names.push_back(info.name);
         SetAttachmentNames(std::move(names));
-        SetAttachmentText(AttachmentText::build(message, DocumentText::Limits{}));
+        SetAttachmentText(AttachmentText::build(message, m_attachmentLimits));
     } catch (const std::exception& e) {
         Trace::tracef("CEmailMetadata_Message::ReadAttachments: %s\n", e.what());
     }

@@ -5,6 +5,7 @@
 #include "mail/EmailMetadata.h"
 #include "msgfile/MapiMessage.h"
 #include "msgfile/MessageAttachments.h"
+#include "text/DocumentText.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -40,8 +41,10 @@ protected:
     bool ReadInterrupted() const { return m_bInterrupted; }
 
     /// The attachments' names and text (AttachmentText.h), read from the
-    /// message at the top of `storage`. Never throws.
+    /// message at the top of `storage` within the attachment limits. Never
+    /// throws.
     void ReadAttachments(std::shared_ptr<Mapi::CStorage> storage);
+    void SetAttachmentLimits(const DocumentText::Limits& limits) { m_attachmentLimits = limits; }
 
     /// Present only while the values are read.
     std::unique_ptr<Mapi::CMessage> m_pMessage;
@@ -53,6 +56,7 @@ private:
 
     bool m_bCountAttachments;
     bool m_bInterrupted = false;
+    DocumentText::Limits m_attachmentLimits;
 };
 
 } // namespace Kerf::QuireLib

@@ -8,7 +8,9 @@
 #include "support/Strings.h"
 #include "support/Trace.h"
 
+#include <algorithm>
 #include <ctime>
+#include <thread>
 
 namespace Kerf::QuireLib {
 
@@ -27,6 +29,7 @@ CRecursiveMailIndexer::CRecursiveMailIndexer(std::shared_ptr<Search::IEventSink>
       m_bDateFilter(criteria.m_bSentAfter), m_dateFilterThreshold{
                                                 Dates::toOleDate(criteria.m_dtSentAfter)} {
     setIndexSearcher(std::move(searcher));
+    setBuildThreads(defaultReaderThreads());
     setIndexWriter(buildIndexWriter());
     // The writer is opened first, as it clears a lock that a crashed process
     // left behind; bringing an older index over needs that lock itself.
@@ -62,6 +65,18 @@ CMetadataPtr CRecursiveMailIndexer::buildMetadata(const std::wstring& path) {
 
 CMetadataPtr CRecursiveMailIndexer::readMessageFile(const std::wstring& path) {
     return std::make_shared<CEmailMetadata_File>(path, true);
+}
+
+CRecursiveMailIndexer::MessageReader
+CRecursiveMailIndexer::messageFileReader(const DocumentText::Limits& limits) {
+    return [limits](const std::wstring& path) {
+        return std::make_shared<CEmailMetadata_File>(path, true, limits);
+    };
+}
+
+unsigned CRecursiveMailIndexer::defaultReaderThreads() {
+    // Reading is mostly parsing: one thread a core, within reason.
+    return std::clamp(std::thread::hardware_concurrency(), 2u, 4u);
 }
 
 std::unique_ptr<Search::Document>

@@ -7,6 +7,7 @@
 #include "mail/SearchCriteria.h"
 #include "search/EventSink.h"
 #include "search/RecursiveIndexer.h"
+#include "text/DocumentText.h"
 
 #include <cstdint>
 #include <functional>
@@ -38,6 +39,12 @@ public:
     using MessageReader = std::function<CMetadataPtr(const std::wstring& path)>;
     /// The reader every indexer uses unless told otherwise: the saved-message file's own.
     static CMetadataPtr readMessageFile(const std::wstring& path);
+    /// The same reader with other limits on the attachments' text (the time
+    /// one message may take, say).
+    static MessageReader messageFileReader(const DocumentText::Limits& limits);
+    /// Messages read at once: a message whose attachments are slow to read
+    /// holds up one of them, and the others go on.
+    static unsigned defaultReaderThreads();
     /// Replaces how message files are read (before go); a test uses it to
     /// make a read wait.
     void setMessageReader(MessageReader reader) { m_readMessage = std::move(reader); }

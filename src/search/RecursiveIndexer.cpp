@@ -277,27 +277,31 @@ void CRecursiveIndexer::startWorker() {
     // The stages do the work the user waits for: they start at the priority
     // the worker was started with. Only then does the worker, which merely
     // waits for them, step back.
-    std::thread stages[3];
-    bool started[3] = {false, false, false};
+    std::vector<std::thread> stages;
+    stages.reserve(2 + m_iBuildThreads);
+    bool scanning = false;
+    bool indexing = false;
+    m_iBuildThreadsRunning = m_iBuildThreads;
+    unsigned builders = 0;
     guarded("starting the indexing threads", [&] {
-        stages[0] = std::thread([this] { scanDirectoryThread(); });
-        started[0] = true;
-        stages[1] = std::thread([this] { buildMetadataThread(); });
-        started[1] = true;
-        stages[2] = std::thread([this] { indexMetadataThread(); });
-        started[2] = true;
+        stages.emplace_back([this] { scanDirectoryThread(); });
+        scanning = true;
+        for (; builders < m_iBuildThreads; ++builders)
+            stages.emplace_back([this] { buildMetadataThread(); });
+        stages.emplace_back([this] { indexMetadataThread(); });
+        indexing = true;
     });
     lowerCurrentThreadPriority();
-    for (auto& stage : stages)
-        if (stage.joinable())
-            stage.join();
     // A stage that never ran cannot mark itself finished.
-    if (!started[0])
+    if (!scanning)
         m_bScanningFinished = true;
-    if (!started[1])
-        m_bReadingFinished = true;
-    if (!started[2])
+    if (builders < m_iBuildThreads &&
+        m_iBuildThreadsRunning.fetch_sub(m_iBuildThreads - builders) == m_iBuildThreads - builders)
+        finishBuilding();
+    if (!indexing)
         m_bIndexingFinished = true;
+    for (auto& stage : stages)
+        stage.join();
     guarded("endWorkThread", [this] { endWorkThread(); });
     {
         std::lock_guard lock(m_workerLock);
@@ -643,6 +647,11 @@ void CRecursiveIndexer::beginBuildingMetadataThread() {
 }
 
 void CRecursiveIndexer::endBuildingMetadataThread() {
+    if (m_iBuildThreadsRunning.fetch_sub(1) == 1)
+        finishBuilding();
+}
+
+void CRecursiveIndexer::finishBuilding() {
     m_bReadingFinished = true;
     m_itemsToBeIndexed.finish();
 }

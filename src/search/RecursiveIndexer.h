@@ -100,6 +100,11 @@ public:
         m_sMountedTable = std::move(mounted);
     }
     void setQueueCapacity(std::size_t capacity);
+    /// Threads that build records at once (before go; at least one): with
+    /// more than one, a file that is slow to read holds up only its own
+    /// thread, and records reach the index stage in the order they are done.
+    void setBuildThreads(unsigned count) { m_iBuildThreads = count < 1 ? 1 : count; }
+    unsigned getBuildThreads() const { return m_iBuildThreads; }
     /// Bytes of paths waiting for the build stage before the walk waits.
     void setPathQueueBytes(std::size_t bytes) { m_itemsToBeRead.setCapacity(bytes); }
 
@@ -190,7 +195,8 @@ protected:
     /// as the base version would skip it; any other is offered to ignore().
     virtual void updatePathsIndexed(const std::wstring& root);
 
-    // Build thread.
+    // Build threads (each runs all of these; the last to end finishes the
+    // stage).
     virtual void buildMetadataFromQueue();
     virtual void beginBuildingMetadataThread();
     virtual void endBuildingMetadataThread();
@@ -236,6 +242,8 @@ private:
     void startWorker();
     void scanDirectoryThread();
     void buildMetadataThread();
+    /// Ends the build stage: no more records come for the index stage.
+    void finishBuilding();
     void indexMetadataThread();
     void scanRoot(const std::wstring& root);
     void scanEntry(const std::filesystem::directory_entry& entry);
@@ -329,6 +337,9 @@ private:
 
     Paths m_directories;
     Paths m_extensions;
+    unsigned m_iBuildThreads = 1;
+    /// Build threads that have not ended yet in this run.
+    std::atomic<unsigned> m_iBuildThreadsRunning{0};
 
     /// Guards m_filesIndexed, m_filesQueued and the completed total.
     mutable std::mutex m_filesIndexedLock;

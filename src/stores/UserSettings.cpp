@@ -4,6 +4,7 @@
 
 #include <QDir>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace Kerf::QuireLib {
@@ -26,6 +27,15 @@ QString userSettingsPath() {
 
 std::unique_ptr<QSettings> openUserSettings() {
     return std::make_unique<QSettings>(userSettingsPath(), QSettings::IniFormat);
+}
+
+std::chrono::seconds attachmentTextBudget() {
+    constexpr long long kDefault = 15;
+    bool ok = false;
+    const long long seconds = openUserSettings()
+                                  ->value(QStringLiteral("Search/AttachmentTextSeconds"), kDefault)
+                                  .toLongLong(&ok);
+    return std::chrono::seconds(ok ? std::clamp(seconds, 1LL, 3600LL) : kDefault);
 }
 
 } // namespace Kerf::QuireLib

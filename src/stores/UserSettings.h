@@ -8,6 +8,7 @@
 #include <QSettings>
 #include <QString>
 
+#include <chrono>
 #include <memory>
 
 namespace Kerf::QuireLib {
@@ -17,5 +18,10 @@ QString userSettingsPath();
 
 /// A settings object on that file, opened for one read or write.
 std::unique_ptr<QSettings> openUserSettings();
+
+/// "Search/AttachmentTextSeconds": the time the text of one message's
+/// attachments may take to read while indexing (15 seconds unless set;
+/// held within 1 second and 1 hour).
+std::chrono::seconds attachmentTextBudget();
 
 } // namespace Kerf::QuireLib

@@ -5,7 +5,8 @@
 //
 // Every reader is bounded: it gives at most `maxChars` characters, zip
 // members are read only up to a decompressed-size cap, and a PDF is read in
-// a child process that is killed at a deadline. Damaged or hostile input
+// a child process that is killed at a deadline (or when the process that
+// started it dies). Damaged or hostile input
 // gives no text (or what came before the damage), never a crash or a hang.
 
 #include <chrono>
@@ -34,6 +35,19 @@ struct Limits {
     /// the deadline; past the deadline it gives no text at all.
     int maxPdfPages = 500;
     std::chrono::milliseconds pdfDeadline{10000};
+    /// A PDF reading process may use this much processor time, a little more
+    /// than the deadline allows; then the kernel ends it, whatever happens to
+    /// the process that waits for it.
+    std::chrono::seconds pdfProcessorTime() const {
+        return std::chrono::ceil<std::chrono::seconds>(pdfDeadline) + std::chrono::seconds(1);
+    }
+    /// Time the text of one message's attachments may take in all, attached
+    /// messages and their attachments included; past it the attachments left
+    /// give their names only.
+    std::chrono::milliseconds messageBudget{15000};
+    /// No reading goes on past this moment; AttachmentText sets it from its
+    /// budget for the message being read.
+    std::chrono::steady_clock::time_point until = std::chrono::steady_clock::time_point::max();
     /// Memory a PDF reading process may take.
     std::uint64_t maxPdfMemoryBytes = 1024ull * 1024 * 1024;
 };

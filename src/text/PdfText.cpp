@@ -14,11 +14,13 @@
 #include <poppler/cpp/poppler-global.h>
 #include <poppler/cpp/poppler-page.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -63,7 +65,19 @@ bool writeAll(int fd, const char* data, std::size_t size) {
     return true;
 }
 
-[[noreturn]] void runChild(int out, std::span<const std::uint8_t> bytes, const Limits& limits) {
+[[noreturn]] void runChild(int out, pid_t parent, std::span<const std::uint8_t> bytes,
+                           const Limits& limits) {
+    // Killed with the process that waits for it, even by SIGKILL: an orphan
+    // would read on for nobody. The parent may have died before this was
+    // set, and then the child belongs to another process already.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent)
+        ::_exit(1);
+    // And a limit of its own, past the deadline: a process that is never
+    // waited for still ends.
+    const auto seconds = static_cast<rlim_t>(limits.pdfProcessorTime().count());
+    const rlimit processor{seconds, seconds + 1};
+    ::setrlimit(RLIMIT_CPU, &processor);
     // Pipes of other threads' children must not stay open here, or their
     // readers would wait for this child too.
     if (out > 3)
@@ -116,7 +130,9 @@ std::wstring pdfText(std::span<const std::uint8_t> bytes, const Limits& limits) 
     int fds[2];
     if (::pipe2(fds, O_CLOEXEC) != 0)
         return {};
-    const auto deadline = std::chrono::steady_clock::now() + limits.pdfDeadline;
+    const auto deadline =
+        std::min(std::chrono::steady_clock::now() + limits.pdfDeadline, limits.until);
+    const pid_t parent = ::getpid();
     const pid_t pid = ::fork();
     if (pid < 0) {
         ::close(fds[0]);
@@ -125,7 +141,7 @@ std::wstring pdfText(std::span<const std::uint8_t> bytes, const Limits& limits) 
     }
     if (pid == 0) {
         ::close(fds[0]);
-        runChild(fds[1], bytes, limits);
+        runChild(fds[1], parent, bytes, limits);
     }
     ::close(fds[1]);
 

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <set>
 
 using namespace Kerf::QuireLib;
@@ -31,6 +32,28 @@ TEST(AttachmentText, TextOfOneMessageStopsAtItsLimitAndNamesReadBack) {
     const std::wstring text = AttachmentText::build(*attachments, {});
     EXPECT_EQ(text.size(), DocumentText::Limits{}.maxChars);
     EXPECT_EQ(AttachmentText::namesOf(text), (std::vector<std::wstring>{L"one.txt", L"two.txt"}));
+}
+
+// Slow documents cost one message its budget, not an hour: past it the
+// attachments left give their names, the quick ones too.
+TEST(AttachmentText, TheMessagesTimeBudgetCutsSlowDocumentsShort) {
+    MsgMessage message = QoTest::simpleMessage();
+    for (const wchar_t* name : {L"slow1.pdf", L"slow2.pdf", L"slow3.pdf"})
+        message.attachments.push_back({1, name, QoMsg::slowPdfDocument(), nullptr});
+    message.attachments.push_back({1, L"quick.txt", bytesOf("quokka"), nullptr});
+    std::string error;
+    auto attachments = CMessageAttachments::openBytes(QoMsg::writeMsgBytes(message), error);
+    ASSERT_TRUE(attachments) << error;
+    DocumentText::Limits limits;
+    limits.pdfDeadline = std::chrono::minutes(5);
+    limits.messageBudget = std::chrono::seconds(1);
+    const auto start = std::chrono::steady_clock::now();
+    const std::wstring text = AttachmentText::build(*attachments, limits);
+    // Each document alone would run for its five minutes.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::minutes(1));
+    EXPECT_EQ(AttachmentText::namesOf(text),
+              (std::vector<std::wstring>{L"slow1.pdf", L"slow2.pdf", L"slow3.pdf", L"quick.txt"}));
+    EXPECT_EQ(text.find(L"quokka"), std::wstring::npos);
 }
 
 // Messages that differ only in where one word is: each is found by that word

@@ -10,7 +10,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cwctype>
+#include <fstream>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 using namespace Kerf::QuireLib;
 using DocumentText::Kind;
@@ -160,6 +167,47 @@ TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
     roomy.maxChars = 100;
     EXPECT_EQ(DocumentText::zipDocumentText(Kind::OfficeOpenXml, zipBomb(), roomy),
               std::wstring(100, L'a'));
+}
+
+// A PDF is read by a process of its own; killing the indexer (kill -9 too)
+// must not leave it reading on for nobody.
+TEST(DocumentText, APdfReaderDiesWithTheProcessThatStartedIt) {
+    // Orphans come to this process, so that the reader can be waited for.
+    ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    const std::vector<std::uint8_t> slow = QoMsg::slowPdfDocument();
+    const pid_t indexer = ::fork();
+    ASSERT_GE(indexer, 0);
+    if (indexer == 0) {
+        DocumentText::Limits limits;
+        limits.pdfDeadline = std::chrono::minutes(5);
+        DocumentText::pdfText(slow, limits);
+        ::_exit(0);
+    }
+    // The reader shows as the indexer's child.
+    const std::string children =
+        "/proc/" + std::to_string(indexer) + "/task/" + std::to_string(indexer) + "/children";
+    pid_t reader = 0;
+    for (int i = 0; i < 600 && reader == 0; ++i) {
+        std::ifstream(children) >> reader;
+        if (reader == 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    ::kill(indexer, SIGKILL);
+    ::waitpid(indexer, nullptr, 0);
+    ASSERT_GT(reader, 0) << "no reader was started";
+    int status = 0;
+    pid_t ended = 0;
+    for (int i = 0; i < 400 && ended == 0; ++i) {
+        ended = ::waitpid(reader, &status, WNOHANG);
+        if (ended == 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    if (ended == 0) {
+        ::kill(reader, SIGKILL);
+        ::waitpid(reader, nullptr, 0);
+    }
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+    EXPECT_EQ(ended, reader) << "the reader read on after its indexer was killed";
 }
 
 } // namespace
