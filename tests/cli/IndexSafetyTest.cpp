@@ -122,7 +122,7 @@ TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
 }
 
 TEST_F(IndexSafety, AFullFileSystemStopsIndexingWithAMessage) {
-    const auto small = ScopedMount::tmpfs(index, "size=64k");
+    const auto small = ScopedMount::tmpfs(index, "size=64k,mode=700");
     if (!small)
         GTEST_SKIP() << "no tmpfs mount here: " << std::strerror(errno);
     EXPECT_TRUE(endedSaying(indexAll(), 1, "Indexing stopped: "));

@@ -8,11 +8,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <map>
 #include <mutex>
+#include <set>
 #include <thread>
+#include <utility>
 #include <utime.h>
 
 namespace fs = std::filesystem;
@@ -34,6 +38,9 @@ public:
         {
             std::unique_lock lock(m_lock);
             const std::size_t number = ++m_iReads;
+            ++m_readsOf[path];
+            if (number <= m_iPassing)
+                m_passed.insert(path);
             m_changed.notify_all();
             m_changed.wait(lock, [&] { return m_bOpen || number <= m_iPassing; });
         }
@@ -51,9 +58,20 @@ public:
         return m_iReads;
     }
 
+    /// Files read so far, and of the files let through at once those that
+    /// were read more than once.
+    std::pair<std::size_t, std::size_t> filesAndPassedReadAgain() {
+        std::lock_guard lock(m_lock);
+        const auto again = std::count_if(m_passed.begin(), m_passed.end(),
+                                         [&](const std::wstring& p) { return m_readsOf[p] > 1; });
+        return {m_readsOf.size(), static_cast<std::size_t>(again)};
+    }
+
 private:
     std::mutex m_lock;
     std::condition_variable m_changed;
+    std::map<std::wstring, std::size_t> m_readsOf;
+    std::set<std::wstring> m_passed;
     const std::size_t m_iPassing;
     std::size_t m_iReads = 0;
     bool m_bOpen = false;
@@ -153,7 +171,7 @@ TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnly
     auto gate = gateReads(kPassing);
     ASSERT_TRUE(findNow());
     // The first files are in the writer and the next read hangs: stop then.
-    ASSERT_EQ(gate->waitForReads(kPassing + 1), kPassing + 1);
+    ASSERT_GE(gate->waitForReads(kPassing + 1), kPassing + 1);
     ASSERT_TRUE(
         pumpUntil([&] { return cycle->getIndexer()->getCompletedItemsTotal() == kPassing; }));
     whileAReadIsHeld(*gate, [&] {
@@ -169,8 +187,9 @@ TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnly
     gate->open();
     ASSERT_TRUE(pumpToTheEnd());
     EXPECT_EQ(cycle->getLastError(), L"");
-    // The new run read only what the stopped one had not committed.
-    EXPECT_EQ(gate->waitForReads(0) - (kPassing + 1), kFiles - kPassing);
+    // The new run read only what the stopped one had not committed: every
+    // file, but none of those the stopped run had indexed.
+    EXPECT_EQ(gate->filesAndPassedReadAgain(), std::make_pair(kFiles, std::size_t{0}));
     EXPECT_EQ(documentsInTheIndex(), kFiles);
     EXPECT_EQ(view.getItemCount(), kFiles);
     EXPECT_EQ(cycle->getStatusText().rfind(L"200 matches found in ", 0), 0u)
