@@ -4,6 +4,8 @@
 
 #include <gsf/gsf-infile-msole.h>
 #include <gsf/gsf-input-memory.h>
+#include <gsf/gsf-input-stdio.h>
+#include <gsf/gsf-shared-memory.h>
 #include <gsf/gsf-utils.h>
 
 #include <algorithm>
@@ -76,6 +78,15 @@ void initialiseCompoundFiles() {
     std::call_once(once, [] {
         Kerf::GLibLog::routeToTrace();
         gsf_init();
+        // libgsf registers each of its object types the first time one is
+        // made, without a lock; two reading threads making their first
+        // memory input at once register it twice and the second gets a
+        // broken type. Registering every type used here once, before any
+        // thread reads, leaves nothing to race on.
+        for (GType type :
+             {gsf_input_get_type(), gsf_input_memory_get_type(), gsf_input_stdio_get_type(),
+              gsf_shared_memory_get_type(), gsf_infile_get_type(), gsf_infile_msole_get_type()})
+            g_type_class_unref(g_type_class_ref(type));
     });
 }
 

@@ -65,6 +65,7 @@ GObjectRef<GsfInput> readWhole(int fd, std::uint64_t size, std::vector<guint8>& 
 } // namespace
 
 CMessageFile::CMessageFile(const std::string& path) {
+    initialiseCompoundFiles();
     FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     if (fd.get() < 0) {
         m_sError = std::string("cannot open: ") + std::strerror(errno);
