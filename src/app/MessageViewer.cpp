@@ -6,6 +6,7 @@
 #include "app/SaveFolder.h"
 #include "controls/PlainText.h"
 #include "mail/MessageDocument.h"
+#include "mail/PeopleText.h"
 #include "text/HtmlText.h"
 
 #include <QDesktopServices>
@@ -214,7 +215,8 @@ void CMessageViewer::showHeader() {
     const std::pair<const char*, const wchar_t*> people[] = {
         {"From:", L"From"}, {"To:", L"To"}, {"Cc:", L"Cc"}, {"Bcc:", L"Bcc"}};
     for (const auto& [label, key] : people) {
-        const QString value = text(*m_pDocument, key);
+        const QString value =
+            QString::fromStdWString(Kerf::QuireLib::peopleText(*m_pDocument, key));
         if (!value.isEmpty())
             row(label, value);
     }

@@ -1,6 +1,7 @@
 #include "app/PreviewText.h"
 
 #include "controls/LocaleDates.h"
+#include "mail/PeopleText.h"
 #include "support/DateTime.h"
 
 #include <QColor>
@@ -121,7 +122,7 @@ std::vector<PreviewMatch> fillPreview(QTextEdit& control,
     const std::pair<const char*, const wchar_t*> people[] = {
         {"From:\t\t", L"From"}, {"To:\t\t", L"To"}, {"Cc:\t\t", L"Cc"}, {"Bcc:\t\t", L"Bcc"}};
     for (const auto& [label, key] : people) {
-        const std::wstring value = record.GetStringValue(key);
+        const std::wstring value = Kerf::QuireLib::peopleText(record, key);
         if (!value.empty())
             writer.line(QString::fromLatin1(label), QString::fromStdWString(value));
     }

@@ -93,6 +93,25 @@ void writeRecordJson(std::ostream& out, const Kerf::QuireLib::CEmailMetadata& re
     for (std::size_t i = 0; i < record.GetAttachmentNames().size(); ++i)
         out << (i == 0 ? "" : ", ") << jsonString(record.GetAttachmentNames()[i]);
     out << "]";
+    if (!record.GetFromAddress().empty()) {
+        key("FromAddress");
+        out << jsonString(record.GetFromAddress());
+    }
+    using Kerf::QuireLib::RecipientKind;
+    for (const auto& [name, kind] :
+         {std::pair{"ToAddresses", RecipientKind::To}, std::pair{"CcAddresses", RecipientKind::Cc},
+          std::pair{"BccAddresses", RecipientKind::Bcc}}) {
+        key(name);
+        out << "[";
+        bool firstAddress = true;
+        for (const auto& recipient : record.GetRecipients(kind)) {
+            if (recipient.address.empty())
+                continue;
+            out << (firstAddress ? "" : ", ") << jsonString(recipient.address);
+            firstAddress = false;
+        }
+        out << "]";
+    }
     for (const auto& [name, value] : extra) {
         key(name);
         out << jsonString(value);

@@ -1,6 +1,7 @@
 #include "mail/EmailMetadataMessage.h"
 
 #include "mail/AttachmentText.h"
+#include "mail/MessageAddresses.h"
 #include "msgfile/MessageAttachments.h"
 #include "msgfile/MessageBody.h"
 #include "msgfile/PropertyReader.h"
@@ -65,6 +66,7 @@ bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage, Mess
         if (!FAILED(CMessage::OpenIMsgOnIStg(std::move(storage), m_pMessage, kind))) {
             ok = true;
             ReadProperties();
+            MessageAddresses::read(*m_pMessage, *this);
             if (!HasValue(L"Body"))
                 ReadBodyElsewhere();
             if (m_bCountAttachments)

@@ -1,5 +1,6 @@
 #include "mail/MailQueryRunner.h"
 
+#include "mail/AddressFields.h"
 #include "mail/AttachmentText.h"
 #include "mail/StatusTexts.h"
 #include "search/DocumentLayout.h"
@@ -76,6 +77,7 @@ CEmailMetadata CMailQueryRunner::getDocument(Search::Document& document, bool wi
     record.SetEmbeddedAttachments(Searcher::getAsInt32(document, L"EmbeddedAttachments"));
     record.SetNonEmbeddedAttachments(Searcher::getAsInt32(document, L"NonEmbeddedAttachments"));
     record.SetSize(Searcher::getAsInt32(document, L"Size"));
+    AddressFields::read(document, record);
     if (withBody)
         record.SetAttachmentNames(
             AttachmentText::namesOf(Searcher::getAsString(document, L"Attachments")));

@@ -1,5 +1,6 @@
 #include "mail/RecursiveMailIndexer.h"
 
+#include "mail/AddressFields.h"
 #include "mail/EmailMetadataFile.h"
 #include "mail/StatusTexts.h"
 #include "search/DocumentLayout.h"
@@ -93,6 +94,7 @@ CRecursiveMailIndexer::buildDocument(const CMetadataPtr& pMetadata) {
     Search::Writer::add(document, L"SentDate", record.GetSentDate());
     Search::Writer::add(document, L"EmbeddedAttachments", record.GetEmbeddedAttachments());
     Search::Writer::add(document, L"NonEmbeddedAttachments", record.GetNonEmbeddedAttachments());
+    AddressFields::add(document, record);
     if (!record.GetAttachmentText().empty())
         builder.addLongText(L"Attachments", record.GetAttachmentText());
     return builder.finish();

@@ -141,12 +141,6 @@ wchar_t* escapeQueryText(const std::wstring& value) {
     return QueryParser::escape(value.c_str());
 }
 
-int fieldConfig(FieldIndex index) {
-    return static_cast<int>(Field::STORE_YES) |
-           static_cast<int>(index == FieldIndex::Tokenized ? Field::INDEX_TOKENIZED
-                                                           : Field::INDEX_UNTOKENIZED);
-}
-
 /// The path as two spellings of one folder compare equal: without "." or
 /// ".." steps and without a trailing separator.
 fs::path comparable(const fs::path& path) {
@@ -351,16 +345,20 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
 
 void add(Document& document, const std::wstring& name, const std::wstring& value,
          FieldIndex index) {
+    const int stored = static_cast<int>(Field::STORE_YES);
     if (index == FieldIndex::Untokenized) {
-        document.add(*new Field(name.c_str(), toStoredText(value).c_str(), fieldConfig(index)));
+        document.add(*new Field(name.c_str(), toStoredText(value).c_str(),
+                                stored | static_cast<int>(Field::INDEX_UNTOKENIZED)));
         return;
     }
+    if (index != FieldIndex::TokenizedUnstored)
+        document.add(*new Field(name.c_str(), toStoredText(value).c_str(),
+                                stored | static_cast<int>(Field::INDEX_NO)));
     // The text is analysed here, on the thread that builds the document, so
     // that the writer's one thread only inverts the terms.
-    document.add(
-        *new Field(name.c_str(), toStoredText(value).c_str(),
-                   static_cast<int>(Field::STORE_YES) | static_cast<int>(Field::INDEX_NO)));
-    document.add(*new AnalyzedField(name.c_str(), std::make_shared<const CAnalyzedText>(value)));
+    if (index != FieldIndex::StoredOnly)
+        document.add(
+            *new AnalyzedField(name.c_str(), std::make_shared<const CAnalyzedText>(value)));
 }
 
 void add(Document& document, const std::wstring& name, std::int32_t value, FieldIndex index) {

@@ -22,8 +22,10 @@ using AnalyzerPtr = std::shared_ptr<lucene::analysis::Analyzer>;
 using HitsPtr = std::shared_ptr<CHitList>;
 using Document = lucene::document::Document;
 
-/// How a field is indexed; every caller in the program passes Tokenized.
-enum class FieldIndex { Tokenized, Untokenized };
+/// How a field is kept: stored and analysed into words (the usual), stored
+/// and indexed as one term, analysed but not stored (words that belong to a
+/// field whose stored text is another's), or stored alone.
+enum class FieldIndex { Tokenized, Untokenized, TokenizedUnstored, StoredOnly };
 
 /// The clause limit that every query returns to.
 constexpr std::size_t kRestingClauseLimit = 1024;

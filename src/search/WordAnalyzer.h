@@ -109,6 +109,9 @@ public:
     explicit CWordAnalyzer(WordUse use = WordUse::Indexing) : m_use(use) {}
     lucene::analysis::TokenStream* tokenStream(const TCHAR* fieldName,
                                                lucene::util::Reader* reader) override;
+    /// Between two texts of one field (a name and the addresses beside it):
+    /// far enough that no phrase spans them.
+    int32_t getPositionIncrementGap(const TCHAR* /*fieldName*/) override { return 100; }
 
 private:
     WordUse m_use;

@@ -35,6 +35,9 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
     tricky.body = L"line one\r\nline two\r\n";
     tricky.submitTime = QoMsg::fileTimeFromUtc(2013, 7, 18, 8, 26, 24);
     tricky.attachments.push_back({6, L"ole.bin", {1}, nullptr});
+    tricky.senderSmtpAddress = L"anna@example.com";
+    tricky.recipients = {{L"Ben Clarke", L"ben@example.com", 1, L"SMTP", {}},
+                         {L"Cy", L"/O=FIRM/CN=CY", 3, L"EX", L"cy@example.com"}};
     const auto first = files.write("tricky \"name\".msg", tricky);
     const auto second = files.write("plain.msg", QoMsg::MsgMessage{});
     const auto foreign = files.folder() / "foreign.msg";
@@ -58,6 +61,10 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
     EXPECT_EQ(r["SentDate"], localIso(1374135984));
     EXPECT_EQ(r["EmbeddedAttachments"], 1);
     EXPECT_EQ(r["NonEmbeddedAttachments"], 0);
+    EXPECT_EQ(r["FromAddress"], "anna@example.com");
+    EXPECT_EQ(r["ToAddresses"], nlohmann::json::array({"ben@example.com"}));
+    EXPECT_EQ(r["CcAddresses"], nlohmann::json::array());
+    EXPECT_EQ(r["BccAddresses"], nlohmann::json::array({"cy@example.com"}));
 
     EXPECT_FALSE(records[1].contains("Subject"));
     EXPECT_FALSE(records[1].contains("SentDate")); // never sent: no 1899-12-30

@@ -85,7 +85,10 @@ QoMsg::MsgMessage messageHolding(Where where, const std::wstring& stored) {
     const auto [name, address] = nameAndAddress(stored);
     const auto recipient = [&](std::int32_t type, std::optional<std::wstring>& display) {
         display = name;
-        message.recipients.push_back({name, address, type, L"SMTP", address});
+        if (address.starts_with(L"/"))
+            message.recipients.push_back({name, address, type, L"EX", {}});
+        else
+            message.recipients.push_back({name, address, type, L"SMTP", address});
     };
     switch (where) {
     case Where::Subject:
@@ -193,6 +196,23 @@ TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
         {Where::Attachment, L"\"plan annual\"", L"annual plan.pdf", false},
         {Where::Keywords, L"\"sujet bien\"", L"bien sujet", false},
         {Where::Keywords, L"\"sujet bien\"", L"sujet bien", true},
+        // Addresses whole and in parts, beside the names, in each field.
+        {Where::From, L"ku@digitaldolphins.onmicrosoft.com",
+         L"Travis Ferguson <ku@digitaldolphins.onmicrosoft.com>", true},
+        {Where::From, L"digitaldolphins.onmicrosoft.com",
+         L"Travis <ku@digitaldolphins.onmicrosoft.com>", true},
+        {Where::From, L"travis ku", L"Travis Ferguson <ku@digitaldolphins.onmicrosoft.com>", true},
+        {Where::To, L"neverland.com", L"Peter Pan <peter@neverland.com>", true},
+        {Where::To, L"peter@neverland.com", L"Peter Pan <peter@neverland.com>", true},
+        {Where::To, L"pan", L"Peter Pan <peter@neverland.com>", true},
+        {Where::Cc, L"john.smith", L"John Smith <john.smith@firm.co.uk>", true},
+        {Where::Cc, L"firm.co.uk", L"John Smith <john.smith@firm.co.uk>", true},
+        {Where::Bcc, L"john.smith@firm.co.uk", L"J <john.smith@firm.co.uk>", true},
+        {Where::Bcc, L"firm", L"J <john.smith@firm.co.uk>", true},
+        {Where::Bcc, L"smith@firm.co.uk", L"J <john.smith@firm.co.uk>", false},
+        {Where::To, L"\"peter pan\"", L"Pan <peter@neverland.com>", false},
+        // An Exchange address is no words.
+        {Where::To, L"exchange", L"Ann </O=FIRM/OU=EXCHANGE/CN=ANN>", false},
         // Keywords that are parser syntax are words.
         {Where::Keywords, L"re:", L"Re: hello", true},
         {Where::Keywords, L"plain!", L"plain text", true},
@@ -233,6 +253,17 @@ TEST_F(WordMatching, RealMessagesAreFoundByTheirWords) {
         {"poi_chinese-traditional.msg", Where::Body, L"中文", true},
         {"mr_nonUnicodeCP932.msg", Where::Body, L"本文", true},
         {"mr_Hello +CJK.msg", Where::Body, L"こんにちは", true},
+        {"poi_cyrillic_message.msg", Where::Subject, L"АВТОМАТИЧЕСКИЙ ОТВЕТ", true},
+        {"poi_cyrillic_message.msg", Where::Subject, L"\"ответ автоматический\"", false},
+        {"poi_cyrillic_message.msg", Where::From, L"niips.ru", true},
+        {"poi_simple_test_msg.msg", Where::From, L"travis@overwrittenstack.com", true},
+        {"poi_example_sent_regular.msg", Where::To, L"alfresco.com", true},
+        {"poi_example_sent_regular.msg", Where::Cc, L"nick.burch", true},
+        {"poi_example_sent_regular.msg", Where::Bcc, L"jan.vonka@alfresco.com", true},
+        {"poi_example_sent_regular.msg", Where::Bcc, L"vonka", true},
+        {"poi_example_sent_regular.msg", Where::Bcc, L"burch", false},
+        {"mr_A schedule.msg", Where::To, L"digitaldolphins.onmicrosoft.com", true},
+        {"mr_A schedule.msg", Where::Keywords, L"exchangelabs", false},
     };
     const fs::path mail = dir / "corpus";
     fs::create_directories(mail);

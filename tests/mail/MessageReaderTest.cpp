@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 #include <sys/stat.h>
 
 using namespace Kerf;
@@ -78,6 +79,55 @@ TEST(MessageReader, AttachmentsOfTheMessageItselfAreCountedByMethod) {
     EXPECT_EQ(notCounted.GetNonEmbeddedAttachments(), 0);
     EXPECT_EQ(notCounted.GetEmbeddedAttachments(), 0);
     EXPECT_EQ(notCounted.GetStringValue(L"To"), L"Someone");
+}
+
+// Only Internet addresses are kept: the SMTP-address properties first, else
+// the address whose type is SMTP; an Exchange one ("/O=...") never.
+TEST(MessageReader, AddressesAreTheSmtpOnesOfSenderAndEachRecipient) {
+    QoTest::MsgFiles files;
+    const struct {
+        const char* what;
+        std::function<void(MsgMessage&)> set;
+        std::wstring from;
+    } senders[] = {
+        {"the sender's SMTP address over an Exchange one",
+         [](MsgMessage& m) {
+             m.senderEmail = L"/O=FIRM/OU=ADMIN/CN=ANN";
+             m.senderAddressType = L"EX";
+             m.senderSmtpAddress = L"ann@firm.com";
+         },
+         L"ann@firm.com"},
+        {"the represented sender's",
+         [](MsgMessage& m) { m.representingSmtpAddress = L"rep@firm.com"; }, L"rep@firm.com"},
+        {"an address of SMTP type",
+         [](MsgMessage& m) {
+             m.senderEmail = L" bob@x.org ";
+             m.senderAddressType = L"smtp";
+         },
+         L"bob@x.org"},
+        {"an Exchange address alone",
+         [](MsgMessage& m) {
+             m.senderEmail = L"/O=FIRM/OU=ADMIN/CN=ANN";
+             m.senderAddressType = L"EX";
+         },
+         L""},
+    };
+    for (const auto& sender : senders) {
+        MsgMessage message = QoTest::simpleMessage();
+        sender.set(message);
+        EXPECT_EQ(files.roundTrip(message).GetFromAddress(), sender.from) << sender.what;
+    }
+    MsgMessage message = QoTest::simpleMessage();
+    message.recipients = {{L"Ann", L"/O=FIRM/CN=ANN", 1, L"EX", L"ann@firm.com"},
+                          {L"Ben", L"ben@x.org", 2, L"SMTP", {}},
+                          {L"Cy", L"/O=FIRM/CN=CY", 3, L"EX", {}},
+                          {L"Di", L"di@x.org", 1, L"SMTP", {}}};
+    const CEmailMetadata_File record = files.roundTrip(message);
+    EXPECT_EQ(record.GetRecipients(RecipientKind::To),
+              (std::vector<MailRecipient>{{L"Ann", L"ann@firm.com"}, {L"Di", L"di@x.org"}}));
+    EXPECT_EQ(record.GetRecipients(RecipientKind::Cc),
+              (std::vector<MailRecipient>{{L"Ben", L"ben@x.org"}}));
+    EXPECT_EQ(record.GetRecipients(RecipientKind::Bcc), (std::vector<MailRecipient>{{L"Cy", L""}}));
 }
 
 TEST(MessageReader, EightBitTextIsReadInTheCodePageTheMessageNames) {
