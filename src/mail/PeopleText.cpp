@@ -1,12 +1,15 @@
 #include "mail/PeopleText.h"
 
+#include "support/Strings.h"
+
 #include <algorithm>
 
 namespace Kerf::QuireLib {
 namespace {
 
 std::wstring withAddress(const std::wstring& name, const std::wstring& address) {
-    if (address.empty())
+    // A name that is the address already says it.
+    if (address.empty() || Util::toLower(name) == Util::toLower(address))
         return name;
     return name.empty() ? address : name + L" <" + address + L">";
 }
