@@ -17,6 +17,26 @@ std::string words(std::wstring_view text) {
     return toTsVectorText(text.substr(0, kMaxAnalyzedCharacters));
 }
 
+// The words of the names the message shows and, apart from them, of the
+// addresses behind them, as the per-user index holds them.
+std::string peopleWords(const QuireLib::CEmailMetadata& record, const wchar_t* key) {
+    std::wstring addresses;
+    if (std::wstring_view(key) == L"From") {
+        addresses = record.GetFromAddress();
+    } else {
+        const QuireLib::RecipientKind kind =
+            std::wstring_view(key) == L"To"   ? QuireLib::RecipientKind::To
+            : std::wstring_view(key) == L"Cc" ? QuireLib::RecipientKind::Cc
+                                              : QuireLib::RecipientKind::Bcc;
+        for (const QuireLib::MailRecipient& recipient : record.GetRecipients(kind))
+            if (!recipient.address.empty())
+                addresses += recipient.address + L" ";
+    }
+    const std::wstring names = record.GetStringValue(key);
+    return toTsVectorText({std::wstring_view(names).substr(0, kMaxAnalyzedCharacters),
+                           std::wstring_view(addresses).substr(0, kMaxAnalyzedCharacters)});
+}
+
 std::optional<std::string> sentDateText(const OleDate& date) {
     if (date.GetStatus() != OleDate::valid)
         return std::nullopt;
@@ -167,10 +187,10 @@ void CMessageRowWriter::writeMessage(const std::wstring& location, std::int64_t 
          serverText(joined(record.GetAttachmentNames())),
          field(L"Subject"),
          field(L"Body"),
-         field(L"From"),
-         field(L"To"),
-         field(L"Cc"),
-         field(L"Bcc"),
+         peopleWords(record, L"From"),
+         peopleWords(record, L"To"),
+         peopleWords(record, L"Cc"),
+         peopleWords(record, L"Bcc"),
          words(joined(record.GetAttachmentNames()) + L" " + record.GetAttachmentText())});
     ++m_iUncommitted;
 }

@@ -57,27 +57,41 @@ std::string typedQuery(std::wstring_view typed, bool prefix) {
     return out;
 }
 
+// Positions left empty between two texts of one field.
+constexpr std::uint32_t kTextGap = 100;
+
 } // namespace
 
 std::string toTsVectorText(std::wstring_view text) {
+    return toTsVectorText({text});
+}
+
+std::string toTsVectorText(std::initializer_list<std::wstring_view> texts) {
     std::map<std::string, std::vector<std::uint32_t>> positions;
     std::size_t bytes = 0;
-    for (const Search::AnalyzedTerm& term : Search::analyzeWords(text)) {
-        std::string narrow = Util::toNarrow(term.text);
-        if (narrow.size() > kMaxWordBytes)
-            continue;
-        auto found = positions.find(narrow);
-        if (found == positions.end()) {
-            if (bytes + narrow.size() > kMaxVectorBytes)
+    std::uint32_t start = 0;
+    for (std::wstring_view text : texts) {
+        std::uint32_t next = start;
+        for (const Search::AnalyzedTerm& term : Search::analyzeWords(text)) {
+            std::string narrow = Util::toNarrow(term.text);
+            if (narrow.size() > kMaxWordBytes)
                 continue;
-            bytes += narrow.size();
-            found = positions.emplace(std::move(narrow), std::vector<std::uint32_t>{}).first;
+            auto found = positions.find(narrow);
+            if (found == positions.end()) {
+                if (bytes + narrow.size() > kMaxVectorBytes)
+                    continue;
+                bytes += narrow.size();
+                found = positions.emplace(std::move(narrow), std::vector<std::uint32_t>{}).first;
+            }
+            std::vector<std::uint32_t>& list = found->second;
+            // The server counts positions from 1.
+            const auto position =
+                std::min(start + static_cast<std::uint32_t>(term.position) + 1, kMaxPosition);
+            if (list.size() < kMaxPositionsPerWord && (list.empty() || list.back() != position))
+                list.push_back(position);
+            next = std::max(next, position);
         }
-        std::vector<std::uint32_t>& list = found->second;
-        // The server counts positions from 1.
-        const auto position = std::min(static_cast<std::uint32_t>(term.position) + 1, kMaxPosition);
-        if (list.size() < kMaxPositionsPerWord && (list.empty() || list.back() != position))
-            list.push_back(position);
+        start = next + kTextGap;
     }
     std::string out;
     for (const auto& [word, list] : positions) {

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,11 @@ inline constexpr std::size_t kMaxVectorBytes = 900 * 1024;
 
 /// "'word':1,4 'other':2" for the text's words (UTF-8).
 std::string toTsVectorText(std::wstring_view text);
+
+/// The same for several texts of one field (the names and the addresses of
+/// the recipients), each placed well after the one before it, as the
+/// per-user index does, so that no phrase spans two of them.
+std::string toTsVectorText(std::initializer_list<std::wstring_view> texts);
 
 /// Every typed word as a word prefix, all required ("'annual':* & 'rep':*");
 /// a word of several terms (an address, a Chinese run) or a phrase in double

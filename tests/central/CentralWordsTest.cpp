@@ -37,6 +37,10 @@ TEST(CentralWords, TextBecomesVectorAndQueryText) {
         EXPECT_EQ(toPrefixQueryText(c.text), c.prefix);
         EXPECT_EQ(toPhraseQueryText(c.text), c.phrase);
     }
+    // Names and addresses of one field: the second text starts well after
+    // the first, so a phrase never spans the two.
+    EXPECT_EQ(toTsVectorText({L"Ku Lee", L"ku@x.jp"}),
+              "'jp':105 'ku':1,103 'ku@x.jp':103 'lee':2 'x':104 'x.jp':104");
     // A word said more often than a vector holds keeps its first positions.
     std::wstring often;
     for (int i = 0; i < 20000; ++i)
