@@ -10,8 +10,8 @@ namespace Kerf::QuireLib::UserPlaces {
 /// The index format this build reads and writes; an index root holds one
 /// folder per format version, and the folders of other versions are removed
 /// when a writer opens, so that a new version's index is built afresh once.
-/// 0.5: words analysed by the word analyzer, addresses indexed.
-inline constexpr const wchar_t* kIndexFormatVersion = L"0.5";
+/// 0.5: words analysed by the word analyzer; 0.6: addresses indexed.
+inline constexpr const wchar_t* kIndexFormatVersion = L"0.6";
 
 /// The product's per-user data folder followed by "Index/", with a trailing separator.
 std::wstring buildIndexRootDirectory();

@@ -12,7 +12,7 @@ TEST(UserPlaces, IndexDirectoryLivesBelowTheUsersDataFolder) {
     QoTest::ScopedUserFolders folders(dir.path());
     const std::wstring base = Kerf::Util::fromPath(dir / "data");
     EXPECT_EQ(UserPlaces::buildIndexRootDirectory(), base + L"/Pellam/Quarto/Index/");
-    EXPECT_EQ(UserPlaces::buildIndexDirectory(), base + L"/Pellam/Quarto/Index/0.5");
+    EXPECT_EQ(UserPlaces::buildIndexDirectory(), base + L"/Pellam/Quarto/Index/0.6");
 }
 
 TEST(UserPlaces, InstanceNameKeepsTheLast250LowerCasedCharacters) {
