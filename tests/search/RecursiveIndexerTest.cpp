@@ -31,16 +31,23 @@ protected:
 
 } // namespace
 
-TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceAndSkipsThemInLaterRuns) {
+TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceLeavesOutUnreadableOnesAndSkipsThemLater) {
     const auto a = file("a.txt", "quarterly invoice");
     const auto b = file("sub/deeper/B.TXT", "annual report");
     file("c.dat");
     file("noextension");
+    file("sub/bad.txt");
     {
         CTextIndexer indexer(folders, {wide(folders.tree)});
+        // A file that cannot be read is left out and the run goes on.
+        indexer.onBuild = [](const std::wstring& path) {
+            if (path.ends_with(L"bad.txt"))
+                throw std::runtime_error("damaged");
+        };
         ASSERT_TRUE(indexer.runToEnd());
         EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
-        EXPECT_EQ(indexer.getFilesMatched(), 2u);
+        EXPECT_EQ(indexer.getItemsFailed(), 1u);
+        EXPECT_EQ(indexer.getFilesMatched(), 3u);
         EXPECT_EQ(indexer.getDirectoriesScanned(), 3u);
         EXPECT_TRUE(indexer.getLastError().empty());
     }
@@ -50,13 +57,15 @@ TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceAndSkipsThemInLaterRuns) {
     ASSERT_EQ(hits->length(), 1u);
     EXPECT_EQ(Searcher::getAsInt32(hits->doc(0), L"Size"), 13);
 
-    // A later run knows both from the index; a new file is the only work.
+    // A later run knows both from the index; a new file and the one that
+    // failed are the only work.
     const auto c = file("sub/c.txt");
     CTextIndexer again(folders, {wide(folders.tree)});
     ASSERT_TRUE(again.runToEnd());
-    EXPECT_EQ(again.getFilesMatched(), 3u);
-    EXPECT_EQ(again.argumentsOf("beginBuildingMetadataItem"), std::vector{wide(c)});
-    EXPECT_EQ(folders.locations().size(), 3u);
+    EXPECT_EQ(again.getFilesMatched(), 4u);
+    EXPECT_EQ(sorted(again.argumentsOf("beginBuildingMetadataItem")),
+              sorted({wide(folders.tree / "sub/bad.txt"), wide(c)}));
+    EXPECT_EQ(folders.locations().size(), 4u);
 }
 
 TEST_F(RecursiveIndexer, EmptyListsIndexNothing) {
@@ -205,21 +214,6 @@ TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
     EXPECT_TRUE(indexer.isFinished());
     EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
     EXPECT_EQ(indexer.getItemsToBeReadCount() + indexer.getItemsToBeIndexedCount(), 0u);
-}
-
-TEST_F(RecursiveIndexer, AFileThatCannotBeReadIsLeftOutAndTheRunGoesOn) {
-    file("a.txt");
-    file("bad.txt");
-    file("c.txt");
-    CTextIndexer indexer(folders, {wide(folders.tree)});
-    indexer.onBuild = [](const std::wstring& path) {
-        if (path.ends_with(L"bad.txt"))
-            throw std::runtime_error("damaged");
-    };
-    ASSERT_TRUE(indexer.runToEnd());
-    EXPECT_EQ(indexer.getItemsFailed(), 1u);
-    EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
-    EXPECT_TRUE(indexer.getLastError().empty());
 }
 
 TEST_F(RecursiveIndexer, AFailingIndexWriteEndsTheRunWithItsMessageAndNoHang) {

@@ -138,6 +138,7 @@ TEST(MsgStoresListModel, LoadsDatabaseAndCentralListsNamedInTheUsersFile) {
     QoTest::writeFile(user.appData() / "Quarto.db", std::string(8192, '\x07'));
     EXPECT_FALSE(model.LoadStoreLocations(eFileSystemFolder));
     ASSERT_EQ(errors.size(), 1u);
+    EXPECT_NE(errors[0].find(L"Cannot open the store database"), std::wstring::npos);
     EXPECT_NE(errors[0].find(L"Quarto.db"), std::wstring::npos);
     EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"C1"}));
 }

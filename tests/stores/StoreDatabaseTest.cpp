@@ -261,12 +261,3 @@ TEST(StoreDatabaseChoice, SettingsThenSqliteThenAccessThenNothing) {
     ASSERT_TRUE(configured.IsOpen());
     EXPECT_TRUE(locations(configured, L"msg").empty());
 }
-
-TEST(StoreDatabaseChoice, ADamagedSqliteFileIsReportedNotFatal) {
-    StoresTest::ScopedUser user;
-    QoTest::writeFile(user.appData() / "Quarto.db", std::string(8192, '\x01'));
-    CQuartoDb db;
-    EXPECT_FALSE(db.IsOpen());
-    EXPECT_NE(db.GetOpenError().find(L"Cannot open the store database"), std::wstring::npos)
-        << Kerf::Util::toNarrow(db.GetOpenError());
-}
