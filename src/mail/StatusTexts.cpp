@@ -1,7 +1,11 @@
 #include "mail/StatusTexts.h"
 
+#include "support/Strings.h"
+
+#include <clocale>
 #include <cmath>
 #include <cwchar>
+#include <vector>
 
 namespace Kerf::QuireLib::StatusTexts {
 
@@ -43,19 +47,58 @@ std::wstring indexingStopped(const std::wstring& reason) {
     return L"Indexing stopped: " + reason;
 }
 
+std::wstring groupDigits(std::size_t n, const std::wstring& separator,
+                         const std::string& grouping) {
+    const std::wstring digits = std::to_wstring(n);
+    if (separator.empty() || grouping.empty())
+        return digits;
+    // Groups from the right; a group size of 0 repeats the one before, and
+    // CHAR_MAX (or a size past the digits) ends the grouping.
+    std::vector<std::size_t> cuts;
+    std::size_t end = digits.size();
+    std::size_t size = 0;
+    for (std::size_t i = 0;; ++i) {
+        if (i < grouping.size() && grouping[i] != 0)
+            size = static_cast<unsigned char>(grouping[i]);
+        if (size == 0 || size >= 127 || end <= size)
+            break;
+        end -= size;
+        cuts.push_back(end);
+    }
+    std::wstring grouped = digits;
+    for (const std::size_t cut : cuts) // right to left: earlier cuts stay valid
+        grouped.insert(cut, separator);
+    return grouped;
+}
+
+std::wstring count(std::size_t n) {
+    const std::lconv* conventions = std::localeconv();
+    if (conventions == nullptr || conventions->thousands_sep == nullptr ||
+        conventions->grouping == nullptr)
+        return std::to_wstring(n);
+    return groupDigits(n, Util::toWide(conventions->thousands_sep), conventions->grouping);
+}
+
 std::wstring matchesFound(std::size_t matches, std::int64_t elapsedSeconds) {
-    return format(L"%zu matches found in ", matches) + elapsedTime(elapsedSeconds);
+    return count(matches) + (matches == 1 ? L" match found in " : L" matches found in ") +
+           elapsedTime(elapsedSeconds);
+}
+
+std::wstring stoppedEarly(std::size_t matches, std::size_t searched, std::size_t notSearched) {
+    return L"Stopped: " + count(matches) + (matches == 1 ? L" match" : L" matches") + L" in the " +
+           count(searched) + (searched == 1 ? L" message" : L" messages") + L" searched so far; " +
+           count(notSearched) + L" not yet searched";
 }
 
 std::wstring foldersNotRead(std::size_t folders) {
-    return format(L". %zu %ls could not be read", folders, folders == 1 ? L"folder" : L"folders");
+    return L". " + count(folders) + (folders == 1 ? L" folder" : L" folders") +
+           L" could not be read";
 }
 
 std::wstring searchProgress(std::size_t matches, std::size_t messages, std::size_t directories) {
-    return format(L"%zu %ls in %zu %ls from %zu %ls. Searching...", matches,
-                  matches == 1 ? L"match" : L"matches", messages,
-                  messages == 1 ? L"message" : L"messages", directories,
-                  directories == 1 ? L"directory" : L"directories");
+    return count(matches) + (matches == 1 ? L" match in " : L" matches in ") + count(messages) +
+           (messages == 1 ? L" message from " : L" messages from ") + count(directories) +
+           (directories == 1 ? L" directory. Searching..." : L" directories. Searching...");
 }
 
 bool shouldShowSearchProgress(std::size_t matches, bool force) {
@@ -88,9 +131,8 @@ std::wstring indexingProgress(std::size_t indexed, std::size_t remaining,
         total == 0
             ? 0
             : static_cast<int>(static_cast<double>(indexed) / static_cast<double>(total) * 100.0);
-    return format(L"Indexed:%zu    Remaining:%zu    (%d%% Complete: ", indexed, remaining,
-                  percent) +
-           remainingTimeText + L" remaining)";
+    return L"Indexed:" + count(indexed) + L"    Remaining:" + count(remaining) +
+           format(L"    (%d%% Complete: ", percent) + remainingTimeText + L" remaining)";
 }
 
 } // namespace Kerf::QuireLib::StatusTexts

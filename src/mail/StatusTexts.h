@@ -1,6 +1,7 @@
 #pragma once
 // The texts the search cycle shows in the status line. Singular words are
-// used exactly when the number is 1.
+// used exactly when the number is 1; counts carry the thousands separator of
+// the locale the program runs in (LC_NUMERIC), none in the C locale.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,8 +13,18 @@ namespace Kerf::QuireLib::StatusTexts {
 /// "1 minute 1 second", "1 hour 0 minutes." (only the hour form ends with a full stop).
 std::wstring elapsedTime(std::int64_t seconds);
 
-/// "%d matches found in %s".
+/// The digits of n in groups as the grouping rule of localeconv() says:
+/// each byte the size of the next group from the right, the last repeated.
+std::wstring groupDigits(std::size_t n, const std::wstring& separator, const std::string& grouping);
+/// n with the current locale's thousands separator.
+std::wstring count(std::size_t n);
+
+/// "%d match(es) found in %s".
 std::wstring matchesFound(std::size_t matches, std::int64_t elapsedSeconds);
+
+/// What a search stopped before its end found, and what it did not get to:
+/// "Stopped: %d match(es) in the %d message(s) searched so far; %d not yet searched".
+std::wstring stoppedEarly(std::size_t matches, std::size_t searched, std::size_t notSearched);
 
 /// ". %d folder(s) could not be read", added to the final status when the
 /// walk had to pass folders over (their messages keep the rows they had).

@@ -16,6 +16,29 @@ TEST(StatusTexts, ElapsedTimeWording) {
     EXPECT_EQ(StatusTexts::elapsedTime(3661), L"1 hour 1 minute.");
     EXPECT_EQ(StatusTexts::elapsedTime(7322), L"2 hours 2 minutes.");
     EXPECT_EQ(StatusTexts::matchesFound(12, 61), L"12 matches found in 1 minute 1 second");
+    EXPECT_EQ(StatusTexts::matchesFound(1, 0), L"1 match found in less than 1 second");
+    EXPECT_EQ(StatusTexts::stoppedEarly(1, 1, 0),
+              L"Stopped: 1 match in the 1 message searched so far; 0 not yet searched");
+}
+
+TEST(StatusTexts, CountsAreGroupedAsTheLocaleSays) {
+    const struct {
+        std::size_t n;
+        const wchar_t* separator;
+        const char* grouping;
+        const wchar_t* text;
+    } cases[] = {
+        {8000, L",", "\3", L"8,000"},
+        {999, L",", "\3", L"999"},
+        {1234567, L".", "\3", L"1.234.567"},
+        {1234567, L"\u202f", "\3", L"1\u202f234\u202f567"},
+        {12345678, L",", "\3\2", L"1,23,45,678"}, // Indian grouping
+        {1234567, L",", "\3\x7f", L"1234,567"},   // CHAR_MAX: no more groups
+        {1234567, L"", "\3", L"1234567"},         // C locale: no separator
+        {1234567, L",", "", L"1234567"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(StatusTexts::groupDigits(c.n, c.separator, c.grouping), c.text) << c.n;
 }
 
 TEST(StatusTexts, SearchProgressEveryTenthMatchWithSingularWords) {
