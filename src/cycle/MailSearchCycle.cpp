@@ -141,6 +141,9 @@ bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories
     }
     setStatus(StatusTexts::kSearching);
     chooseCentralLocations();
+    setIncomplete(L"");
+    m_forgotten.clear();
+    m_finalStatus = nullptr;
     m_matchedMessages.clear();
     m_searchedDirectories.clear();
     m_view.deleteAllRows();
@@ -181,7 +184,7 @@ bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
     }
     if (!m_sLastError.empty())
         return false;
-    setStatus(withCentralNotice(StatusTexts::matchesFound(m_matchedMessages.size(), 0)));
+    setStatus(withCentralNotice(StatusTexts::matchesFound(matchCount(), 0)));
     return true;
 }
 
@@ -238,7 +241,7 @@ void CMailSearchCycle::finishRun() {
         indexingStopped(error);
 }
 
-void CMailSearchCycle::showSearchFinish() {
+void CMailSearchCycle::showSearchFinish(bool stopped) {
     if (!m_pIndexer)
         return;
     // Rows of the first pass may show a file that has since been found
@@ -252,17 +255,59 @@ void CMailSearchCycle::showSearchFinish() {
     refreshSearch();
     if (!m_sLastError.empty())
         return; // the status already says what went wrong
-    std::wstring status =
-        StatusTexts::matchesFound(m_matchedMessages.size(), m_pIndexer->getElapsedTime());
+    const CRecursiveMailIndexer::Progress progress = m_pIndexer->getProgress();
+    const std::int64_t elapsed = m_pIndexer->getElapsedTime();
+    std::wstring notSearched;
     if (!m_vUnreachable.empty()) {
-        status += L". Not searched, cannot be reached: ";
+        notSearched += L". Not searched, cannot be reached: ";
         for (size_t i = 0; i < m_vUnreachable.size(); ++i)
-            status += (i == 0 ? L"" : L"; ") + m_vUnreachable[i];
+            notSearched += (i == 0 ? L"" : L"; ") + m_vUnreachable[i];
     }
     // Otherwise a folder the user may not read would just look empty.
     if (const std::size_t skipped = m_pIndexer->getDirectoriesSkipped(); skipped > 0)
-        status += StatusTexts::foldersNotRead(skipped);
-    setStatus(withCentralNotice(status));
+        notSearched += StatusTexts::foldersNotRead(skipped);
+    m_finalStatus = [this, stopped, progress, elapsed, notSearched] {
+        return withCentralNotice(
+            (stopped ? StatusTexts::stoppedEarly(matchCount(), progress.indexed, progress.remaining)
+                     : StatusTexts::matchesFound(matchCount(), elapsed)) +
+            notSearched);
+    };
+    const std::wstring status = m_finalStatus();
+    setStatus(status);
+    setIncomplete(stopped || !notSearched.empty() ? status : L"");
+}
+
+void CMailSearchCycle::forgetMessages(const std::vector<std::wstring>& paths) {
+    for (const std::wstring& path : paths)
+        if (m_matchedMessages.contains(path))
+            m_forgotten.insert(path);
+    // While it runs the search's own status follows the count.
+    if (!m_finalStatus || isIndexing())
+        return;
+    const bool incomplete = m_sIncomplete == m_sStatus;
+    setStatus(m_finalStatus());
+    if (incomplete)
+        setIncomplete(m_sStatus);
+}
+
+std::size_t CMailSearchCycle::matchCount() const {
+    std::size_t forgotten = 0;
+    for (const std::wstring& path : m_forgotten)
+        forgotten += m_matchedMessages.contains(path) ? 1 : 0;
+    return m_matchedMessages.size() - forgotten;
+}
+
+void CMailSearchCycle::setIncomplete(const std::wstring& text) {
+    m_sIncomplete = text;
+    m_view.showIncompleteResults(text);
+}
+
+void CMailSearchCycle::refreshIfCommitted() {
+    if (!m_pIndexer || !m_sLastError.empty() || !Search::Searcher::isIndexDirty(m_pSearcher))
+        return;
+    refreshSearch();
+    if (m_sLastError.empty())
+        updateStatusViaIndexer();
 }
 
 void CMailSearchCycle::updateStatusViaIndexer() {
@@ -277,10 +322,10 @@ void CMailSearchCycle::updateStatusViaIndexer() {
 
 void CMailSearchCycle::stop() {
     if (m_pIndexer)
-        showSearchFinish();
+        showSearchFinish(true);
     else if (m_bStartPending)
         // The search waited for the previous run to end and never began.
-        setStatus(StatusTexts::matchesFound(m_matchedMessages.size(), 0));
+        setStatus(StatusTexts::matchesFound(matchCount(), 0));
     else
         return; // nothing runs, or it is ending already
     KERF_TRACE_ENTRY("CQoSearchDlg::stopSearch");
@@ -298,6 +343,9 @@ void CMailSearchCycle::clear() {
     m_view.deleteAllRows();
     m_view.clearPreview();
     setStatus(L"");
+    setIncomplete(L"");
+    m_forgotten.clear();
+    m_finalStatus = nullptr;
 }
 
 void CMailSearchCycle::askIndexerToStop() {
@@ -430,6 +478,8 @@ void CMailSearchCycle::startOptimisedAdd(std::size_t expectedRows) {
 }
 
 void CMailSearchCycle::InsertItem(const CEmailMetadata& record) {
+    if (!m_forgotten.empty() && m_forgotten.contains(record.GetStringValue(L"Location")))
+        return; // its file is gone; the index learns so on the next update
     m_view.insertItem(record);
 }
 
@@ -503,7 +553,7 @@ void CMailSearchCycle::searchCentralIndex() {
             continue;
         m_matchedMessages.insert(path);
         m_searchedDirectories.insert(path.substr(0, path.find_last_of(L'/') + 1));
-        m_view.insertItem(record);
+        InsertItem(record);
     }
     finishOptimisedAdd();
 }

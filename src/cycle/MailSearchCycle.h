@@ -22,6 +22,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,6 +45,10 @@ public:
     /// A failure that ended the indexing, once per failure; the status
     /// already reads it.
     virtual void showIndexingFailure(const std::wstring& /*text*/) {}
+    /// The rows are not all there are: the search was stopped, or places
+    /// could not be read. The text says what is missing; empty when the
+    /// results are complete (a new search, Clear).
+    virtual void showIncompleteResults(const std::wstring& /*text*/) {}
     virtual void deleteAllRows() = 0;
     virtual void clearPreview() {}
     virtual void startOptimisedAdd(std::size_t expectedRows) = 0;
@@ -137,11 +142,27 @@ public:
     std::uint64_t getRunNumber() const { return m_iRun; }
     Search::IndexSearcherPtr getSearcher() const { return m_pSearcher; }
 
+    /// The user removed these messages' files (deleted, moved away): their
+    /// rows are gone, a refresh of this search does not bring them back, and
+    /// a final status counts them no more.
+    void forgetMessages(const std::vector<std::wstring>& paths);
+    /// The matches of the current search the list shows.
+    std::size_t matchCount() const;
+
+    /// While indexing runs: when the indexer has committed since the list
+    /// was filled, the query runs again and the new matches join the list
+    /// (rows already there stay); the status goes on showing the progress.
+    void refreshIfCommitted();
+
     void showSearchBegin();
-    void showSearchFinish();
+    void showSearchFinish() { showSearchFinish(false); }
     void updateStatusViaIndexer();
 
 private:
+    /// The query on the index as it stands and the final status; a stopped
+    /// run's status says how much it did not get to.
+    void showSearchFinish(bool stopped);
+    void setIncomplete(const std::wstring& text);
     bool prepare(const SearchCriteria& criteria, const Directories& locations);
     /// Opens the searcher and starts the indexer for m_criteria and m_locations.
     bool startRun();
@@ -213,8 +234,14 @@ private:
     Directories m_centralLocations;
     std::wstring m_sCentralNotice;
     PathSet m_matchedMessages;
+    /// Matches whose files the user removed since the search began.
+    PathSet m_forgotten;
+    /// The final status for the current count; empty until the search ends.
+    std::function<std::wstring()> m_finalStatus;
     PathSet m_searchedDirectories;
     std::wstring m_sStatus;
+    /// What the incomplete-results bar reads; empty while it is hidden.
+    std::wstring m_sIncomplete;
     std::wstring m_sLastError;
     int m_iWaitDepth = 0;
     bool m_bBulkAdding = false;
