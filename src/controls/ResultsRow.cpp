@@ -51,12 +51,42 @@ std::wstring basenameOf(const std::wstring& location) {
     return slash == std::wstring::npos ? location : location.substr(slash + 1);
 }
 
+std::wstring folderDisplayText(const std::wstring& directory, const std::vector<Place>& places) {
+    const Place* best = nullptr;
+    std::size_t bestLength = 0;
+    for (const Place& place : places) {
+        std::wstring root = place.path;
+        while (root.size() > 1 && root.back() == L'/')
+            root.pop_back();
+        const bool holds =
+            directory.starts_with(root) &&
+            (directory.size() == root.size() || directory[root.size()] == L'/' || root == L"/");
+        if (holds && root.size() >= bestLength) {
+            best = &place;
+            bestLength = root.size();
+        }
+    }
+    if (best == nullptr)
+        return directory;
+    std::wstring name = best->name;
+    if (name.empty()) {
+        const std::wstring root = directory.substr(0, bestLength);
+        name = root == L"/" ? root : basenameOf(root);
+    }
+    std::wstring below = directory.substr(bestLength);
+    while (!below.empty() && below.front() == L'/')
+        below.erase(0, 1);
+    return name + (name.ends_with(L'/') ? L"" : L"/") + below;
+}
+
 Texts buildTexts(const Hit& hit) {
     Texts t;
     t.display[From] = t.sort[From] = hit.from;
     t.display[To] = t.sort[To] = hit.to;
     t.display[Subject] = hit.subject;
-    t.sort[Subject] = hit.normalisedSubject;
+    // A message whose subject has no normalised form sorts by its subject
+    // among the others, not before them all.
+    t.sort[Subject] = hit.normalisedSubject.empty() ? hit.subject : hit.normalisedSubject;
 
     const bool validDate = Dates::isValid(hit.sent);
     KERF_ASSERT(validDate);
@@ -83,11 +113,13 @@ int insertRow(CSortListCtrl& list, const Texts& texts) {
     const int row = list.AddItem(std::vector<std::wstring>(texts.sort.begin(), texts.sort.end()));
     for (Column column : {Subject, Sent, Attachments, Size})
         list.SetItemDisplayText(row, column, texts.display[column]);
+    if (texts.display[Folder] != texts.sort[Folder])
+        list.SetItemDisplayText(row, Folder, texts.display[Folder]);
     return row;
 }
 
 std::wstring itemDirectory(const CSortListCtrl& list, int row) {
-    return list.GetItemText(row, Folder);
+    return list.GetSortText(row, Folder); // the shown text may be shortened
 }
 
 std::wstring itemBasename(const CSortListCtrl& list, int row) {

@@ -2,14 +2,15 @@
 // The rows of the results list: one per matching message, eight columns,
 // each cell with the text shown and the text it sorts by. Numbers sort by a
 // right-aligned text of one width, dates by their 14-digit text, the subject
-// by the normalised subject so that replies and forwards sort with their
-// original.
+// by the normalised subject (the subject where it has none) so that replies
+// and forwards sort with their original.
 
 #include "support/DateTime.h"
 
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace Kerf::QuireLib {
 
@@ -55,13 +56,26 @@ std::wstring sizeDisplayText(std::int32_t bytes);
 std::wstring directoryOf(const std::wstring& location);
 std::wstring basenameOf(const std::wstring& location);
 
+/// A place searched and the name it goes by in the list: the filing
+/// location's reference, or empty for the folder's own name.
+struct Place {
+    std::wstring path;
+    std::wstring name;
+};
+/// What the Folder column shows of a directory: the place it lies in (the
+/// deepest that holds it) by its name, then the path below it, so that rows
+/// do not all begin with the same long prefix. A directory outside every
+/// place shows as it is.
+std::wstring folderDisplayText(const std::wstring& directory, const std::vector<Place>& places);
+
 Texts buildTexts(const Hit& hit);
 
 /// Adds the row with its sort texts, then shows the display texts where they
 /// differ; returns the row's index.
 int insertRow(CSortListCtrl& list, const Texts& texts);
 
-/// The row's Folder and Filename texts, and the path they make together.
+/// The row's folder (its full path, ending with the separator) and file
+/// name, and the path they make together.
 std::wstring itemDirectory(const CSortListCtrl& list, int row);
 std::wstring itemBasename(const CSortListCtrl& list, int row);
 std::wstring itemPath(const CSortListCtrl& list, int row);

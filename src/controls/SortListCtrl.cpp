@@ -8,6 +8,7 @@
 #include <QDrag>
 #include <QItemSelectionModel>
 #include <QSettings>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 
@@ -21,6 +22,17 @@ QSettings userSettings() {
     return QSettings(QString::fromStdWString(Kerf::Paths::vendorName()),
                      QString::fromStdWString(Kerf::Paths::productName()));
 }
+
+class MiddleElidingDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->textElideMode = Qt::ElideMiddle;
+    }
+};
 
 } // namespace
 
@@ -124,6 +136,11 @@ bool CSortListCtrl::DeleteAllItems() {
     return true;
 }
 
+void CSortListCtrl::SetColumnElideMiddle(int column) {
+    setItemDelegateForColumn(column, new MiddleElidingDelegate(this));
+    m_model->setSortTextAsToolTip(column);
+}
+
 void CSortListCtrl::Sort(int column, bool ascending) {
     if (column < 0 || column >= m_iNumColumns) {
         KERF_ASSERT(column >= 0 && column < m_iNumColumns);
@@ -142,7 +159,7 @@ void CSortListCtrl::OnHeadingClicked(int column) {
     // The header flips its arrow on a click by itself; Sort sets it to what
     // the list really does.
     if (column != m_iSortColumn)
-        Sort(column, true);
+        Sort(column, !m_descendingFirst.contains(column));
     else
         Sort(column, !m_bSortAscending);
 }

@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,13 @@ public:
     /// During a bulk add only the choice is recorded; the rows are sorted
     /// once when the bulk add finishes.
     void Sort(int column, bool ascending);
+    /// The first click on this column's heading sorts it descending (newest
+    /// first for dates); a second click reverses as for any column.
+    void SetDescendingFirst(int column) { m_descendingFirst.insert(column); }
+    /// The column's texts, when too long, lose their middle rather than
+    /// their end (paths: both ends tell where), and their tooltip is the
+    /// cell's sort text.
+    void SetColumnElideMiddle(int column);
     int GetSortColumn() const { return m_iSortColumn; }
     bool IsSortAscending() const { return m_bSortAscending; }
 
@@ -111,6 +119,7 @@ private:
     int m_iNumColumns = 0;
     int m_iSortColumn = -1;
     bool m_bSortAscending = true;
+    std::set<int> m_descendingFirst;
 };
 
 } // namespace Kerf::QuireLib

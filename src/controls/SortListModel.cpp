@@ -39,6 +39,12 @@ QVariant CSortListModel::data(const QModelIndex& index, int role) const {
         if (index.column() == 0 && !m_rowIcon.isNull())
             return m_rows[static_cast<size_t>(index.row())].cut ? m_cutRowIcon : m_rowIcon;
         return {};
+    case Qt::ToolTipRole:
+        if (m_sortTextTips.contains(index.column()))
+            return m_rows[static_cast<size_t>(index.row())]
+                .cells[static_cast<size_t>(index.column())]
+                .sort;
+        return {};
     case Qt::ForegroundRole:
         if (m_rows[static_cast<size_t>(index.row())].cut)
             return QApplication::palette().brush(QPalette::Disabled, QPalette::Text);
@@ -121,6 +127,10 @@ void CSortListModel::setUserData(int row, const QVariant& value) {
 
 QVariant CSortListModel::userData(int row) const {
     return isRow(row) ? m_rows[static_cast<size_t>(row)].userData : QVariant();
+}
+
+void CSortListModel::setSortTextAsToolTip(int column) {
+    m_sortTextTips.insert(column);
 }
 
 void CSortListModel::setRowIcon(const QIcon& icon) {

@@ -14,6 +14,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <set>
 #include <vector>
 
 namespace Kerf::QuireLib {
@@ -52,6 +53,10 @@ public:
     void setUserData(int row, const QVariant& value);
     QVariant userData(int row) const;
 
+    /// The column's cells show their sort text as their tooltip (a full
+    /// path where the cell shows a shorter one).
+    void setSortTextAsToolTip(int column);
+
     /// Shown before the first cell of every row.
     void setRowIcon(const QIcon& icon);
 
@@ -88,6 +93,7 @@ private:
     bool m_bulk = false;
     QIcon m_rowIcon;
     QIcon m_cutRowIcon; // the row icon in its disabled look
+    std::set<int> m_sortTextTips;
 };
 
 } // namespace Kerf::QuireLib

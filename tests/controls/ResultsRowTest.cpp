@@ -2,6 +2,7 @@
 #include "controls/SortListCtrl.h"
 
 #include "ListColumn.h"
+#include "support/Strings.h"
 
 #include <QLocale>
 
@@ -108,4 +109,22 @@ TEST(ResultsListNumbers, SortNumericallyThroughTheirPaddingInEveryLocale) {
                                                      L"2147483647"}));
         EXPECT_EQ(byAttachments, (std::vector<std::wstring>{L"", L"1", L"2", L"9", L"10", L"100"}));
     }
+}
+
+TEST(ResultsListFolders, ShowThePathBelowThePlaceSearchedByItsName) {
+    const std::vector<RR::Place> places = {
+        {L"/srv/mail", L""}, {L"/srv/mail/2019/", L"P-12"}, {L"/", L""}};
+    const struct {
+        const wchar_t* directory;
+        const wchar_t* shown;
+    } cases[] = {
+        {L"/srv/mail/A/", L"mail/A/"},
+        {L"/srv/mail/", L"mail/"},
+        {L"/srv/mail/2019/B/", L"P-12/B/"},       // the deepest place, by its reference
+        {L"/srv/mailbox/x/", L"/srv/mailbox/x/"}, // a longer name is not below "mail"
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(RR::folderDisplayText(c.directory, places), c.shown)
+            << Kerf::Util::toNarrow(c.directory);
+    EXPECT_EQ(RR::folderDisplayText(L"/elsewhere/", {{L"/srv/mail", L""}}), L"/elsewhere/");
 }
