@@ -5,6 +5,7 @@
 #include "app/SafeTextBrowser.h"
 #include "app/SaveFolder.h"
 #include "controls/PlainText.h"
+#include "controls/ResultsRow.h"
 #include "mail/MessageDocument.h"
 #include "mail/PeopleText.h"
 #include "text/HtmlText.h"
@@ -246,17 +247,18 @@ QString CMessageViewer::showBody() {
 void CMessageViewer::listAttachments() {
     if (!m_pDocument->Message())
         return;
-    const QLocale locale;
     for (const CAttachmentInfo& info : m_pDocument->Message()->attachments()) {
         QString name = QString::fromStdWString(info.name);
         if (name.isEmpty())
             name = info.isMessage ? QStringLiteral("(attached message)")
                                   : QStringLiteral("(unnamed attachment)");
         // An attached message that states no size has none worth showing.
-        const QString size = info.isMessage && info.size == 0
-                                 ? QString()
-                                 : locale.formattedDataSize(static_cast<qint64>(info.size), 1,
-                                                            QLocale::DataSizeTraditionalFormat);
+        // Written as the results list writes sizes.
+        const QString size =
+            info.isMessage && info.size == 0
+                ? QString()
+                : QString::fromStdWString(Kerf::QuireLib::ResultsRow::sizeDisplayText(
+                      static_cast<std::int32_t>(std::min<std::uint64_t>(info.size, INT32_MAX))));
         auto* item = new QTreeWidgetItem(m_pAttachments, {name, size});
         item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
     }
@@ -271,11 +273,27 @@ void CMessageViewer::updateAttachmentButtons() {
                                               : std::vector<CAttachmentInfo>();
     const bool valid = row >= 0 && static_cast<std::size_t>(row) < list.size();
     m_pOpen->setEnabled(valid);
-    // An attached message is shown, not saved: it has no file of its own.
-    m_pSaveAs->setEnabled(valid && !list[static_cast<std::size_t>(row)].isMessage);
+    // An attached message is saved as a message file of its own.
+    m_pSaveAs->setEnabled(valid);
 }
 
 CMessageViewer::Copy CMessageViewer::copyAttachment(int row, QIODevice& device) {
+    const auto index = static_cast<std::size_t>(row);
+    if (m_pDocument->Message() && index < m_pDocument->Message()->attachments().size() &&
+        m_pDocument->Message()->attachments()[index].isMessage) {
+        // An attached message becomes a message file of its own.
+        std::vector<std::uint8_t> bytes;
+        std::string error;
+        if (!m_pDocument->Message()->messageFileBytes(index, bytes, error)) {
+            warn(this, QStringLiteral("The attached message \"%1\" could not be read.")
+                           .arg(m_pAttachments->topLevelItem(row)->text(0)));
+            return Copy::ReadFailed;
+        }
+        return device.write(reinterpret_cast<const char*>(bytes.data()),
+                            static_cast<qint64>(bytes.size())) == static_cast<qint64>(bytes.size())
+                   ? Copy::Done
+                   : Copy::WriteFailed;
+    }
     bool written = true;
     const bool read = m_pDocument->Message() &&
                       m_pDocument->Message()->copyData(
@@ -301,8 +319,11 @@ void CMessageViewer::saveAttachment(int row) {
     const QString folder = SaveFolder::start(this);
     if (folder.isEmpty())
         return;
-    const QString suggested = QDir(folder).filePath(
-        AttachmentFolder::safeFileName(m_pAttachments->topLevelItem(row)->text(0)));
+    QString name = AttachmentFolder::safeFileName(m_pAttachments->topLevelItem(row)->text(0));
+    if (m_pDocument->Message()->attachments()[static_cast<std::size_t>(row)].isMessage &&
+        !name.endsWith(QLatin1String(".msg"), Qt::CaseInsensitive))
+        name += QLatin1String(".msg");
+    const QString suggested = QDir(folder).filePath(name);
     const QString target =
         QFileDialog::getSaveFileName(this, QStringLiteral("Save Attachment"), suggested);
     if (target.isEmpty())

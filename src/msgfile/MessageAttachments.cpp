@@ -1,6 +1,7 @@
 #include "msgfile/MessageAttachments.h"
 
 #include "msgfile/MessageFile.h"
+#include "msgfile/MessageFileWriter.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
@@ -111,6 +112,10 @@ CMessageAttachments::openBytes(std::span<const std::uint8_t> bytes, std::string&
 CMessageAttachments::CMessageAttachments(std::shared_ptr<CStorage> storage, MessageKind kind,
                                          int depth)
     : m_pStorage(std::move(storage)), m_kind(kind), m_iDepth(depth) {
+    if (kind == MessageKind::File && m_pStorage)
+        for (int i = 0; i < m_pStorage->childCount(); ++i)
+            if (m_pStorage->childName(i) == "__nameid_version1.0")
+                m_pNameIds = m_pStorage->openStorage(i);
     try {
         if (!FAILED(CMessage::OpenIMsgOnIStg(m_pStorage, m_pMessage, kind)))
             listAttachments();
@@ -217,10 +222,33 @@ std::shared_ptr<CMessageAttachments> CMessageAttachments::openMessage(std::size_
             return nullptr;
         auto message = std::make_shared<CMessageAttachments>(std::move(storage),
                                                              MessageKind::Attached, m_iDepth + 1);
+        message->m_pNameIds = m_pNameIds;
         return message->opened() ? message : nullptr;
     } catch (const std::exception& e) {
         Trace::tracef("CMessageAttachments::openMessage: %s\n", e.what());
         return nullptr;
+    }
+}
+
+bool CMessageAttachments::messageFileBytes(std::size_t index, std::vector<std::uint8_t>& bytes,
+                                           std::string& error) const {
+    bytes.clear();
+    if (!m_pMessage || index >= m_attachments.size() || !m_attachments[index].isMessage) {
+        error = "the attachment is no message";
+        return false;
+    }
+    try {
+        std::unique_ptr<CAttach> attach;
+        std::shared_ptr<CStorage> storage;
+        if (FAILED(m_pMessage->OpenAttach(static_cast<int>(index), attach)) ||
+            !(storage = attach->OpenDataObject())) {
+            error = "the attached message cannot be read";
+            return false;
+        }
+        return Mapi::writeMessageFile(*storage, m_pNameIds.get(), bytes, error);
+    } catch (const std::exception& e) {
+        error = e.what();
+        return false;
     }
 }
 

@@ -91,6 +91,11 @@ public:
     /// The message attached at `index`; null when it is not a message, cannot
     /// be read, or would lie deeper than kMaxDepth.
     std::shared_ptr<CMessageAttachments> openMessage(std::size_t index) const;
+    /// The message attached at `index` as the bytes of a saved message file
+    /// of its own, which opens as this reader opens any file. False and a
+    /// reason when it is no message or cannot be read whole.
+    bool messageFileBytes(std::size_t index, std::vector<std::uint8_t>& bytes,
+                          std::string& error) const;
 
     /// The code page the message's 8-bit text is in.
     int codePage() const;
@@ -103,6 +108,8 @@ private:
     int m_iDepth;
     std::unique_ptr<Mapi::CMessage> m_pMessage;
     std::vector<CAttachmentInfo> m_attachments;
+    /// The file's map of named properties, which its attached messages use too.
+    std::shared_ptr<Mapi::CStorage> m_pNameIds;
 };
 
 } // namespace Kerf::QuireLib

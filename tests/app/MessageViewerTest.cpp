@@ -12,10 +12,15 @@
 #include "app/MessageViewer.h"
 #include "app/SafeTextBrowser.h"
 #include "app/SaveFolder.h"
+#include "mail/EmailMetadataMessage.h"
 #include "mail/MessageDocument.h"
 #include "msgfile/MessageAttachments.h"
 
 #include <QFileDialog>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
 #include <QTreeWidget>
 
 #include <QNetworkAccessManager>
@@ -27,6 +32,7 @@
 #include <QCryptographicHash>
 #include <QImage>
 
+#include <algorithm>
 #include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -308,8 +314,7 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
     EXPECT_TRUE(list.isVisible());
     EXPECT_EQ(list.topLevelItem(0)->text(0), "Test Attachment");
     EXPECT_EQ(list.topLevelItem(1)->text(0), "smbprn.00009008.KdcPjl.pdf");
-    EXPECT_EQ(list.topLevelItem(1)->text(1),
-              QLocale().formattedDataSize(13539, 1, QLocale::DataSizeTraditionalFormat));
+    EXPECT_EQ(list.topLevelItem(1)->text(1), "13 KB"); // as the results list writes sizes
 
     // Save As writes exactly what the reader extracts.
     const QString saved = QString::fromStdString((dir / "saved.pdf").string());
@@ -355,7 +360,6 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
 
     // The attached message opens in a viewer of its own.
     list.setCurrentItem(list.topLevelItem(0));
-    EXPECT_FALSE(viewer->findChild<QPushButton*>("saveAttachment")->isEnabled());
     viewer->openAttachment(0);
     const auto inner = viewer->findChildren<CMessageViewer*>();
     ASSERT_EQ(inner.size(), 1);
@@ -536,6 +540,56 @@ TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     for (const auto& f : folders)
         EXPECT_EQ(fs::exists(dir / f.name), !f.cleared) << f.name;
     EXPECT_TRUE(fs::exists(dir / "kept" / "keep.txt"));
+}
+
+// An attached message saved on its own is a message file that this program
+// reads as it read the attachment: the command line shows the same values.
+TEST(MessageViewer, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
+    QoTest::TempDir dir;
+    // The message attached to the second has attachments of its own.
+    for (const auto& [name, attachments] :
+         {std::pair{"poi_attachment_msg_pdf.msg", 0}, std::pair{"mr_msgInMsgInMsg.msg", 2}}) {
+        std::string error;
+        const auto reader =
+            Kerf::QuireLib::CMessageAttachments::openFile(fromPath(corpus(name)), error);
+        ASSERT_TRUE(reader) << error;
+        const auto attached =
+            std::find_if(reader->attachments().begin(), reader->attachments().end(),
+                         [](const auto& info) { return info.isMessage; });
+        ASSERT_NE(attached, reader->attachments().end()) << name;
+        const int row = static_cast<int>(attached - reader->attachments().begin());
+        const auto attachedMessage = reader->openMessage(static_cast<std::size_t>(row));
+        const Kerf::QuireLib::CEmailMetadata_Message expected(*attachedMessage);
+
+        auto viewer = showViewer(corpus(name));
+        viewer->attachmentList().setCurrentItem(viewer->attachmentList().topLevelItem(row));
+        const QString saved =
+            QString::fromStdString((dir / (std::string(name) + ".inner.msg")).string());
+        SaveFolder::remember(saved);
+        answerNextFileDialog(saved);
+        auto* save = viewer->findChild<QPushButton*>("saveAttachment");
+        ASSERT_TRUE(save->isEnabled()) << name;
+        save->click();
+        ASSERT_TRUE(QFileInfo::exists(saved)) << name;
+
+        QProcess show;
+        show.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"),
+                   {"show", "--json", saved});
+        ASSERT_TRUE(show.waitForFinished(60000));
+        ASSERT_EQ(show.exitCode(), 0) << show.readAllStandardError().toStdString();
+        const QJsonObject record =
+            QJsonDocument::fromJson(show.readAllStandardOutput()).array().at(0).toObject();
+        for (const char* field : {"Subject", "From", "Body"})
+            EXPECT_EQ(record.value(field).toString().toStdWString(),
+                      expected.GetStringValue(Kerf::Util::toWide(field)))
+                << name << " " << field;
+        QStringList names;
+        for (const auto& info : attachedMessage->attachments())
+            names << QString::fromStdWString(info.name);
+        EXPECT_EQ(record.value("Attachments").toVariant().toStringList(), names) << name;
+        EXPECT_FALSE(expected.GetStringValue(L"Subject").empty()) << name;
+        EXPECT_EQ(names.size(), attachments) << name;
+    }
 }
 
 // A desktop that is slow to say which program opens ".msg" files: Open
