@@ -8,11 +8,17 @@
 #include <QFile>
 #include <QLocalSocket>
 #include <QThread>
+#include <QUrl>
 
 #include <sys/un.h>
 
 namespace {
+// One request a line: "raise", or "open " and a file's URL (percent-encoded,
+// so that no name can break the line).
 constexpr char kRaiseRequest[] = "raise\n";
+constexpr char kOpenRequest[] = "open ";
+// A request line longer than this is no request of ours.
+constexpr qsizetype kLongestRequest = 64 * 1024;
 constexpr int kConnectTimeoutMs = 1000;
 /// How long a start that lost the claim waits for the owner to listen.
 constexpr int kOwnerStartTimeoutMs = 10000;
@@ -41,24 +47,29 @@ QString CInstanceGuard::socketPath(const QString& name) {
     return QDir(QDir::tempPath()).filePath(file);
 }
 
-bool CInstanceGuard::askOwnerToRaise(int timeoutMs) const {
+bool CInstanceGuard::askOwner(const QByteArray& request, int timeoutMs) const {
     QLocalSocket socket;
     socket.connectToServer(m_sSocketPath);
     if (!socket.waitForConnected(timeoutMs))
         return false;
-    socket.write(kRaiseRequest);
+    socket.write(request);
     socket.waitForBytesWritten(kConnectTimeoutMs);
     socket.disconnectFromServer();
     return true;
 }
 
-bool CInstanceGuard::claim() {
+bool CInstanceGuard::claim(const QStringList& files) {
+    QByteArray request;
+    for (const QString& file : files)
+        request += kOpenRequest + QUrl::fromLocalFile(file).toEncoded() + '\n';
+    if (files.isEmpty())
+        request = kRaiseRequest;
     KERF_TRACE_ENTRY("CQoSearchApp::createMutex");
     if (Kerf::Trace::isOn()) {
         const QByteArray line = QStringLiteral("sMutexName = %1\n").arg(m_sName).toUtf8();
         Kerf::Trace::tracef("CQoSearchApp::createMutex - %s\n", line.constData());
     }
-    if (askOwnerToRaise(kConnectTimeoutMs))
+    if (askOwner(request, kConnectTimeoutMs))
         return false;
     // The lock decides between starts at the same moment; a lock left by a
     // process that no longer runs is taken over, however old.
@@ -69,7 +80,7 @@ bool CInstanceGuard::claim() {
             // Another start owns the name and is about to listen.
             const QDeadlineTimer deadline(kOwnerStartTimeoutMs);
             while (!deadline.hasExpired()) {
-                if (askOwnerToRaise(kConnectTimeoutMs))
+                if (askOwner(request, kConnectTimeoutMs))
                     return false;
                 QThread::msleep(100);
             }
@@ -94,12 +105,29 @@ bool CInstanceGuard::claim() {
 void CInstanceGuard::onNewConnection() {
     while (QLocalSocket* socket = m_server.nextPendingConnection()) {
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-            if (socket->readAll().contains("raise"))
-                emit raiseRequested();
-        });
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { readRequests(*socket); });
         // The request may have arrived before the slot was connected.
-        if (socket->bytesAvailable() > 0 && socket->readAll().contains("raise"))
-            emit raiseRequested();
+        readRequests(*socket);
     }
+}
+
+void CInstanceGuard::readRequests(QLocalSocket& socket) {
+    QStringList files;
+    bool raise = false;
+    while (socket.canReadLine()) {
+        const QByteArray line = socket.readLine(kLongestRequest).trimmed();
+        if (line == QByteArray(kRaiseRequest).trimmed()) {
+            raise = true;
+        } else if (line.startsWith(kOpenRequest)) {
+            const QUrl url = QUrl::fromEncoded(line.mid(qsizetype(sizeof kOpenRequest) - 1));
+            if (url.isLocalFile())
+                files << url.toLocalFile();
+        }
+    }
+    if (socket.bytesAvailable() > kLongestRequest)
+        socket.abort(); // not one of ours
+    if (!files.isEmpty())
+        emit openRequested(files);
+    if (raise)
+        emit raiseRequested();
 }

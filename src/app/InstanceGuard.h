@@ -2,7 +2,9 @@
 // Makes sure one search window works on one index. The first instance listens
 // on a local socket named after the index; a later start connects, asks the
 // first to bring its window forward, and ends. A socket name left behind by a
-// crashed instance answers nobody and is taken over.
+// crashed instance answers nobody and is taken over. A start that was given
+// message files hands them to the first instance, which opens them, instead
+// of asking it to raise its window.
 //
 // The name derived from the index path can be far longer than a local socket
 // path may be, so the socket file is named by a fixed-length digest of it, in
@@ -14,8 +16,11 @@
 #include <QLockFile>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
+
+class QLocalSocket;
 
 class CInstanceGuard : public QObject {
     Q_OBJECT
@@ -23,8 +28,9 @@ public:
     explicit CInstanceGuard(QString name, QObject* parent = nullptr);
 
     /// True when this process now owns the name. False when another instance
-    /// runs; it has then been asked to raise its window.
-    bool claim();
+    /// runs; it has then been asked to open the files, or with none to raise
+    /// its window.
+    bool claim(const QStringList& files = {});
 
     const QString& name() const { return m_sName; }
     /// Where the socket lives: a digest of the name in $XDG_RUNTIME_DIR, or
@@ -34,11 +40,15 @@ public:
 signals:
     /// Another start asked this instance to raise, activate and restore its window.
     void raiseRequested();
+    /// Another start asked this instance to open these files.
+    void openRequested(const QStringList& files);
 
 private:
     void onNewConnection();
-    /// Asks an owner listening on the socket to raise its window.
-    bool askOwnerToRaise(int timeoutMs) const;
+    /// Hands the request to an owner listening on the socket.
+    bool askOwner(const QByteArray& request, int timeoutMs) const;
+    /// Acts on the complete lines a connection has sent.
+    void readRequests(QLocalSocket& socket);
 
     QString m_sName;
     QString m_sSocketPath;

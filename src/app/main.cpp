@@ -1,5 +1,6 @@
-// qosearch: the search window. One window per user's index: a second start
-// brings the running window forward and ends.
+// qosearch: the search window, and the viewer of saved messages. One
+// instance per user's index: a second start hands its files to the running
+// one, or with none brings its window forward, and ends.
 
 #include "app/AttachmentFolder.h"
 #include "app/InstanceGuard.h"
@@ -7,6 +8,7 @@
 #include "app/QoSearchApp.h"
 #include "app/QoSearchDlg.h"
 #include "app/ScreenshotTour.h"
+#include "app/StartRequest.h"
 #include "cycle/UserPlaces.h"
 #include "search/IndexStorage.h"
 #include "support/Trace.h"
@@ -26,7 +28,8 @@ int main(int argc, char** argv) {
     namespace UserPlaces = Kerf::QuireLib::UserPlaces;
     CInstanceGuard guard(
         QString::fromStdWString(UserPlaces::buildInstanceName(UserPlaces::buildIndexDirectory())));
-    if (!guard.claim())
+    const StartRequest request = parseStartArguments(app.arguments().mid(1));
+    if (!guard.claim(request.files))
         return 0;
     // Attachments opened by a run that crashed are still in the temporary folder.
     AttachmentFolder::clearStale(QDir::tempPath());
@@ -35,6 +38,7 @@ int main(int argc, char** argv) {
         CQoSearchDlg dlg;
         QObject::connect(&guard, &CInstanceGuard::raiseRequested, &dlg,
                          &CQoSearchDlg::bringToFront);
+        QObject::connect(&guard, &CInstanceGuard::openRequested, &dlg, &openMessageFiles);
         // The end of the desktop session stops the work first.
         QObject::connect(&app, &QGuiApplication::commitDataRequest, &dlg, [&dlg](QSessionManager&) {
             Kerf::Trace::tracef("CQoSearchDlg::OnEndSession(%s)\n", "Ending=1");
@@ -43,7 +47,10 @@ int main(int argc, char** argv) {
         QObject::connect(&app, &QCoreApplication::aboutToQuit, &dlg, &CQoSearchDlg::stopWork);
         // The program ends when its window closes.
         QObject::connect(&dlg, &QDialog::finished, &app, &QCoreApplication::quit);
-        dlg.show();
+        // Opened for its files only, the program ends with their last viewer.
+        if (request.showSearch)
+            dlg.show();
+        openMessageFiles(request.files);
         if (const char* folder = std::getenv("QOSEARCH_SCREENSHOTS"); folder && *folder)
             startScreenshotTour(dlg, QString::fromLocal8Bit(folder));
         app.exec();

@@ -61,6 +61,23 @@ TEST(InstanceGuard, ANameLeftByACrashedInstanceIsTakenOver) {
     expectOneOwnerThatIsRaised(name);
 }
 
+// Opening message files while the program runs: the running one opens them.
+TEST(InstanceGuard, FilesGivenToASecondStartGoToTheFirstWhole) {
+    app();
+    const QString name = uniqueName();
+    CInstanceGuard first(name);
+    ASSERT_TRUE(first.claim());
+    QSignalSpy raised(&first, &CInstanceGuard::raiseRequested);
+    QSignalSpy opened(&first, &CInstanceGuard::openRequested);
+    const QStringList files = {"/tmp/a b/Quarterly report.msg", "/tmp/line\nbreak #1%.msg",
+                               "/tmp/Grüße/はい.msg"};
+    CInstanceGuard second(name);
+    EXPECT_FALSE(second.claim(files));
+    ASSERT_TRUE(!opened.isEmpty() || opened.wait(5000));
+    EXPECT_EQ(opened.takeFirst().at(0).toStringList(), files);
+    EXPECT_TRUE(raised.isEmpty());
+}
+
 namespace {
 
 /// A folder whose path is `length` characters long, below `base`.
