@@ -22,6 +22,8 @@ public:
     void SetUp() override {
         m_dir = std::make_unique<TempDir>();
         m_folders = std::make_unique<ScopedUserFolders>(m_dir->path());
+        // No test talks to the desktop's session bus (its file manager).
+        m_noBus = std::make_unique<ScopedVariable>("DBUS_SESSION_BUS_ADDRESS", nullptr);
         static int argc = 1;
         static char* argv[] = {m_programName.data(), nullptr};
         s_standardHandler = qInstallMessageHandler(quietHandler);
@@ -32,6 +34,7 @@ public:
     void TearDown() override {
         m_app.reset();
         m_folders.reset();
+        m_noBus.reset();
         m_dir.reset();
     }
 
@@ -48,6 +51,7 @@ private:
     std::string m_programName;
     std::unique_ptr<TempDir> m_dir;
     std::unique_ptr<ScopedUserFolders> m_folders;
+    std::unique_ptr<ScopedVariable> m_noBus;
     std::unique_ptr<QApplication> m_app;
 };
 

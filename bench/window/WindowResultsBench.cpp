@@ -116,7 +116,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "window was not shown\n");
             return 2;
         }
-        // The results area open, after a search of an empty folder.
+        // After a search of an empty folder.
         std::filesystem::create_directories(base / "empty");
         dlg.locationPane().GetFolderRadio().click();
         dlg.locationPane().GetFolderEdit().setText(
@@ -124,8 +124,8 @@ int main(int argc, char** argv) {
         dlg.OnBnClickedFindnow();
         while (dlg.cycle().isIndexing())
             QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        if (!dlg.isResultsShown()) {
-            std::fprintf(stderr, "the results area did not open\n");
+        if (!dlg.resultsList().isVisible()) {
+            std::fprintf(stderr, "the results list does not show\n");
             return 2;
         }
         CSortListCtrl& list = dlg.resultsList();

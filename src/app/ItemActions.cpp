@@ -33,16 +33,17 @@ int openMessages(const std::vector<std::wstring>& paths, QWidget* parent) {
 
 std::vector<std::wstring> exploreFolders(const std::vector<std::wstring>& folders) {
     std::set<std::wstring> opened; // folders compare as the file system compares them
-    std::vector<std::wstring> order;
+    std::vector<std::wstring> failed;
     for (const std::wstring& folder : folders) {
         if (!opened.insert(folder).second)
             continue;
-        order.push_back(folder);
-        if (!QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdWString(folder))))
-            Kerf::Trace::tracef("No application opened the folder %s\n",
-                                Kerf::Util::toNarrow(folder).c_str());
+        if (QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdWString(folder))))
+            continue;
+        Kerf::Trace::tracef("No application opened the folder %s\n",
+                            Kerf::Util::toNarrow(folder).c_str());
+        failed.push_back(folder);
     }
-    return order;
+    return failed;
 }
 
 } // namespace ItemActions

@@ -24,8 +24,8 @@ int openMessages(const std::vector<std::wstring>& paths, QWidget* parent,
 /// The same with the process's association for saved messages.
 int openMessages(const std::vector<std::wstring>& paths, QWidget* parent);
 
-/// Opens each folder once, folders differing only in letter case counting
-/// as one, in the order given; returns the folders opened.
+/// Opens each folder once (folders differing only in letter case are two),
+/// in the order given; returns those no application opened.
 std::vector<std::wstring> exploreFolders(const std::vector<std::wstring>& folders);
 
 } // namespace ItemActions

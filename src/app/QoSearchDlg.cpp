@@ -1,5 +1,6 @@
 #include "app/QoSearchDlg.h"
 
+#include "app/ContainingFolder.h"
 #include "app/DesktopAssociation.h"
 #include "app/DialogUnits.h"
 #include "app/FileMovement.h"
@@ -21,6 +22,8 @@
 #include <QApplication>
 #include <QDesktopServices>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
+#include <QFrame>
 #include <QGroupBox>
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -33,9 +36,12 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
+#include <QScrollBar>
 #include <QShortcut>
+#include <QSplitter>
 #include <QStyle>
 #include <QTabWidget>
+#include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -48,13 +54,15 @@ namespace ResultsRow = Kerf::QuireLib::ResultsRow;
 
 namespace {
 
-constexpr int kMargin = 10; // also the gap below the status line when collapsed
+constexpr int kMargin = 10;
 constexpr int kSpacing = 6;
 // Where the window's place is kept per user, beside the other choices.
 constexpr const char* kGeometryValue = "Search/WindowGeometry";
-constexpr const char* kFullHeightValue = "Search/WindowFullHeight";
-constexpr int kResultsMinimumHeight = 120;
+constexpr const char* kSplitterValue = "Search/ResultsSplitter";
+constexpr const char* kPreviewBelowValue = "Search/PreviewBelow";
 constexpr int kStatusRepaintMs = 100;
+// How often rows of what a running indexer has committed are looked for.
+constexpr int kRefreshWhileIndexingMs = 2000;
 constexpr const char* kHelpPage = "QoSearch.html";
 
 CRecursiveMailIndexer::IndexPlace userIndexPlace() {
@@ -118,8 +126,8 @@ void CQoSearchDlg::buildControls() {
     m_pTabs->setObjectName(QStringLiteral("tabs"));
     m_pTabs->addTab(m_pLocation, QStringLiteral("&Location"));
     m_pTabs->addTab(m_pCriteria, QStringLiteral("&More Choices"));
-    m_pTabs->addTab(m_pPreview, QStringLiteral("&Preview"));
-    m_pTabs->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    // As tall as the criteria need; the results take the rest.
+    m_pTabs->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Maximum);
 
     m_pFindNow = newButton("_Find Now", "findNow");
     m_pStop = newButton("_Stop", "stop");
@@ -147,7 +155,6 @@ void CQoSearchDlg::buildControls() {
     upper->setSpacing(kMargin);
     upper->addWidget(m_pTabs, 1);
     upper->addLayout(buttons);
-    m_pUpperLayout = upper;
 
     m_pStatus = new QLabel;
     m_pStatus->setObjectName(QStringLiteral("status"));
@@ -175,17 +182,57 @@ void CQoSearchDlg::buildControls() {
         const std::vector<std::wstring> paths = getSelectedPaths();
         return paths.empty() ? nullptr : CFileMovement::buildMimeData(paths, false);
     });
+    // Columns keep the widths the user gave them; the last one takes what is left.
+    m_ctlResults->header()->setStretchLastSection(true);
+
+    // A thin bar over the list while the rows are not all there are.
+    m_pIncompleteBar = new QFrame;
+    m_pIncompleteBar->setObjectName(QStringLiteral("incompleteBar"));
+    m_pIncompleteBar->setAutoFillBackground(true);
+    m_pIncompleteBar->setBackgroundRole(QPalette::ToolTipBase);
+    m_pIncompleteText = new QLabel;
+    m_pIncompleteText->setObjectName(QStringLiteral("incompleteText"));
+    m_pIncompleteText->setTextFormat(Qt::PlainText); // names of places are not markup
+    m_pIncompleteText->setForegroundRole(QPalette::ToolTipText);
+    m_pIncompleteText->setWordWrap(true);
+    m_pSearchAgain = newButton("Search again", "searchAgain");
+    auto* barLayout = new QHBoxLayout(m_pIncompleteBar);
+    barLayout->setContentsMargins(kSpacing, 2, kSpacing, 2);
+    barLayout->addWidget(m_pIncompleteText, 1);
+    barLayout->addWidget(m_pSearchAgain);
+    m_pIncompleteBar->hide();
+
     m_pResultsGroup = new QGroupBox(QStringLiteral("_Results"));
     m_pResultsGroup->setObjectName(QStringLiteral("resultsGroup"));
     auto* resultsLayout = new QVBoxLayout(m_pResultsGroup);
-    resultsLayout->addWidget(m_ctlResults);
+    resultsLayout->addWidget(m_pIncompleteBar);
+    resultsLayout->addWidget(m_ctlResults, 1);
+
+    m_pSplitter = new QSplitter(Qt::Horizontal);
+    m_pSplitter->setObjectName(QStringLiteral("resultsSplitter"));
+    m_pSplitter->setChildrenCollapsible(false);
+    m_pSplitter->addWidget(m_pResultsGroup);
+    m_pSplitter->addWidget(m_pPreview);
+    m_pSplitter->setStretchFactor(0, 3);
+    m_pSplitter->setStretchFactor(1, 2);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     layout->setSpacing(kSpacing);
     layout->addLayout(upper);
     layout->addLayout(statusLine);
-    layout->addWidget(m_pResultsGroup, 1);
+    layout->addWidget(m_pSplitter, 1);
+
+    m_pWatcher = new QFileSystemWatcher(this);
+    connect(m_pWatcher, &QFileSystemWatcher::fileChanged, this,
+            &CQoSearchDlg::OnWatchedFileChanged);
+    m_pRefreshTimer = new QTimer(this);
+    m_pRefreshTimer->setInterval(kRefreshWhileIndexingMs);
+    connect(m_pRefreshTimer, &QTimer::timeout, this, &CQoSearchDlg::refreshWhileIndexing);
+    connect(m_pSearchAgain, &QPushButton::clicked, this, [this] {
+        if (isFindNowAvailable())
+            OnBnClickedFindnow();
+    });
 
     connect(m_pFindNow, &QPushButton::clicked, this, &CQoSearchDlg::OnBnClickedFindnow);
     connect(m_pStop, &QPushButton::clicked, this, &CQoSearchDlg::OnBnClickedStop);
@@ -198,9 +245,20 @@ void CQoSearchDlg::buildControls() {
             &CQoSearchDlg::focusLocationFilter);
     connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_R), this), &QShortcut::activated, this,
             &CQoSearchDlg::focusResults);
-    auto* deleteKey = new QShortcut(QKeySequence::Delete, m_ctlResults);
-    deleteKey->setContext(Qt::WidgetShortcut);
-    connect(deleteKey, &QShortcut::activated, this, &CQoSearchDlg::DeleteItems);
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_F), this), &QShortcut::activated, this,
+            &CQoSearchDlg::focusSearchBox);
+    for (const QKeySequence& key :
+         {QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::CTRL | Qt::Key_Q)})
+        connect(new QShortcut(key, this), &QShortcut::activated, this, &QWidget::close);
+    // On the selected rows, their files: as the file manager does.
+    for (const auto& [key, handler] :
+         {std::pair{QKeySequence(QKeySequence::Delete), &CQoSearchDlg::DeleteItems},
+          std::pair{QKeySequence(QKeySequence::Copy), &CQoSearchDlg::CopyItems},
+          std::pair{QKeySequence(QKeySequence::Cut), &CQoSearchDlg::CutItems}}) {
+        auto* shortcut = new QShortcut(key, m_ctlResults);
+        shortcut->setContext(Qt::WidgetShortcut);
+        connect(shortcut, &QShortcut::activated, this, handler);
+    }
     connect(m_pTabs, &QTabWidget::currentChanged, this, [](int pane) {
         if (Kerf::Trace::isOn())
             Kerf::Trace::tracef("CQoSearchDlg::ShowWindowNumber(%s)\n",
@@ -225,6 +283,8 @@ void CQoSearchDlg::initialise() {
     TranslateWindow(this);
 
     m_ctlResults->SetHeadings(ResultsRow::kHeadings);
+    m_ctlResults->SetDescendingFirst(ResultsRow::Sent); // the latest mail is what one looks for
+    m_ctlResults->SetColumnElideMiddle(ResultsRow::Folder);
     setInitialResultWidths();
     m_ctlResults->LoadColumnInfo();
     m_ctlResults->SetRowIcon(messageFileIcon());
@@ -236,38 +296,41 @@ void CQoSearchDlg::initialise() {
     m_cycle.initialise();
     endWaitCursor();
 
-    // Collapsed until the first search: only the upper part and the status line.
-    m_pResultsGroup->hide();
-    const int collapsed = collapsedHeight();
-    setMinimumHeight(collapsed);
-    setMaximumHeight(collapsed);
     restoreWindowPlace();
     updateButtons();
 }
 
 void CQoSearchDlg::restoreWindowPlace() {
     const auto settings = Kerf::QuireLib::openUserSettings();
+    setPreviewBelow(settings->value(QLatin1String(kPreviewBelowValue), false).toBool());
+    const QByteArray sizes = settings->value(QLatin1String(kSplitterValue)).toByteArray();
+    if (!sizes.isEmpty())
+        m_pSplitter->restoreState(sizes);
     const QByteArray geometry = settings->value(QLatin1String(kGeometryValue)).toByteArray();
-    const int fullHeight = settings->value(QLatin1String(kFullHeightValue)).toInt();
-    if (!geometry.isEmpty() && fullHeight > 0 && restoreGeometry(geometry)) {
-        m_iFullHeight = fullHeight;
+    if (!geometry.isEmpty() && restoreGeometry(geometry))
         return;
-    }
     // First start: two thirds of the screen, in its middle.
     const QScreen* shown = screen() != nullptr ? screen() : QGuiApplication::primaryScreen();
     const QRect available = shown != nullptr ? shown->availableGeometry() : QRect(0, 0, 1200, 900);
-    const QSize size(
-        std::max(available.width() * 2 / 3, minimumSizeHint().width()),
-        std::max(available.height() * 2 / 3, collapsedHeight() + kResultsMinimumHeight));
-    m_iFullHeight = size.height();
-    resize(size.width(), collapsedHeight());
+    const QSize size(std::max(available.width() * 2 / 3, minimumSizeHint().width()),
+                     std::max(available.height() * 2 / 3, minimumSizeHint().height()));
+    resize(size);
     move(available.center() - QPoint(size.width() / 2, size.height() / 2));
 }
 
 void CQoSearchDlg::saveWindowPlace() const {
     const auto settings = Kerf::QuireLib::openUserSettings();
     settings->setValue(QLatin1String(kGeometryValue), saveGeometry());
-    settings->setValue(QLatin1String(kFullHeightValue), m_bResultsShown ? height() : m_iFullHeight);
+    settings->setValue(QLatin1String(kSplitterValue), m_pSplitter->saveState());
+    settings->setValue(QLatin1String(kPreviewBelowValue), isPreviewBelow());
+}
+
+void CQoSearchDlg::setPreviewBelow(bool below) {
+    m_pSplitter->setOrientation(below ? Qt::Vertical : Qt::Horizontal);
+}
+
+bool CQoSearchDlg::isPreviewBelow() const {
+    return m_pSplitter->orientation() == Qt::Vertical;
 }
 
 void CQoSearchDlg::setInitialResultWidths() {
@@ -294,42 +357,21 @@ void CQoSearchDlg::ClearDialogueOnInitialization() {
     m_pCriteria->clearCriteria();
 }
 
-int CQoSearchDlg::collapsedHeight() const {
-    // The status line's bottom edge plus the margin below it.
-    return kMargin + m_pUpperLayout->sizeHint().height() + kSpacing +
-           std::max(m_pStatus->sizeHint().height(), m_pStatus->minimumHeight()) + kMargin;
-}
-
-void CQoSearchDlg::showResultsArea() {
-    if (m_bResultsShown)
-        return;
-    m_pResultsGroup->show();
-    setMaximumHeight(QWIDGETSIZE_MAX);
-    setMinimumHeight(collapsedHeight() + kResultsMinimumHeight);
-    m_bResultsShown = true;
-    resize(width(), std::max(m_iFullHeight, minimumHeight()));
-}
-
-void CQoSearchDlg::collapseResultsArea() {
-    if (!m_bResultsShown)
-        return;
-    // The height the user gave the window is the one the next search opens to.
-    m_iFullHeight = height();
-    m_pResultsGroup->hide();
-    const int collapsed = collapsedHeight();
-    setMinimumHeight(collapsed);
-    setMaximumHeight(collapsed);
-    resize(width(), collapsed);
-    m_bResultsShown = false;
-}
-
 bool CQoSearchDlg::isFindNowAvailable() {
     return m_pLocation->AreSearchLocationsAvailable();
 }
 
 void CQoSearchDlg::updateButtons() {
-    m_pFindNow->setEnabled(isFindNowAvailable());
+    const bool available = isFindNowAvailable();
+    m_pFindNow->setEnabled(available);
+    // A disabled button says what it waits for.
+    m_pFindNow->setToolTip(available ? QStringLiteral("Searches the chosen places (Enter)")
+                                     : m_pLocation->whyNothingToSearch());
     const bool indexing = m_cycle.isIndexing();
+    if (indexing && !m_pRefreshTimer->isActive())
+        m_pRefreshTimer->start();
+    else if (!indexing)
+        m_pRefreshTimer->stop();
     // A stopped run that is still ending cannot be stopped again.
     m_pStop->setEnabled(indexing && !m_cycle.isStopping());
     // Busy until the first counts arrive, and while a stopped run ends.
@@ -363,10 +405,11 @@ void CQoSearchDlg::Findnow() {
     criteria.m_sQuery = m_pLocation->GetRawQuery();
     m_searchWords = Kerf::QuireLib::searchWords(criteria);
     const std::vector<std::wstring> locations = m_pLocation->GetSearchLocations();
+    m_searchedPlaces.clear();
+    for (const std::wstring& location : locations)
+        m_searchedPlaces.push_back({location, m_pLocation->GetLocationName(location)});
     m_cycle.setUnreachableLocations(m_pLocation->GetUnreachableLocations());
     m_cycle.setCentralIndex(Kerf::Central::readCentralIndexSettings());
-    if (!locations.empty())
-        showResultsArea();
     // Without locations the cycle only says so.
     m_cycle.findNow(criteria, locations);
 }
@@ -380,7 +423,6 @@ void CQoSearchDlg::OnBnClickedClear() {
     m_cycle.clear();
     m_pCriteria->clearCriteria();
     m_searchWords.clear();
-    collapseResultsArea();
     updateButtons();
 }
 
@@ -403,6 +445,48 @@ void CQoSearchDlg::stopWork() {
     updateButtons();
 }
 
+void CQoSearchDlg::OnEscape() {
+    auto* edit = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+    if (edit != nullptr && isAncestorOf(edit) && !edit->isReadOnly() && !edit->text().isEmpty()) {
+        edit->clear();
+        return;
+    }
+    if (m_cycle.isIndexing() && !m_cycle.isStopping())
+        OnBnClickedStop();
+}
+
+void CQoSearchDlg::focusSearchBox() {
+    ShowWindowNumber(eLocationPane);
+    m_pLocation->GetKeywordsEdit().setFocus(Qt::ShortcutFocusReason);
+    m_pLocation->GetKeywordsEdit().selectAll();
+}
+
+void CQoSearchDlg::refreshWhileIndexing() {
+    if (!m_cycle.isIndexing()) {
+        m_pRefreshTimer->stop();
+        return;
+    }
+    // The rows of the commit join the list; the user's place in it stays.
+    const QModelIndex top = m_ctlResults->indexAt(QPoint(0, 0));
+    const std::wstring topPath = top.isValid() ? getItemPath(top.row()) : std::wstring();
+    m_bKeepScroll = true;
+    m_cycle.refreshIfCommitted();
+    m_bKeepScroll = false;
+    if (topPath.empty())
+        return;
+    for (int row = 0; row < m_ctlResults->GetItemCount(); ++row)
+        if (getItemPath(row) == topPath) {
+            m_ctlResults->scrollTo(m_ctlResults->model()->index(row, 0),
+                                   QAbstractItemView::PositionAtTop);
+            return;
+        }
+}
+
+void CQoSearchDlg::showIncompleteResults(const std::wstring& text) {
+    m_pIncompleteText->setText(QString::fromStdWString(text));
+    m_pIncompleteBar->setVisible(!text.empty());
+}
+
 void CQoSearchDlg::ShowWindowNumber(int pane) {
     m_pTabs->setCurrentIndex(pane);
 }
@@ -417,8 +501,6 @@ void CQoSearchDlg::focusLocationFilter() {
 }
 
 void CQoSearchDlg::focusResults() {
-    if (!m_bResultsShown)
-        return;
     m_ctlResults->setFocus(Qt::ShortcutFocusReason);
 }
 
@@ -452,7 +534,12 @@ void CQoSearchDlg::keyPressEvent(QKeyEvent* e) {
         e->accept();
         return;
     }
-    QDialog::keyPressEvent(e); // Escape: reject()
+    if (e->key() == Qt::Key_Escape && e->modifiers() == Qt::NoModifier) {
+        OnEscape(); // the dialog's own Escape would close the window
+        e->accept();
+        return;
+    }
+    QDialog::keyPressEvent(e);
 }
 
 void CQoSearchDlg::setStatusText(const std::wstring& text) {
@@ -487,11 +574,21 @@ void CQoSearchDlg::showIndexingFailure(const std::wstring& text) {
 void CQoSearchDlg::openHelp() {
     const QString page =
         QString::fromStdWString(Kerf::Paths::installationDirectory()) + QLatin1String(kHelpPage);
-    if (QFileInfo::exists(page) && QDesktopServices::openUrl(QUrl::fromLocalFile(page)))
+    if (!QFileInfo::exists(page)) {
+        ContainingFolder::tellWhatToInstall(
+            this, QStringLiteral("The help page is missing: it should be the file %1").arg(page),
+            QStringLiteral("Install QoSearch again to bring it back."));
         return;
-    PlainText::openMessageBox(
-        QMessageBox::Information, QStringLiteral("QoSearch"),
-        QStringLiteral("The help page could not be opened.\n\nIt is the file %1").arg(page), this);
+    }
+    if (QDesktopServices::openUrl(QUrl::fromLocalFile(page)))
+        return;
+    ContainingFolder::tellWhatToInstall(
+        this,
+        QStringLiteral("The help page could not be opened: no web browser is set up on this "
+                       "computer."),
+        QStringLiteral("Install one, for example: sudo apt install xdg-utils firefox-esr (or "
+                       "chromium). The page is the file %1")
+            .arg(page));
 }
 
 void CQoSearchDlg::showAbout() {

@@ -1,13 +1,11 @@
 #pragma once
-// The program's only window, "<vendor> <product> - Search": three tabbed panes
-// (where to look, what to look for, a preview of the selected message), the
-// "Find Now", "Stop" and "Clear" buttons, a status line and the results list.
-// The search cycle does the work; the window shows what it reports and hands
-// it the indexer's messages, which arrive as posted events.
-//
-// Before the first search only the upper part shows and the window can grow
-// only sideways; "Find Now" opens the results area, "Clear" closes it again
-// and keeps the height the user gave the window for the next search.
+// The program's only window, "<vendor> <product> - Search": the criteria above
+// (two tabs: where and what to look for, and more choices), the "Find Now",
+// "Stop" and "Clear" buttons beside them, a status line, and below it the
+// results list and the preview of the selected message side by side (or the
+// preview below the list, as the user chose last). The search cycle does the
+// work; the window shows what it reports and hands it the indexer's
+// messages, which arrive as posted events.
 
 #include "app/WindowEventSink.h"
 #include "controls/ResultsRow.h"
@@ -27,13 +25,16 @@
 class CPreviewDlg;
 class CSearchCriteriaDlg;
 class CSearchLocation;
+class QFileSystemWatcher;
 class QGroupBox;
 class QLabel;
 class QLayout;
 class QMenu;
 class QProgressBar;
 class QPushButton;
+class QSplitter;
 class QTabWidget;
+class QTimer;
 
 namespace Kerf::QuireLib {
 class CSortListCtrl;
@@ -43,7 +44,7 @@ class CQoSearchDlg : public QDialog, public Kerf::QuireLib::ISearchView {
     Q_OBJECT
 public:
     static constexpr int kResultsListId = 1004;
-    enum Pane { eLocationPane = 0, eCriteriaPane = 1, ePreviewPane = 2 };
+    enum Pane { eLocationPane = 0, eCriteriaPane = 1 };
 
     /// Builds the window, opens (creating when missing) the user's index and
     /// its searcher.
@@ -67,6 +68,8 @@ public:
     void endWaitCursor() override;
     /// A message box, besides the status line, that the user cannot miss.
     void showIndexingFailure(const std::wstring& text) override;
+    /// The bar above the list with the same words and "Search again".
+    void showIncompleteResults(const std::wstring& text) override;
 
     /// What the results list shows of a record: insertItem() adds this row.
     static Kerf::QuireLib::ResultsRow::Hit resultsHit(const Kerf::QuireLib::CEmailMetadata& record);
@@ -79,8 +82,13 @@ public:
     void OnBnClickedClear();
     /// Enter: a search when one can start, otherwise nothing.
     void OnOK();
-    /// Ends any running work (closing, end of session, Escape).
+    /// Ends any running work (closing, end of session).
     void stopWork();
+    /// Escape: empties the criterion being typed, or stops the search;
+    /// never closes the window.
+    void OnEscape();
+    /// Ctrl+F: the "Search for:" box.
+    void focusSearchBox();
     void ShowWindowNumber(int pane);
     /// Ctrl+L: the location filter (choosing the filing locations).
     void focusLocationFilter();
@@ -124,9 +132,15 @@ public:
     /// Beside the status line while indexing runs.
     QProgressBar& progressBar() { return *m_pProgress; }
     QGroupBox& resultsGroup() { return *m_pResultsGroup; }
-    bool isResultsShown() const { return m_bResultsShown; }
-    int collapsedHeight() const;
-    int fullHeight() const { return m_iFullHeight; }
+    /// The results list and the preview, side by side or one above the other.
+    QSplitter& resultsSplitter() { return *m_pSplitter; }
+    /// The bar above the list while the results are not all there are.
+    QWidget& incompleteBar() { return *m_pIncompleteBar; }
+    QLabel& incompleteText() { return *m_pIncompleteText; }
+    QPushButton& searchAgainButton() { return *m_pSearchAgain; }
+    /// The preview below the list instead of beside it; kept per user.
+    void setPreviewBelow(bool below);
+    bool isPreviewBelow() const;
 
 public slots:
     void reject() override;
@@ -147,16 +161,20 @@ private:
     void ClearDialogueOnInitialization();
     void Findnow();
     void updateButtons();
-    void showResultsArea();
-    void collapseResultsArea();
+    /// While indexing runs, rows of what it has committed show every few seconds.
+    void refreshWhileIndexing();
     void OnLvnItemchangedResults(const QItemSelection& selected);
     void OnNMDblclkResults(const QModelIndex& index);
     void OnNMRclickResults(const QPoint& position);
     bool confirmDelete(std::size_t count, const std::wstring& firstPath);
+    /// Removes the rows whose files are gone; the count and the preview follow.
+    void removeRowsOfGoneFiles(std::vector<int> rows);
+    /// Rows whose files may move away (cut): a move removes their rows.
+    void watchFiles(const std::vector<std::wstring>& paths);
+    void OnWatchedFileChanged(const QString& file);
 
     std::shared_ptr<CWindowEventSink> m_pSink;
     Kerf::QuireLib::CMailSearchCycle m_cycle;
-    QLayout* m_pUpperLayout = nullptr; // the tabs and the buttons beside them
     QTabWidget* m_pTabs = nullptr;
     CSearchLocation* m_pLocation = nullptr;
     CSearchCriteriaDlg* m_pCriteria = nullptr;
@@ -167,6 +185,12 @@ private:
     QLabel* m_pStatus = nullptr;
     QProgressBar* m_pProgress = nullptr;
     QGroupBox* m_pResultsGroup = nullptr;
+    QSplitter* m_pSplitter = nullptr;
+    QWidget* m_pIncompleteBar = nullptr;
+    QLabel* m_pIncompleteText = nullptr;
+    QPushButton* m_pSearchAgain = nullptr;
+    QTimer* m_pRefreshTimer = nullptr;
+    QFileSystemWatcher* m_pWatcher = nullptr;
     Kerf::QuireLib::CSortListCtrl* m_ctlResults = nullptr;
     QLabel* m_pHelpLink = nullptr;
     QLabel* m_pAboutLink = nullptr;
@@ -175,8 +199,10 @@ private:
     QElapsedTimer m_statusClock;
     int m_iWaitDepth = 0;
     bool m_bSortPending = false;
-    bool m_bResultsShown = false;
-    int m_iFullHeight = 0;
+    // While rows of a commit join the list, the selected row is not scrolled to.
+    bool m_bKeepScroll = false;
     // What the last search looked for: the preview highlights these words.
     std::vector<Kerf::QuireLib::SearchWord> m_searchWords;
+    // The places of the last search: the Folder column shows paths below them.
+    std::vector<Kerf::QuireLib::ResultsRow::Place> m_searchedPlaces;
 };

@@ -1,6 +1,7 @@
 // The results list of the search window: rows from the search cycle, the
 // preview of the selected row, and the actions on the selected rows.
 
+#include "app/ContainingFolder.h"
 #include "app/FileMovement.h"
 #include "app/HostProduct.h"
 #include "app/IndexDocument.h"
@@ -15,9 +16,11 @@
 #include "support/Trace.h"
 
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QMenu>
 #include <QMessageBox>
 
+#include <algorithm>
 #include <memory>
 
 using Kerf::QuireLib::CEmailMetadata;
@@ -36,6 +39,8 @@ QString fileNameOf(const std::wstring& path) {
 
 void CQoSearchDlg::deleteAllRows() {
     m_ctlResults->DeleteAllItems();
+    if (!m_pWatcher->files().isEmpty())
+        m_pWatcher->removePaths(m_pWatcher->files());
     m_bSortPending = false;
 }
 
@@ -70,7 +75,10 @@ ResultsRow::Hit CQoSearchDlg::resultsHit(const CEmailMetadata& record) {
 
 void CQoSearchDlg::insertItem(const CEmailMetadata& record) {
     KERF_ASSERT(record.GetSentDate().GetStatus() == Kerf::OleDate::valid);
-    ResultsRow::insertRow(*m_ctlResults, ResultsRow::buildTexts(resultsHit(record)));
+    ResultsRow::Texts texts = ResultsRow::buildTexts(resultsHit(record));
+    texts.display[ResultsRow::Folder] =
+        ResultsRow::folderDisplayText(texts.sort[ResultsRow::Folder], m_searchedPlaces);
+    ResultsRow::insertRow(*m_ctlResults, texts);
     m_bSortPending = true;
 }
 
@@ -80,7 +88,8 @@ void CQoSearchDlg::sortPendingRows() {
             m_ctlResults->Sort(m_ctlResults->GetSortColumn(), m_ctlResults->IsSortAscending());
         m_bSortPending = false;
     }
-    ensureSelectedVisibility();
+    if (!m_bKeepScroll)
+        ensureSelectedVisibility();
 }
 
 std::wstring CQoSearchDlg::getItemDirectory(int row) const {
@@ -128,17 +137,20 @@ std::optional<CEmailMetadata> CQoSearchDlg::getDocumentFromIndex(const std::wstr
 }
 
 void CQoSearchDlg::OnLvnItemchangedResults(const QItemSelection& selected) {
-    if (selected.isEmpty())
+    if (selected.isEmpty()) {
+        if (!m_ctlResults->selectionModel()->hasSelection())
+            m_pPreview->ClearText(); // what it showed was deselected or removed
         return;
+    }
     // Of the rows selected now, the one the user moved to.
     const QModelIndex current = m_ctlResults->currentIndex();
     const int row =
         current.isValid() && selected.contains(current) ? current.row() : selected.last().bottom();
     if (row < 0 || !m_ctlResults->selectionModel()->isRowSelected(row, QModelIndex()))
         return;
-    ShowWindowNumber(ePreviewPane);
     beginWaitCursor();
-    if (const auto record = getDocumentFromIndex(getItemPath(row)))
+    const std::wstring path = getItemPath(row);
+    if (const auto record = getDocumentFromIndex(path))
         m_pPreview->fill(*record, m_searchWords);
     else
         m_pPreview->ClearText();
@@ -166,7 +178,7 @@ QMenu* CQoSearchDlg::createResultsMenu(QWidget* parent) {
         connect(action, &QAction::triggered, this, handler);
     };
     add(QStringLiteral("&Open"), eOpen, &CQoSearchDlg::OpenItems);
-    add(QStringLiteral("&Explore"), eExplore, &CQoSearchDlg::ExploreItems);
+    add(QStringLiteral("Open Containing &Folder"), eExplore, &CQoSearchDlg::ExploreItems);
     if (HostProduct::isRunnable())
         add(QStringLiteral("&Send %1 Link")
                 .arg(QString::fromStdWString(Kerf::Paths::productName())),
@@ -183,10 +195,7 @@ void CQoSearchDlg::OpenItems() {
 }
 
 void CQoSearchDlg::ExploreItems() {
-    std::vector<std::wstring> folders;
-    for (const int row : getSelectedItems())
-        folders.push_back(getItemDirectory(row));
-    ItemActions::exploreFolders(folders);
+    ContainingFolder::show(getSelectedPaths(), this);
 }
 
 void CQoSearchDlg::SendQoLink() {
@@ -203,7 +212,61 @@ void CQoSearchDlg::CutItems() {
         const bool marked = m_ctlResults->SetItemCut(row, true);
         KERF_ASSERT(marked);
     }
-    CFileMovement::Cut(getItemPaths(rows));
+    const std::vector<std::wstring> paths = getItemPaths(rows);
+    CFileMovement::Cut(paths);
+    // Pasted in the file manager, they move away: their rows follow then.
+    watchFiles(paths);
+}
+
+void CQoSearchDlg::watchFiles(const std::vector<std::wstring>& paths) {
+    QStringList files;
+    for (const std::wstring& path : paths)
+        files << QString::fromStdWString(path);
+    m_pWatcher->addPaths(files);
+}
+
+void CQoSearchDlg::removeRowsOfGoneFiles(std::vector<int> rows) {
+    std::sort(rows.begin(), rows.end());
+    const std::vector<std::wstring> paths = getItemPaths(rows);
+    std::vector<std::wstring> gone;
+    int firstGone = -1;
+    // Backwards, so that the rows still to visit keep their numbers. A row
+    // goes only when its file is gone, whatever the trash reported.
+    for (size_t i = rows.size(); i-- > 0;) {
+        if (CFileMovement::IsFileReadable(paths[i]))
+            continue;
+        const bool removed = m_ctlResults->DeleteItem(rows[i]);
+        KERF_ASSERT(removed);
+        gone.push_back(paths[i]);
+        firstGone = rows[i];
+    }
+    if (gone.empty())
+        return;
+    m_cycle.forgetMessages(gone);
+    // The row that took the first one's place is the one shown now, as in a
+    // file manager; with no row left the preview empties.
+    const int count = m_ctlResults->GetItemCount();
+    if (count == 0) {
+        m_pPreview->ClearText();
+        return;
+    }
+    if (!m_ctlResults->selectionModel()->hasSelection()) {
+        const QModelIndex next = m_ctlResults->model()->index(std::min(firstGone, count - 1), 0);
+        m_ctlResults->selectionModel()->setCurrentIndex(next, QItemSelectionModel::ClearAndSelect |
+                                                                  QItemSelectionModel::Rows);
+    }
+}
+
+void CQoSearchDlg::OnWatchedFileChanged(const QString& file) {
+    if (QFileInfo::exists(file))
+        return; // changed, not gone
+    m_pWatcher->removePath(file);
+    const std::wstring path = file.toStdWString();
+    std::vector<int> rows;
+    for (int row = 0; row < m_ctlResults->GetItemCount(); ++row)
+        if (getItemPath(row) == path)
+            rows.push_back(row);
+    removeRowsOfGoneFiles(rows);
 }
 
 void CQoSearchDlg::CopyItems() {
@@ -233,14 +296,7 @@ void CQoSearchDlg::DeleteItems() {
     paths = getItemPaths(rows);
     KERF_ASSERT(rows.size() == paths.size());
     const std::vector<std::wstring> failed = CFileMovement::Delete(paths);
-    // Backwards, so that the rows still to visit keep their numbers. A row
-    // goes only when its file is gone, whatever the trash reported.
-    for (size_t i = rows.size(); i-- > 0;) {
-        if (CFileMovement::IsFileReadable(paths[i]))
-            continue;
-        const bool removed = m_ctlResults->DeleteItem(rows[i]);
-        KERF_ASSERT(removed);
-    }
+    removeRowsOfGoneFiles(rows);
     if (failed.empty())
         return;
     QString text =

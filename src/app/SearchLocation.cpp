@@ -17,6 +17,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QStackedWidget>
 
 using Kerf::QuireLib::CMsgStoresSortListCtrl;
 using Kerf::QuireLib::CSortListCtrl;
@@ -35,7 +36,9 @@ CSearchLocation::CSearchLocation(QWidget* parent)
       m_pLocationsRadio(new QRadioButton(QStringLiteral("Search filin&g locations"))),
       m_pFolderRadio(new QRadioButton(QStringLiteral("Search f&older"))),
       m_pModeGroup(new QButtonGroup(this)), m_pKeywordsEdit(new QLineEdit),
-      m_pRawQueryEdit(new QLineEdit) {
+      m_pRawQueryEdit(new QLineEdit), m_pListOrHint(new QStackedWidget),
+      m_pNoLocationsText(new QLabel),
+      m_pSearchAFolder(new QPushButton(QStringLiteral("Search a fol&der..."))) {
     KERF_TRACE_ENTRY("CSearchLocation::OnInitDialog");
     ReadStoredChoice();
 
@@ -47,6 +50,16 @@ CSearchLocation::CSearchLocation(QWidget* parent)
     m_pFolderRadio->setObjectName(QStringLiteral("searchFolderMode"));
     m_pModeGroup->addButton(m_pLocationsRadio, 0);
     m_pModeGroup->addButton(m_pFolderRadio, 1);
+
+    m_pKeywordsEdit->setObjectName(QStringLiteral("searchFor"));
+    m_pKeywordsEdit->setPlaceholderText(
+        QStringLiteral("Words to find in any field; \"quotes\" keep a phrase together"));
+    m_pKeywordsEdit->setClearButtonEnabled(true);
+    auto* keywordsLabel = new QLabel(QStringLiteral("Se&arch for:"));
+    keywordsLabel->setBuddy(m_pKeywordsEdit);
+    auto* search = new QHBoxLayout;
+    search->addWidget(keywordsLabel);
+    search->addWidget(m_pKeywordsEdit, 1);
 
     auto* filterLabel = new QLabel(QStringLiteral("Location fil&ter:"));
     filterLabel->setBuddy(m_pFilterEdit);
@@ -61,20 +74,38 @@ CSearchLocation::CSearchLocation(QWidget* parent)
     bottom->addWidget(m_pFolderEdit, 1);
     bottom->addWidget(m_pBrowseButton);
 
-    // Bound but never shown: the keyword and raw-query texts.
+    // Bound but never shown: the raw-query text.
     auto* hidden = new QHBoxLayout;
-    auto* keywordsLabel = new QLabel(QStringLiteral("_Keywords"));
     auto* rawQueryLabel = new QLabel(QStringLiteral("_Raw Query"));
     for (QWidget* w :
-         {static_cast<QWidget*>(keywordsLabel), static_cast<QWidget*>(m_pKeywordsEdit),
-          static_cast<QWidget*>(rawQueryLabel), static_cast<QWidget*>(m_pRawQueryEdit)}) {
+         {static_cast<QWidget*>(rawQueryLabel), static_cast<QWidget*>(m_pRawQueryEdit)}) {
         hidden->addWidget(w);
         w->hide();
     }
 
+    // In the list's place while the store list has no location at all.
+    m_pNoLocationsText->setObjectName(QStringLiteral("noLocationsText"));
+    m_pNoLocationsText->setTextFormat(Qt::PlainText);
+    m_pNoLocationsText->setWordWrap(true);
+    m_pNoLocationsText->setText(QStringLiteral(
+        "No filing locations are listed yet. They come from Quarto's filing-store list: "
+        "the store database or the central filing list named in the Quarto settings.\n\n"
+        "Meanwhile you can search any folder of saved messages."));
+    m_pSearchAFolder->setObjectName(QStringLiteral("searchAFolder"));
+    m_pSearchAFolder->setAutoDefault(false);
+    auto* hint = new QWidget;
+    auto* hintLayout = new QVBoxLayout(hint);
+    hintLayout->addStretch(1);
+    hintLayout->addWidget(m_pNoLocationsText);
+    hintLayout->addWidget(m_pSearchAFolder, 0, Qt::AlignLeft);
+    hintLayout->addStretch(1);
+    m_pListOrHint->addWidget(m_ctlLocationsList);
+    m_pListOrHint->addWidget(hint);
+
     auto* layout = new QVBoxLayout(this);
+    layout->addLayout(search);
     layout->addLayout(top);
-    layout->addWidget(m_ctlLocationsList, 1);
+    layout->addWidget(m_pListOrHint, 1);
     layout->addLayout(bottom);
     layout->addLayout(hidden);
 
@@ -87,6 +118,7 @@ CSearchLocation::CSearchLocation(QWidget* parent)
     m_ctlLocationsList->LoadStoreLocationsInBackground(Kerf::QuireLib::eFileSystemFolder);
     UpdateData(false);
     updateDialogItems();
+    updateNoLocationsHint();
 
     connect(m_pModeGroup, &QButtonGroup::idClicked, this, &CSearchLocation::OnBnClickedRadio);
     connect(m_pFilterEdit, &QLineEdit::textChanged, this, &CSearchLocation::OnEnChangeLocFilter);
@@ -96,6 +128,10 @@ CSearchLocation::CSearchLocation(QWidget* parent)
     });
     connect(m_pBrowseButton, &QPushButton::clicked, this,
             &CSearchLocation::OnBnClickedFolderBrowse);
+    connect(m_pSearchAFolder, &QPushButton::clicked, this,
+            &CSearchLocation::OnBnClickedSearchAFolder);
+    connect(this, &CSearchLocation::locationsChanged, this,
+            &CSearchLocation::updateNoLocationsHint);
     connect(m_ctlLocationsList->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &CSearchLocation::OnLvnItemchangedSearchlocations);
     connect(m_ctlLocationsList, &QAbstractItemView::doubleClicked, this,
@@ -206,6 +242,49 @@ void CSearchLocation::OnBnClickedFolderBrowse() {
     emit locationsChanged();
 }
 
+void CSearchLocation::OnBnClickedSearchAFolder() {
+    m_pFolderRadio->click();
+    m_pFolderEdit->setFocus(Qt::OtherFocusReason);
+    OnBnClickedFolderBrowse();
+}
+
+bool CSearchLocation::IsShowingNoLocationsHint() const {
+    return m_pListOrHint->currentIndex() == 1;
+}
+
+void CSearchLocation::updateNoLocationsHint() {
+    // An empty list because of the filter is a list, not a missing store list.
+    const bool none = m_iLocationOrFolder == 0 && !m_ctlLocationsList->IsLoading() &&
+                      m_ctlLocationsList->GetItemCount() == 0 && m_pFilterEdit->text().isEmpty();
+    m_pListOrHint->setCurrentIndex(none ? 1 : 0);
+}
+
+std::wstring CSearchLocation::GetLocationName(const std::wstring& path) const {
+    for (const auto& [located, name] : m_vLocationNames)
+        if (located == path)
+            return name;
+    return {};
+}
+
+std::wstring CSearchLocation::GetKeywords() const {
+    return m_pKeywordsEdit->text().trimmed().toStdWString();
+}
+
+QString CSearchLocation::whyNothingToSearch() {
+    if (AreSearchLocationsAvailable())
+        return {};
+    if (m_iLocationOrFolder == 1)
+        return QStringLiteral("Type or browse for the folder to search.");
+    if (m_ctlLocationsList->IsLoading())
+        return QStringLiteral("The filing locations are still being read.");
+    if (IsShowingNoLocationsHint())
+        return QStringLiteral("No filing locations are listed: use \"Search a folder...\" "
+                              "to search a folder instead.");
+    if (!m_vUnreachable.empty())
+        return QStringLiteral("The chosen locations cannot be reached from this computer.");
+    return QStringLiteral("Choose one or more filing locations in the list.");
+}
+
 void CSearchLocation::OnLvnItemchangedSearchlocations() {
     CMsgStoresSortListCtrl& list = *m_ctlLocationsList;
     const int count = list.GetItemCount();
@@ -246,6 +325,7 @@ bool CSearchLocation::AreSearchLocationsAvailable() {
 
 std::vector<std::wstring> CSearchLocation::GetSearchLocations() {
     m_vUnreachable.clear();
+    m_vLocationNames.clear();
     std::vector<std::wstring> locations;
     // A chosen location that is not on this computer is never searched as
     // an empty folder: it is set aside with its reason.
@@ -259,9 +339,14 @@ std::vector<std::wstring> CSearchLocation::GetSearchLocations() {
         std::vector<int> rows = m_ctlLocationsList->GetSelectedItems();
         if (rows.empty() && m_ctlLocationsList->GetItemCount() == 1)
             rows.push_back(0); // a lone location counts, selected or not
-        for (const int row : rows)
-            take(m_ctlLocationsList->LocateRow(row),
+        for (const int row : rows) {
+            const Kerf::QuireLib::LocatedPath place = m_ctlLocationsList->LocateRow(row);
+            take(place,
                  m_ctlLocationsList->GetItemText(row, CMsgStoresSortListCtrl::kLocationColumn));
+            m_vLocationNames.emplace_back(
+                place.sPath, m_ctlLocationsList->GetItemText(
+                                 row, Kerf::QuireLib::CMsgStoresListModel::eColPrimaryRef));
+        }
     } else {
         UpdateData(true);
         // A folder typed the Windows way is mapped as a store-list path is;

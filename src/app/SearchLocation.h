@@ -1,18 +1,24 @@
 #pragma once
-// The "Location" tab: where a search looks. Either filing locations picked
+// The "Location" tab: what to look for in a few words ("Search for:", any
+// word in any field) and where to look. Either filing locations picked
 // from the filing-store list (mode 0) or one folder typed or browsed for
-// (mode 1). Mode and folder are kept per user (settings group "Search") from
-// one run to the next; they are written when the pane goes away.
+// (mode 1). While the store list has no location at all, the list's place
+// says where locations come from and offers to search a folder instead. Mode and folder are kept
+// per user (settings group "Search") from one run to the next; they are written when the pane goes
+// away.
 
 #include "app/MsgStoresSortListCtrl.h"
 
 #include <QWidget>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 class QButtonGroup;
+class QLabel;
 class QLineEdit;
+class QStackedWidget;
 class QPushButton;
 class QRadioButton;
 
@@ -37,6 +43,11 @@ public:
     /// they cannot be reached, each with its reason.
     const std::vector<std::wstring>& GetUnreachableLocations() const { return m_vUnreachable; }
     bool AreSearchLocationsAvailable();
+    /// The reference of the filing location the last GetSearchLocations()
+    /// gave this path for; empty for a folder or a location without one.
+    std::wstring GetLocationName(const std::wstring& path) const;
+    /// Why nothing can be searched yet, for the user; empty when something can.
+    QString whyNothingToSearch();
 
     /// The texts in the column of every selected row, in display order.
     static std::vector<std::wstring> GetSelectedListItems(const Kerf::QuireLib::CSortListCtrl& list,
@@ -44,9 +55,12 @@ public:
 
     int GetLocationOrFolder() const { return m_iLocationOrFolder; }
     const std::wstring& GetSearchFolder() const { return m_sSearchFolder; }
-    /// Free texts carried for the query builder; nothing here sets them.
-    const std::wstring& GetKeywords() const { return m_sKeywords; }
+    /// The "Search for:" text: its words in any field; the query text is
+    /// carried for the query builder and nothing here shows it.
+    std::wstring GetKeywords() const;
     const std::wstring& GetRawQuery() const { return m_sRawQuery; }
+    /// True while the store list is loaded and has no location at all.
+    bool IsShowingNoLocationsHint() const;
 
     Kerf::QuireLib::CMsgStoresSortListCtrl& GetLocationsList() { return *m_ctlLocationsList; }
     QLineEdit& GetFilterEdit() { return *m_pFilterEdit; }
@@ -54,6 +68,8 @@ public:
     QPushButton& GetBrowseButton() { return *m_pBrowseButton; }
     QRadioButton& GetLocationsRadio() { return *m_pLocationsRadio; }
     QRadioButton& GetFolderRadio() { return *m_pFolderRadio; }
+    QLineEdit& GetKeywordsEdit() { return *m_pKeywordsEdit; }
+    QPushButton& GetSearchAFolderButton() { return *m_pSearchAFolder; }
 
 signals:
     /// Something changed that may change AreSearchLocationsAvailable().
@@ -67,6 +83,9 @@ private:
     void UpdateData(bool bSaveAndValidate);
     void updateDialogItems();
     void OnBnClickedFolderBrowse();
+    /// Folder mode, then the folder picker.
+    void OnBnClickedSearchAFolder();
+    void updateNoLocationsHint();
     void OnBnClickedRadio();
     void OnEnChangeLocFilter();
     void OnLvnItemchangedSearchlocations();
@@ -87,6 +106,10 @@ private:
     QButtonGroup* m_pModeGroup;
     QLineEdit* m_pKeywordsEdit;
     QLineEdit* m_pRawQueryEdit;
+    QStackedWidget* m_pListOrHint;
+    QLabel* m_pNoLocationsText;
+    QPushButton* m_pSearchAFolder;
     int m_iLocationOrFolder = 0;
     std::vector<std::wstring> m_vUnreachable;
+    std::vector<std::pair<std::wstring, std::wstring>> m_vLocationNames; // path, reference
 };

@@ -1,6 +1,7 @@
 // The window from the keyboard: access keys on the fields and buttons, one
 // control each; Ctrl+L to the location filter, Ctrl+R to the results, and
-// Delete there.
+// Delete there; Ctrl+F to the "Search for:" box, whose words Enter finds in
+// any field.
 
 #include "WindowTestSupport.h"
 
@@ -9,6 +10,7 @@
 #include <QTabWidget>
 
 #include <map>
+#include <set>
 
 using namespace WindowTest;
 
@@ -88,9 +90,7 @@ TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
     EXPECT_EQ(QApplication::focusWidget(), &location.GetFilterEdit());
     EXPECT_TRUE(location.GetLocationsRadio().isChecked());
 
-    // Ctrl+R once there are results; Delete there asks first.
-    press(*dlg, Qt::Key_R, Qt::ControlModifier);
-    EXPECT_NE(QApplication::focusWidget(), &dlg->resultsList());
+    // Ctrl+R to the results; Delete there asks first.
     searchFolder(*dlg, mail);
     ASSERT_TRUE(waitForSearchEnd(*dlg));
     press(*dlg, Qt::Key_R, Qt::ControlModifier);
@@ -107,5 +107,40 @@ TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
     for (const int pane : {CQoSearchDlg::eLocationPane, CQoSearchDlg::eCriteriaPane}) {
         dlg->ShowWindowNumber(pane);
         EXPECT_EQ(accessKeyClashes(*dlg), "") << pane;
+    }
+}
+
+TEST(Keyboard, CtrlFReachesTheSearchBoxWhoseWordsEnterFindsInAnyField) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    copyCorpus(mail, {"mr_test.msg", "poi_quick.msg", "mr_sent.msg"});
+    auto dlg = user.openWindow();
+    dlg->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
+    searchFolder(*dlg, mail);
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    QLineEdit& words = dlg->locationPane().GetKeywordsEdit();
+
+    const struct {
+        const char* typed;
+        std::set<std::string> found;
+    } cases[] = {
+        {"asdf \"lazy dog\"", {"mr_test.msg", "poi_quick.msg"}},     // subject, body phrase
+        {"\"brown dog\"", {}},                                       // not a phrase there
+        {"transformer xmailuser", {"poi_quick.msg", "mr_sent.msg"}}, // subject, sender
+    };
+    for (const auto& c : cases) {
+        dlg->ShowWindowNumber(CQoSearchDlg::eCriteriaPane);
+        dlg->resultsList().setFocus();
+        press(*dlg, Qt::Key_F, Qt::ControlModifier);
+        ASSERT_EQ(QApplication::focusWidget(), &words) << c.typed;
+        EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eLocationPane);
+        QTest::keyClicks(&words, c.typed); // replaces the selected earlier words
+        QTest::keyClick(&words, Qt::Key_Return);
+        ASSERT_TRUE(waitForSearchEnd(*dlg));
+        std::set<std::string> found;
+        for (int row = 0; row < dlg->resultsList().GetItemCount(); ++row)
+            found.insert(Kerf::Util::toNarrow(dlg->getItemBasename(row)));
+        EXPECT_EQ(found, c.found) << c.typed;
     }
 }

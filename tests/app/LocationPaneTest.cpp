@@ -226,12 +226,14 @@ TEST_F(LocationPane, ADoubleClickOnALocationStopsAndSearchesAgain) {
     const QRect cell = list().visualRect(list().model()->index(1, PrimaryRef));
     QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, cell.center());
     QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, cell.center());
-    EXPECT_TRUE(dlg->isResultsShown());
+    EXPECT_TRUE(dlg->cycle().isIndexing());
     ASSERT_TRUE(waitForSearchEnd(*dlg));
-    EXPECT_EQ(status(*dlg).rfind(L"1 matches found in ", 0), 0u)
+    EXPECT_EQ(status(*dlg).rfind(L"1 match found in ", 0), 0u)
         << Kerf::Util::toNarrow(status(*dlg));
     ASSERT_EQ(dlg->resultsList().GetItemCount(), 1);
     EXPECT_EQ(dlg->getItemPath(0), fromPath(jobs / "B200" / "poi_quick.msg"));
+    // The Folder column names the location by its reference.
+    EXPECT_EQ(dlg->resultsList().GetItemText(0, 6), list().GetItemText(1, PrimaryRef) + L"/");
 }
 
 TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {

@@ -1,9 +1,10 @@
 // The results list of the search window: sorting by heading clicks, the
 // preview of the selected row, the context menu and what its entries do
-// (open, explore, cut, copy, delete), and the list's widths per user.
+// (open, open the containing folder, cut, copy, delete), and the list's widths per user.
 
 #include "WindowTestSupport.h"
 
+#include "app/ContainingFolder.h"
 #include "app/DesktopAssociation.h"
 #include "app/MessageViewer.h"
 #include "app/PreviewDlg.h"
@@ -27,16 +28,12 @@ namespace {
 
 enum Column { From, To, Subject, Sent, Attachments, Size, Folder, Filename };
 
-const std::vector<std::string> kMessages = {"mr_voteItems.msg",
-                                            "mr_voteYes.msg",
-                                            "mr_voteNo.msg",
-                                            "mr_test.msg",
-                                            "mr_sent.msg",
-                                            "poi_quick.msg",
-                                            "mr_A memo.msg",
-                                            "poi_example_sent_regular.msg",
-                                            "poi_attachment_test_msg.msg",
-                                            "mr_Simple.msg"}; // never sent: no date
+const std::vector<std::string> kMessages = {
+    "mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg", "mr_test.msg", "mr_sent.msg",
+    "poi_quick.msg", "mr_A memo.msg", "poi_example_sent_regular.msg", "poi_attachment_test_msg.msg",
+    "mr_Simple.msg", // never sent: no date
+    // no normalised subject
+    "poi_ASCII_UTF-8_CP1252_LCID1031.msg"};
 
 // A file that even root cannot move: the immutable attribute. False where
 // the file system or the process cannot set it.
@@ -85,24 +82,34 @@ protected:
 
 } // namespace
 
-TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsByTime) {
+TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsNewestFirst) {
     clickHeading(list(), Subject);
     // The two answers show their own subjects but sort by the original's.
     const int items = row("mr_voteItems.msg"), yes = row("mr_voteYes.msg"),
               no = row("mr_voteNo.msg");
     EXPECT_EQ(std::max({items, yes, no}) - std::min({items, yes, no}), 2);
     EXPECT_EQ(list().GetItemText(yes, Subject), L"はい: 3 vote items: はい;いいえ;たぶん");
+    // Without a normalised subject a message sorts by its subject: "Subject
+    // öäü Subject" after "Sent time", not first.
+    EXPECT_GT(row("poi_ASCII_UTF-8_CP1252_LCID1031.msg"), row("mr_sent.msg"));
 
-    // Sent shows the day only but sorts by day and time: the three vote
-    // messages of one morning come in the order they were sent.
+    // Sent shows the day only but sorts by day and time, the newest first:
+    // the three vote messages of one morning come latest first.
     clickHeading(list(), Sent);
-    EXPECT_LT(row("mr_voteItems.msg"), row("mr_voteYes.msg"));
-    EXPECT_LT(row("mr_voteYes.msg"), row("mr_voteNo.msg"));
+    EXPECT_FALSE(list().IsSortAscending());
+    EXPECT_GT(row("mr_voteItems.msg"), row("mr_voteYes.msg"));
+    EXPECT_GT(row("mr_voteYes.msg"), row("mr_voteNo.msg"));
     EXPECT_EQ(list().GetItemText(row("mr_voteNo.msg"), Sent),
               list().GetItemText(row("mr_voteItems.msg"), Sent));
-    // A message without a sent date shows no date and comes before every dated one.
-    EXPECT_EQ(row("mr_Simple.msg"), 0);
-    EXPECT_EQ(list().GetItemText(0, Sent), L"");
+    // Messages without a sent date show no date and come after every dated one.
+    const int last = list().GetItemCount() - 1;
+    for (const char* undated : {"mr_Simple.msg", "poi_ASCII_UTF-8_CP1252_LCID1031.msg"}) {
+        EXPECT_GE(row(undated), last - 1) << undated;
+        EXPECT_EQ(list().GetItemText(row(undated), Sent), L"") << undated;
+    }
+    // A second click: oldest first.
+    clickHeading(list(), Sent);
+    EXPECT_LE(row("mr_Simple.msg"), 1);
 }
 
 TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsTheIndexedNumbers) {
@@ -118,7 +125,12 @@ TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsTheIndexedNumbers)
     EXPECT_EQ(list().GetItemText(quick, Size), std::to_wstring(bytes / 1024) + L" KB");
     EXPECT_EQ(list().GetItemText(quick, Attachments), L"");
     EXPECT_NE(list().GetItemText(row("poi_attachment_test_msg.msg"), Attachments), L"");
-    EXPECT_EQ(list().GetItemText(quick, Folder), fromPath(m_mail / "Beta") + L"/");
+    // The folder below the folder searched; the full path in its tooltip.
+    EXPECT_EQ(list().GetItemText(quick, Folder), L"mail/Beta/");
+    const QModelIndex folder = list().model()->index(quick, Folder);
+    EXPECT_EQ(folder.data(Qt::ToolTipRole).toString().toStdWString(),
+              fromPath(m_mail / "Beta") + L"/");
+    EXPECT_EQ(dlg->getItemPath(quick), fromPath(m_mail / "Beta" / "poi_quick.msg"));
 }
 
 TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
@@ -126,7 +138,9 @@ TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     const QModelIndex test = list().model()->index(row("mr_test.msg"), 0);
     list().scrollTo(test);
     QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, list().visualRect(test).center());
-    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::ePreviewPane);
+    // Beside the list: the criteria stay where they were.
+    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eCriteriaPane);
+    EXPECT_TRUE(dlg->previewPane().isVisible());
     const QTextBrowser& preview = dlg->previewPane().GetPreviewControl();
     const QString text = preview.toPlainText();
     EXPECT_TRUE(text.startsWith("From:\t\tchristoph@freiraum.xyz\n")) << text.toStdString();
@@ -165,12 +179,16 @@ TEST_F(WindowResultsList, TheContextMenuHasTheEntriesOfThisPlatform) {
     QStringList texts;
     for (QAction* action : m->actions())
         texts << (action->isSeparator() ? QStringLiteral("-") : action->text());
-    EXPECT_EQ(texts, QStringList({"&Open", "&Explore", "-", "Cut", "Copy", "Delete"}));
+    EXPECT_EQ(texts,
+              QStringList({"&Open", "Open Containing &Folder", "-", "Cut", "Copy", "Delete"}));
     for (QAction* action : m->actions())
         EXPECT_TRUE(action->isEnabled());
 }
 
-TEST_F(WindowResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
+TEST_F(WindowResultsList, CtrlCAndCtrlXPutTheFilesOnTheClipboardForFileManagers) {
+    dlg->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
+    list().setFocus();
     selectRows(list(), {row("mr_test.msg"), row("poi_quick.msg")});
     const std::vector<std::wstring> paths = dlg->getSelectedPaths();
     ASSERT_EQ(paths.size(), 2u);
@@ -178,8 +196,7 @@ TEST_F(WindowResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
     for (const auto& p : paths)
         expected << QUrl::fromLocalFile(QString::fromStdWString(p));
 
-    auto m = menu();
-    menuEntry(*m, "Copy")->trigger();
+    QTest::keyClick(&list(), Qt::Key_C, Qt::ControlModifier);
     const QMimeData* copied = QGuiApplication::clipboard()->mimeData();
     ASSERT_NE(copied, nullptr);
     EXPECT_EQ(copied->urls(), expected);
@@ -196,7 +213,7 @@ TEST_F(WindowResultsList, CopyAndCutPutTheFilesOnTheClipboardForFileManagers) {
     EXPECT_EQ(dragged->data("x-special/gnome-copied-files"),
               copied->data("x-special/gnome-copied-files"));
 
-    menuEntry(*m, "Cut")->trigger();
+    QTest::keyClick(&list(), Qt::Key_X, Qt::ControlModifier);
     const QMimeData* cut = QGuiApplication::clipboard()->mimeData();
     ASSERT_NE(cut, nullptr);
     EXPECT_EQ(cut->urls(), expected);
@@ -259,13 +276,47 @@ TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
     notice->close();
 }
 
-TEST_F(WindowResultsList, ExploreOpensEachFolderOnce) {
+TEST_F(WindowResultsList, RowsOfDeletedAndMovedAwayFilesGoAndTheCountAndPreviewFollow) {
+    const auto matches = [this] { return status(*dlg).substr(0, status(*dlg).find(L" found")); };
+    const auto previewed = [this] {
+        return dlg->previewPane().GetPreviewControl().toPlainText().toStdString();
+    };
+    const int total = list().GetItemCount();
+    selectRows(list(), {row("mr_test.msg")});
+    ASSERT_NE(previewed().find("asdf"), std::string::npos);
+    answerNextMessageBox(QMessageBox::Yes);
+    dlg->DeleteItems();
+    EXPECT_EQ(row("mr_test.msg"), -1);
+    EXPECT_EQ(matches(), std::to_wstring(total - 1) + L" matches");
+    // The row that took its place is selected and previewed.
+    ASSERT_EQ(dlg->getSelectedItems().size(), 1u);
+    const std::wstring shown = list().GetItemText(dlg->getSelectedItems().front(), Subject);
+    EXPECT_NE(previewed().find(Kerf::Util::toNarrow(shown)), std::string::npos) << previewed();
+
+    // Cut, then pasted elsewhere by the file manager: the row goes then.
+    selectRows(list(), {row("poi_quick.msg")});
+    dlg->CutItems();
+    EXPECT_GE(row("poi_quick.msg"), 0);
+    fs::rename(m_mail / "Beta" / "poi_quick.msg", user.root() / "poi_quick.msg");
+    EXPECT_TRUE(waitUntil([&] { return row("poi_quick.msg") == -1; }, 10000));
+    EXPECT_EQ(matches(), std::to_wstring(total - 2) + L" matches");
+    // A search again does not bring them back.
+    ASSERT_TRUE(searchAgain(*dlg));
+    EXPECT_EQ(list().GetItemCount(), total - 2);
+}
+
+TEST_F(WindowResultsList, OpenContainingFolderOpensEachFolderOnceOrSaysWhatToInstall) {
     // A third folder differing from "Alpha" only in letter case is a folder of its own.
     copyCorpus(m_mail / "ALPHA", {"mr_Simple.msg"});
     ASSERT_TRUE(searchAgain(*dlg));
     list().selectAll();
+    // Desktops with and without a program for folders ("echo" answers, "false" does not).
+    CDesktopAssociation withFileManager("inode/directory", "echo"),
+        without("inode/directory", "false");
+    ASSERT_TRUE(withFileManager.waitForAnswer(10000).value_or(false));
+    ASSERT_FALSE(without.waitForAnswer(10000).value_or(true));
     UrlRecorder recorder;
-    menuEntry(*menu(), "&Explore")->trigger();
+    EXPECT_TRUE(ContainingFolder::show(dlg->getSelectedPaths(), dlg.get(), withFileManager));
     QStringList folders;
     for (const QUrl& url : recorder.urls)
         folders << url.toLocalFile();
@@ -274,6 +325,14 @@ TEST_F(WindowResultsList, ExploreOpensEachFolderOnce) {
     for (const char* name : {"ALPHA", "Alpha", "Beta"})
         expected << QString::fromStdString((m_mail / name).string()) + "/";
     EXPECT_EQ(folders, expected);
+
+    recorder.urls.clear();
+    EXPECT_FALSE(ContainingFolder::show(dlg->getSelectedPaths(), dlg.get(), without));
+    EXPECT_TRUE(recorder.urls.isEmpty());
+    auto* box = dlg->findChild<QMessageBox*>("programMissing");
+    ASSERT_NE(box, nullptr);
+    EXPECT_TRUE(box->text().contains("sudo apt install")) << box->text().toStdString();
+    box->close();
 }
 
 // A double-click and Enter in the list open the row; Enter elsewhere searches.

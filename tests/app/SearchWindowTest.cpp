@@ -1,20 +1,32 @@
-// The search window's cycle as the user drives it: the look before the first
-// search, "Find Now" with and without a place to search, Stop while the
-// indexer works, Clear, Enter and Escape, and the window's height.
+// The search window's cycle as the user drives it: the first start with no
+// filing location, "Find Now" with and without a place to search, Stop while
+// the indexer works, rows while it works, Clear, Enter and Escape, and the
+// window's layout.
 
 #include "WindowTestSupport.h"
 
+#include "app/MessageViewer.h"
 #include "app/PreviewDlg.h"
+#include "app/QoSearchApp.h"
 #include "app/SearchCriteriaDlg.h"
+#include "app/StartRequest.h"
 #include "app/WindowEventSink.h"
 #include "stores/UserSettings.h"
 #include "support/Assert.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileDialog>
 #include <QFileInfo>
+#include <QHeaderView>
 #include <QProgressBar>
 #include <QRegularExpression>
+#include <QSplitter>
 #include <QTabWidget>
 #include <QTextBrowser>
+
+#include <atomic>
+#include <thread>
 
 using namespace WindowTest;
 
@@ -51,33 +63,64 @@ size_t makeManyMessages(const fs::path& folder, size_t folders) {
 
 } // namespace
 
-TEST(SearchWindow, StartsCollapsedWithNothingToSearchAndFindNowThenSaysSo) {
+TEST(SearchWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
     User user;
     auto dlg = user.openWindow();
     // No control anywhere still shows the translation mark.
     for (QWidget* w : dlg->findChildren<QWidget*>())
         EXPECT_FALSE(shownText(w).startsWith('_')) << shownText(w).toStdString();
     EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eLocationPane);
+    // The results and the preview show from the start, side by side.
+    EXPECT_TRUE(dlg->resultsList().isVisible());
+    EXPECT_TRUE(dlg->previewPane().isVisible());
+    EXPECT_FALSE(dlg->isPreviewBelow());
 
-    // Only sideways growth before the first search; the status line shows.
-    EXPECT_FALSE(dlg->isResultsShown());
-    EXPECT_FALSE(dlg->resultsGroup().isVisible());
-    EXPECT_EQ(dlg->minimumHeight(), dlg->maximumHeight());
-    EXPECT_EQ(dlg->height(), dlg->collapsedHeight());
-    EXPECT_LE(dlg->statusLabel().geometry().bottom() + 10, dlg->height());
-    EXPECT_GT(dlg->maximumWidth(), dlg->width());
-
-    // No store database and no folder: nothing to search, nothing to stop.
-    EXPECT_FALSE(dlg->isFindNowAvailable());
+    // No store database: the list's place says so and offers a folder;
+    // Find Now says why it cannot run.
+    CSearchLocation& pane = dlg->locationPane();
+    EXPECT_TRUE(pane.IsShowingNoLocationsHint());
+    EXPECT_TRUE(dlg->findChild<QLabel*>("noLocationsText")->isVisible());
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
+    EXPECT_TRUE(dlg->findNowButton().toolTip().contains("Search a folder"))
+        << dlg->findNowButton().toolTip().toStdString();
     EXPECT_FALSE(dlg->stopButton().isEnabled());
     const unsigned assertionsBefore = Kerf::failedAssertionCount();
     dlg->OnBnClickedFindnow(); // as a click would, were the button not disabled
     EXPECT_EQ(status(*dlg), L"No search location(s) selected");
     EXPECT_GT(Kerf::failedAssertionCount(), assertionsBefore); // the caller broke the rule
     EXPECT_FALSE(dlg->cycle().isIndexing());
-    EXPECT_FALSE(dlg->isResultsShown());
-    EXPECT_EQ(dlg->height(), dlg->collapsedHeight());
+
+    // "Search a folder..." switches to a folder and asks which.
+    bool asked = false;
+    answerNextModal<QFileDialog>([&](QFileDialog& picker) {
+        asked = true;
+        picker.reject();
+    });
+    QTest::mouseClick(&pane.GetSearchAFolderButton(), Qt::LeftButton);
+    EXPECT_TRUE(asked);
+    EXPECT_TRUE(pane.GetFolderRadio().isChecked());
+    EXPECT_FALSE(pane.IsShowingNoLocationsHint());
+    EXPECT_TRUE(dlg->findNowButton().toolTip().contains("folder"))
+        << dlg->findNowButton().toolTip().toStdString();
+}
+
+TEST(SearchWindow, ShowsTwelveRowsOnASmallScreenAndKeepsWhereThePreviewIs) {
+    User user;
+    {
+        auto dlg = user.openWindow();
+        dlg->resize(1366, 768);
+        ASSERT_TRUE(waitUntil([&] { return dlg->size() == QSize(1366, 768); }, 5000));
+        QCoreApplication::processEvents();
+        auto& list = dlg->resultsList();
+        const int rowHeight = list.fontMetrics().height() + 4;
+        EXPECT_GE(list.viewport()->height() / rowHeight, 12) << list.viewport()->height();
+        // The columns fill the list's width.
+        EXPECT_GE(list.header()->length(), list.viewport()->width());
+        dlg->setPreviewBelow(true);
+    }
+    auto again = user.openWindow();
+    EXPECT_TRUE(again->isPreviewBelow());
+    EXPECT_EQ(again->resultsSplitter().orientation(), Qt::Vertical);
 }
 
 TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound) {
@@ -92,7 +135,6 @@ TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound
     dlg->criteriaPane().setFocus();
     QTest::keyClick(dlg.get(), Qt::Key_Return);
     EXPECT_EQ(status(*dlg), L"");
-    EXPECT_FALSE(dlg->isResultsShown());
     EXPECT_TRUE(dlg->isVisible()); // the window never closes on Enter
 
     QLineEdit& folder = dlg->locationPane().GetFolderEdit();
@@ -103,9 +145,6 @@ TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound
     EXPECT_TRUE(dlg->isVisible());
     EXPECT_TRUE(dlg->cycle().isIndexing());
     EXPECT_TRUE(dlg->stopButton().isEnabled());
-    EXPECT_TRUE(dlg->resultsGroup().isVisible());
-    EXPECT_EQ(dlg->height(), dlg->fullHeight());
-    EXPECT_GT(dlg->maximumHeight(), dlg->height()); // now free to grow
 
     ASSERT_TRUE(waitForSearchEnd(*dlg));
     EXPECT_TRUE(isMatchesFound(status(*dlg), kSome.size())) << Kerf::Util::toNarrow(status(*dlg));
@@ -120,6 +159,7 @@ TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound
     EXPECT_EQ(list.GetItemText(row, 2), L"asdf");
     EXPECT_EQ(list.GetItemText(row, 0), L"christoph@freiraum.xyz");
     EXPECT_EQ(dlg->cycle().getSearchedDirectories().size(), 2u);
+    EXPECT_FALSE(dlg->incompleteBar().isVisible());
 
     // A second search of the index as it stands finds the same rows again.
     ASSERT_TRUE(searchAgain(*dlg));
@@ -183,36 +223,71 @@ TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
 
     EXPECT_FALSE(bar.isVisible());
     EXPECT_FALSE(dlg->stopButton().isEnabled());
+    // The status and a bar over the list say the results are partial.
     const std::wstring text = status(*dlg);
     const auto shown = static_cast<size_t>(dlg->resultsList().GetItemCount());
-    EXPECT_TRUE(isMatchesFound(text, shown)) << Kerf::Util::toNarrow(text);
     EXPECT_LT(shown, total);
+    const std::wstring begins = L"Stopped: " + std::to_wstring(shown) +
+                                (shown == 1 ? L" match in the " : L" matches in the ");
+    EXPECT_EQ(text.rfind(begins, 0), 0u) << Kerf::Util::toNarrow(text);
+    EXPECT_NE(text.find(L" not yet searched"), std::wstring::npos) << Kerf::Util::toNarrow(text);
+    EXPECT_TRUE(dlg->incompleteBar().isVisible());
+    EXPECT_EQ(dlg->incompleteText().text().toStdWString(), text);
     // Messages still queued from the stopped indexer change nothing.
     QTest::qWait(200);
     EXPECT_EQ(status(*dlg), text);
+
+    // "Search again" runs the whole search; complete, the bar goes.
+    QTest::mouseClick(&dlg->searchAgainButton(), Qt::LeftButton);
+    EXPECT_FALSE(dlg->incompleteBar().isVisible());
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_TRUE(isMatchesFound(status(*dlg), total)) << Kerf::Util::toNarrow(status(*dlg));
+}
+
+TEST(SearchWindow, RowsOfWhatTheIndexerCommittedShowWhileItWorks) {
+    User user;
+    const fs::path mail = user.root() / "mail";
+    makeManyMessages(mail, 22); // 2,200 messages: one commit after 2,000
+    auto dlg = user.openWindow();
+    // Reads stop past the commit until the test has seen its rows.
+    auto gate = std::make_shared<std::atomic<bool>>(false);
+    auto reads = std::make_shared<std::atomic<int>>(0);
+    dlg->cycle().setMessageReader([gate, reads](const std::wstring& path) {
+        if (++*reads > 2050)
+            while (!*gate)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return Kerf::QuireLib::CRecursiveMailIndexer::readMessageFile(path);
+    });
+    searchFolder(*dlg, mail);
+    auto& list = dlg->resultsList();
+    const bool rowsWhileIndexing =
+        waitUntil([&] { return list.GetItemCount() >= 2000 || !dlg->cycle().isIndexing(); },
+                  60000) &&
+        dlg->cycle().isIndexing();
+    *gate = true;
+    EXPECT_TRUE(rowsWhileIndexing) << list.GetItemCount();
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_EQ(list.GetItemCount(), 2200);
 }
 
 TEST(SearchWindow, OpensAtTwoThirdsOfTheScreenAndKeepsItsPlacePerUser) {
     User user;
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
     QRect placed;
-    int fullHeight = 0;
     {
         auto dlg = user.openWindow();
-        EXPECT_NEAR(dlg->fullHeight(), screen.height() * 2 / 3, screen.height() / 20);
+        EXPECT_NEAR(dlg->height(), screen.height() * 2 / 3, screen.height() / 20);
         EXPECT_GE(dlg->width(), screen.width() * 2 / 3);
         EXPECT_LT(dlg->width(), screen.width());
         dlg->setGeometry(
-            QRect(screen.topLeft() + QPoint(37, 41), QSize(dlg->width() - 23, dlg->height())));
+            QRect(screen.topLeft() + QPoint(37, 41), QSize(dlg->width() - 23, dlg->height() + 19)));
         placed = dlg->geometry();
-        fullHeight = dlg->fullHeight();
     }
     auto again = user.openWindow();
     EXPECT_EQ(again->geometry(), placed);
-    EXPECT_EQ(again->fullHeight(), fullHeight);
 }
 
-TEST(SearchWindow, ClearEmptiesEverythingAndKeepsTheUsersHeightForTheNextSearch) {
+TEST(SearchWindow, ClearEmptiesEverythingButTheLocationChoice) {
     User user;
     const fs::path mail = user.root() / "mail";
     copyCorpus(mail, kSome);
@@ -225,10 +300,6 @@ TEST(SearchWindow, ClearEmptiesEverythingAndKeepsTheUsersHeightForTheNextSearch)
     ASSERT_FALSE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
     criteria.subjectEdit().setText("budget");
     criteria.sentBeforeCheck().setChecked(true);
-
-    const int chosenHeight = dlg->fullHeight() + 57;
-    dlg->resize(dlg->width(), chosenHeight);
-    ASSERT_TRUE(waitUntil([&] { return dlg->height() == chosenHeight; }, 5000));
     QTest::mouseClick(&dlg->clearButton(), Qt::LeftButton);
 
     EXPECT_EQ(dlg->resultsList().GetItemCount(), 0);
@@ -236,29 +307,35 @@ TEST(SearchWindow, ClearEmptiesEverythingAndKeepsTheUsersHeightForTheNextSearch)
     EXPECT_TRUE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
     EXPECT_EQ(criteria.get().m_sSubject, L"");
     EXPECT_FALSE(criteria.get().m_bSentBefore);
-    EXPECT_FALSE(dlg->isResultsShown());
-    EXPECT_EQ(dlg->minimumHeight(), dlg->maximumHeight());
-    EXPECT_EQ(dlg->height(), dlg->collapsedHeight());
-    EXPECT_EQ(dlg->fullHeight(), chosenHeight);
     // The location choice is not part of what Clear resets.
     EXPECT_EQ(dlg->locationPane().GetSearchFolder(), Kerf::Util::fromPath(mail));
-
-    QTest::mouseClick(&dlg->findNowButton(), Qt::LeftButton);
-    EXPECT_EQ(dlg->height(), chosenHeight);
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
 }
 
-TEST(SearchWindow, EscapeStopsTheWorkAndClosesTheWindow) {
+TEST(SearchWindow, EscapeEmptiesTheCriterionOrStopsAndNeverClosesCtrlWCloses) {
     User user;
     const fs::path mail = user.root() / "mail";
     makeManyMessages(mail, 30);
     auto dlg = user.openWindow();
+    dlg->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
+    QLineEdit& words = dlg->locationPane().GetKeywordsEdit();
+    words.setFocus();
+    QTest::keyClicks(&words, "budget");
+    QTest::keyClick(&words, Qt::Key_Escape);
+    EXPECT_EQ(words.text(), "");
+    EXPECT_TRUE(dlg->isVisible());
+
     searchFolder(*dlg, mail);
     ASSERT_TRUE(dlg->cycle().isIndexing());
-    QTest::keyClick(dlg.get(), Qt::Key_Escape);
-    EXPECT_FALSE(dlg->cycle().isIndexing());
+    QTest::keyClick(&words, Qt::Key_Escape);
+    EXPECT_TRUE(dlg->cycle().isStopping() || !dlg->cycle().isIndexing());
+    EXPECT_TRUE(dlg->isVisible());
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    QTest::keyClick(&dlg->resultsList(), Qt::Key_Escape);
+    EXPECT_TRUE(dlg->isVisible());
+
+    QTest::keyClick(&words, Qt::Key_W, Qt::ControlModifier);
     EXPECT_FALSE(dlg->isVisible());
-    EXPECT_EQ(dlg->result(), QDialog::Rejected);
 }
 
 TEST(SearchWindow, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetached) {
@@ -297,20 +374,72 @@ TEST(SearchWindow, BringToFrontRestoresAMinimizedWindow) {
     EXPECT_TRUE(dlg->isVisible());
 }
 
-TEST(SearchWindow, HelpOpensTheShippedPageAndAboutIsReachable) {
+TEST(SearchWindow, HelpOpensTheShippedPageOrSaysWhatToInstallAndAboutIsReachable) {
     User user;
     auto dlg = user.openWindow();
-    UrlRecorder recorder;
+    auto recorder = std::make_unique<UrlRecorder>();
     dlg->findChild<QLabel*>("helpLink")->linkActivated("#");
     QTest::keyClick(dlg.get(), Qt::Key_F1);
-    ASSERT_EQ(recorder.urls.size(), 2);
-    const QString page = recorder.urls[0].toLocalFile();
+    ASSERT_EQ(recorder->urls.size(), 2);
+    const QString page = recorder->urls[0].toLocalFile();
     EXPECT_TRUE(page.endsWith("/QoSearch.html")) << page.toStdString();
     EXPECT_TRUE(QFileInfo::exists(page));
-    EXPECT_EQ(recorder.urls[1], recorder.urls[0]);
+    EXPECT_EQ(recorder->urls[1], recorder->urls[0]);
+    // With nothing to open the page, the user is told what to install.
+    recorder.reset();
+    QTest::keyClick(dlg.get(), Qt::Key_F1);
+    auto* missing = dlg->findChild<QMessageBox*>("programMissing");
+    ASSERT_NE(missing, nullptr);
+    EXPECT_TRUE(missing->text().contains("no web browser")) << missing->text().toStdString();
+    EXPECT_TRUE(missing->text().contains("sudo apt install")) << missing->text().toStdString();
+    delete missing;
 
     QString text;
     answerNextMessageBox(QMessageBox::Ok, &text);
     dlg->findChild<QLabel*>("aboutLink")->linkActivated("#");
     EXPECT_TRUE(text.contains("QoSearch")) << text.toStdString();
+}
+
+TEST(SearchWindow, MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffers) {
+    const QString here = QDir::currentPath();
+    const struct {
+        QStringList arguments;
+        QStringList files;
+        bool search;
+    } cases[] = {
+        {{}, {}, true},
+        {{"--version"}, {}, true}, // others' options
+        {{"a.msg", "/m/b.msg"}, {here + "/a.msg", "/m/b.msg"}, false},
+        {{"--search", "/m/b.msg"}, {"/m/b.msg"}, true},
+        {{"--", "--odd.msg"}, {here + "/--odd.msg"}, false},
+        {{"file:///m/x%20y.msg"}, {"/m/x y.msg"}, false},
+    };
+    for (const auto& c : cases) {
+        const StartRequest request = parseStartArguments(c.arguments);
+        EXPECT_EQ(request.files, c.files) << c.arguments.join(' ').toStdString();
+        EXPECT_EQ(request.showSearch, c.search) << c.arguments.join(' ').toStdString();
+    }
+
+    User user;
+    const auto copies = copyCorpus(user.root() / "mail", {"poi_quick.msg"});
+    openMessageFiles({QString::fromStdString(copies[0].string())});
+    CMessageViewer* viewer = nullptr;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* v = qobject_cast<CMessageViewer*>(w); v && v->isVisible())
+            viewer = v;
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_EQ(viewer->path(), Kerf::Util::fromPath(copies[0]));
+    EXPECT_TRUE(viewer->windowTitle().startsWith("Test the content transformer"));
+    viewer->close();
+
+    // The file manager offers the program for saved messages, under the
+    // name its window bears.
+    QFile entry(QOSEARCH_DATA_DIR "/qosearch.desktop");
+    ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(entry.readAll());
+    EXPECT_TRUE(
+        text.contains("\nName=" + CQoSearchApp::windowTitle() + "\n"));
+    EXPECT_TRUE(
+        text.contains(QRegularExpression("\nMimeType=([^\n]*;)?application/vnd.ms-outlook;")));
+    EXPECT_TRUE(text.contains(QRegularExpression("\nExec=qosearch [^\n]*%F")));
 }
