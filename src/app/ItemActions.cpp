@@ -13,7 +13,8 @@
 namespace ItemActions {
 
 int openMessages(const std::vector<std::wstring>& paths, QWidget* parent,
-                 const CDesktopAssociation& association) {
+                 const CDesktopAssociation& association,
+                 const std::vector<Kerf::QuireLib::SearchWord>& words) {
     const bool desktop = association.answer().value_or(false);
     int shownHere = 0;
     for (const std::wstring& path : paths) {
@@ -21,14 +22,16 @@ int openMessages(const std::vector<std::wstring>& paths, QWidget* parent,
         if (desktop && QDesktopServices::openUrl(url))
             continue;
         auto* viewer = new CMessageViewer(path, parent);
+        viewer->markSearchWords(words);
         viewer->show();
         ++shownHere;
     }
     return shownHere;
 }
 
-int openMessages(const std::vector<std::wstring>& paths, QWidget* parent) {
-    return openMessages(paths, parent, CDesktopAssociation::forMessages());
+int openMessages(const std::vector<std::wstring>& paths, QWidget* parent,
+                 const std::vector<Kerf::QuireLib::SearchWord>& words) {
+    return openMessages(paths, parent, CDesktopAssociation::forMessages(), words);
 }
 
 std::vector<std::wstring> exploreFolders(const std::vector<std::wstring>& folders) {

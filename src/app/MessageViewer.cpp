@@ -20,9 +20,15 @@
 #include <QLabel>
 #include <QLocale>
 #include <QMessageBox>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QPushButton>
 #include <QSaveFile>
+#include <QShortcut>
 #include <QSplitter>
+#include <QStandardPaths>
+#include <QTextCursor>
+#include <QTextDocument>
 #include <QTreeWidget>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -162,14 +168,32 @@ void CMessageViewer::build() {
     attachmentLayout->setContentsMargins(0, 0, 0, 0);
     attachmentLayout->addWidget(m_pAttachments);
     attachmentLayout->addLayout(attachmentButtons);
+    // At least six attachments in view; the splitter gives the list more.
+    const int rowHeight = m_pAttachments->fontMetrics().height() + 6;
+    m_pAttachments->setMinimumHeight(m_pAttachments->header()->sizeHint().height() + 6 * rowHeight +
+                                     2 * m_pAttachments->frameWidth());
     auto* splitter = new QSplitter(Qt::Vertical);
+    splitter->setObjectName(QStringLiteral("bodyAndAttachments"));
+    splitter->setChildrenCollapsible(false);
     splitter->addWidget(m_pBody);
     splitter->addWidget(attachmentArea);
-    splitter->setStretchFactor(0, 4);
+    splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 1);
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    QPushButton* print =
+        buttons->addButton(QStringLiteral("&Print..."), QDialogButtonBox::ActionRole);
+    print->setObjectName(QStringLiteral("printMessage"));
+    print->setToolTip(QStringLiteral("Prints the message, or saves it as a PDF file"));
+    connect(print, &QPushButton::clicked, this, &CMessageViewer::print);
+    print->setAutoDefault(false);
+    for (const auto& [key, step] :
+         {std::pair{QKeySequence(Qt::Key_F3), &CMessageViewer::findNext},
+          std::pair{QKeySequence(Qt::SHIFT | Qt::Key_F3), &CMessageViewer::findPrevious}})
+        connect(new QShortcut(key, this), &QShortcut::activated, this, step);
+    connect(new QShortcut(QKeySequence::Print, this), &QShortcut::activated, this,
+            &CMessageViewer::print);
     // Enter in the attachment list opens the attachment; it must not press
     // a button of the window as well (Close would shut the viewer).
     for (QPushButton* button : {m_pSaveAs, m_pOpen, buttons->button(QDialogButtonBox::Close)}) {
@@ -204,7 +228,62 @@ void CMessageViewer::build() {
     PlainText::setLabelText(*m_pNote, note);
     m_pNote->setVisible(!note.isEmpty());
     attachmentArea->setVisible(m_pAttachments->topLevelItemCount() > 0);
-    resize(760, 560);
+    resize(760, 640);
+}
+
+int CMessageViewer::markSearchWords(const std::vector<Kerf::QuireLib::SearchWord>& words) {
+    m_matches = markWords(*m_pBody->document(), words);
+    m_iCurrent = -1;
+    if (!m_matches.empty()) {
+        // In view, but not yet selected: F3 selects it.
+        QTextCursor cursor(m_pBody->document());
+        cursor.setPosition(m_matches.front().start);
+        m_pBody->setTextCursor(cursor);
+        m_pBody->ensureCursorVisible();
+    }
+    return static_cast<int>(m_matches.size());
+}
+
+bool CMessageViewer::findNext() {
+    if (m_matches.empty())
+        return false;
+    m_iCurrent = m_iCurrent + 1 >= static_cast<int>(m_matches.size()) ? 0 : m_iCurrent + 1;
+    const PreviewMatch& match = m_matches[static_cast<std::size_t>(m_iCurrent)];
+    QTextCursor cursor(m_pBody->document());
+    cursor.setPosition(match.start);
+    cursor.setPosition(match.start + match.length, QTextCursor::KeepAnchor);
+    m_pBody->setTextCursor(cursor);
+    m_pBody->ensureCursorVisible();
+    return true;
+}
+
+bool CMessageViewer::findPrevious() {
+    if (m_matches.empty())
+        return false;
+    // One step back is all but one step forward, round the ring.
+    m_iCurrent = (m_iCurrent <= 0 ? static_cast<int>(m_matches.size()) : m_iCurrent) - 2;
+    return findNext();
+}
+
+std::unique_ptr<QTextDocument> CMessageViewer::printedDocument() const {
+    // The body as shown (its pictures included), the header above it; the
+    // header's values were made plain text when it was built.
+    std::unique_ptr<QTextDocument> document(m_pBody->document()->clone());
+    QTextCursor top(document.get());
+    top.movePosition(QTextCursor::Start);
+    top.insertHtml(m_pHeader->text());
+    top.insertBlock();
+    return document;
+}
+
+void CMessageViewer::print() {
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setDocName(windowTitle());
+    QPrintDialog dialog(&printer, this);
+    dialog.setWindowTitle(QStringLiteral("Print Message"));
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    printedDocument()->print(&printer);
 }
 
 void CMessageViewer::showHeader() {

@@ -5,15 +5,20 @@
 // attachments, which can be saved or opened. It reads the file itself, so it
 // also shows messages the index does not hold.
 
+#include "app/PreviewText.h"
+#include "mail/SearchWords.h"
+
 #include <QDialog>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 class CSafeTextBrowser;
 class QIODevice;
 class QLabel;
 class QPushButton;
+class QTextDocument;
 class QTreeWidget;
 
 namespace Kerf::QuireLib {
@@ -45,6 +50,18 @@ public:
     /// folder only this user can read.
     void openAttachment(int row);
 
+    /// Highlights the words of a search in the body; F3 and Shift+F3 step
+    /// through them. Returns how many there are.
+    int markSearchWords(const std::vector<Kerf::QuireLib::SearchWord>& words);
+    /// Selects the next (previous) highlighted word, round at the ends.
+    bool findNext();
+    bool findPrevious();
+    /// The header and the body on paper, or in a PDF file (the print
+    /// dialog offers both).
+    void print();
+    /// The header and body as they are printed.
+    std::unique_ptr<QTextDocument> printedDocument() const;
+
 private:
     void build();
     void showHeader();
@@ -65,4 +82,6 @@ private:
     QTreeWidget* m_pAttachments;
     QPushButton* m_pSaveAs;
     QPushButton* m_pOpen;
+    std::vector<PreviewMatch> m_matches;
+    int m_iCurrent = -1;
 };

@@ -9,6 +9,7 @@
 #include <QLocale>
 #include <QRegularExpression>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QTextCharFormat>
 #include <QTextCursor>
 #include <QTextEdit>
@@ -89,6 +90,30 @@ private:
 };
 
 } // namespace
+
+std::vector<PreviewMatch> markWords(QTextDocument& document,
+                                    const std::vector<Kerf::QuireLib::SearchWord>& words) {
+    std::vector<PreviewMatch> matches;
+    if (words.empty())
+        return matches;
+    QTextCursor mark(&document);
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        const std::wstring wide = block.text().toStdWString();
+        const auto spans = Kerf::QuireLib::matchingSpans(wide, words);
+        if (spans.empty())
+            continue;
+        const std::vector<int> positions = utf16Positions(wide);
+        for (const Kerf::QuireLib::TextSpan& span : spans) {
+            const int from = block.position() + positions[span.start];
+            const int to = block.position() + positions[span.start + span.length];
+            mark.setPosition(from);
+            mark.setPosition(to, QTextCursor::KeepAnchor);
+            mark.mergeCharFormat(matchFormat());
+            matches.push_back({from, to - from});
+        }
+    }
+    return matches;
+}
 
 QString sentDateTimeText(const Kerf::OleDate& sent) {
     const Kerf::DateTime dt = Kerf::Dates::fromOleDate(sent.m_dt);

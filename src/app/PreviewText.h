@@ -12,6 +12,7 @@
 #include <vector>
 
 class QTextCharFormat;
+class QTextDocument;
 class QTextEdit;
 
 /// A stretch of the preview's document, in document positions.
@@ -31,6 +32,11 @@ QString sentDateTimeText(const Kerf::OleDate& sent);
 std::vector<PreviewMatch> fillPreview(QTextEdit& control,
                                       const Kerf::QuireLib::CEmailMetadata& record,
                                       const std::vector<Kerf::QuireLib::SearchWord>& words = {});
+
+/// Highlights the words of the search wherever they stand in the document
+/// (a message body as the viewer shows it); returns them in document order.
+std::vector<PreviewMatch> markWords(QTextDocument& document,
+                                    const std::vector<Kerf::QuireLib::SearchWord>& words);
 
 /// How a highlighted word looks.
 QTextCharFormat matchFormat();

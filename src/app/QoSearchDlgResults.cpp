@@ -159,7 +159,7 @@ void CQoSearchDlg::OnLvnItemchangedResults(const QItemSelection& selected) {
 
 void CQoSearchDlg::OnNMDblclkResults(const QModelIndex& index) {
     if (index.isValid())
-        ItemActions::openMessages({getItemPath(index.row())}, this);
+        ItemActions::openMessages({getItemPath(index.row())}, this, m_searchWords);
 }
 
 void CQoSearchDlg::OnNMRclickResults(const QPoint& position) {
@@ -191,7 +191,7 @@ QMenu* CQoSearchDlg::createResultsMenu(QWidget* parent) {
 }
 
 void CQoSearchDlg::OpenItems() {
-    ItemActions::openMessages(getSelectedPaths(), this);
+    ItemActions::openMessages(getSelectedPaths(), this, m_searchWords);
 }
 
 void CQoSearchDlg::ExploreItems() {

@@ -14,6 +14,7 @@
 #include "app/SaveFolder.h"
 #include "mail/EmailMetadataMessage.h"
 #include "mail/MessageDocument.h"
+#include "mail/SearchWords.h"
 #include "msgfile/MessageAttachments.h"
 
 #include <QFileDialog>
@@ -21,6 +22,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTextDocument>
 #include <QTreeWidget>
 
 #include <QNetworkAccessManager>
@@ -35,6 +37,7 @@
 #include <algorithm>
 #include <fstream>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 using namespace WindowTest;
@@ -540,6 +543,30 @@ TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     for (const auto& f : folders)
         EXPECT_EQ(fs::exists(dir / f.name), !f.cleared) << f.name;
     EXPECT_TRUE(fs::exists(dir / "kept" / "keep.txt"));
+}
+
+TEST(MessageViewer, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody) {
+    auto viewer = showViewer(corpus("poi_quick.msg"));
+    Kerf::QuireLib::SearchCriteria criteria;
+    criteria.m_sKeywords = L"quick dog";
+    ASSERT_EQ(viewer->markSearchWords(Kerf::QuireLib::searchWords(criteria)), 2);
+    const auto selected = [&] { return viewer->GetTextControl().textCursor().selectedText(); };
+    for (const auto& [key, modifiers, word] : {std::tuple{Qt::Key_F3, Qt::NoModifier, "quick"},
+                                               std::tuple{Qt::Key_F3, Qt::NoModifier, "dog"},
+                                               std::tuple{Qt::Key_F3, Qt::NoModifier, "quick"},
+                                               std::tuple{Qt::Key_F3, Qt::ShiftModifier, "dog"}}) {
+        QTest::keyClick(viewer.get(), key, modifiers);
+        EXPECT_EQ(selected(), word);
+    }
+    const QString printed = viewer->printedDocument()->toPlainText();
+    EXPECT_TRUE(printed.contains("Kevin Roast")) << printed.toStdString();
+    EXPECT_TRUE(printed.contains("Test the content transformer"));
+    EXPECT_TRUE(printed.contains("The quick brown fox jumps over the lazy dog"));
+
+    // Room for six attachments at least.
+    auto withAttachments = showViewer(corpus("poi_attachment_msg_pdf.msg"));
+    QTreeWidget& list = withAttachments->attachmentList();
+    EXPECT_GE(list.viewport()->height(), 6 * list.sizeHintForRow(0));
 }
 
 // An attached message saved on its own is a message file that this program
