@@ -42,6 +42,7 @@
 #include <QStyle>
 #include <QTabWidget>
 #include <QTimer>
+#include <QToolButton>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -168,10 +169,19 @@ void CQoSearchDlg::buildControls() {
     m_pProgress->setFixedSize(m_pStatus->fontMetrics().averageCharWidth() * 24,
                               m_pStatus->minimumHeight());
     m_pProgress->hide();
+    // Where the preview goes: beside the list, or below it.
+    m_pPreviewBelow = new QToolButton;
+    m_pPreviewBelow->setObjectName(QStringLiteral("previewBelow"));
+    m_pPreviewBelow->setText(QStringLiteral("Preview below"));
+    m_pPreviewBelow->setToolTip(QStringLiteral("Shows the preview below the results list "
+                                               "instead of beside it"));
+    m_pPreviewBelow->setCheckable(true);
+    m_pPreviewBelow->setAutoRaise(true);
     auto* statusLine = new QHBoxLayout;
     statusLine->setSpacing(kMargin);
     statusLine->addWidget(m_pStatus, 1);
     statusLine->addWidget(m_pProgress);
+    statusLine->addWidget(m_pPreviewBelow);
 
     m_ctlResults = new CSortListCtrl(kResultsListId);
     m_ctlResults->setObjectName(QStringLiteral("results"));
@@ -215,6 +225,7 @@ void CQoSearchDlg::buildControls() {
     m_pSplitter->addWidget(m_pPreview);
     m_pSplitter->setStretchFactor(0, 3);
     m_pSplitter->setStretchFactor(1, 2);
+    connect(m_pPreviewBelow, &QToolButton::toggled, this, &CQoSearchDlg::setPreviewBelow);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
@@ -327,6 +338,8 @@ void CQoSearchDlg::saveWindowPlace() const {
 
 void CQoSearchDlg::setPreviewBelow(bool below) {
     m_pSplitter->setOrientation(below ? Qt::Vertical : Qt::Horizontal);
+    const QSignalBlocker quiet(m_pPreviewBelow);
+    m_pPreviewBelow->setChecked(below);
 }
 
 bool CQoSearchDlg::isPreviewBelow() const {

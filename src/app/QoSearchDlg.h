@@ -35,6 +35,7 @@ class QPushButton;
 class QSplitter;
 class QTabWidget;
 class QTimer;
+class QToolButton;
 
 namespace Kerf::QuireLib {
 class CSortListCtrl;
@@ -186,6 +187,7 @@ private:
     QProgressBar* m_pProgress = nullptr;
     QGroupBox* m_pResultsGroup = nullptr;
     QSplitter* m_pSplitter = nullptr;
+    QToolButton* m_pPreviewBelow = nullptr;
     QWidget* m_pIncompleteBar = nullptr;
     QLabel* m_pIncompleteText = nullptr;
     QPushButton* m_pSearchAgain = nullptr;

@@ -16,6 +16,7 @@
 #include <QPixmap>
 #include <QPointer>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
 #include <QTimer>
@@ -119,8 +120,19 @@ private:
 
 void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
     auto* tour = new Tour(dlg, folder);
+    // The whole of a small laptop screen.
+    if (const QScreen* screen = dlg.screen())
+        dlg.setGeometry(screen->availableGeometry());
     auto menu = std::make_shared<QPointer<QMenu>>();
-    tour->then([tour] { tour->save("01-start.png"); });
+    tour->then([tour] {
+        // A user without filing locations gets the first start, and no more.
+        if (tour->dlg().locationPane().IsShowingNoLocationsHint()) {
+            tour->save("00-first-start.png");
+            tour->dlg().reject();
+            return;
+        }
+        tour->save("01-start.png");
+    });
     tour->then([tour] {
         // Every filing location, as a user would pick them all.
         tour->dlg().locationPane().GetLocationsRadio().click();
@@ -145,7 +157,11 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
     tour->thenWhileIndexing([tour] {
         tour->dlg().repaint();
         tour->save("08-indexing-progress.png");
+        // Stopped half-way: the results say they are partial.
+        tour->dlg().OnBnClickedStop();
     });
+    tour->then([tour] { tour->save("10-partial-results.png"); });
+    tour->then([tour] { tour->dlg().searchAgainButton().click(); });
     tour->then([tour] {
         auto& list = tour->dlg().resultsList();
         list.Sort(Kerf::QuireLib::ResultsRow::Sent, false);
@@ -199,8 +215,9 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
             (*viewer)->close();
     });
     tour->then([tour] {
-        // A search for words: the preview marks them.
-        tour->dlg().criteriaPane().bodyEdit().setText(QStringLiteral("quick fox"));
+        // A search for words in any field: the preview marks them.
+        tour->dlg().focusSearchBox();
+        tour->dlg().locationPane().GetKeywordsEdit().setText(QStringLiteral("quick fox"));
         tour->dlg().OnBnClickedFindnow();
     });
     tour->then([tour] {
@@ -208,8 +225,14 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
         if (list.GetItemCount() > 0)
             list.setCurrentIndex(list.model()->index(0, 0));
     });
+    tour->then([tour] { tour->save("09-search-box-and-marked-preview.png"); });
     tour->then([tour] {
-        tour->save("09-highlighted-preview.png");
+        // The preview below the list, as a user may choose.
+        tour->dlg().setPreviewBelow(true);
+    });
+    tour->then([tour] {
+        tour->save("11-preview-below.png");
+        tour->dlg().setPreviewBelow(false);
         tour->dlg().reject();
     });
     tour->start();

@@ -24,6 +24,7 @@
 #include <QSplitter>
 #include <QTabWidget>
 #include <QTextBrowser>
+#include <QToolButton>
 
 #include <atomic>
 #include <thread>
@@ -116,7 +117,7 @@ TEST(SearchWindow, ShowsTwelveRowsOnASmallScreenAndKeepsWhereThePreviewIs) {
         EXPECT_GE(list.viewport()->height() / rowHeight, 12) << list.viewport()->height();
         // The columns fill the list's width.
         EXPECT_GE(list.header()->length(), list.viewport()->width());
-        dlg->setPreviewBelow(true);
+        dlg->findChild<QToolButton*>("previewBelow")->click();
     }
     auto again = user.openWindow();
     EXPECT_TRUE(again->isPreviewBelow());
@@ -437,8 +438,7 @@ TEST(SearchWindow, MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffer
     QFile entry(QOSEARCH_DATA_DIR "/qosearch.desktop");
     ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(entry.readAll());
-    EXPECT_TRUE(
-        text.contains("\nName=" + CQoSearchApp::windowTitle() + "\n"));
+    EXPECT_TRUE(text.contains("\nName=" + CQoSearchApp::windowTitle() + "\n"));
     EXPECT_TRUE(
         text.contains(QRegularExpression("\nMimeType=([^\n]*;)?application/vnd.ms-outlook;")));
     EXPECT_TRUE(text.contains(QRegularExpression("\nExec=qosearch [^\n]*%F")));
