@@ -341,12 +341,18 @@ TEST_F(WindowResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplic
         GTEST_SKIP() << "this desktop has an application for .msg files";
     UrlRecorder recorder; // nothing may reach the desktop
     const int r = row("poi_quick.msg");
-    const QPoint at = list().visualRect(list().model()->index(r, 0)).center();
+    QPoint at;
     const std::pair<const char*, std::function<void()>> gestures[] = {
         {"double-click", [&] { QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, at); }},
         {"Enter", [&] { QTest::keyClick(&list(), Qt::Key_Return); }},
     };
     for (const auto& [name, gesture] : gestures) {
+        // The viewer of the last gesture had the focus; the row may lie
+        // below the fold of a small window.
+        dlg->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get())) << name;
+        list().scrollTo(list().model()->index(r, 0));
+        at = list().visualRect(list().model()->index(r, 0)).center();
         QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, at);
         list().setFocus();
         gesture();
