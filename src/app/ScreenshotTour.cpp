@@ -6,6 +6,7 @@
 #include "app/SearchLocation.h"
 #include "controls/ResultsRow.h"
 #include "controls/SortListCtrl.h"
+#include "mail/SearchWords.h"
 
 #include <QCheckBox>
 #include <QDateEdit>
@@ -226,6 +227,33 @@ void startScreenshotTour(CQoSearchDlg& dlg, const QString& folder) {
             list.setCurrentIndex(list.model()->index(0, 0));
     });
     tour->then([tour] { tour->save("09-search-box-and-marked-preview.png"); });
+    tour->then([tour] {
+        tour->dlg().locationPane().GetKeywordsEdit().setText(QStringLiteral("SQLite Manager"));
+        tour->dlg().OnBnClickedFindnow();
+    });
+    tour->then([tour, viewer] {
+        // Pictures the body carries, and the searched words marked in it.
+        auto& list = tour->dlg().resultsList();
+        for (int i = 0; i < list.GetItemCount(); ++i)
+            if (list.GetItemText(i, Kerf::QuireLib::ResultsRow::Filename) ==
+                L"poi_attachment_msg_inlineImg.msg") {
+                Kerf::QuireLib::SearchCriteria criteria;
+                criteria.m_sKeywords = L"SQLite Manager";
+                *viewer = new CMessageViewer(tour->dlg().getItemPath(i), &tour->dlg());
+                (*viewer)->markSearchWords(Kerf::QuireLib::searchWords(criteria));
+                (*viewer)->move(tour->dlg().frameGeometry().topLeft() + QPoint(60, 40));
+                (*viewer)->show();
+                break;
+            }
+    });
+    tour->then([tour, viewer] {
+        if (*viewer)
+            tour->saveWindow("12-viewer-inline-pictures-marked-words.png", **viewer);
+    });
+    tour->then([tour, viewer] {
+        if (*viewer)
+            (*viewer)->close();
+    });
     tour->then([tour] {
         // The preview below the list, as a user may choose.
         tour->dlg().setPreviewBelow(true);
