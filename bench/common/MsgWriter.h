@@ -32,12 +32,12 @@ struct MsgRecipient {
 struct MsgAttachment {
     /// 1 by value, 5 embedded message, 6 OLE object.
     std::int32_t method = 1;
-    std::wstring fileName;
-    std::vector<std::uint8_t> data;
+    std::wstring fileName{};
+    std::vector<std::uint8_t> data{};
     /// The attached message, for method 5.
-    std::shared_ptr<const MsgMessage> embedded;
+    std::shared_ptr<const MsgMessage> embedded{};
     /// PR_ATTACH_CONTENT_ID: how an HTML body names it ("cid:..."); none when empty.
-    std::wstring contentId;
+    std::wstring contentId{};
 };
 
 struct MsgMessage {
