@@ -1,16 +1,11 @@
 #include "text/HtmlText.h"
 
 #include "text/CodePages.h"
-
-#include <libxml/HTMLparser.h>
-#include <libxml/globals.h>
-#include <libxml/parser.h>
-#include <libxml/xmlerror.h>
+#include "text/HtmlEvents.h"
 
 #include <cctype>
 #include <cstdint>
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -90,7 +85,7 @@ char32_t nextCodePoint(const unsigned char*& s, const unsigned char* end) {
     return cp;
 }
 
-class TextWriter {
+class TextWriter : public HtmlEvents {
 public:
     void text(const unsigned char* utf8, std::size_t length) {
         if (m_iSkipDepth > 0)
@@ -153,6 +148,10 @@ public:
     }
 
 private:
+    void onStartElement(const xmlChar* name, const xmlChar**) override { startElement(name); }
+    void onEndElement(const xmlChar* name) override { endElement(name); }
+    void onCharacters(const xmlChar* utf8, std::size_t length) override { text(utf8, length); }
+
     void lineBreak() {
         m_out += L"\r\n";
         m_bPendingSpace = false;
@@ -176,28 +175,6 @@ private:
     int m_iPreDepth = 0;
     int m_iSkipDepth = 0; // inside a script, style, head and the like
 };
-
-// The parser's callbacks. The writer rides on the context, which libxml2
-// hands every callback; no tree is built, so nothing but the text is kept.
-TextWriter& writerOf(void* context) {
-    return *static_cast<TextWriter*>(static_cast<htmlParserCtxtPtr>(context)->_private);
-}
-
-void onStartElement(void* context, const xmlChar* name, const xmlChar**) {
-    writerOf(context).startElement(name);
-}
-
-void onEndElement(void* context, const xmlChar* name) {
-    writerOf(context).endElement(name);
-}
-
-void onCharacters(void* context, const xmlChar* text, int length) {
-    if (length > 0)
-        writerOf(context).text(text, static_cast<std::size_t>(length));
-}
-
-void ignoreStructuredError(void*, xmlErrorPtr) {}
-void ignoreMessage(void*, const char*, ...) {}
 
 } // namespace
 
@@ -235,45 +212,8 @@ std::string declaredCharset(std::string_view bytes) {
 }
 
 std::wstring toPlainText(std::wstring_view html) {
-    static std::once_flag once;
-    std::call_once(once, [] { xmlInitParser(); });
-
-    const std::string utf8 = toUtf8(html);
-    if (utf8.empty() || utf8.size() > static_cast<std::size_t>(INT32_MAX))
-        return {};
-
-    // libxml2 keeps its error handlers per thread; keep this thread's as they were.
-    xmlGenericErrorFunc savedGeneric = xmlGenericError;
-    void* savedGenericContext = xmlGenericErrorContext;
-    xmlSetGenericErrorFunc(nullptr, ignoreMessage);
-
     TextWriter writer;
-    htmlParserCtxtPtr context = htmlNewParserCtxt();
-    if (context != nullptr && context->sax != nullptr) {
-        // Only the text is wanted: every callback that would build the tree
-        // is left out.
-        htmlSAXHandler& sax = *context->sax;
-        std::memset(&sax, 0, sizeof sax);
-        sax.initialized = 1;
-        sax.startElement = onStartElement;
-        sax.endElement = onEndElement;
-        sax.characters = onCharacters;
-        sax.cdataBlock = onCharacters;
-        sax.warning = ignoreMessage;
-        sax.error = ignoreMessage;
-        sax.fatalError = ignoreMessage;
-        sax.serror = ignoreStructuredError;
-        context->_private = &writer;
-        htmlDocPtr doc = htmlCtxtReadMemory(
-            context, utf8.data(), static_cast<int>(utf8.size()), nullptr, "UTF-8",
-            HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET |
-                HTML_PARSE_IGNORE_ENC | HTML_PARSE_COMPACT);
-        if (doc != nullptr)
-            xmlFreeDoc(doc);
-    }
-    if (context != nullptr)
-        htmlFreeParserCtxt(context);
-    xmlSetGenericErrorFunc(savedGenericContext, savedGeneric);
+    writer.parse(toUtf8(html));
     return writer.take();
 }
 

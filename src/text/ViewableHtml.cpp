@@ -1,16 +1,12 @@
 #include "text/ViewableHtml.h"
 
-#include <libxml/HTMLparser.h>
-#include <libxml/globals.h>
-#include <libxml/parser.h>
-#include <libxml/xmlerror.h>
+#include "text/HtmlEvents.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
 namespace Kerf::Html {
 namespace {
@@ -351,10 +347,9 @@ std::string_view view(const xmlChar* s) {
     return s == nullptr ? std::string_view() : std::string_view(reinterpret_cast<const char*>(s));
 }
 
-class ViewWriter {
+class ViewWriter : public HtmlEvents {
 public:
-    ViewWriter(const ViewLimits& limits, htmlParserCtxtPtr context)
-        : m_limits(limits), m_context(context) {}
+    explicit ViewWriter(const ViewLimits& limits) : m_limits(limits) {}
 
     void startElement(std::string_view rawName, const xmlChar** attributes) {
         m_bInText = false;
@@ -488,10 +483,18 @@ public:
             return;
         m_result.refusal = std::move(reason);
         m_body.clear();
-        xmlStopParser(m_context);
+        stop();
     }
 
 private:
+    void onStartElement(const xmlChar* name, const xmlChar** attributes) override {
+        startElement(view(name), attributes);
+    }
+    void onEndElement(const xmlChar*) override { endElement(); }
+    void onCharacters(const xmlChar* text, std::size_t length) override {
+        characters(std::string_view(reinterpret_cast<const char*>(text), length));
+    }
+
     enum class Open { Kept, Void, Unwrapped, Dropped };
 
     // Charges one element or run of text, laid out once more for each
@@ -548,7 +551,6 @@ private:
     }
 
     const ViewLimits& m_limits;
-    htmlParserCtxtPtr m_context;
     ViewableHtml m_result;
     std::string m_body;
     std::string m_bodyAttributes;
@@ -566,27 +568,6 @@ private:
     bool m_bInText = false;
     bool m_bBodySeen = false;
 };
-
-ViewWriter& writerOf(void* context) {
-    return *static_cast<ViewWriter*>(static_cast<htmlParserCtxtPtr>(context)->_private);
-}
-
-void onStartElement(void* context, const xmlChar* name, const xmlChar** attributes) {
-    writerOf(context).startElement(view(name), attributes);
-}
-
-void onEndElement(void* context, const xmlChar*) {
-    writerOf(context).endElement();
-}
-
-void onCharacters(void* context, const xmlChar* text, int length) {
-    if (length > 0)
-        writerOf(context).characters(std::string_view(reinterpret_cast<const char*>(text),
-                                                      static_cast<std::size_t>(length)));
-}
-
-void ignoreStructuredError(void*, xmlErrorPtr) {}
-void ignoreMessage(void*, const char*, ...) {}
 
 } // namespace
 
@@ -648,38 +629,8 @@ ViewableHtml makeViewable(std::string_view html, const ViewLimits& limits) {
         refused.refusal = "it is larger than " + std::to_string(limits.maxInputBytes >> 20) + " MB";
         return refused;
     }
-    static std::once_flag once;
-    std::call_once(once, [] { xmlInitParser(); });
-    // libxml2 keeps its error handlers per thread; keep this thread's as they were.
-    xmlGenericErrorFunc savedGeneric = xmlGenericError;
-    void* savedGenericContext = xmlGenericErrorContext;
-    xmlSetGenericErrorFunc(nullptr, ignoreMessage);
-    htmlParserCtxtPtr context = htmlNewParserCtxt();
-    ViewWriter writer(limits, context);
-    if (context != nullptr && context->sax != nullptr && !html.empty()) {
-        // Nothing but the events: no tree is built.
-        htmlSAXHandler& sax = *context->sax;
-        std::memset(&sax, 0, sizeof sax);
-        sax.initialized = 1;
-        sax.startElement = onStartElement;
-        sax.endElement = onEndElement;
-        sax.characters = onCharacters;
-        sax.cdataBlock = onCharacters;
-        sax.warning = ignoreMessage;
-        sax.error = ignoreMessage;
-        sax.fatalError = ignoreMessage;
-        sax.serror = ignoreStructuredError;
-        context->_private = &writer;
-        htmlDocPtr doc = htmlCtxtReadMemory(
-            context, html.data(), static_cast<int>(html.size()), nullptr, "UTF-8",
-            HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET |
-                HTML_PARSE_IGNORE_ENC | HTML_PARSE_COMPACT);
-        if (doc != nullptr)
-            xmlFreeDoc(doc);
-    }
-    if (context != nullptr)
-        htmlFreeParserCtxt(context);
-    xmlSetGenericErrorFunc(savedGenericContext, savedGeneric);
+    ViewWriter writer(limits);
+    writer.parse(html);
     return writer.take();
 }
 

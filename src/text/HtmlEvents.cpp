@@ -1,0 +1,80 @@
+#include "text/HtmlEvents.h"
+
+#include <libxml/globals.h>
+#include <libxml/parser.h>
+#include <libxml/xmlerror.h>
+
+#include <climits>
+#include <cstring>
+#include <mutex>
+
+namespace Kerf::Html {
+namespace {
+
+void ignoreStructuredError(void*, xmlErrorPtr) {}
+void ignoreMessage(void*, const char*, ...) {}
+
+// The events ride on the context, which libxml2 hands every callback.
+HtmlEvents& eventsOf(void* context) {
+    return *static_cast<HtmlEvents*>(static_cast<htmlParserCtxtPtr>(context)->_private);
+}
+
+} // namespace
+
+void HtmlEvents::startElement(void* context, const xmlChar* name, const xmlChar** attributes) {
+    eventsOf(context).onStartElement(name, attributes);
+}
+
+void HtmlEvents::endElement(void* context, const xmlChar* name) {
+    eventsOf(context).onEndElement(name);
+}
+
+void HtmlEvents::characters(void* context, const xmlChar* text, int length) {
+    if (length > 0)
+        eventsOf(context).onCharacters(text, static_cast<std::size_t>(length));
+}
+
+void HtmlEvents::stop() {
+    if (m_context != nullptr)
+        xmlStopParser(m_context);
+}
+
+void HtmlEvents::parse(std::string_view utf8) {
+    if (utf8.empty() || utf8.size() > static_cast<std::size_t>(INT_MAX))
+        return;
+    static std::once_flag once;
+    std::call_once(once, [] { xmlInitParser(); });
+    // libxml2 keeps its error handlers per thread; keep this thread's as they were.
+    xmlGenericErrorFunc savedGeneric = xmlGenericError;
+    void* savedGenericContext = xmlGenericErrorContext;
+    xmlSetGenericErrorFunc(nullptr, ignoreMessage);
+    m_context = htmlNewParserCtxt();
+    if (m_context != nullptr && m_context->sax != nullptr) {
+        // Nothing but the events: every callback that would build the tree
+        // is left out.
+        htmlSAXHandler& sax = *m_context->sax;
+        std::memset(&sax, 0, sizeof sax);
+        sax.initialized = 1;
+        sax.startElement = startElement;
+        sax.endElement = endElement;
+        sax.characters = characters;
+        sax.cdataBlock = characters;
+        sax.warning = ignoreMessage;
+        sax.error = ignoreMessage;
+        sax.fatalError = ignoreMessage;
+        sax.serror = ignoreStructuredError;
+        m_context->_private = this;
+        htmlDocPtr doc = htmlCtxtReadMemory(
+            m_context, utf8.data(), static_cast<int>(utf8.size()), nullptr, "UTF-8",
+            HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET |
+                HTML_PARSE_IGNORE_ENC | HTML_PARSE_COMPACT);
+        if (doc != nullptr)
+            xmlFreeDoc(doc);
+    }
+    if (m_context != nullptr)
+        htmlFreeParserCtxt(m_context);
+    m_context = nullptr;
+    xmlSetGenericErrorFunc(savedGenericContext, savedGeneric);
+}
+
+} // namespace Kerf::Html
