@@ -257,19 +257,37 @@ bool styleValueAllowed(std::string_view property, std::string_view value) {
     return true;
 }
 
+// Follows the quoted strings of a style text one character at a time.
+class QuotedStrings {
+public:
+    /// Whether c is part of a quoted string, its quotes included.
+    bool holds(char c) {
+        if (m_quote != 0) {
+            if (c == m_quote)
+                m_quote = 0;
+            return true;
+        }
+        if (c == '"' || c == '\'') {
+            m_quote = c;
+            return true;
+        }
+        return false;
+    }
+
+private:
+    char m_quote = 0;
+};
+
 // Splits at `separator` outside quotes and brackets.
 std::vector<std::string_view> splitOutside(std::string_view text, char separator) {
     std::vector<std::string_view> parts;
-    char quote = 0;
+    QuotedStrings quoted;
     int brackets = 0;
     std::size_t start = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
-        if (quote != 0) {
-            if (c == quote)
-                quote = 0;
-        } else if (c == '"' || c == '\'') {
-            quote = c;
+        if (quoted.holds(c)) {
+            continue;
         } else if (c == '(') {
             ++brackets;
         } else if (c == ')' && brackets > 0) {
@@ -305,14 +323,11 @@ std::string withoutComments(std::string_view sheet) {
 // Where the block opened at `open` ends (its "}"), or the end of the text.
 std::size_t blockEnd(std::string_view text, std::size_t open) {
     int depth = 0;
-    char quote = 0;
+    QuotedStrings quoted;
     for (std::size_t i = open; i < text.size(); ++i) {
         const char c = text[i];
-        if (quote != 0) {
-            if (c == quote)
-                quote = 0;
-        } else if (c == '"' || c == '\'') {
-            quote = c;
+        if (quoted.holds(c)) {
+            continue;
         } else if (c == '{') {
             ++depth;
         } else if (c == '}' && --depth == 0) {
