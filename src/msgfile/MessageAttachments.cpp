@@ -159,27 +159,17 @@ void CMessageAttachments::listAttachments() {
 bool CMessageAttachments::readData(std::size_t index, std::vector<std::uint8_t>& data,
                                    std::uint64_t limit) const {
     data.clear();
-    if (!m_pMessage || index >= m_attachments.size())
-        return false;
-    try {
-        std::unique_ptr<CAttach> attach;
-        std::unique_ptr<CStream> stream;
-        ULONG storedType = PT_BINARY;
-        if (FAILED(m_pMessage->OpenAttach(static_cast<int>(index), attach)) ||
-            FAILED(attach->OpenProperty(PR_ATTACH_DATA_BIN, stream, storedType)) ||
-            stream->size() > limit)
+    // Read piece by piece, so that an attachment over the limit costs no
+    // more than the limit before it is given up.
+    const bool whole = copyData(index, [&data, limit](std::span<const std::uint8_t> piece) {
+        if (data.size() + piece.size() > limit)
             return false;
-        data.resize(static_cast<std::size_t>(stream->size()));
-        if (stream->read(data.data(), data.size()) != data.size()) {
-            data.clear();
-            return false;
-        }
+        data.insert(data.end(), piece.begin(), piece.end());
         return true;
-    } catch (const std::exception& e) {
-        Trace::tracef("CMessageAttachments::readData: %s\n", e.what());
+    });
+    if (!whole)
         data.clear();
-        return false;
-    }
+    return whole;
 }
 
 bool CMessageAttachments::copyData(
