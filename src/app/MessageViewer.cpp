@@ -407,6 +407,9 @@ void CMessageViewer::saveAttachment(int row) {
         QFileDialog::getSaveFileName(this, QStringLiteral("Save Attachment"), suggested);
     if (target.isEmpty())
         return;
+    // A new file is the user's alone, as every file the program writes; one
+    // saved over keeps the permissions it had.
+    const bool existed = QFileInfo::exists(target);
     QSaveFile file(target);
     const bool opened = file.open(QIODevice::WriteOnly);
     const Copy copied = opened ? copyAttachment(row, file) : Copy::WriteFailed;
@@ -419,6 +422,8 @@ void CMessageViewer::saveAttachment(int row) {
                        .arg(target, file.errorString()));
         return;
     }
+    if (!existed)
+        QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
     SaveFolder::remember(target);
 }
 

@@ -444,6 +444,8 @@ TEST(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
     ASSERT_EQ(saved.size(), 2);
     EXPECT_EQ(QFileInfo(saved[0]).absolutePath(), earlier);
     EXPECT_EQ(fileHash(saved[0]), bigHash);
+    EXPECT_EQ(std::filesystem::status(saved[0].toStdString()).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
     expectUsableName(saved[1]);
     EXPECT_EQ(fileBytes(saved[1]), "%PDF");
 
