@@ -177,6 +177,21 @@ TEST(MessageViewer, BodiesTooHeavyToLayOutShowAsTextAndSaySo) {
     }
 }
 
+// A word processor's "<![if ...]>" and "<![endif]>" markers do not show,
+// what lies between them does; other "<![" text stays as written.
+TEST(MessageViewer, ConditionalMarkersOfWordProcessorsDoNotShow) {
+    QoTest::TempDir dir;
+    QoMsg::MsgMessage message;
+    // The comment stays a comment: its end is no marker.
+    message.html = "<!--[if gte mso 9]><xml>hidden</xml><![endif]-->"
+                   "<p><![if !supportLists]>1.<![endif]>Download"
+                   "<![ENDIF]> a<![iffy]> b<![if !x]</p>";
+    QoMsg::writeMsgFile(dir / "marked.msg", message);
+    auto viewer = showViewer(dir / "marked.msg");
+    EXPECT_EQ(viewer->GetTextControl().toPlainText().trimmed().toStdString(),
+              "1.Download a<![iffy]> b<![if !x]");
+}
+
 // The limits leave real mail alone: every HTML body of the corpus shows as HTML.
 TEST(MessageViewer, RealHtmlBodiesStayWithinTheLimits) {
     if (!fs::is_directory(corpus("")))
