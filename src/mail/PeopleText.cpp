@@ -7,10 +7,20 @@
 namespace Kerf::QuireLib {
 namespace {
 
+// The name without the quotes a sender may have put around it.
+std::wstring unquoted(const std::wstring& name) {
+    if (name.size() >= 2 && (name.front() == L'\'' || name.front() == L'"') &&
+        name.back() == name.front())
+        return name.substr(1, name.size() - 2);
+    return name;
+}
+
 std::wstring withAddress(const std::wstring& name, const std::wstring& address) {
-    // A name that is the address already says it.
-    if (address.empty() || Util::toLower(name) == Util::toLower(address))
+    // A name that is the address already, quoted or not, says it.
+    if (address.empty())
         return name;
+    if (Util::toLower(unquoted(name)) == Util::toLower(address))
+        return address;
     return name.empty() ? address : name + L" <" + address + L">";
 }
 
