@@ -60,6 +60,47 @@ CSortListCtrl::CSortListCtrl(int controlId, QWidget* parent)
     connect(reset, &QAction::triggered, this, &CSortListCtrl::ResetColumns);
     m_ctlHeader->addAction(reset);
     m_ctlHeader->setContextMenuPolicy(Qt::ActionsContextMenu);
+    // A width set by anyone but the fitting is the user's and is kept.
+    connect(m_ctlHeader, &QHeaderView::sectionResized, this, [this] {
+        if (!m_bFitting)
+            m_bFitToWidth = false;
+    });
+}
+
+void CSortListCtrl::resizeEvent(QResizeEvent* event) {
+    QTreeView::resizeEvent(event);
+    if (m_bFitToWidth)
+        fitColumnsToWidth();
+}
+
+void CSortListCtrl::fitColumnsToWidth() {
+    std::vector<int> shown;
+    long long declared = 0;
+    for (int column = 0; column < m_iNumColumns; ++column)
+        if (!m_ctlHeader->isSectionHidden(column) &&
+            m_defaultWidths[static_cast<std::size_t>(column)] > 0) {
+            shown.push_back(column);
+            declared += m_defaultWidths[static_cast<std::size_t>(column)];
+        }
+    // A list not on screen has no width of its own yet; it fits when shown.
+    const int available = viewport()->width();
+    if (!isVisible() || shown.empty() || declared <= 0 || available <= 0)
+        return;
+    m_bFitting = true;
+    int left = available;
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        const int column = shown[i];
+        const int width =
+            i + 1 == shown.size()
+                ? left
+                : static_cast<int>(
+                      static_cast<long long>(m_defaultWidths[static_cast<std::size_t>(column)]) *
+                      available / declared);
+        m_ctlHeader->resizeSection(column,
+                                   std::max(width, m_ctlHeader->minimumColumnWidth(column)));
+        left -= m_ctlHeader->sectionSize(column);
+    }
+    m_bFitting = false;
 }
 
 bool CSortListCtrl::SetHeadings(const std::wstring& spec) {
@@ -184,9 +225,12 @@ void CSortListCtrl::LoadColumnInfo() {
     QSettings settings = userSettings();
     settings.beginGroup(QLatin1String(g_pszSection));
     const QByteArray stored = settings.value(QString::number(m_iControlId)).toByteArray();
-    if (stored.isEmpty())
-        return;
-    m_ctlHeader->RestoreWidths(stored);
+    m_bFitting = true;
+    const bool restored = !stored.isEmpty() && m_ctlHeader->RestoreWidths(stored);
+    m_bFitting = false;
+    m_bFitToWidth = !restored;
+    if (m_bFitToWidth)
+        fitColumnsToWidth();
     viewport()->update();
 }
 
@@ -194,7 +238,12 @@ void CSortListCtrl::SaveColumnInfo() const {
     KERF_ASSERT(m_iNumColumns > 0);
     QSettings settings = userSettings();
     settings.beginGroup(QLatin1String(g_pszSection));
-    settings.setValue(QString::number(m_iControlId), m_ctlHeader->SaveWidths());
+    // Fitted widths are the window's, not the user's: the next start fits
+    // them to its own width again.
+    if (m_bFitToWidth)
+        settings.remove(QString::number(m_iControlId));
+    else
+        settings.setValue(QString::number(m_iControlId), m_ctlHeader->SaveWidths());
     settings.sync();
     KERF_ASSERT(settings.status() == QSettings::NoError);
 }
@@ -228,10 +277,14 @@ void CSortListCtrl::startDrag(Qt::DropActions /*supportedActions*/) {
 }
 
 void CSortListCtrl::ResetColumns() {
+    m_bFitting = true;
     for (int column = 0; column < m_iNumColumns; ++column) {
         m_ctlHeader->moveSection(m_ctlHeader->visualIndex(column), column);
         SetColumnWidth(column, m_defaultWidths[static_cast<size_t>(column)]);
     }
+    m_bFitting = false;
+    m_bFitToWidth = true;
+    fitColumnsToWidth();
 }
 
 std::vector<int> CSortListCtrl::GetSelectedItems() const {

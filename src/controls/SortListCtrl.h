@@ -107,9 +107,13 @@ signals:
 
 protected:
     void startDrag(Qt::DropActions supportedActions) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void OnHeadingClicked(int column);
+    /// Shares the list's width among the shown columns in the proportions
+    /// of their declared widths, the last taking what is left.
+    void fitColumnsToWidth();
 
     CSortHeaderCtrl* m_ctlHeader;
     CSortListModel* m_model;
@@ -120,6 +124,9 @@ private:
     int m_iSortColumn = -1;
     bool m_bSortAscending = true;
     std::set<int> m_descendingFirst;
+    /// Until the user sets a width, the columns fill the list's width.
+    bool m_bFitToWidth = false;
+    bool m_bFitting = false;
 };
 
 } // namespace Kerf::QuireLib

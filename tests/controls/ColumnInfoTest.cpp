@@ -91,6 +91,34 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
     EXPECT_EQ(widths(other), (std::vector<int>{90, 0, 150}));
 }
 
+// Until the user sets a width, the shown columns fill the list as it is
+// resized, in the proportions declared; a width the user sets is kept then,
+// and "Reset Columns" fills the list again.
+TEST(ColumnInfo, ColumnsFillTheListUntilTheUserSetsAWidth) {
+    CSortListCtrl list(3001);
+    list.SetHeadings(L"From,100;Hidden,0;Subject,300;");
+    list.LoadColumnInfo();
+    const auto filled = [&list] {
+        return list.GetColumnWidth(0) + list.GetColumnWidth(2) == list.viewport()->width();
+    };
+    for (int width : {800, 500, 1200}) {
+        list.resize(width, 300);
+        list.show();
+        EXPECT_TRUE(filled()) << width;
+        EXPECT_NEAR(list.GetColumnWidth(2), 3 * list.GetColumnWidth(0), 3) << width;
+    }
+    list.SetColumnWidth(0, 77);
+    list.resize(700, 300);
+    EXPECT_EQ(list.GetColumnWidth(0), 77);
+    list.SaveColumnInfo();
+    EXPECT_TRUE(QSettings("Pellam", "Quarto").contains("ListCtrls/3001"));
+    list.GetHeaderCtrl().findChild<QAction*>("resetColumns")->trigger();
+    EXPECT_TRUE(filled());
+    // Fitted widths are not stored: the next start fits its own width.
+    list.SaveColumnInfo();
+    EXPECT_FALSE(QSettings("Pellam", "Quarto").contains("ListCtrls/3001"));
+}
+
 TEST(ColumnInfo, WidthsOfAnotherColumnCountAreTracedAndIgnored) {
     setenv("QOSEARCH_TRACE", "1", 1);
     Kerf::Trace::reinitialise();
