@@ -18,8 +18,34 @@
 #include <QString>
 
 #include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+namespace {
+
+// Answered before any window system is asked for, so both work without a display.
+bool answeredWithoutWindow(int argc, char** argv, int& status) {
+    if (argc != 2)
+        return false;
+    if (std::strcmp(argv[1], "--version") == 0) {
+        std::cout << "qosearch " QOSEARCH_VERSION "\n";
+    } else if (std::strcmp(argv[1], "--help") == 0) {
+        std::cout << "usage: qosearch [Qt options]\n"
+                     "       qosearch --help | --version\n\n"
+                     "Opens the search window; a second start brings the open window to the\n"
+                     "front. See qosearch(1) and the help page the window opens.\n";
+    } else {
+        return false;
+    }
+    status = 0;
+    return true;
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
+    if (int status = 0; answeredWithoutWindow(argc, argv, status))
+        return status;
     CQoSearchApp app(argc, argv);
     app.setWindowIcon(programIcon());
     // The desktop matches the window to the installed qosearch.desktop (and its icon).

@@ -15,6 +15,7 @@ namespace {
 
 void printUsage(std::ostream& out) {
     out << "usage:\n"
+           "  qosearch-cli --help | --version\n"
            "  qosearch-cli show [--json] FILE...\n"
            "  qosearch-cli index [--index-dir DIR] [--progress] FOLDER...\n"
            "  qosearch-cli find  [--index-dir DIR] [--no-update] [--json] [--progress]\n"
@@ -58,6 +59,10 @@ int main(int argc, char** argv) {
         return usage();
     if (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "help") == 0)
         return help();
+    if (std::strcmp(argv[1], "--version") == 0) {
+        std::cout << "qosearch-cli " QOSEARCH_VERSION "\n";
+        return 0;
+    }
     const auto it = commands.find(argv[1]);
     if (it == commands.end())
         return usage(std::string("unknown command \"") + argv[1] + "\"");
