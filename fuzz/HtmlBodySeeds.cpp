@@ -1,4 +1,4 @@
-// Writes the HTML body of each message file in a folder as a file of its
+// Writes the HTML body of each message file below a folder as a file of its
 // own, to seed the fuzzing of the viewer's HTML with real bodies:
 //   html_body_seeds MESSAGE_FOLDER SEED_FOLDER
 
@@ -17,7 +17,8 @@ int main(int argc, char** argv) {
     namespace fs = std::filesystem;
     std::error_code error;
     int written = 0;
-    for (const fs::directory_entry& entry : fs::directory_iterator(argv[1], error)) {
+    // Generated messages lie in filing folders below the one named.
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(argv[1], error)) {
         if (entry.path().extension() != ".msg")
             continue;
         const Kerf::QuireLib::CMessageDocument document(Kerf::Util::fromPath(entry.path()));

@@ -1,8 +1,9 @@
 #pragma once
 // What the mail indexer's and the search cycle's tests share: a temporary
 // folder with an index place and a queue for the indexer's events, and
-// folders of copies of one corpus message.
+// folders of copies of one message.
 
+#include "MsgWriter.h"
 #include "TempDir.h"
 
 #include "mail/RecursiveMailIndexer.h"
@@ -17,14 +18,28 @@
 
 namespace QoTest {
 
-inline const std::filesystem::path kSample =
-    std::filesystem::path(QOSEARCH_CORPUS_DIR) / "msg" / "poi_message_1979.msg";
+/// A small message, written once by the project's message writer: these
+/// tests need any message at all, not one of the shared corpus.
+inline const std::filesystem::path& sampleMessage() {
+    static const TempDir dir;
+    static const std::filesystem::path path = [] {
+        QoMsg::MsgMessage message;
+        message.subject = L"Quay wall repairs";
+        message.senderName = L"Ellis Wharton";
+        message.body = L"The revised drawings for the quay wall are attached.";
+        message.submitTime = QoMsg::fileTimeFromUtc(2019, 5, 6, 9, 30, 0);
+        message.recipients.push_back({L"Harbour Works", L"jobs@harbour.example", 1});
+        QoMsg::writeMsgFile(dir / "sample.msg", message);
+        return dir / "sample.msg";
+    }();
+    return path;
+}
 
 /// A folder of copies of the sample message (links to one copy).
 inline std::filesystem::path copiesOfTheSample(const std::filesystem::path& dir, int count) {
     const std::filesystem::path mail = dir / "mail";
     std::filesystem::create_directories(mail);
-    std::filesystem::copy_file(kSample, dir / "sample.msg");
+    std::filesystem::copy_file(sampleMessage(), dir / "sample.msg");
     for (int i = 0; i < count; ++i)
         std::filesystem::create_hard_link(dir / "sample.msg",
                                           mail / ("m" + std::to_string(i) + ".msg"));

@@ -3,6 +3,7 @@
 // Delete there; Ctrl+F to the "Search for:" box, whose words Enter finds in
 // any field.
 
+#include "SharedFiles.h"
 #include "WindowTestSupport.h"
 
 #include "app/SearchCriteriaDlg.h"
@@ -40,6 +41,8 @@ std::string accessKeyClashes(CQoSearchDlg& dlg) {
 }
 
 } // namespace
+
+QO_TESTS_READ_SHARED(Corpus, "Keyboard.*");
 
 TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
     User user;

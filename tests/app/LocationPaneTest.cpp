@@ -4,6 +4,7 @@
 // location pre-filling the folder, a double-click searching again, and the
 // folder chooser; the sources read while the window is already shown.
 
+#include "SharedFiles.h"
 #include "WindowTestSupport.h"
 
 #include "app/MsgStoresSortListCtrl.h"
@@ -69,6 +70,8 @@ protected:
 };
 
 } // namespace
+
+QO_TESTS_READ_SHARED(Corpus, "LocationPane.*");
 
 TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) {
     dlg = user.openWindow();

@@ -3,6 +3,7 @@
 // any size and name, texts of the sender's shown as written, and Open never
 // waiting for the desktop's answer about ".msg" files.
 
+#include "SharedFiles.h"
 #include "WindowTestSupport.h"
 
 #include "MsgWriter.h"
@@ -70,6 +71,12 @@ std::unique_ptr<CMessageViewer> showViewer(const fs::path& path) {
     QCoreApplication::processEvents();
     return viewer;
 }
+
+QO_TESTS_READ_SHARED(Corpus, "MessageViewer.DamagedMessageShowsWhatCouldBeReadAndSaysSo");
+QO_TESTS_READ_SHARED(Corpus, "MessageViewer.PicturesCarriedByTheMessageShowInline");
+QO_TESTS_READ_SHARED(
+    Corpus, "MessageViewer.AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnTheirOwn");
+QO_TESTS_READ_SHARED(Corpus, "MessageViewer.OpenNeverWaitsForTheDesktopsAnswer");
 
 std::vector<std::uint8_t> pictureBytes(QColor colour) {
     QImage image(40, 40, QImage::Format_RGB32);
@@ -193,9 +200,8 @@ TEST(MessageViewer, ConditionalMarkersOfWordProcessorsDoNotShow) {
 }
 
 // The limits leave real mail alone: every HTML body of the corpus shows as HTML.
+QO_TESTS_READ_SHARED(Corpus, "MessageViewer.RealHtmlBodiesStayWithinTheLimits");
 TEST(MessageViewer, RealHtmlBodiesStayWithinTheLimits) {
-    if (!fs::is_directory(corpus("")))
-        GTEST_SKIP() << "no message corpus";
     int bodies = 0;
     for (const fs::directory_entry& entry : fs::directory_iterator(corpus(""))) {
         const Kerf::QuireLib::CMessageDocument document(fromPath(entry.path()));

@@ -2,6 +2,7 @@
 // pickers, the criteria value the pane reads and shows, how the criteria
 // reach a search, and how a record reads in the preview.
 
+#include "SharedFiles.h"
 #include "WindowTestSupport.h"
 
 #include "app/PreviewDlg.h"
@@ -17,6 +18,8 @@
 using namespace WindowTest;
 using Kerf::QuireLib::CEmailMetadata;
 using Kerf::QuireLib::SearchCriteria;
+
+QO_TESTS_READ_SHARED(Corpus, "CriteriaPane.TheCriteriaNarrowTheSearch");
 
 TEST(CriteriaPane, DatePickersFollowTheirCheckBoxes) {
     CSearchCriteriaDlg pane;

@@ -2,6 +2,7 @@
 // first one scrolled into view, F3 and Shift+F3 stepping through them, and
 // the window handing its search's words to the preview.
 
+#include "SharedFiles.h"
 #include "WindowTestSupport.h"
 
 #include "app/PreviewDlg.h"
@@ -43,6 +44,8 @@ CEmailMetadata message(const std::wstring& body) {
 }
 
 } // namespace
+
+QO_TESTS_READ_SHARED(Corpus, "PreviewHighlight.TheWindowHighlightsTheWordsOfItsSearch");
 
 TEST(PreviewHighlight, MarksTheWholeWordsTheSearchMatchedInHeaderLinesAndBody) {
     struct Case {

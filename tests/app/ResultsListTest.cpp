@@ -2,6 +2,7 @@
 // preview of the selected row, the context menu and what its entries do
 // (open, open the containing folder, cut, copy, delete), and the list's widths per user.
 
+#include "SharedFiles.h"
 #include "WindowTestSupport.h"
 
 #include "app/ContainingFolder.h"
@@ -81,6 +82,8 @@ protected:
 };
 
 } // namespace
+
+QO_TESTS_READ_SHARED(Corpus, "WindowResultsList.*");
 
 TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsNewestFirst) {
     clickHeading(list(), Subject);

@@ -3,6 +3,7 @@
 // the indexer works, rows while it works, Clear, Enter and Escape, and the
 // window's layout.
 
+#include "SharedFiles.h"
 #include "WindowTestSupport.h"
 
 #include "app/MessageViewer.h"
@@ -63,6 +64,18 @@ size_t makeManyMessages(const fs::path& folder, size_t folders) {
 }
 
 } // namespace
+
+QO_TESTS_READ_SHARED(Corpus,
+                     "SearchWindow.EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound");
+QO_TESTS_READ_SHARED(Corpus,
+                     "SearchWindow.ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex");
+QO_TESTS_READ_SHARED(Corpus, "SearchWindow.StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork");
+QO_TESTS_READ_SHARED(Corpus, "SearchWindow.RowsOfWhatTheIndexerCommittedShowWhileItWorks");
+QO_TESTS_READ_SHARED(Corpus, "SearchWindow.ClearEmptiesEverythingButTheLocationChoice");
+QO_TESTS_READ_SHARED(Corpus,
+                     "SearchWindow.EscapeEmptiesTheCriterionOrStopsAndNeverClosesCtrlWCloses");
+QO_TESTS_READ_SHARED(Corpus,
+                     "SearchWindow.MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffers");
 
 TEST(SearchWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
     User user;

@@ -1,5 +1,6 @@
 #include "FilingFolder.h"
 #include "IndexCount.h"
+#include "SharedFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,8 @@ using FindCommand = QoTest::CorpusFolder;
 using Names = std::multiset<std::string>;
 
 } // namespace
+
+QO_TESTS_READ_SHARED(Corpus, "FindCommand.*");
 
 TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
     const auto bySubject = find({"--subject", "reseller"});

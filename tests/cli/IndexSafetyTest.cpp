@@ -4,6 +4,7 @@
 #include "CorpusGenerator.h"
 #include "FilingFolder.h"
 #include "IndexCount.h"
+#include "SharedFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -65,6 +66,8 @@ const Names kOptionMessages = {"poi_message_1979.msg", "poi_message_1980.msg",
                                "poi_message_1981.msg"};
 
 } // namespace
+
+QO_TESTS_READ_SHARED(Corpus, "IndexSafety.*");
 
 TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
     // The first file whose name starts so is cut in half.

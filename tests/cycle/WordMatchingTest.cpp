@@ -9,6 +9,7 @@
 #include "support/Strings.h"
 
 #include "MsgWriter.h"
+#include "SharedFiles.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -238,10 +239,9 @@ TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
     }
 }
 
+QO_TESTS_READ_SHARED(Corpus, "WordMatching.RealMessagesAreFoundByTheirWords");
 TEST_F(WordMatching, RealMessagesAreFoundByTheirWords) {
     const fs::path corpus = fs::path(QOSEARCH_CORPUS_DIR) / "msg";
-    if (!fs::is_directory(corpus))
-        GTEST_SKIP() << "no message corpus at " << corpus;
     const struct {
         const char* file;
         Where where;

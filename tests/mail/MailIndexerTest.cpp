@@ -23,7 +23,7 @@ using namespace Kerf::QuireLib;
 using Kerf::Search::IndexerMessage;
 using QoTest::copiesOfTheSample;
 using QoTest::IndexFolder;
-using QoTest::kSample;
+using QoTest::sampleMessage;
 
 namespace {
 
@@ -101,7 +101,8 @@ protected:
 
 TEST_F(MailIndexerTest, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {
     for (int i = 0; i < 25; ++i)
-        fs::copy_file(kSample, mail / ("m" + std::to_string(i) + (i % 2 ? ".msg" : ".MSG")));
+        fs::copy_file(sampleMessage(),
+                      mail / ("m" + std::to_string(i) + (i % 2 ? ".msg" : ".MSG")));
     QoTest::writeFile(mail / "notes.txt", "not a message");
     CRecursiveMailIndexer indexer(sink, SearchCriteria(), {Util::fromPath(mail)}, nullptr, place);
     EXPECT_EQ(index(indexer), (std::vector<IndexerMessage>{
@@ -112,8 +113,8 @@ TEST_F(MailIndexerTest, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {
 }
 
 TEST_F(MailIndexerTest, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
-    fs::copy_file(kSample, mail / "old.msg");
-    fs::copy_file(kSample, mail / "new.msg");
+    fs::copy_file(sampleMessage(), mail / "old.msg");
+    fs::copy_file(sampleMessage(), mail / "new.msg");
     const std::int64_t now = std::time(nullptr);
     utimbuf twoDaysAgo{static_cast<time_t>(now - 2 * 86400), static_cast<time_t>(now - 2 * 86400)};
     ASSERT_EQ(utime((mail / "old.msg").c_str(), &twoDaysAgo), 0);

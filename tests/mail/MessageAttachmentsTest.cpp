@@ -1,5 +1,6 @@
 #include "CorpusExpectations.h"
 #include "MsgTestFiles.h"
+#include "SharedFiles.h"
 
 #include "mail/EmailMetadataMessage.h"
 #include "msgfile/MessageAttachments.h"
@@ -30,6 +31,9 @@ std::shared_ptr<CMessageAttachments> openCorpusFile(const std::string& name) {
     EXPECT_TRUE(message) << name << ": " << error;
     return message;
 }
+
+QO_TESTS_READ_SHARED(Corpus,
+                     "MessageAttachments.CorpusMessagesListTheirAttachmentsInOrderAndNested");
 
 TEST(MessageAttachments, CorpusMessagesListTheirAttachmentsInOrderAndNested) {
     const struct {

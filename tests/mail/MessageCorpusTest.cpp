@@ -2,6 +2,7 @@
 // compared with the values an independent reader found in it.
 
 #include "CorpusExpectations.h"
+#include "SharedFiles.h"
 #include "TempDir.h"
 
 #include "mail/EmailMetadataFile.h"
@@ -62,6 +63,10 @@ protected:
     std::filesystem::path path() const { return QoTest::corpusDirectory() / "msg" / GetParam(); }
     const nlohmann::json& expected() const { return QoTest::corpusExpectations().at(GetParam()); }
 };
+
+QO_TESTS_READ_SHARED(Corpus, "*MessageCorpus.*");
+QO_TESTS_READ_SHARED(Corpus, "DamagedCorpusFiles.*");
+QO_TESTS_READ_SHARED(Corpus, "MessageCorpusThreads.*");
 
 TEST_P(MessageCorpus, RecordMatchesExpectedValues) {
     const nlohmann::json& want = expected();
@@ -200,5 +205,7 @@ std::string nameOf(const testing::TestParamInfo<std::string>& info) {
 
 INSTANTIATE_TEST_SUITE_P(AllFiles, MessageCorpus, testing::ValuesIn(QoTest::corpusFileNames()),
                          nameOf);
+// Without the corpus there are no files to make cases of.
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(MessageCorpus);
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "CorpusExpectations.h"
 #include "MsgTestFiles.h"
+#include "SharedFiles.h"
 
 #include "mail/MessageDocument.h"
 
@@ -18,6 +19,8 @@ namespace {
 std::wstring pathOf(const std::filesystem::path& path) {
     return Kerf::Util::fromPath(path);
 }
+
+QO_TESTS_READ_SHARED(Corpus, "MessageDocument.CutShortOrForeignFilesSayWhatCouldBeRead");
 
 TEST(MessageDocument, HtmlBodyAsWrittenFromHtmlElseFromRtfMadeFromHtml) {
     QoTest::MsgFiles files;

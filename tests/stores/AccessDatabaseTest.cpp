@@ -5,6 +5,7 @@
 #include "stores/AccessDatabase.h"
 #include "stores/QuartoDb.h"
 
+#include "SharedFiles.h"
 #include "StoresTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -63,6 +64,8 @@ struct TableCase {
 };
 
 } // namespace
+
+QO_TESTS_READ_SHARED(AccessFiles, "AccessDatabase.*");
 
 TEST(AccessDatabase, ReadsTablesAsTheirExportHasThem) {
     const TableCase cases[] = {
