@@ -62,12 +62,20 @@ private:
     std::optional<std::string> m_old;
 };
 
-/// Points XDG_DATA_HOME and XDG_CONFIG_HOME into a temporary folder while alive.
+/// Points XDG_DATA_HOME, XDG_CONFIG_HOME and the system-wide XDG_CONFIG_DIRS
+/// into a temporary folder while alive, so that no settings of this computer
+/// reach the test.
 class ScopedUserFolders {
 public:
     explicit ScopedUserFolders(const std::filesystem::path& base)
         : m_data("XDG_DATA_HOME", made(base / "data")),
-          m_config("XDG_CONFIG_HOME", made(base / "config")) {}
+          m_config("XDG_CONFIG_HOME", made(base / "config")),
+          m_system("XDG_CONFIG_DIRS", made(base / "xdg")) {}
+
+    /// The firm's settings file below the system-wide folder.
+    static std::filesystem::path systemSettings(const std::filesystem::path& base) {
+        return base / "xdg/Pellam/Quarto/EmailFiling.cfg";
+    }
 
 private:
     // The text lives until the variable is set from it (setenv copies it).
@@ -75,7 +83,7 @@ private:
         std::filesystem::create_directories(folder);
         return folder.c_str();
     }
-    ScopedVariable m_data, m_config;
+    ScopedVariable m_data, m_config, m_system;
 };
 
 inline void writeFile(const std::filesystem::path& path, const std::string& content) {

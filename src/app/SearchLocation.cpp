@@ -2,7 +2,7 @@
 
 #include "app/TranslateWindow.h"
 #include "stores/PathMapping.h"
-#include "stores/QOSettings.h"
+#include "stores/SettingsLayers.h"
 #include "stores/UserSettings.h"
 #include "support/Assert.h"
 #include "support/Paths.h"
@@ -169,7 +169,7 @@ void CSearchLocation::InitLocationListHeaders() {
     KERF_TRACE_ENTRY("CSearchLocation::InitLocationListHeaders");
     KERF_ASSERT(m_ctlLocationsList != nullptr);
     try {
-        const Kerf::QuireLib::CQOSettings settings(Kerf::QuireLib::CQOUtils::GetQOAppDataDir());
+        const auto settings = Kerf::QuireLib::CSettingsLayers::ForThisUser().ProductSettings();
         std::wstring value;
         if (settings.ReadPrefixedOrPlain(L"LocationPriRefAlias", value) && !value.empty())
             m_ctlLocationsList->SetPrimaryRefTitle(value);

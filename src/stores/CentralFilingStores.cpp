@@ -93,7 +93,10 @@ bool CCentralFilingStores::AddFilingList(const std::wstring& sRemotePath, std::w
             return false;
         }
     }
-    m_vFilingLists.push_back(FilingList{sRemotePath, m_sCacheFolder + cacheName.toStdWString()});
+    FilingList list;
+    list.sRemoteFile = sRemotePath;
+    list.sCacheFile = m_sCacheFolder + cacheName.toStdWString();
+    m_vFilingLists.push_back(std::move(list));
     return true;
 }
 
@@ -120,13 +123,20 @@ void CCentralFilingStores::Close() {
 void CCentralFilingStores::SynchroniseCache() {
     std::error_code ec;
     fs::create_directories(Util::toPath(m_sCacheFolder), ec);
-    for (const auto& list : m_vFilingLists) {
+    for (auto& list : m_vFilingLists) {
+        list.sProblem.clear();
         // Not even copied: the cache keeps the copy it has.
-        if (!CheckListSize(list.sRemoteFile, list.sRemoteFile))
+        if (!CheckListSize(list.sRemoteFile, list.sRemoteFile)) {
+            list.eState = ListState::FromCache;
+            list.sProblem = L"it holds more than " + std::to_wstring(kMaxListBytes >> 20) + L" MB";
             continue;
+        }
         try {
             CopyRemoteFile(list.sRemoteFile, list.sCacheFile);
+            list.eState = ListState::Read;
         } catch (const CExceptionBase& e) {
+            list.eState = ListState::FromCache;
+            list.sProblem = e.getMessage();
             // The list goes on with the copy the cache already holds.
             Trace::tracef("Error synchronizing cache\nFile: %s\nLocal File: %s\n%s",
                           toNarrow(list.sRemoteFile).c_str(), toNarrow(list.sCacheFile).c_str(),
@@ -149,11 +159,21 @@ bool CCentralFilingStores::CheckListSize(const std::wstring& sFile, const std::w
     return false;
 }
 
+std::wstring CCentralFilingStores::WhyNotAFile(const std::wstring& sPath) {
+    std::error_code ec;
+    const fs::file_status status = fs::status(Util::toPath(sPath), ec);
+    if (fs::is_regular_file(status))
+        return {};
+    if (status.type() == fs::file_type::not_found)
+        return L"no such file";
+    return ec ? Util::toWide(ec.message()) : L"not a file";
+}
+
 void CCentralFilingStores::CopyRemoteFile(const std::wstring& sRemote, const std::wstring& sLocal) {
     std::error_code ec;
     const fs::path remote = Util::toPath(sRemote);
-    if (!fs::is_regular_file(remote, ec))
-        throw CExceptionBase(L"Can't access file : " + sRemote);
+    if (const std::wstring why = WhyNotAFile(sRemote); !why.empty())
+        throw CExceptionBase(L"Can't access file : " + sRemote + L" (" + why + L")");
     // Copy beside the cache file and rename: a copy that breaks off never
     // destroys the copy that was there.
     const fs::path local = Util::toPath(sLocal);
@@ -172,15 +192,33 @@ void CCentralFilingStores::CopyRemoteFile(const std::wstring& sRemote, const std
 
 void CCentralFilingStores::LoadCache() {
     // A list that cannot be read is traced and skipped; the others still load.
-    for (const auto& list : m_vFilingLists) {
+    for (auto& list : m_vFilingLists)
+        ReadCachedList(list);
+}
+
+bool CCentralFilingStores::ReadCachedList(FilingList& list) {
+    std::wstring sError;
+    const size_t before = m_vLocations.size();
+    std::error_code ec;
+    if (list.eState == ListState::FromCache &&
+        !fs::is_regular_file(Util::toPath(list.sCacheFile), ec)) {
+        sError = L"it was never copied here";
+    } else {
         try {
             LoadFilingList(list);
+            list.nLocations = m_vLocations.size() - before;
         } catch (const CExceptionBase& e) {
-            Trace::tracef("Error loading cached filing list.\nFile: %s\nRemote File: %s\n%s",
-                          toNarrow(list.sCacheFile).c_str(), toNarrow(list.sRemoteFile).c_str(),
-                          toNarrow(e.getMessage()).c_str());
+            sError = e.getMessage();
         }
     }
+    if (!sError.empty()) {
+        list.eState = ListState::Unreadable;
+        list.sProblem = list.sProblem.empty() ? sError : list.sProblem + L"; " + sError;
+        Trace::tracef("Error loading cached filing list.\nFile: %s\nRemote File: %s\n%s",
+                      toNarrow(list.sCacheFile).c_str(), toNarrow(list.sRemoteFile).c_str(),
+                      toNarrow(sError).c_str());
+    }
+    return sError.empty();
 }
 
 void CCentralFilingStores::LoadFilingList(const FilingList& list) {

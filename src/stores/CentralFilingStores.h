@@ -24,9 +24,20 @@ public:
     /// 100,000 locations is under 16 MB.
     static constexpr std::uintmax_t kMaxListBytes = 16ull << 20;
 
+    /// How a list was read by the last Refresh().
+    enum class ListState {
+        NotRead,   ///< not refreshed yet
+        Read,      ///< copied from its remote file and read
+        FromCache, ///< the remote file could not be copied; its earlier copy was read
+        Unreadable ///< neither a fresh copy nor an earlier one could be read
+    };
     struct FilingList {
         std::wstring sRemoteFile;
         std::wstring sCacheFile;
+        ListState eState = ListState::NotRead;
+        /// Why the remote file could not be copied, or the list not read.
+        std::wstring sProblem;
+        size_t nLocations = 0;
     };
     using SettingPairs = std::vector<std::pair<std::wstring, std::wstring>>;
 
@@ -41,6 +52,9 @@ public:
     /// the list was never copied.
     static std::wstring CachedCopyOf(const std::wstring& sRemotePath);
 
+    /// Why the path is not a file that can be read ("no such file", the
+    /// system's reason, "not a file"); empty when it is one.
+    static std::wstring WhyNotAFile(const std::wstring& sPath);
     /// Copies every remote list over its cache copy, then loads every cached
     /// list. A list that fails is traced and skipped. False only when the XML
     /// reader is too old to be used (GetRefreshError() says so).
@@ -69,6 +83,8 @@ private:
     static void CopyRemoteFile(const std::wstring& sRemote, const std::wstring& sLocal);
     /// True when the file is small enough to read; otherwise records why not.
     bool CheckListSize(const std::wstring& sFile, const std::wstring& sRemote);
+    // Lists added by AddFilingList() keep their order; Refresh() fills in their state.
+    bool ReadCachedList(FilingList& list);
 
     std::wstring m_sCacheFolder;
     std::wstring m_sSchemaLocation;

@@ -48,29 +48,59 @@ std::optional<long long> parseStoreId(const std::wstring& text) {
 
 } // namespace
 
-CMsgStoresListModel::CMsgStoresListModel(bool bReadCentralRows) {
-    if (bReadCentralRows)
-        m_vCentralRows = ReadCentralRows(m_sCentralError);
+bool CMsgStoresListModel::SourceRows::AnythingRead() const {
+    if (eDatabase == DatabaseState::Read)
+        return true;
+    for (const auto& list : centralLists)
+        if (list.eState == CCentralFilingStores::ListState::Read ||
+            list.eState == CCentralFilingStores::ListState::FromCache)
+            return true;
+    return false;
 }
 
-LocationRows CMsgStoresListModel::ReadCentralRows(std::wstring& sError) {
-    LocationRows central;
+CMsgStoresListModel::CMsgStoresListModel(bool bReadCentralRows) {
+    if (bReadCentralRows)
+        m_vCentralRows = ReadCentralRows(CSettingsLayers::ForThisUser(), m_sCentralError, nullptr);
+}
+
+std::vector<std::wstring> CMsgStoresListModel::CentralListPaths(const CSettingsLayers& layers) {
+    std::vector<std::wstring> paths;
+    const auto add = [&paths](const std::wstring& text) {
+        const std::wstring path = Util::trim(text);
+        if (!path.empty() && std::find(paths.begin(), paths.end(), path) == paths.end())
+            paths.push_back(path);
+    };
+    for (const auto& [name, path] : layers.SectionValues(CSettingsLayers::kFilingListsSection))
+        add(path);
     const std::wstring sListFile = CQOUtils::GetQOAppDataDir() + kFilingListsFileName;
     std::error_code ec;
-    if (!std::filesystem::exists(Util::toPath(sListFile), ec))
-        return central;
-    const auto lines = UnicodeText::readLines(sListFile);
-    if (!lines)
-        return central;
-    for (const auto& rawLine : *lines) {
-        const std::wstring sRemote = Util::trim(rawLine);
-        if (sRemote.empty())
-            continue;
+    if (std::filesystem::exists(Util::toPath(sListFile), ec))
+        if (const auto lines = UnicodeText::readLines(sListFile))
+            for (const auto& line : *lines)
+                add(line);
+    return paths;
+}
+
+LocationRows
+CMsgStoresListModel::ReadCentralRows(const CSettingsLayers& layers, std::wstring& sError,
+                                     std::vector<CCentralFilingStores::FilingList>* pLists) {
+    LocationRows central;
+    std::error_code ec;
+    for (const std::wstring& sRemote : CentralListPaths(layers)) {
         // A list out of reach is read from its cached copy; only a list that
-        // was never copied is skipped.
+        // was never copied is skipped (and, when asked, reported).
         if (!std::filesystem::is_regular_file(Util::toPath(sRemote), ec) &&
-            CCentralFilingStores::CachedCopyOf(sRemote).empty())
+            CCentralFilingStores::CachedCopyOf(sRemote).empty()) {
+            if (pLists != nullptr) {
+                CCentralFilingStores::FilingList missing;
+                missing.sRemoteFile = sRemote;
+                missing.eState = CCentralFilingStores::ListState::Unreadable;
+                missing.sProblem =
+                    CCentralFilingStores::WhyNotAFile(sRemote) + L", and it was never copied here";
+                pLists->push_back(missing);
+            }
             continue;
+        }
         CCentralFilingStores stores;
         std::wstring sAddError;
         if (!stores.AddFilingList(sRemote, sAddError)) {
@@ -84,6 +114,8 @@ LocationRows CMsgStoresListModel::ReadCentralRows(std::wstring& sError) {
         }
         for (const std::wstring& problem : stores.GetListProblems())
             sError += (sError.empty() ? L"" : L"\n") + problem;
+        if (pLists != nullptr)
+            pLists->insert(pLists->end(), stores.FilingLists().begin(), stores.FilingLists().end());
         const auto& rows = stores.Locations();
         central.insert(central.end(), rows.begin(), rows.end());
         stores.Close();
@@ -91,21 +123,25 @@ LocationRows CMsgStoresListModel::ReadCentralRows(std::wstring& sError) {
     return central;
 }
 
-bool CMsgStoresListModel::ReadDatabaseRows(LocationRows& rows, std::vector<std::wstring>& errors) {
+bool CMsgStoresListModel::ReadDatabaseRows(SourceRows& rows) {
     Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadDBStoreLocations() ...\n");
     try {
         CQuartoDb db;
+        rows.sDatabase = db.GetDescription();
         if (!db.GetOpenError().empty())
             throw CExceptionBase(db.GetOpenError());
-        if (db.IsOpen())
-            db.GetStoreLocationsByType(rows, L"msg");
+        if (db.IsOpen()) {
+            db.GetStoreLocationsByType(rows.database, L"msg");
+            rows.eDatabase = DatabaseState::Read;
+        }
         return true;
     } catch (const CExceptionBase& e) {
-        errors.push_back(e.getMessage());
+        rows.errors.push_back(e.getMessage());
     } catch (const std::exception& e) {
-        errors.push_back(Util::toWide(e.what()));
+        rows.errors.push_back(Util::toWide(e.what()));
     }
-    rows.clear();
+    rows.eDatabase = DatabaseState::Unreadable;
+    rows.database.clear();
     return false;
 }
 
@@ -120,10 +156,12 @@ void CMsgStoresListModel::LocateRows(const LocationRows& rows, const CPathMapper
 
 CMsgStoresListModel::SourceRows CMsgStoresListModel::ReadSources(bool bCentralLists) {
     SourceRows rows;
-    rows.bDatabaseRead = ReadDatabaseRows(rows.database, rows.errors);
+    const CSettingsLayers layers = CSettingsLayers::ForThisUser();
+    rows.settingsFiles = layers.Files();
+    rows.bDatabaseRead = ReadDatabaseRows(rows);
     if (bCentralLists) {
         std::wstring sError;
-        rows.central = ReadCentralRows(sError);
+        rows.central = ReadCentralRows(layers, sError, &rows.centralLists);
         if (!sError.empty())
             rows.errors.push_back(sError);
     }
@@ -175,11 +213,10 @@ bool CMsgStoresListModel::ShowSourceRows(const SourceRows& rows, int kind) {
 }
 
 void CMsgStoresListModel::LoadDBStoreLocations(int kind) {
-    LocationRows rows;
-    std::vector<std::wstring> errors;
-    if (!ReadDatabaseRows(rows, errors))
-        throw CExceptionBase(errors.front());
-    PushOnLocationsCache(rows, kind);
+    SourceRows rows;
+    if (!ReadDatabaseRows(rows))
+        throw CExceptionBase(rows.errors.front());
+    PushOnLocationsCache(rows.database, kind);
 }
 
 void CMsgStoresListModel::PushOnLocationsCache(const LocationRows& rows, int kind) {

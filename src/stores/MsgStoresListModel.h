@@ -4,8 +4,10 @@
 // once, and the rows a filter text lets through, in display order. A list
 // widget shows GetRowCount()/GetRow() and forwards typing and heading clicks.
 
+#include "stores/CentralFilingStores.h"
 #include "stores/LocationRow.h"
 #include "stores/PathMapping.h"
+#include "stores/SettingsLayers.h"
 
 #include <array>
 #include <cstdint>
@@ -36,18 +38,30 @@ public:
     /// Where each location path is on this computer, or why it cannot be searched.
     using Places = std::map<std::wstring, LocatedPath>;
 
-    /// What the sources gave: the rows of each, where their paths are, and
-    /// the messages for the user.
+    enum class DatabaseState { None, Read, Unreadable };
+
+    /// What the sources gave: the rows of each, where their paths are, the
+    /// messages for the user, and for an administrator where each part came
+    /// from: the settings files, the database and each central list.
     struct SourceRows {
         LocationRows database;
         LocationRows central;
         Places places;
         std::vector<std::wstring> errors;
         bool bDatabaseRead = true;
+
+        std::vector<SettingsFileState> settingsFiles;
+        DatabaseState eDatabase = DatabaseState::None;
+        std::wstring sDatabase; ///< which database, or why there is none
+        std::vector<CCentralFilingStores::FilingList> centralLists;
+
+        /// A database or a central list (or its cached copy) was read.
+        bool AnythingRead() const;
     };
 
-    /// Reads the central rows once, from every list named in the user's
-    /// "qoFilingLists.txt" that is reachable or was cached before. Without
+    /// Reads the central rows once, from every list named in the settings
+    /// ([Filing Lists]) or in the user's "qoFilingLists.txt" that is reachable
+    /// or was cached before. Without
     /// bReadCentralRows nothing is read here: the rows come with ShowSourceRows().
     explicit CMsgStoresListModel(bool bReadCentralRows = true);
 
@@ -107,8 +121,11 @@ private:
         std::wstring sHaystack; ///< the four visible fields, lower-cased, "__"-joined
         bool bShown = false;    ///< the store id parses as a number
     };
-    static LocationRows ReadCentralRows(std::wstring& sError);
-    static bool ReadDatabaseRows(LocationRows& rows, std::vector<std::wstring>& errors);
+    /// The central lists the settings and "qoFilingLists.txt" name, each once.
+    static std::vector<std::wstring> CentralListPaths(const CSettingsLayers& layers);
+    static LocationRows ReadCentralRows(const CSettingsLayers& layers, std::wstring& sError,
+                                        std::vector<CCentralFilingStores::FilingList>* pLists);
+    static bool ReadDatabaseRows(SourceRows& rows);
     static void LocateRows(const LocationRows& rows, const CPathMapper& mapper, Places& places);
     void ReportError(const std::wstring& sText);
     void RebuildEntries();

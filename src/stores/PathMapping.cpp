@@ -1,7 +1,6 @@
 #include "stores/PathMapping.h"
 
-#include "stores/QOSettings.h"
-#include "stores/SettingsFile.h"
+#include "stores/SettingsLayers.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
@@ -111,20 +110,18 @@ CPathMapper CPathMapper::ForThisUser() {
     std::ifstream in("/proc/self/mountinfo");
     std::stringstream text;
     text << in.rdbuf();
+    // The firm's mappings, then the user's: a prefix the user maps again
+    // takes the user's folder.
+    const CSettingsLayers layers = CSettingsLayers::ForThisUser();
     Prefixes prefixes;
-    const std::wstring file = CQOUtils::GetQOAppDataDir() + CQOSettings::kSettingsFileName;
-    std::error_code ec;
-    if (std::filesystem::is_regular_file(Util::toPath(file), ec)) {
-        try {
-            CSettingsFile settings;
-            settings.readAFile(file);
-            for (const auto& section : settings.sections())
-                if (Util::compareNoCase(section.sName, kSectionName) == 0)
-                    prefixes.insert(prefixes.end(), section.keyValues.begin(),
-                                    section.keyValues.end());
-        } catch (const CExceptionBase& e) {
-            Trace::tracef("No path mapping: %s\n", Util::toNarrow(e.getMessage()).c_str());
-        }
+    for (const auto& [from, to] : layers.SectionValues(kSectionName)) {
+        const auto same = std::find_if(prefixes.begin(), prefixes.end(), [&](const auto& p) {
+            return Util::compareNoCase(p.first, from) == 0;
+        });
+        if (same != prefixes.end())
+            same->second = to;
+        else
+            prefixes.emplace_back(from, to);
     }
     return CPathMapper(ParseCifsMounts(text.str()), std::move(prefixes));
 }

@@ -18,6 +18,10 @@ public:
     /// settings that hold nothing; a file that cannot be parsed throws
     /// CSettingsFileException.
     explicit CQOSettings(const std::wstring& sFolder);
+    /// Settings already read, such as the firm's and the user's files
+    /// together (CSettingsLayers::ProductSettings()).
+    CQOSettings(std::shared_ptr<const CSettingsFile> pSettings, std::wstring sFileName)
+        : m_sFileName(std::move(sFileName)), m_pSettings(std::move(pSettings)) {}
 
     /// The prefix starts as "*"; a caller may narrow it, for example to a domain.
     const std::wstring& GetKeyPrefix() const { return m_sKeyPrefix; }

@@ -1,7 +1,7 @@
 #include "stores/QuartoDb.h"
 
+#include "stores/StoreConnection.h"
 #include "stores/UnicodeText.h"
-#include "stores/UserSettings.h"
 #include "support/Assert.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
@@ -68,25 +68,40 @@ void CQuartoDb::openAccess(const std::wstring& sPath) {
 }
 
 void CQuartoDb::openDefault() {
-    const QString connection = openUserSettings()
-                                   ->value(QString::fromLatin1(kSettingsGroup) + QLatin1Char('/') +
-                                           QString::fromLatin1(kConnectionStringKey))
-                                   .toString();
-    if (!connection.isEmpty()) {
-        const std::wstring text = connection.toStdWString();
-        if (CDbTableHelper::EngineFromConnectionString(text) == CDbTableHelper::Engine::Access)
-            openAccess(CDbTableHelper::ConnectionValue(text, L"DBQ"));
-        else
+    const StoreConnection connection = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
+    if (!connection.sConnectionString.empty()) {
+        m_sDescription = connection.Describe();
+        if (!connection.sPasswordProblem.empty())
+            throw CDbException(L"The store database's password: " + connection.sPasswordProblem);
+        const std::wstring& text = connection.sConnectionString;
+        const auto value = [&text](const wchar_t* name) {
+            return CDbTableHelper::ConnectionValue(text, name);
+        };
+        switch (CDbTableHelper::EngineFromConnectionString(text)) {
+        case CDbTableHelper::Engine::Access:
+            openAccess(value(L"DBQ"));
+            return;
+        case CDbTableHelper::Engine::MySql:
+            m_db.Attach(CDbTableHelper::kTypeMySql, value(L"DB"), value(L"SERVER"), value(L"UID"),
+                        connection.bPasswordGiven ? connection.sPassword : value(L"PASSWORD"));
+            return;
+        case CDbTableHelper::Engine::Sqlite:
             m_db.Attach(text);
-        return;
+            return;
+        }
     }
     const std::wstring folder = CQOUtils::GetQOAppDataDir();
-    if (fileExists(folder + sqliteFileName()))
+    if (fileExists(folder + sqliteFileName())) {
+        m_sDescription = L"SQLite file " + folder + sqliteFileName();
         m_db.Attach(CDbTableHelper::kTypeSqlite, folder + sqliteFileName(), {}, {}, {});
-    else if (fileExists(folder + mdbFileName()))
+    } else if (fileExists(folder + mdbFileName())) {
+        m_sDescription = L"Access file " + folder + mdbFileName();
         openAccess(folder + mdbFileName());
-    else
+    } else {
+        m_sDescription = L"none: no ConnectionString in the settings, and no " + sqliteFileName() +
+                         L" or " + mdbFileName() + L" in " + folder;
         Trace::tracef("No store database in %s\n", Util::toNarrow(folder).c_str());
+    }
 }
 
 void CQuartoDb::buildFromFolderLists() {

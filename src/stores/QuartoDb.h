@@ -3,8 +3,9 @@
 // between them, over one CDbTableHelper.
 //
 // Which database the default constructor opens, in this order:
-//  1. the connection string in the user settings, group "Store Database",
-//     value "ConnectionString" (this is how a MySQL server is named);
+//  1. the connection string the settings name (StoreConnection: the user's
+//     <product>.conf, else the firm's and the user's EmailFiling.cfg), with
+//     the password from the environment or a password file where one is given;
 //  2. the per-user "<product>.db" (SQLite) in the application data folder;
 //  3. the per-user "<product>.mdb" (Access, read only) in the same folder.
 // An Access file is read through CAccessDatabase and its tables are joined
@@ -46,6 +47,9 @@ public:
     /// Why the default constructor could not open the database; empty when it
     /// did, or when there was no database to open.
     const std::wstring& GetOpenError() const { return m_sOpenError; }
+    /// Which database the default constructor opened or tried, and where the
+    /// settings that named it are; why there is none when there is none.
+    const std::wstring& GetDescription() const { return m_sDescription; }
     CDbTableHelper& GetHelper() { return m_db; }
 
     /// Creates the three tables where missing (not on the read-only Access file).
@@ -90,6 +94,7 @@ private:
     CDbTableHelper m_db;
     std::unique_ptr<CAccessDatabase> m_pAccess;
     std::wstring m_sOpenError;
+    std::wstring m_sDescription;
 };
 
 } // namespace Kerf::QuireLib
