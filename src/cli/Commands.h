@@ -13,6 +13,7 @@ int runShow(const Args& args);
 int runIndex(const Args& args);
 int runFind(const Args& args);
 int runStores(const Args& args);
+int runDoctor(const Args& args);
 
 /// Prints the usage text to standard error and returns 2.
 int usage(const std::string& problem = {});

@@ -1,7 +1,9 @@
 // qosearch-cli stores [--json] [--kind 0|1|2] [--filter T]: the filing-store
-// list as the location pane shows it, in its display order.
+// list as the location pane shows it, in its display order, and on standard
+// error where each part of it came from.
 
 #include "cli/Commands.h"
+#include "cli/StoreSources.h"
 #include "cli/TerminalText.h"
 
 #include "stores/MsgStoresListModel.h"
@@ -55,13 +57,21 @@ int runStores(const Args& args) {
         }
     }
 
-    CMsgStoresListModel list;
-    bool bProblem = false;
-    list.SetErrorReporter([&bProblem](const std::wstring& text) {
-        std::cerr << "qosearch-cli: " << terminalText(text) << "\n";
+    const auto sources = CMsgStoresListModel::ReadSources(true);
+    printStoreSources(std::cerr, sources);
+    CMsgStoresListModel list(false);
+    bool bProblem = !sources.AnythingRead();
+    if (bProblem)
+        std::cerr << "qosearch-cli: no store database and no central list could be read\n";
+    list.SetErrorReporter([&](const std::wstring& text) {
+        // The database's failure is on its line above already.
+        const bool bSaid = sources.eDatabase == CMsgStoresListModel::DatabaseState::Unreadable &&
+                           text == sources.errors.front();
+        if (!bSaid)
+            std::cerr << "qosearch-cli: " << terminalText(text) << "\n";
         bProblem = true;
     });
-    list.LoadStoreLocations(kind);
+    list.ShowSourceRows(sources, kind);
     if (!filter.empty())
         list.Filter(filter);
 

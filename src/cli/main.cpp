@@ -24,7 +24,8 @@ void printUsage(std::ostream& out) {
            "                     [--subject T] [--body T] [--from T] [--to T] [--cc T]\n"
            "                     [--bcc T] [--after YYYY-MM-DD] [--before YYYY-MM-DD]\n"
            "                     [--filename T] [--attachment T] [--keywords T] [--query Q]\n"
-           "  qosearch-cli stores [--json] [--kind 0|1|2] [--filter T]\n";
+           "  qosearch-cli stores [--json] [--kind 0|1|2] [--filter T]\n"
+           "  qosearch-cli doctor\n";
 }
 
 // The full guide is the help page the window opens; say where it is.
@@ -53,8 +54,11 @@ int usage(const std::string& problem) {
 
 int main(int argc, char** argv) {
     using namespace QoCli;
-    static const std::map<std::string, int (*)(const Args&)> commands = {
-        {"show", runShow}, {"index", runIndex}, {"find", runFind}, {"stores", runStores}};
+    static const std::map<std::string, int (*)(const Args&)> commands = {{"show", runShow},
+                                                                         {"index", runIndex},
+                                                                         {"find", runFind},
+                                                                         {"stores", runStores},
+                                                                         {"doctor", runDoctor}};
     if (argc < 2)
         return usage();
     if (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "help") == 0)
