@@ -28,7 +28,10 @@ inline const std::filesystem::path& sampleMessage() {
         message.senderName = L"Ellis Wharton";
         message.body = L"The revised drawings for the quay wall are attached.";
         message.submitTime = QoMsg::fileTimeFromUtc(2019, 5, 6, 9, 30, 0);
-        message.recipients.push_back({L"Harbour Works", L"jobs@harbour.example", 1});
+        QoMsg::MsgRecipient recipient;
+        recipient.displayName = L"Harbour Works";
+        recipient.emailAddress = L"jobs@harbour.example";
+        message.recipients.push_back(recipient);
         QoMsg::writeMsgFile(dir / "sample.msg", message);
         return dir / "sample.msg";
     }();

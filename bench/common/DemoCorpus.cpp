@@ -115,7 +115,10 @@ std::size_t writeForeignMessages(const std::filesystem::path& folder) {
         message.normalizedSubject = f.subject;
         message.senderName = f.sender;
         message.senderEmail = L"office@harbour-works.example";
-        message.recipients.push_back({L"Harbour Works", L"jobs@harbour-works.example", 1});
+        MsgRecipient recipient;
+        recipient.displayName = L"Harbour Works";
+        recipient.emailAddress = L"jobs@harbour-works.example";
+        message.recipients.push_back(recipient);
         message.displayTo = L"Harbour Works";
         message.body = f.body;
         message.submitTime = fileTimeFromUtc(2024, 3, day, 9 + day % 8, 15, 0);
