@@ -16,6 +16,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <iostream>
 #include <thread>
 
@@ -93,13 +94,25 @@ bool runRound(const QoIndexd::ServiceSettings& settings) {
 } // namespace
 
 int main(int argc, char** argv) {
+    static const char* const usage =
+        "usage: qosearch-indexd [--settings FILE] [--once] [--folder DIR]...\n"
+        "       qosearch-indexd --help | --version\n";
+    // Answered before anything is read, so that they work without settings.
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::cout << usage;
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::cout << "qosearch-indexd " QOSEARCH_VERSION "\n";
+        return 0;
+    }
     QCoreApplication application(argc, argv);
     std::string problem;
     const auto settings =
         QoIndexd::readServiceSettings(std::vector<std::string>(argv + 1, argv + argc), problem);
     if (!settings) {
         say(problem);
-        std::cerr << "usage: qosearch-indexd [--settings FILE] [--once] [--folder DIR]...\n";
+        std::cerr << usage;
         return 2;
     }
     std::signal(SIGTERM, requestStop);
