@@ -1,5 +1,6 @@
 #include "central/CentralSettings.h"
 
+#include "stores/SettingsLayers.h"
 #include "stores/UserSettings.h"
 #include "support/Strings.h"
 
@@ -14,11 +15,28 @@ std::wstring failureNotice(const std::wstring& reason) {
 }
 
 CentralIndexSettings readCentralIndexSettings() {
-    CentralIndexSettings settings;
     const auto values = QuireLib::openUserSettings();
     values->beginGroup(QStringLiteral("Central Index"));
-    settings.conninfo = values->value(QStringLiteral("Connection")).toString().toStdString();
-    for (const QString& root : values->value(QStringLiteral("Roots")).toStringList())
+    QString connection = values->value(QStringLiteral("Connection")).toString();
+    QStringList roots = values->value(QStringLiteral("Roots")).toStringList();
+    // What the user's own file leaves unset comes from the settings files a
+    // firm sets once for everyone (the same [Central Index] keys), so the
+    // connection need not be copied into every home folder.
+    if (connection.isEmpty() || roots.isEmpty()) {
+        const QuireLib::CSettingsLayers layers = QuireLib::CSettingsLayers::ForThisUser();
+        std::wstring value;
+        if (connection.isEmpty() && layers.Lookup(L"Central Index", L"Connection", value)) {
+            connection = QString::fromStdWString(value);
+            if (connection.size() >= 2 && connection.startsWith(QLatin1Char('"')) &&
+                connection.endsWith(QLatin1Char('"')))
+                connection = connection.mid(1, connection.size() - 2);
+        }
+        if (roots.isEmpty() && layers.Lookup(L"Central Index", L"Roots", value))
+            roots = QString::fromStdWString(value).split(QLatin1Char(','));
+    }
+    CentralIndexSettings settings;
+    settings.conninfo = connection.toStdString();
+    for (const QString& root : roots)
         if (const QString folder = root.trimmed(); folder.startsWith(QLatin1Char('/')))
             settings.roots.push_back(folder.toStdWString());
     return settings;

@@ -28,7 +28,9 @@ std::wstring fallbackNotice(const std::wstring& reason);
 /// locations have no matches in the list.
 std::wstring failureNotice(const std::wstring& reason);
 
-/// The user's settings; nothing set when the group is missing.
+/// The user's settings, and for what they leave unset the [Central Index]
+/// section of the firm's settings files (CSettingsLayers); nothing set when
+/// neither names it.
 CentralIndexSettings readCentralIndexSettings();
 
 /// The locations under one of the roots (central) and the rest (local), each

@@ -5,6 +5,7 @@
 
 #include "CentralTestSupport.h"
 #include "CommandLine.h"
+#include "SharedFiles.h"
 
 #include "CorpusGenerator.h"
 #include "stores/UserSettings.h"
@@ -115,13 +116,10 @@ TEST(CentralClient, QueriesRunOnAStreamingStandby) {
     EXPECT_EQ(result.fileNames(), (std::multiset<std::string>{"1.msg", "3.msg"}));
 }
 
+QO_TESTS_READ_SHARED(Corpus, "CentralClient.SameFilesAsThePerUserIndexOverTheCorpus");
 TEST(CentralClient, SameFilesAsThePerUserIndexOverTheCorpus) {
     QO_REQUIRE_POSTGRES(server);
     const fs::path corpus = QOSEARCH_CORPUS_DIR "/msg";
-    if (!fs::is_directory(corpus)) {
-        std::printf("Skipped: the shared corpus is not at %s\n", corpus.c_str());
-        GTEST_SKIP() << "no shared corpus";
-    }
     QoTest::TempDir temp;
     QoTest::ScopedUserFolders folders(temp.path());
     QoTest::runCentralRound(server.indexd, {corpus.wstring()});
