@@ -7,6 +7,7 @@
 #include "cli/StoreSources.h"
 
 #include "cycle/UserPlaces.h"
+#include "search/IndexFolder.h"
 #include "support/Strings.h"
 
 #include <CLucene.h>
@@ -24,10 +25,17 @@ using Kerf::Util::toNarrow;
 void printIndex(std::ostream& out) {
     const std::wstring directory = Kerf::QuireLib::UserPlaces::buildIndexDirectory();
     const fs::path path = Kerf::Util::toPath(directory);
-    out << "index folder " << toNarrow(directory) << ": ";
+    out << "index folder " << oneLine(directory) << ": ";
     std::error_code ec;
     if (!fs::is_directory(path, ec)) {
         out << "not made yet (the first search makes it)\n";
+        return;
+    }
+    // A folder the index must not be kept in is not read either: it may hold
+    // links planted under the index's file names.
+    const std::string narrow = toNarrow(directory);
+    if (const std::wstring refusal = Kerf::Search::refusalOfIndexFolder(narrow); !refusal.empty()) {
+        out << "refused: " << oneLine(refusal) << "\n";
         return;
     }
     std::uintmax_t bytes = 0;
@@ -36,7 +44,6 @@ void printIndex(std::ostream& out) {
             bytes += entry.file_size(sizeError);
     out << (bytes + 512 * 1024) / (1024 * 1024) << " MB, ";
     try {
-        const std::string narrow = toNarrow(directory);
         if (!lucene::index::IndexReader::indexExists(narrow.c_str())) {
             out << "no index in it yet\n";
             return;
@@ -47,7 +54,7 @@ void printIndex(std::ostream& out) {
         _CLDELETE(reader);
         out << count << (count == 1 ? " message\n" : " messages\n");
     } catch (CLuceneError& e) {
-        out << "unreadable: " << e.what() << "\n";
+        out << "unreadable: " << oneLine(Kerf::Util::toWide(e.what())) << "\n";
     }
 }
 

@@ -1,4 +1,5 @@
 #include "cli/StoreSources.h"
+#include "cli/TerminalText.h"
 
 #include "support/Strings.h"
 
@@ -16,12 +17,11 @@ std::string locations(size_t count) {
 
 } // namespace
 
-std::string oneLine(const std::wstring& text) {
-    std::string line = toNarrow(text);
-    for (char& c : line)
-        if (c == '\n' || c == '\r' || c == '\t')
-            c = ' ';
-    return line;
+std::string oneLine(std::wstring text) {
+    for (wchar_t& c : text)
+        if (c == L'\n' || c == L'\r' || c == L'\t')
+            c = L' ';
+    return terminalText(text);
 }
 
 void printStoreSources(std::ostream& out, const CMsgStoresListModel::SourceRows& rows) {

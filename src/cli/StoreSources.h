@@ -11,8 +11,9 @@
 
 namespace QoCli {
 
-/// Text from a settings file or a store list, shown as it is on one line.
-std::string oneLine(const std::wstring& text);
+/// Text from a settings file or a store list on one line, its control
+/// characters shown as escapes (terminalText).
+std::string oneLine(std::wstring text);
 
 void printStoreSources(std::ostream& out,
                        const Kerf::QuireLib::CMsgStoresListModel::SourceRows& rows);
