@@ -4,6 +4,7 @@
 #include "stores/SettingsLayers.h"
 #include "stores/QuartoDb.h"
 #include "stores/StoreConnection.h"
+#include "stores/UserSettings.h"
 
 #include "StoresTestSupport.h"
 
@@ -126,11 +127,12 @@ TEST(StorePassword, TheEnvironmentWinsOverTheFileAndTheUsersOwnConnectionOverThe
     EXPECT_EQ(StoreConnection::ForThisUser(CSettingsLayers::ForThisUser()).sPassword,
               L"from-the-environment");
 
-    QoTest::writeFile(user.settingsFile(),
+    const fs::path ownSettings = Kerf::QuireLib::userSettingsPath().toStdString();
+    QoTest::writeFile(ownSettings,
                       "[Store Database]\nConnectionString=\"DRIVER={MySQL ODBC 3.51 Driver};DB=own;"
                       "SERVER=db:3306;UID=me;\"\n");
     const StoreConnection own = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
-    EXPECT_EQ(own.sFrom, toWide(user.settingsFile().string()));
+    EXPECT_EQ(own.sFrom, toWide(ownSettings.string()));
     EXPECT_NE(own.sConnectionString.find(L"DB=own"), std::wstring::npos);
 }
 
