@@ -11,8 +11,8 @@
 //   [Columns]         LocationPriRefAlias=..., LocationSecRefAlias=..., LocationDescAlias=...
 //   [PathMap]         J:\=/mnt/jobs/
 
-#include "stores/SettingsFile.h"
 #include "stores/QOSettings.h"
+#include "stores/SettingsFile.h"
 
 #include <string>
 #include <utility>
