@@ -30,10 +30,12 @@ bool answeredWithoutWindow(int argc, char** argv, int& status) {
     if (std::strcmp(argv[1], "--version") == 0) {
         std::cout << "qosearch " QOSEARCH_VERSION "\n";
     } else if (std::strcmp(argv[1], "--help") == 0) {
-        std::cout << "usage: qosearch [Qt options]\n"
+        std::cout << "usage: qosearch [Qt options] [--search] [FILE.msg...]\n"
                      "       qosearch --help | --version\n\n"
-                     "Opens the search window; a second start brings the open window to the\n"
-                     "front. See qosearch(1) and the help page the window opens.\n";
+                     "Opens the search window, or each message file given in a viewer of its\n"
+                     "own (and the search window too with --search). A second start hands its\n"
+                     "files to the running program, or brings its window to the front.\n"
+                     "See qosearch(1) and the help page the window opens.\n";
     } else {
         return false;
     }
