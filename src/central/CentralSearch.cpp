@@ -1,11 +1,14 @@
 #include "central/CentralSearch.h"
 
+#include "central/CentralSettings.h"
 #include "central/MessageRows.h"
 #include "central/TextVectors.h"
 #include "support/DateTime.h"
 #include "support/Strings.h"
 
+#include <chrono>
 #include <cstdio>
+#include <optional>
 
 namespace Kerf::Central {
 namespace {
@@ -97,7 +100,24 @@ std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connecti
                                                          const QuireLib::SearchCriteria& criteria,
                                                          const std::vector<std::wstring>& folders) {
     const CentralQuery query = buildCentralQuery(criteria, folders);
-    const CPgResult rows = connection.query(query.sql, query.params);
+    // The client stops waiting after kAnswerWithin; the server gives up a
+    // little later, so that a runaway search does not keep working for no one.
+    const auto serverLimit =
+        std::chrono::milliseconds(kAnswerWithin) + std::chrono::milliseconds(500);
+    connection.run("BEGIN READ ONLY; SET LOCAL statement_timeout = " +
+                   std::to_string(serverLimit.count()));
+    std::optional<CPgResult> answer;
+    try {
+        answer.emplace(connection.query(query.sql, query.params));
+        connection.run("COMMIT");
+    } catch (...) {
+        try {
+            connection.run("ROLLBACK");
+        } catch (...) {
+        }
+        throw;
+    }
+    const CPgResult& rows = *answer;
     std::vector<QuireLib::CEmailMetadata> records;
     records.reserve(static_cast<std::size_t>(rows.rows()));
     const wchar_t* keys[] = {L"Location", L"Subject", L"Normalised_Subject", L"From", L"To",

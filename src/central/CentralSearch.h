@@ -27,7 +27,8 @@ bool centralIndexAnswers(const QuireLib::SearchCriteria& criteria);
 CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
                                const std::vector<std::wstring>& folders);
 
-/// Runs the search; one record per matching message, in path order.
+/// Runs the search; one record per matching message, in path order. The
+/// server ends the search a little after kAnswerWithin.
 std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
                                                          const QuireLib::SearchCriteria& criteria,
                                                          const std::vector<std::wstring>& folders);
