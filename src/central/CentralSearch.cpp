@@ -100,12 +100,16 @@ std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connecti
                                                          const QuireLib::SearchCriteria& criteria,
                                                          const std::vector<std::wstring>& folders) {
     const CentralQuery query = buildCentralQuery(criteria, folders);
-    // The client stops waiting after kAnswerWithin; the server gives up a
-    // little later, so that a runaway search does not keep working for no one.
+    // A search the server has not finished a little after kAnswerWithin is
+    // ended there, so that a runaway query neither holds the list back nor
+    // keeps working on the server. Compiling the plan to machine code (jit)
+    // takes longer than any of these searches runs, and a sort of some ten
+    // thousand matches should stay in memory.
     const auto serverLimit =
         std::chrono::milliseconds(kAnswerWithin) + std::chrono::milliseconds(500);
-    connection.run("BEGIN READ ONLY; SET LOCAL statement_timeout = " +
-                   std::to_string(serverLimit.count()));
+    connection.run(
+        "BEGIN READ ONLY; SET LOCAL statement_timeout = " + std::to_string(serverLimit.count()) +
+        "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'");
     std::optional<CPgResult> answer;
     try {
         answer.emplace(connection.query(query.sql, query.params));
