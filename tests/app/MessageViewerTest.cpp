@@ -569,6 +569,8 @@ TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     EXPECT_TRUE(fs::exists(dir / "kept" / "keep.txt"));
 }
 
+QO_TESTS_READ_SHARED(
+    Corpus, "MessageViewer.MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody");
 TEST(MessageViewer, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody) {
     auto viewer = showViewer(corpus("poi_quick.msg"));
     Kerf::QuireLib::SearchCriteria criteria;
@@ -595,6 +597,7 @@ TEST(MessageViewer, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAn
 
 // An attached message saved on its own is a message file that this program
 // reads as it read the attachment: the command line shows the same values.
+QO_TESTS_READ_SHARED(Corpus, "MessageViewer.AnAttachedMessageSavesAsAMessageFileOfItsOwn");
 TEST(MessageViewer, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
     QoTest::TempDir dir;
     // The message attached to the second has attachments of its own.
