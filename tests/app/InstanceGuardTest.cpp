@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QUuid>
@@ -130,4 +131,9 @@ TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     EXPECT_EQ(window.state(), QProcess::Running);
     window.kill();
     window.waitForFinished(5000);
+    // A killed window leaves its socket and lock file; the next start would
+    // take them over, but a test leaves nothing behind.
+    const QString left = CInstanceGuard::socketPath(name);
+    QFile::remove(left);
+    QFile::remove(left + ".lock");
 }
