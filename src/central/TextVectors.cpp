@@ -47,7 +47,11 @@ std::string sequence(const std::vector<Search::AnalyzedTerm>& terms, bool prefix
 std::string typedQuery(std::wstring_view typed, bool prefix) {
     std::string out;
     for (const Search::TypedWords& word : Search::splitTypedWords(typed)) {
-        const std::string part = sequence(word.terms, prefix && !word.quoted);
+        // As in the per-user index: a run of ideographs split into pairs is
+        // looked for whole, since its last pair is no unfinished word.
+        const bool ideographs =
+            word.terms.size() > 1 && Search::isIdeographicTerm(word.terms.back().text);
+        const std::string part = sequence(word.terms, prefix && !word.quoted && !ideographs);
         if (part.empty())
             continue;
         if (!out.empty())

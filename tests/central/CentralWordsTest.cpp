@@ -30,6 +30,8 @@ TEST(CentralWords, TextBecomesVectorAndQueryText) {
          "('annual' <1> 'report') & 'ku@dolphins.jp':*",
          "('annual' <1> 'report') & 'ku@dolphins.jp'"},
         {L"東京 x", "'x':2 '東京':1", "'東京':* & 'x':*", "'東京' & 'x'"},
+        // A longer run of ideographs is found whole, its last pair no prefix.
+        {L"東京都", "'京都':2 '東京':1", "('東京' <1> '京都')", "('東京' <1> '京都')"},
         {L" -- ", "", "", ""},
     };
     for (const Case& c : cases) {
