@@ -289,8 +289,13 @@ int main(int argc, char** argv) {
         conninfo("QOSEARCH_TEST_PG_INDEXD_USER", "QOSEARCH_TEST_PG_INDEXD_PASSWORD");
     const std::string userA = conninfo("QOSEARCH_TEST_PG_USER_A", "QOSEARCH_TEST_PG_PASSWORD_A");
 
-    const fs::path work = fs::temp_directory_path() / "qosearch-central-bench";
-    fs::remove_all(work);
+    // A folder of this run's own, so that two runs never share one.
+    std::string folder = (fs::temp_directory_path() / "qosearch-central-bench-XXXXXX").string();
+    if (::mkdtemp(folder.data()) == nullptr) {
+        std::perror("central_bench: a working folder");
+        return 1;
+    }
+    const fs::path work = folder;
     const fs::path corpus = work / "corpus";
     QoMsg::generateCorpus(corpus, indexMessages, 1);
     QuireLib::CRecursiveMailIndexer::IndexPlace place{(work / "index").wstring(),
