@@ -79,17 +79,8 @@ GRANT SELECT ON qosearch.folder_readers, qosearch.folders, qosearch.messages TO 
 
 void createSchema(CPgConnection& connection) {
     // One service at a time changes the tables' shape.
-    connection.run("BEGIN; SELECT pg_advisory_xact_lock(7170113);");
-    try {
-        connection.run(kSchema);
-        connection.run("COMMIT");
-    } catch (...) {
-        try {
-            connection.run("ROLLBACK");
-        } catch (...) {
-        }
-        throw;
-    }
+    connection.inTransaction("BEGIN; SELECT pg_advisory_xact_lock(7170113);",
+                             [&connection] { connection.run(kSchema); });
 }
 
 bool wordIndexesServeUsers(CPgConnection& connection) {

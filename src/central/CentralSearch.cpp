@@ -107,20 +107,11 @@ std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connecti
     // thousand matches should stay in memory.
     const auto serverLimit =
         std::chrono::milliseconds(kAnswerWithin) + std::chrono::milliseconds(500);
-    connection.run(
-        "BEGIN READ ONLY; SET LOCAL statement_timeout = " + std::to_string(serverLimit.count()) +
-        "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'");
     std::optional<CPgResult> answer;
-    try {
-        answer.emplace(connection.query(query.sql, query.params));
-        connection.run("COMMIT");
-    } catch (...) {
-        try {
-            connection.run("ROLLBACK");
-        } catch (...) {
-        }
-        throw;
-    }
+    connection.inTransaction(
+        "BEGIN READ ONLY; SET LOCAL statement_timeout = " + std::to_string(serverLimit.count()) +
+            "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'",
+        [&] { answer.emplace(connection.query(query.sql, query.params)); });
     const CPgResult& rows = *answer;
     std::vector<QuireLib::CEmailMetadata> records;
     records.reserve(static_cast<std::size_t>(rows.rows()));

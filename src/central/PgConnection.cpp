@@ -87,6 +87,20 @@ void CPgConnection::run(const std::string& sql) {
     check(PQexec(m_pConn, sql.c_str()), sql);
 }
 
+void CPgConnection::inTransaction(const std::string& begin, const std::function<void()>& work) {
+    run(begin);
+    try {
+        work();
+        run("COMMIT");
+    } catch (...) {
+        try {
+            run("ROLLBACK");
+        } catch (...) {
+        }
+        throw;
+    }
+}
+
 CPgResult CPgConnection::query(const std::string& sql, const Params& params) {
     std::vector<const char*> values;
     values.reserve(params.size());

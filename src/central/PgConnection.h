@@ -52,6 +52,10 @@ public:
     /// chunk, until it returns false: the fastest way to load many rows.
     void copyIn(const std::string& sql, const std::function<bool(std::string& chunk)>& fill);
 
+    /// Runs `begin` (which opens a transaction and may set it up), then
+    /// work(), then COMMIT; rolls back and rethrows when any of it throws.
+    void inTransaction(const std::string& begin, const std::function<void()>& work);
+
     /// The role the server knows this connection as.
     std::string user() const;
 
