@@ -82,7 +82,12 @@ void HtmlEvents::stop() {
 }
 
 void HtmlEvents::parse(std::string_view html) {
-    const std::string utf8 = withoutRevealedConditionals(html);
+    // Most bodies hold no marker; they are parsed as they are, not copied.
+    std::string cleaned;
+    const bool marked = html.find("<![") != std::string_view::npos;
+    if (marked)
+        cleaned = withoutRevealedConditionals(html);
+    const std::string_view utf8 = marked ? std::string_view(cleaned) : html;
     if (utf8.empty() || utf8.size() > static_cast<std::size_t>(INT_MAX))
         return;
     static std::once_flag once;
