@@ -3,6 +3,7 @@
 // locations and the status, and the loop that hands it the indexer's events.
 
 #include "cycle/MailSearchCycle.h"
+#include "mail/RecursiveMailIndexer.h"
 #include "search/QueuedEventSink.h"
 
 #include <chrono>
@@ -35,6 +36,19 @@ inline bool pumpUntil(Kerf::QuireLib::CMailSearchCycle& cycle, Kerf::Search::CQu
         if (auto event = sink.take(std::chrono::milliseconds(20)))
             cycle.handle(*event);
     return done();
+}
+
+/// Runs the indexer to its end (two minutes at most), taking its events as
+/// they come; whether it ended.
+inline bool runToEnd(Kerf::QuireLib::CRecursiveMailIndexer& indexer,
+                     Kerf::Search::CQueuedEventSink& sink) {
+    indexer.go();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (!indexer.isFinished() && std::chrono::steady_clock::now() < deadline)
+        sink.take(std::chrono::milliseconds(50));
+    const bool finished = indexer.isFinished();
+    indexer.stop();
+    return finished;
 }
 
 } // namespace CycleTest

@@ -56,7 +56,7 @@ protected:
         for (const auto& folder : folders)
             locations.push_back(Util::fromPath(folder));
         EXPECT_TRUE(cycle.findNow(criteria, locations));
-        CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isIndexing(); });
+        EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isIndexing(); }));
         EXPECT_EQ(cycle.getLastError(), L"");
         status = cycle.getStatusText();
         std::sort(view.rows.begin(), view.rows.end());
@@ -130,10 +130,7 @@ TEST_F(IndexStaysTrue, AnIndexOfDocumentsWithoutFileStatesIsBroughtOverOnce) {
     // Once brought over, a search reads nothing again.
     auto sink = std::make_shared<Search::CQueuedEventSink>();
     CRecursiveMailIndexer again(sink, SearchCriteria(), {Util::fromPath(mail)}, searcher, place);
-    again.go();
-    while (!again.isFinished())
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    again.stop();
+    ASSERT_TRUE(CycleTest::runToEnd(again, *sink));
     EXPECT_EQ(again.getCompletedItemsTotal(), 0u);
     EXPECT_EQ(indexed(), both);
 }

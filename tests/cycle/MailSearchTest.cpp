@@ -9,15 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <future>
 #include <map>
 #include <mutex>
 #include <set>
 #include <thread>
-#include <utility>
-#include <utime.h>
 
 namespace fs = std::filesystem;
 using namespace Kerf;
@@ -77,39 +75,6 @@ private:
     bool m_bOpen = false;
 };
 
-/// Opens the gate if the test has not gone on within 20 seconds: a call that
-/// waits for a held read then fails the test instead of hanging it.
-class Watchdog {
-public:
-    explicit Watchdog(Gate& gate)
-        : m_thread([this, &gate] {
-              std::unique_lock lock(m_lock);
-              if (m_done.wait_for(lock, std::chrono::seconds(20), [this] { return m_bDone; }))
-                  return;
-              m_bFired = true;
-              lock.unlock();
-              gate.open();
-          }) {}
-    ~Watchdog() {
-        disarm();
-        m_thread.join();
-    }
-    /// True when the test got here before the watchdog had to open the gate.
-    bool disarm() {
-        std::lock_guard lock(m_lock);
-        m_bDone = true;
-        m_done.notify_all();
-        return !m_bFired;
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_done;
-    bool m_bDone = false;
-    bool m_bFired = false;
-    std::thread m_thread;
-};
-
 } // namespace
 
 class MailSearchCycleTest : public IndexFolder {
@@ -143,18 +108,26 @@ protected:
             Search::createIndexSearcher(place.directory)->getReader()->numDocs());
     }
     /// Stop (or whatever `act` does) while a read is held: it must come back
-    /// without waiting for that read.
+    /// without waiting for that read. Should it wait, a watchdog opens the
+    /// gate after half a minute, so that the test fails instead of hanging.
     void whileAReadIsHeld(Gate& gate, const std::function<void()>& act) {
-        Watchdog watchdog(gate);
+        std::promise<void> returned;
+        auto watchdog = std::async(std::launch::async, [&gate, done = returned.get_future()] {
+            if (done.wait_for(std::chrono::seconds(30)) == std::future_status::ready)
+                return false;
+            gate.open();
+            return true;
+        });
         act();
-        EXPECT_TRUE(watchdog.disarm()) << "the call waited for the held read";
+        returned.set_value();
+        EXPECT_FALSE(watchdog.get()) << "the call waited for the held read";
     }
 };
 
 TEST_F(MailSearchCycleTest, StopWithAReadThatHangsReturnsAtOnceAndEndsWhenTheReadReturns) {
     auto gate = gateReads(0);
     ASSERT_TRUE(findNow());
-    gate->waitForReads(1);
+    ASSERT_GE(gate->waitForReads(1), 1u);
     whileAReadIsHeld(*gate, [&] { cycle->stop(); });
     EXPECT_EQ(cycle->getStatusText(), L"Stopping...");
     EXPECT_TRUE(cycle->isStopping());
@@ -202,7 +175,7 @@ TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnly
 TEST_F(MailSearchCycleTest, ClosingWhileAReadHangsLetsTheRunGoAndItClosesTheIndexLater) {
     auto gate = gateReads(0);
     ASSERT_TRUE(findNow());
-    gate->waitForReads(1);
+    ASSERT_GE(gate->waitForReads(1), 1u);
     whileAReadIsHeld(*gate, [&] { cycle.reset(); });
 
     // Once the read returns, the run ends on its own and lets go of the

@@ -8,6 +8,7 @@
 #include "search/QueuedEventSink.h"
 #include "support/Strings.h"
 
+#include "CycleTestSupport.h"
 #include "MsgWriter.h"
 #include "SharedFiles.h"
 #include "TempDir.h"
@@ -37,34 +38,11 @@ public:
     std::vector<std::wstring> found;
 };
 
-void setCriterion(SearchCriteria& criteria, Where where, const std::wstring& typed) {
-    switch (where) {
-    case Where::Subject:
-        criteria.m_sSubject = typed;
-        break;
-    case Where::Body:
-        criteria.m_sBody = typed;
-        break;
-    case Where::From:
-        criteria.m_sFrom = typed;
-        break;
-    case Where::To:
-        criteria.m_sTo = typed;
-        break;
-    case Where::Cc:
-        criteria.m_sCc = typed;
-        break;
-    case Where::Bcc:
-        criteria.m_sBcc = typed;
-        break;
-    case Where::Keywords:
-        criteria.m_sKeywords = typed;
-        break;
-    case Where::Attachment:
-        criteria.m_sAttachment = typed;
-        break;
-    }
-}
+/// The criterion each row types into, in the order of Where.
+constexpr std::wstring SearchCriteria::*kTypedInto[] = {
+    &SearchCriteria::m_sSubject,  &SearchCriteria::m_sBody,      &SearchCriteria::m_sFrom,
+    &SearchCriteria::m_sTo,       &SearchCriteria::m_sCc,        &SearchCriteria::m_sBcc,
+    &SearchCriteria::m_sKeywords, &SearchCriteria::m_sAttachment};
 
 /// "Name <address>" as a name and an address; either may be missing.
 std::pair<std::wstring, std::wstring> nameAndAddress(const std::wstring& stored) {
@@ -130,10 +108,7 @@ protected:
         auto sink = std::make_shared<Search::CQueuedEventSink>();
         CRecursiveMailIndexer indexer(sink, SearchCriteria(), {Util::fromPath(folder)}, nullptr,
                                       place);
-        indexer.go();
-        while (!indexer.isFinished())
-            sink->take(std::chrono::milliseconds(50));
-        indexer.stop();
+        ASSERT_TRUE(CycleTest::runToEnd(indexer, *sink));
         ASSERT_EQ(indexer.getLastError(), L"");
     }
 
@@ -141,7 +116,7 @@ protected:
     bool finds(const fs::path& folder, Where where, const std::wstring& typed,
                const fs::path& file) {
         SearchCriteria criteria;
-        setCriterion(criteria, where, typed);
+        criteria.*kTypedInto[static_cast<int>(where)] = typed;
         Locations results;
         CMailQueryRunner::PathSet locations, directories;
         const CMailQueryRunner::Directories folders{Util::fromPath(folder)};
