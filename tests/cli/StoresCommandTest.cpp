@@ -1,4 +1,6 @@
-// qosearch-cli stores, run as a separate program on a redirected user.
+// qosearch-cli stores and doctor, run as separate programs on a redirected
+// user: the filing-store list as text or JSON, where each part of it came
+// from, and what is missing.
 
 #include "stores/QuartoDb.h"
 #include "support/Strings.h"
@@ -12,53 +14,53 @@
 
 #include <gtest/gtest.h>
 
-using Kerf::QuireLib::CQuartoDb;
+namespace fs = std::filesystem;
+using QoTest::runCli;
 
 namespace {
 
-/// A temporary folder that stands in for the user's data and settings folders.
-struct ScopedUser {
-    QoTest::TempDir dir;
-    QoTest::ScopedUserFolders folders{dir.path()};
-
-    std::filesystem::path appData() const { return dir.path() / "data/Pellam/Quarto"; }
-};
+std::string centralList(const std::string& location, const char* reference,
+                        const char* description) {
+    return "<filinglocations><locations><location path=\"" + location + "\" primaryref=\"" +
+           reference + "\" description=\"" + description + "\"/></locations></filinglocations>";
+}
 
 // The user's folders are redirected in this process, so also in the program.
-QoTest::CommandResult stores(std::vector<std::string> args) {
-    args.insert(args.begin(), "stores");
-    return QoTest::runCli(args);
-}
+class StoresCommand : public ::testing::Test {
+protected:
+    QoTest::TempDir dir;
+    QoTest::ScopedUserFolders folders{dir.path()};
+    fs::path appData = dir / "data/Pellam/Quarto";
+    fs::path firm = QoTest::ScopedUserFolders::systemSettings(dir.path());
 
-void fillUser(const ScopedUser& user) {
-    std::filesystem::create_directories(user.appData());
-    CQuartoDb db(L"SQLITE", Kerf::Util::toWide((user.appData() / "Quarto.db").string()), L"", L"",
-                 L"");
-    db.CreateTables();
-    db.TablesUpdateOrInsertStore(L"/srv/jobs/b", L"B-2", L"Acme", L"Tower\tblock\x1B[2J", L"msg",
-                                 0);
-    db.TablesUpdateOrInsertStore(L"/srv/jobs/a", L"A-1", L"Bolt", L"", L"msg", 0);
-    db.TablesUpdateOrInsertStore(L"Outlook:\\\\Mailbox\\\\Inbox", L"C-3", L"", L"", L"msg", 0);
-    QoTest::writeFile(user.dir.path() / "share/list.xml",
-                      "<filinglocations><locations><location path=\"\\\\server\\central\" "
-                      "primaryref=\"Z-9\" description=\"from the share\"/></locations>"
-                      "</filinglocations>");
-    QoTest::writeFile(user.appData() / "qoFilingLists.txt",
-                      (user.dir.path() / "share/list.xml").string() + "\n");
-}
+    /// The user's store database with the stores (path, reference, name,
+    /// description), numbered in this order.
+    void storeDatabase(const std::vector<std::array<std::wstring, 4>>& stores) {
+        fs::create_directories(appData);
+        Kerf::QuireLib::CQuartoDb db(L"SQLITE", Kerf::Util::fromPath(appData / "Quarto.db"), L"",
+                                     L"", L"");
+        db.CreateTables();
+        for (const auto& [path, reference, name, description] : stores)
+            db.TablesUpdateOrInsertStore(path, reference, name, description, L"msg", 0);
+    }
+};
 
 } // namespace
 
-TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
-    ScopedUser user;
-    fillUser(user);
-    const QoTest::CommandResult text = stores({});
+TEST_F(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
+    storeDatabase({{L"/srv/jobs/b", L"B-2", L"Acme", L"Tower\tblock\x1B[2J"},
+                   {L"/srv/jobs/a", L"A-1", L"Bolt", L""},
+                   {L"Outlook:\\\\Mailbox\\\\Inbox", L"C-3", L"", L""}});
+    QoTest::writeFile(dir / "share/list.xml",
+                      centralList("\\\\server\\central", "Z-9", "from the share"));
+    QoTest::writeFile(appData / "qoFilingLists.txt", (dir / "share/list.xml").string() + "\n");
+    const QoTest::CommandResult text = runCli({"stores"});
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_EQ(text.out, "2\tLocal\tA-1\tBolt\t\t/srv/jobs/a\n"
                         "1\tLocal\tB-2\tAcme\tTower block\\x1b[2J\t/srv/jobs/b\n"
                         "-1\tCentral\tZ-9\t\tfrom the share\t\\\\server\\central\n");
 
-    const QoTest::CommandResult filtered = stores({"--filter", "ACME", "--json"});
+    const QoTest::CommandResult filtered = runCli({"stores", "--filter", "ACME", "--json"});
     EXPECT_EQ(filtered.status, 0) << filtered.err;
     const QJsonArray rows =
         QJsonDocument::fromJson(QByteArray::fromStdString(filtered.out)).array();
@@ -70,24 +72,106 @@ TEST(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
     EXPECT_EQ(row.value("path_location").toString(), "/srv/jobs/b");
     EXPECT_EQ(row.keys().size(), 6);
 
-    const QoTest::CommandResult mail = stores({"--kind", "0"});
-    EXPECT_EQ(mail.out, "3\tLocal\tC-3\t\t\tOutlook:\\\\Mailbox\\\\Inbox\n");
-    EXPECT_NE(stores({"--kind", "2"}).out.find("C-3"), std::string::npos);
+    EXPECT_EQ(runCli({"stores", "--kind", "0"}).out,
+              "3\tLocal\tC-3\t\t\tOutlook:\\\\Mailbox\\\\Inbox\n");
+    EXPECT_NE(runCli({"stores", "--kind", "2"}).out.find("C-3"), std::string::npos);
 }
 
-TEST(StoresCommand, WrongUsageAndADamagedDatabaseAreClear) {
-    ScopedUser user;
-    EXPECT_EQ(stores({"--kind", "7"}).status, 2);
-    EXPECT_EQ(stores({"--filter"}).status, 2);
-    EXPECT_EQ(stores({"--bogus"}).status, 2);
-
+TEST_F(StoresCommand, NothingToReadEndsWithStatusOneAndSaysWhatWasLookedFor) {
+    for (const char* command : {"stores", "doctor"}) {
+        const auto result = runCli({command});
+        EXPECT_TRUE(
+            QoTest::endedSaying(result, 1, "no store database and no central list could be read"))
+            << command;
+        const std::string said = result.err + result.out;
+        for (const std::string& text :
+             {"settings " + firm.string() + ": not there",
+              "store database: none: no ConnectionString in the settings, and no Quarto.db or "
+              "Quarto.mdb in " +
+                  appData.string() + "/: nothing to read",
+              std::string("central lists: none named")})
+            EXPECT_NE(said.find(text), std::string::npos) << command << ": " << text << "\n"
+                                                          << said;
+    }
     // Nothing to read is a failure an administrator must see, with an empty list.
-    const QoTest::CommandResult empty = stores({"--json"});
+    const QoTest::CommandResult empty = runCli({"stores", "--json"});
     EXPECT_EQ(empty.status, 1);
     EXPECT_TRUE(QJsonDocument::fromJson(QByteArray::fromStdString(empty.out)).isArray());
+}
 
-    QoTest::writeFile(user.appData() / "Quarto.db", std::string(4096, '\x13'));
-    const QoTest::CommandResult damaged = stores({});
+TEST_F(StoresCommand, EachSourceSaysWhetherItWasReadFromItsCacheOrNotAtAll) {
+    const fs::path here = dir / "filing/here", gone = dir / "filing/gone";
+    fs::create_directories(here);
+    storeDatabase({{here.wstring(), L"J1", L"", L""}, {gone.wstring(), L"J2", L"", L""}});
+    QoTest::writeFile(dir / "share/central.xml", centralList(here.string(), "C-1", "central"));
+    QoTest::writeFile(dir / "share/cached.xml",
+                      centralList((dir / "filing/cached").string(), "C-1", "central"));
+    QoTest::writeFile(firm, "[Filing Lists]\nJobs=" + (dir / "share/central.xml").string() +
+                                "\nNowhere=/mnt/nowhere/central.xml\n");
+    QoTest::writeFile(appData / "qoFilingLists.txt", (dir / "share/cached.xml").string() + "\n");
+    ASSERT_EQ(runCli({"stores"}).status, 0); // copies both lists into the cache
+    fs::remove(dir / "share/cached.xml");
+
+    const auto stores = runCli({"stores"});
+    EXPECT_EQ(stores.status, 0) << stores.err;
+    const std::string cached = (dir / "share/cached.xml").string();
+    for (const std::string& text :
+         {"settings " + firm.string() + ": read",
+          "settings " + (appData / "EmailFiling.cfg").string() + ": not there",
+          "store database: SQLite file " + (appData / "Quarto.db").string() + ": read, 2 locations",
+          "central list " + (dir / "share/central.xml").string() + ": read, 1 location\n",
+          std::string("central list /mnt/nowhere/central.xml: unreadable: no such file, and it "
+                      "was never copied here"),
+          "central list " + cached + ": read from its cached copy ",
+          "1 location (Can't access file : " + cached + " (no such file))"})
+        EXPECT_NE(stores.err.find(text), std::string::npos) << text << "\n" << stores.err;
+    EXPECT_NE(stores.out.find(here.string()), std::string::npos) << stores.out;
+
+    const auto doctor = runCli({"doctor"});
+    EXPECT_EQ(doctor.status, 0) << doctor.err;
+    for (const std::string& text :
+         {"index folder " + (appData / "Index/").string(),
+          std::string(": not made yet (the first search makes it)\n"),
+          "location " + here.string() + ": reachable\n",
+          "location " + gone.string() + ": not reachable: Folder not found: " + gone.string(),
+          std::string("store database: SQLite file")})
+        EXPECT_NE(doctor.out.find(text), std::string::npos) << text << "\n" << doctor.out;
+
+    // A database that cannot be reached is named with the reason.
+    QoTest::writeFile(firm, "[Store Database]\nConnectionString=DRIVER={MySQL ODBC 3.51 Driver};"
+                            "DB=q;SERVER=127.0.0.1:1;UID=reader;\n");
+    const auto unreachable = runCli({"stores"});
+    EXPECT_TRUE(QoTest::endedSaying(
+        unreachable, 1,
+        "store database: MariaDB/MySQL database \"q\" on 127.0.0.1:1 as \"reader\" (from " +
+            firm.string() + "): unreadable: "))
+        << unreachable.err;
+}
+
+TEST_F(StoresCommand, ADamagedDatabaseIsNamedAndNothingIsListed) {
+    QoTest::writeFile(appData / "Quarto.db", std::string(4096, '\x13'));
+    const QoTest::CommandResult damaged = runCli({"stores"});
     EXPECT_TRUE(QoTest::endedSaying(damaged, 1, "Cannot open the store database"));
     EXPECT_EQ(damaged.out, "");
+}
+
+// Each command's options, missing, empty or out of range, on a redirected
+// user and an empty folder, so that nothing is searched if one slips through.
+using CommandUsage = StoresCommand;
+TEST_F(CommandUsage, WrongOptionsEndWithStatusTwo) {
+    const std::string folder = (dir / "empty").string();
+    fs::create_directories(folder);
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"stores", "--kind", "7"},
+          {"stores", "--filter"},
+          {"stores", "--bogus"},
+          {"show"},
+          {"show", "--bogus", folder},
+          {"find", "--folder"},
+          {"find", "--folder", ""},
+          {"find", "--index-dir", "", "--folder", folder},
+          {"find", "--folder", folder, "--after", "2024-02-30"}}) {
+        const auto result = runCli(args);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(args) << ": " << result.err;
+    }
 }
