@@ -9,6 +9,8 @@
 
 #include "TempDir.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -30,6 +32,12 @@ inline std::wstring wide(const fs::path& path) {
 inline std::vector<std::wstring> sorted(std::vector<std::wstring> v) {
     std::sort(v.begin(), v.end());
     return v;
+}
+inline std::vector<std::wstring> sortedPaths(const std::vector<fs::path>& paths) {
+    std::vector<std::wstring> result;
+    for (const auto& p : paths)
+        result.push_back(wide(p));
+    return sorted(result);
 }
 
 /// Waits for a condition with a generous deadline; false when it never held.
@@ -70,6 +78,17 @@ struct IndexFolders {
                                            [&](const std::wstring& l) { result.push_back(l); });
         std::sort(result.begin(), result.end());
         return result;
+    }
+};
+
+/// A test with an index and a tree of files to fill.
+class IndexerTest : public ::testing::Test {
+protected:
+    IndexFolders folders;
+    fs::path file(const fs::path& relative, const std::string& body = "filed text") {
+        const fs::path path = folders.tree / relative;
+        QoTest::writeFile(path, body);
+        return path;
     }
 };
 

@@ -18,26 +18,7 @@ using QoTest::WithoutPermissionOverride;
 using namespace Kerf;
 using namespace Kerf::Search;
 
-namespace {
-
-class IndexerFileSystem : public ::testing::Test {
-protected:
-    IndexFolders folders;
-    fs::path file(const fs::path& relative) {
-        const fs::path path = folders.tree / relative;
-        QoTest::writeFile(path, "filed text");
-        return path;
-    }
-    std::vector<std::wstring> sorted(std::vector<fs::path> paths) {
-        std::vector<std::wstring> result;
-        for (const auto& p : paths)
-            result.push_back(wide(p));
-        std::sort(result.begin(), result.end());
-        return result;
-    }
-};
-
-} // namespace
+using IndexerFileSystem = IndexerTest;
 
 // Links to files are followed; links to folders only inside the tree, once.
 TEST_F(IndexerFileSystem, LinksToFoldersAreFollowedOnlyInsideTheTree) {
@@ -53,7 +34,7 @@ TEST_F(IndexerFileSystem, LinksToFoldersAreFollowedOnlyInsideTheTree) {
     CTextIndexer indexer(folders, {wide(folders.tree)});
     ASSERT_TRUE(indexer.runToEnd());
     EXPECT_EQ(indexer.getDirectoriesScanned(), 2u);
-    EXPECT_EQ(folders.locations(), sorted({a, b, folders.tree / "linked.txt"}));
+    EXPECT_EQ(folders.locations(), sortedPaths({a, b, folders.tree / "linked.txt"}));
 }
 
 TEST_F(IndexerFileSystem, OddFileNamesAreIndexedAndFoundUnderTheirOwnPaths) {
@@ -75,7 +56,7 @@ TEST_F(IndexerFileSystem, OddFileNamesAreIndexedAndFoundUnderTheirOwnPaths) {
     CTextIndexer indexer(folders, {wide(folders.tree)});
     ASSERT_TRUE(indexer.runToEnd());
     EXPECT_EQ(indexer.getCompletedItemsTotal(), names.size());
-    EXPECT_EQ(folders.locations(), sorted(expected));
+    EXPECT_EQ(folders.locations(), sortedPaths(expected));
 
     // The query side finds each under the exact path of the file.
     Searcher::CQueryRunner::PathSet found, directories;
@@ -147,7 +128,7 @@ TEST_F(IndexerFileSystem, OnlyAFolderListedToTheEndTellsThatItsFilesAreGone) {
         std::vector<fs::path> remaining;
         for (const auto& name : c.remaining)
             remaining.push_back(place.tree / name);
-        EXPECT_EQ(place.locations(), sorted(remaining));
+        EXPECT_EQ(place.locations(), sortedPaths(remaining));
     }
 }
 

@@ -17,18 +17,12 @@ using namespace EngineTest;
 using namespace Kerf;
 using namespace Kerf::Search;
 
+using RecursiveIndexer = IndexerTest;
+
 namespace {
-
-class RecursiveIndexer : public ::testing::Test {
-protected:
-    IndexFolders folders;
-    fs::path file(const std::string& relative, const std::string& body = "some words") {
-        const fs::path path = folders.tree / relative;
-        QoTest::writeFile(path, body);
-        return path;
-    }
-};
-
+int threadPriority() {
+    return getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
+}
 } // namespace
 
 TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceLeavesOutUnreadableOnesAndSkipsThemLater) {
@@ -237,17 +231,15 @@ TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriorit
         using CTextIndexer::CTextIndexer;
         std::atomic<int> workerPriority{-100};
         void endWorkThread() override {
-            workerPriority = getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
+            workerPriority = threadPriority();
             CTextIndexer::endWorkThread();
         }
     };
     file("a.txt");
     CWorkerPriority indexer(folders, {wide(folders.tree)});
     std::vector<int> priorities;
-    indexer.onBuild = [&](const std::wstring&) {
-        priorities.push_back(getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid))));
-    };
-    const int callers = getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
+    indexer.onBuild = [&](const std::wstring&) { priorities.push_back(threadPriority()); };
+    const int callers = threadPriority();
     const unsigned assertionsBefore = failedAssertionCount();
     indexer.go();
     ASSERT_TRUE(waitUntil([&] { return indexer.isFinished(); }));
