@@ -13,6 +13,7 @@ using Kerf::QuireLib::CSortListCtrl;
 
 namespace {
 
+const wchar_t* const kThree = L"From,90;Hidden,0;Subject,150;";
 const wchar_t* const kNine = L"A,41;B,42;C,43;D,44;E,45;F,46;G,47;H,48;I,49;";
 
 void storeWidths(int id, const QByteArray& bytes) {
@@ -36,6 +37,14 @@ std::string readAll(const std::string& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
 }
 
+/// A list declared with the headings that has read its stored widths.
+std::unique_ptr<CSortListCtrl> loaded(int id, const wchar_t* headings) {
+    auto list = std::make_unique<CSortListCtrl>(id);
+    list->SetHeadings(headings);
+    list->LoadColumnInfo();
+    return list;
+}
+
 std::vector<int> widths(const CSortListCtrl& list) {
     std::vector<int> w;
     for (int c = 0; c < list.GetColumnCount(); ++c)
@@ -49,7 +58,7 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
     int narrowest = 0;
     {
         CSortListCtrl list(1004);
-        list.SetHeadings(L"From,90;Hidden,0;Subject,150;");
+        list.SetHeadings(kThree);
         list.SetColumnWidth(0, 123);
         // Dragged all but shut, a column keeps the first letters of its heading.
         list.GetHeaderCtrl().resizeSection(2, 3);
@@ -62,18 +71,15 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
     QSettings settings("Pellam", "Quarto");
     EXPECT_EQ(settings.value("ListCtrls/1004").toByteArray(), widthsOf({123, 0, narrowest}));
 
-    CSortListCtrl again(1004);
-    again.SetHeadings(L"From,90;Hidden,0;Subject,150;");
-    again.LoadColumnInfo();
-    EXPECT_EQ(widths(again), (std::vector<int>{123, 0, narrowest}));
-    EXPECT_TRUE(again.isColumnHidden(1));
+    const auto again = loaded(1004, kThree);
+    EXPECT_EQ(widths(*again), (std::vector<int>{123, 0, narrowest}));
+    EXPECT_TRUE(again->isColumnHidden(1));
 
     // Widths stored shut by an older version show the column again; the
     // heading's "Reset Columns" brings back the declared widths and order.
     storeWidths(1006, widthsOf({0, 0, 0}));
-    CSortListCtrl shut(1006);
-    shut.SetHeadings(L"From,90;Hidden,0;Subject,150;");
-    shut.LoadColumnInfo();
+    const auto loadedShut = loaded(1006, kThree);
+    CSortListCtrl& shut = *loadedShut;
     EXPECT_EQ(widths(shut),
               (std::vector<int>{shut.GetHeaderCtrl().minimumColumnWidth(0), 0, narrowest}));
     shut.GetHeaderCtrl().moveSection(2, 0);
@@ -85,10 +91,8 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
     EXPECT_TRUE(shut.isColumnHidden(1));
     EXPECT_EQ(shut.GetHeaderCtrl().visualIndex(2), 2);
 
-    CSortListCtrl other(1005); // nothing stored: declared widths stay
-    other.SetHeadings(L"From,90;Hidden,0;Subject,150;");
-    other.LoadColumnInfo();
-    EXPECT_EQ(widths(other), (std::vector<int>{90, 0, 150}));
+    // Nothing stored: the declared widths stay.
+    EXPECT_EQ(widths(*loaded(1005, kThree)), (std::vector<int>{90, 0, 150}));
 }
 
 // Until the user sets a width, the shown columns fill the list as it is
@@ -126,17 +130,11 @@ TEST(ColumnInfo, WidthsOfAnotherColumnCountAreTracedAndIgnored) {
     const std::string tracePath = Kerf::Trace::traceFilePath();
 
     storeWidths(2001, widthsOf({50, 50, 50, 50, 50, 50, 50, 50}));
-    CSortListCtrl list(2001);
-    list.SetHeadings(kNine);
-    list.LoadColumnInfo();
-    EXPECT_EQ(widths(list), (std::vector<int>{41, 42, 43, 44, 45, 46, 47, 48, 49}));
+    EXPECT_EQ(widths(*loaded(2001, kNine)), (std::vector<int>{41, 42, 43, 44, 45, 46, 47, 48, 49}));
 
     // A value cut short keeps the declared widths as well.
     storeWidths(2002, widthsOf({50, 50, 50, 50, 50, 50, 50, 50, 50}).left(20));
-    CSortListCtrl cut(2002);
-    cut.SetHeadings(kNine);
-    cut.LoadColumnInfo();
-    EXPECT_EQ(widths(cut), widths(list));
+    EXPECT_EQ(widths(*loaded(2002, kNine)), (std::vector<int>{41, 42, 43, 44, 45, 46, 47, 48, 49}));
 
     unsetenv("QOSEARCH_TRACE");
     Kerf::Trace::reinitialise();
