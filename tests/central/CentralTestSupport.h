@@ -69,8 +69,10 @@ inline void runCentralRound(const std::string& conninfo, const std::vector<std::
     }
     Kerf::Central::CCentralIndexer indexer(conninfo, roots);
     indexer.go();
-    while (!indexer.isFinished())
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(3);
+    while (!indexer.isFinished() && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(indexer.isFinished()) << "the round never ended";
     EXPECT_EQ(indexer.getLastError(), L"");
     EXPECT_EQ(indexer.getCommitError(), L"");
     indexer.stop();
