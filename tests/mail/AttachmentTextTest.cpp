@@ -129,6 +129,10 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
         EXPECT_EQ(found({"--no-update", "--body", c.word}), Names{}) << c.word;
     }
     EXPECT_EQ(found({"--no-update", "--attachment", "plat"}), Names{"name.msg"}) << "a prefix";
+    // A raw query is taken whole, inside the folder, and every other criterion is dropped.
+    EXPECT_EQ(found({"--no-update", "--subject", "none", "--after", "2099-01-01", "--query",
+                     "Attachments:dunnart OR Attachments:quokka"}),
+              (Names{"csv.msg", "pdf.msg"}));
 
     // A damaged or hostile attachment gives its name and nothing else.
     std::string error;
