@@ -2,11 +2,15 @@
 #include "MsgTestFiles.h"
 #include "SharedFiles.h"
 
+#include "mail/EmailMetadataFile.h"
 #include "mail/EmailMetadataMessage.h"
 #include "msgfile/MessageAttachments.h"
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
+using Kerf::QuireLib::CEmailMetadata_File;
 using Kerf::QuireLib::CEmailMetadata_Message;
 using Kerf::QuireLib::CMessageAttachments;
 using QoMsg::MsgMessage;
@@ -61,6 +65,9 @@ TEST(MessageAttachments, CorpusMessagesListTheirAttachmentsInOrderAndNested) {
     EXPECT_EQ(std::string(png.begin() + 1, png.begin() + 4), "PNG");
 }
 
+// An attached message counts as non-embedded, an OLE object as embedded;
+// the attached message reads like a file of its own, outlives its parent,
+// and its values and attachments stay its own.
 TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     QoTest::MsgFiles files;
     auto inner = std::make_shared<MsgMessage>(QoTest::simpleMessage());
@@ -68,11 +75,21 @@ TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     inner->body = L"Inner body";
     inner->submitTime = QoMsg::fileTimeFromUtc(2001, 2, 3, 4, 5, 6);
     inner->attachments.push_back({1, L"inner.txt", {'h', 'i'}, nullptr});
-    MsgMessage outer = QoTest::simpleMessage();
+    MsgMessage outer;
+    outer.displayTo = L"Someone";
     outer.attachments.push_back({1, L"data.bin", std::vector<std::uint8_t>(5000, 9), nullptr});
     outer.attachments.push_back({5, L"Inner subject", {}, inner});
     outer.attachments.push_back({6, L"object.xls", {1, 2, 3}, nullptr});
     const auto path = files.write("outer.msg", outer);
+
+    const CEmailMetadata_File counted = files.read(path);
+    EXPECT_EQ(counted.GetNonEmbeddedAttachments(), 2);
+    EXPECT_EQ(counted.GetEmbeddedAttachments(), 1);
+    EXPECT_EQ(counted.GetKeys(), (Kerf::QuireLib::CMetadata::Keys{L"Location", L"To"}));
+    EXPECT_EQ(counted.GetSentDate().m_dt, 0.0);
+    const CEmailMetadata_File notCounted = files.read(path, false);
+    EXPECT_EQ(notCounted.GetNonEmbeddedAttachments() + notCounted.GetEmbeddedAttachments(), 0);
+    EXPECT_EQ(notCounted.GetStringValue(L"To"), L"Someone");
 
     std::string error;
     auto message = CMessageAttachments::openFile(Kerf::Util::fromPath(path), error);
@@ -128,30 +145,37 @@ TEST(MessageAttachments, AttachedMessagesOpenDownToTheThirdLevelOnly) {
     EXPECT_FALSE(message->openMessage(0));
 }
 
-TEST(MessageAttachments, TruncatedMessagesGiveWhatCanBeRead) {
+// Every length of a message cut short: the record keeps its place and size,
+// and the attachments give what can be read, without a word on the terminal.
+TEST(MessageAttachments, TruncatedMessagesNeverFailOrPrintAndGiveWhatCanBeRead) {
+    QoTest::MsgFiles files;
     auto inner = std::make_shared<MsgMessage>(QoTest::simpleMessage());
     inner->attachments.push_back({1, L"deep.txt", std::vector<std::uint8_t>(3000, 'x'), nullptr});
     MsgMessage outer = QoTest::simpleMessage();
+    outer.body = std::wstring(20000, L'b');
     outer.attachments.push_back({5, L"inner", {}, inner});
     outer.attachments.push_back({1, L"a.bin", std::vector<std::uint8_t>(9000, 1), nullptr});
     const std::vector<std::uint8_t> bytes = QoMsg::writeMsgBytes(outer);
-    std::vector<std::size_t> lengths;
-    for (std::size_t length = 0; length < bytes.size(); length += 509)
-        lengths.push_back(length);
-    lengths.push_back(bytes.size());
     std::size_t dataRead = 0;
-    for (std::size_t length : lengths) {
+    testing::internal::CaptureStderr();
+    for (std::size_t step = 0; step < bytes.size() + 509; step += 509) {
+        const std::size_t length = std::min(step, bytes.size()); // the whole file last
+        const auto path = files.folder() / ("cut" + std::to_string(length) + ".msg");
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(length));
+        const CEmailMetadata_File record = files.read(path);
+        EXPECT_EQ(record.GetSize(), static_cast<std::int32_t>(length));
+        EXPECT_TRUE(record.HasValue(L"Location"));
         std::string error;
         auto message = CMessageAttachments::openBytes({bytes.data(), length}, error);
-        if (!message)
-            continue;
         std::vector<std::uint8_t> data;
-        for (std::size_t i = 0; i < message->attachments().size(); ++i) {
+        for (std::size_t i = 0; message && i < message->attachments().size(); ++i) {
             dataRead += message->readData(i, data) ? data.size() : 0;
             if (auto attached = message->openMessage(i))
                 CEmailMetadata_Message{*attached};
         }
     }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_GE(dataRead, 9000u) << "the whole file was read";
 }
 

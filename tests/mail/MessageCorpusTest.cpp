@@ -162,6 +162,16 @@ TEST(DamagedCorpusFiles, CompoundFileComplaintsGoToTheTraceLog) {
     EXPECT_GT(GLibLog::routedCount(), routedBefore);
 }
 
+TEST(DamagedCorpusFiles, ACutShortFileIsReadWholeAsFarAsItGoesAndSaysSo) {
+    QoTest::TempDir dir;
+    const std::string bytes = QoTest::readFile(QoTest::corpusDirectory() / "msg" / "poi_quick.msg");
+    QoTest::writeFile(dir / "cut.msg", bytes.substr(0, bytes.size() * 7 / 10));
+    const CMessageDocument shortened(Util::fromPath(dir / "cut.msg"));
+    EXPECT_TRUE(shortened.MessageRead());
+    EXPECT_TRUE(shortened.Damaged());
+    EXPECT_EQ(shortened.GetStringValue(L"Subject"), L"Test the content transformer");
+}
+
 // The indexer reads messages on several threads at once; each reader must
 // come to the same record as a reader on its own.
 TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {

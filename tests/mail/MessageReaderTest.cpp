@@ -1,8 +1,10 @@
 // The reader on messages of known contents, for what the corpus does not
-// hold: large bodies, attachment counts, 8-bit text in each code page, and
-// files that are not messages at all.
+// hold: large bodies, HTML and RTF bodies, addresses, 8-bit text in each code
+// page, and files that are not messages at all.
 
 #include "MsgTestFiles.h"
+
+#include "mail/MessageDocument.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +14,6 @@
 
 using namespace Kerf;
 using namespace Kerf::QuireLib;
-using QoMsg::MsgAttachment;
 using QoMsg::MsgMessage;
 
 namespace {
@@ -49,36 +50,6 @@ TEST(MessageReader, TextEndsAtItsFirstNul) {
     MsgMessage message = QoTest::simpleMessage();
     message.subject = std::wstring(L"Before\0after", 12);
     EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Subject"), L"Before");
-}
-
-// An attached message counts as non-embedded, an OLE object as embedded;
-// the attached message's own values and attachments stay its own.
-TEST(MessageReader, AttachmentsOfTheMessageItselfAreCountedByMethod) {
-    QoTest::MsgFiles files;
-    auto inner = std::make_shared<MsgMessage>();
-    inner->subject = L"Inner subject";
-    inner->senderName = L"Inner Sender";
-    inner->body = L"Inner body";
-    inner->submitTime = QoMsg::fileTimeFromUtc(2001, 2, 3, 4, 5, 6);
-    inner->attachments.push_back({6, L"inner.doc", {9, 9}, nullptr});
-    MsgMessage outer;
-    outer.displayTo = L"Someone";
-    outer.attachments.push_back({1, L"plan.pdf", std::vector<std::uint8_t>(6000, 7), nullptr});
-    outer.attachments.push_back({1, L"notes.txt", {1, 2, 3}, nullptr});
-    outer.attachments.push_back({6, L"sheet.xls", std::vector<std::uint8_t>(100, 1), nullptr});
-    outer.attachments.push_back({5, L"forwarded.msg", {}, inner});
-    const auto path = files.write("attachments.msg", outer);
-
-    const CEmailMetadata_File counted = files.read(path);
-    EXPECT_EQ(counted.GetNonEmbeddedAttachments(), 3);
-    EXPECT_EQ(counted.GetEmbeddedAttachments(), 1);
-    EXPECT_EQ(counted.GetKeys(), (CMetadata::Keys{L"Location", L"To"}));
-    EXPECT_EQ(counted.GetSentDate().m_dt, 0.0);
-
-    const CEmailMetadata_File notCounted = files.read(path, false);
-    EXPECT_EQ(notCounted.GetNonEmbeddedAttachments(), 0);
-    EXPECT_EQ(notCounted.GetEmbeddedAttachments(), 0);
-    EXPECT_EQ(notCounted.GetStringValue(L"To"), L"Someone");
 }
 
 // Only Internet addresses are kept: the SMTP-address properties first, else
@@ -159,6 +130,7 @@ TEST(MessageReader, EightBitTextIsReadInTheCodePageTheMessageNames) {
     EXPECT_EQ(files.roundTrip(byDefault).GetStringValue(L"Subject"), L"Caf\x00e9 \x20ac");
 }
 
+// Read for the index and read whole for showing alike.
 TEST(MessageReader, EmptyMissingAndForeignFilesGiveLocationAndSize) {
     QoTest::MsgFiles files;
     const auto empty = files.folder() / "empty.msg";
@@ -172,34 +144,52 @@ TEST(MessageReader, EmptyMissingAndForeignFilesGiveLocationAndSize) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
 
     for (const auto& path : {empty, text, missing, folder, fifo}) {
-        const CEmailMetadata_File record = files.read(path);
-        EXPECT_EQ(record.GetKeys(), CMetadata::Keys{L"Location"}) << path;
-        EXPECT_FALSE(record.MessageRead());
-        EXPECT_EQ(record.GetStringValue(L"Location"), Util::fromPath(path));
-        EXPECT_EQ(record.GetSentDate().m_dt, 0.0);
+        SCOPED_TRACE(path);
+        const auto check = [&](const auto& read) {
+            EXPECT_FALSE(read.MessageRead());
+            EXPECT_EQ(read.GetStringValue(L"Location"), Util::fromPath(path));
+            // A folder's size is whatever the file system says.
+            EXPECT_TRUE(path == folder || read.GetSize() == (path == text ? 35 : 0));
+            EXPECT_EQ(read.GetSentDate().m_dt, 0.0);
+        };
+        check(CMessageDocument(Util::fromPath(path)));
+        check(files.read(path));
+        EXPECT_EQ(files.read(path).GetKeys(), CMetadata::Keys{L"Location"});
     }
-    EXPECT_EQ(files.read(empty).GetSize(), 0);
-    EXPECT_EQ(files.read(missing).GetSize(), 0);
-    EXPECT_EQ(files.read(text).GetSize(), 35);
 }
 
-TEST(MessageReader, TruncatedMessagesNeverFailOrPrint) {
+// Read whole for showing, the HTML body is kept as written.
+TEST(MessageDocument, HtmlBodyAsWrittenFromHtmlElseFromRtfMadeFromHtml) {
     QoTest::MsgFiles files;
-    MsgMessage message = QoTest::simpleMessage();
-    message.body = std::wstring(20000, L'b');
-    message.attachments.push_back({1, L"a.bin", std::vector<std::uint8_t>(9000, 1), nullptr});
-    const std::vector<std::uint8_t> bytes = QoMsg::writeMsgBytes(message);
-
-    testing::internal::CaptureStderr();
-    for (std::size_t length = 0; length < bytes.size(); length += 512 + length / 3) {
-        const auto path = files.folder() / ("cut" + std::to_string(length) + ".msg");
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(length));
-        const CEmailMetadata_File record = files.read(path);
-        EXPECT_EQ(record.GetSize(), static_cast<std::int32_t>(length));
-        EXPECT_TRUE(record.HasValue(L"Location"));
+    MsgMessage html = QoTest::simpleMessage();
+    html.html = "<p>Caf\xE9 <b>bold</b></p>";
+    html.internetCodePage = 1252;
+    MsgMessage rtfFromHtml = QoTest::simpleMessage();
+    rtfFromHtml.body.reset();
+    rtfFromHtml.compressedRtf =
+        QoMsg::storedRtf("{\\rtf1\\ansi\\ansicpg1252\\fromhtml1 {\\*\\htmltag64 <p>}Caf\\'e9 "
+                         "{\\*\\htmltag0 <b>}bold{\\*\\htmltag0 </b>}{\\*\\htmltag72 </p>}}",
+                         true);
+    MsgMessage plainRtf = QoTest::simpleMessage();
+    plainRtf.compressedRtf = QoMsg::storedRtf("{\\rtf1\\ansi Plain {\\b rtf}\\par}", true);
+    const struct {
+        const char* name;
+        MsgMessage message;
+        std::wstring html;
+    } cases[] = {
+        {"html", html, L"<p>Caf\x00e9 <b>bold</b></p>"},
+        {"rtf from html", rtfFromHtml, L"<p>Caf\x00e9 <b>bold</b></p>"},
+        {"plain rtf", plainRtf, L""},
+        {"plain text", QoTest::simpleMessage(), L""},
+    };
+    for (const auto& c : cases) {
+        const CMessageDocument document(
+            Util::fromPath(files.write(std::string(c.name) + ".msg", c.message)));
+        EXPECT_TRUE(document.MessageRead()) << c.name;
+        EXPECT_FALSE(document.Damaged()) << c.name;
+        EXPECT_EQ(document.HtmlBody(), c.html) << c.name;
+        EXPECT_EQ(document.GetStringValue(L"Subject"), L"RE: Site visit") << c.name;
     }
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 } // namespace

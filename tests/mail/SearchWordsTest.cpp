@@ -2,15 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 using namespace Kerf::QuireLib;
+using C = SearchCriteria;
 
 namespace {
 
-SearchCriteria criteria(const std::function<void(SearchCriteria&)>& set) {
-    SearchCriteria c;
-    set(c);
+C criteria(std::initializer_list<std::pair<std::wstring C::*, std::wstring>> fields) {
+    C c;
+    for (const auto& [field, value] : fields)
+        c.*field = value;
     return c;
 }
 
@@ -33,49 +33,41 @@ TEST(SearchWords, MatchWholeWordsWithoutCaseOrAccentsAsTheSearchMeantThem) {
     };
     const std::vector<Case> cases{
         {"a criteria word is a prefix: the whole word it begins matches",
-         criteria([](auto& c) { c.m_sSubject = L"vote"; }),
+         criteria({{&C::m_sSubject, L"vote"}}),
          L"3 vote items: voteYes, devote",
          {L"vote", L"voteYes"}},
         {"every criteria field counts, each of its words",
-         criteria([](auto& c) {
-             c.m_sBody = L"quick fox";
-             c.m_sFrom = L"ann";
-         }),
+         criteria({{&C::m_sBody, L"quick fox"}, {&C::m_sFrom, L"ann"}}),
          L"Annie's quick brown fox, foxes",
          {L"Annie", L"quick", L"fox", L"foxes"}},
         {"case and accents are ignored on both sides",
-         criteria([](auto& c) { c.m_sSubject = L"OAU"; }),
+         criteria({{&C::m_sSubject, L"OAU"}}),
          L"Subject öäü Subject",
          {L"öäü"}},
         {"a combining accent belongs to its word",
-         criteria([](auto& c) { c.m_sBody = L"cafe"; }),
+         criteria({{&C::m_sBody, L"cafe"}}),
          L"un cafe\u0301 noir",
          {L"cafe\u0301"}},
         {"an address matches in its parts, and whole",
-         criteria([](auto& c) { c.m_sFrom = L"smith example.com ann.smith@ex"; }),
+         criteria({{&C::m_sFrom, L"smith example.com ann.smith@ex"}}),
          L"Ann Smith <ann.smith@example.com>",
          {L"Smith", L"ann.smith@example.com"}},
         {"Chinese and Japanese words are pairs of characters",
-         criteria([](auto& c) { c.m_sSubject = L"本 東京都"; }),
+         criteria({{&C::m_sSubject, L"本 東京都"}}),
          L"日本語 東京都庁 京都 東京",
          {L"本語", L"東京都"}},
         {"a quoted phrase matches its words in a row, marked whole",
-         criteria([](auto& c) { c.m_sSubject = L"\"sujet bien\""; }),
+         criteria({{&C::m_sSubject, L"\"sujet bien\""}}),
          L"bien sujet, sujet Bien",
          {L"sujet Bien"}},
         {"keywords are whole words and replace the criteria",
-         criteria([](auto& c) {
-             c.m_sSubject = L"items";
-             c.m_sKeywords = L"vote";
-         }),
+         criteria({{&C::m_sSubject, L"items"}, {&C::m_sKeywords, L"vote"}}),
          L"vote items voteYes",
          {L"vote"}},
         {"a raw query's terms, without fields, operators, ranges and boosts",
-         criteria([](auto& c) {
-             c.m_sKeywords = L"items";
-             c.m_sQuery = L"Subject:(budget OR \"holiday rota\") AND NOT Body:draft~0.8 "
-                          L"SentDate:[20130101000000 TO 20140101000000] urgent^2 +plan*";
-         }),
+         criteria({{&C::m_sQuery, L"Subject:(budget OR \"holiday rota\") AND NOT Body:draft~0.8 "
+                                  L"SentDate:[20130101000000 TO 20140101000000] urgent^2 +plan*"},
+                   {&C::m_sKeywords, L"items"}}),
          L"Budget for the holiday rota: an urgent draft planning items and the plan, "
          L"not TO 2013",
          {L"Budget", L"holiday", L"rota", L"urgent", L"draft", L"planning", L"plan"}},
