@@ -3,7 +3,7 @@
 // folder with an index place and a queue for the indexer's events, and
 // folders of copies of one message.
 
-#include "MsgWriter.h"
+#include "SampleMessage.h"
 #include "TempDir.h"
 
 #include "mail/RecursiveMailIndexer.h"
@@ -23,16 +23,7 @@ namespace QoTest {
 inline const std::filesystem::path& sampleMessage() {
     static const TempDir dir;
     static const std::filesystem::path path = [] {
-        QoMsg::MsgMessage message;
-        message.subject = L"Quay wall repairs";
-        message.senderName = L"Ellis Wharton";
-        message.body = L"The revised drawings for the quay wall are attached.";
-        message.submitTime = QoMsg::fileTimeFromUtc(2019, 5, 6, 9, 30, 0);
-        QoMsg::MsgRecipient recipient;
-        recipient.displayName = L"Harbour Works";
-        recipient.emailAddress = L"jobs@harbour.example";
-        message.recipients.push_back(recipient);
-        QoMsg::writeMsgFile(dir / "sample.msg", message);
+        QoMsg::writeMsgFile(dir / "sample.msg", simpleMessage());
         return dir / "sample.msg";
     }();
     return path;
