@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 using namespace Kerf::QuireLib;
 using Kerf::Util::toNarrow;
 using Kerf::Util::toWide;
@@ -31,25 +33,16 @@ std::vector<std::vector<std::string>> readCsv(const std::string& path) {
     bool quoted = false;
     for (size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
-        if (quoted) {
-            if (c == '"' && i + 1 < text.size() && text[i + 1] == '"')
-                field += text[++i];
-            else if (c == '"')
-                quoted = false;
-            else
-                field += c;
-        } else if (c == '"') {
-            quoted = true;
-        } else if (c == ',') {
-            records.back().push_back(std::move(field));
-            field.clear();
-        } else if (c == '\n') {
-            records.back().push_back(std::move(field));
-            field.clear();
-            records.emplace_back();
-        } else if (c != '\r') {
+        if (c == '"' && quoted && i + 1 < text.size() && text[i + 1] == '"')
+            field += text[++i];
+        else if (c == '"')
+            quoted = !quoted;
+        else if (quoted || (c != ',' && c != '\n' && c != '\r'))
             field += c;
-        }
+        else if (c != '\r')
+            records.back().push_back(std::exchange(field, {}));
+        if (!quoted && c == '\n')
+            records.emplace_back();
     }
     if (records.back().empty())
         records.pop_back();
