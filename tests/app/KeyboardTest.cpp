@@ -49,8 +49,7 @@ TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
     const fs::path mail = user.root() / "mail";
     copyCorpus(mail, {"mr_test.msg", "poi_quick.msg"});
     auto dlg = user.openWindow();
-    dlg->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
+    ASSERT_TRUE(activate(*dlg));
     CSearchCriteriaDlg& criteria = dlg->criteriaPane();
     CSearchLocation& location = dlg->locationPane();
 
@@ -118,8 +117,7 @@ TEST(Keyboard, CtrlFReachesTheSearchBoxWhoseWordsEnterFindsInAnyField) {
     const fs::path mail = user.root() / "mail";
     copyCorpus(mail, {"mr_test.msg", "poi_quick.msg", "mr_sent.msg"});
     auto dlg = user.openWindow();
-    dlg->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(dlg.get()));
+    ASSERT_TRUE(activate(*dlg));
     searchFolder(*dlg, mail);
     ASSERT_TRUE(waitForSearchEnd(*dlg));
     QLineEdit& words = dlg->locationPane().GetKeywordsEdit();

@@ -18,27 +18,21 @@
 #include "mail/SearchWords.h"
 #include "msgfile/MessageAttachments.h"
 
+#include <QBuffer>
+#include <QCryptographicHash>
 #include <QFileDialog>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTextDocument>
 #include <QTreeWidget>
 
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QTcpServer>
-#include <QTcpSocket>
-
-#include <QBuffer>
-#include <QCryptographicHash>
-#include <QImage>
-
 #include <algorithm>
-#include <fstream>
 #include <sys/wait.h>
-#include <tuple>
 #include <unistd.h>
 
 using namespace WindowTest;
@@ -73,20 +67,13 @@ std::unique_ptr<CMessageViewer> showViewer(const fs::path& path) {
 }
 
 QO_TESTS_READ_SHARED(Corpus, "MessageViewer.DamagedMessageShowsWhatCouldBeReadAndSaysSo");
-QO_TESTS_READ_SHARED(Corpus, "MessageViewer.PicturesCarriedByTheMessageShowInline");
 QO_TESTS_READ_SHARED(
     Corpus, "MessageViewer.AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnTheirOwn");
 QO_TESTS_READ_SHARED(Corpus, "MessageViewer.OpenNeverWaitsForTheDesktopsAnswer");
-
-std::vector<std::uint8_t> pictureBytes(QColor colour) {
-    QImage image(40, 40, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return {png.begin(), png.end()};
-}
+QO_TESTS_READ_SHARED(Corpus, "MessageViewer.RealHtmlBodiesStayWithinTheLimits");
+QO_TESTS_READ_SHARED(
+    Corpus, "MessageViewer.MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody");
+QO_TESTS_READ_SHARED(Corpus, "MessageViewer.AnAttachedMessageSavesAsAMessageFileOfItsOwn");
 
 // Whether the widget shows a pixel of that colour (a picture or a text in it).
 bool shows(QWidget& widget, QColor colour) {
@@ -100,6 +87,69 @@ bool shows(QWidget& widget, QColor colour) {
                 return true;
         }
     return false;
+}
+
+std::vector<std::uint8_t> pictureBytes(QColor colour) {
+    QImage image(40, 40, QImage::Format_RGB32);
+    image.fill(colour);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return {png.begin(), png.end()};
+}
+
+std::string repeated(const char* s, int n) {
+    return QByteArray(s).repeated(n).toStdString();
+}
+
+QByteArray fileBytes(const QString& path) {
+    return QByteArray::fromStdString(QoTest::readFile(path.toStdString()));
+}
+
+QByteArray fileHash(const QString& path) {
+    return QCryptographicHash::hash(fileBytes(path), QCryptographicHash::Sha1);
+}
+
+// Rejects every message box (or, asked, every modal window) while it lives,
+// noting what each showed.
+class ModalWatcher {
+public:
+    struct Seen {
+        QString name;
+        QString text;
+        bool red = false;
+    };
+    explicit ModalWatcher(bool anyWindow = false) {
+        QObject::connect(&m_poll, &QTimer::timeout, [this, anyWindow] {
+            QWidget* modal = QApplication::activeModalWidget();
+            auto* box = qobject_cast<QMessageBox*>(modal);
+            if (box == nullptr && (!anyWindow || modal == nullptr))
+                return;
+            seen.push_back(
+                {modal->objectName(), box ? box->text() : QString(), shows(*modal, Qt::red)});
+            QMetaObject::invokeMethod(modal, "reject");
+        });
+        m_poll.start(20);
+    }
+    std::string first() const { return seen.empty() ? "" : seen.front().text.toStdString(); }
+    std::vector<Seen> seen;
+
+private:
+    QTimer m_poll;
+};
+
+// Answers the next file dialog with the path, typed into its file name field
+// as a user would; `offered` receives the path the dialog offered.
+void answerNextFileDialog(const QString& path, QString* offered = nullptr) {
+    answerNextModal<QFileDialog>([path, offered](QFileDialog& dialog) {
+        auto* name = dialog.findChild<QLineEdit*>("fileNameEdit");
+        if (offered != nullptr)
+            *offered = dialog.directory().filePath(name->text());
+        if (!path.isEmpty())
+            name->setText(path);
+        QMetaObject::invokeMethod(&dialog, "accept");
+    });
 }
 
 // Runs the test from another working folder, for names relative to it.
@@ -119,11 +169,12 @@ private:
 TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
     QoTest::TempDir dir;
     const std::vector<std::uint8_t> red = pictureBytes(Qt::red);
-    std::ofstream(dir / "red.png", std::ios::binary)
-        .write(reinterpret_cast<const char*>(red.data()), static_cast<std::streamsize>(red.size()));
+    QoTest::writeFile(dir / "red.png", std::string(red.begin(), red.end()));
     const WorkingFolder working(dir.path());
     const std::string file = (dir / "red.png").string();
     const std::string cell = "<table><tr><td width=60 height=60>text</td></tr></table>";
+    const std::string rtf = "{\\rtf1\\ansi\\fromhtml1 {\\*\\htmltag84 <img src=\"" + file +
+                            "\">}\\htmlrtf x\\htmlrtf0 text}";
     const struct {
         const char* way;
         std::string html;
@@ -132,8 +183,7 @@ TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
         {"file url", "<img src=\"file://" + file + "\">text"},
         {"relative name", "<img src=\"red.png\">text"},
         {"style url()", "<table style=\"background-image: url(" + file +
-                            ")\"><tr><td width=60 "
-                            "height=60>text</td></tr></table>"},
+                            ")\"><tr><td width=60 height=60>text</td></tr></table>"},
         {"style sheet", "<style>td { background-image: url(" + file + ") }</style>" + cell},
         {"background", "<body background=\"" + file + "\">" + cell + "</body>"},
         {"tag in RTF", ""},
@@ -141,10 +191,7 @@ TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
     for (const auto& body : bodies) {
         QoMsg::MsgMessage message;
         if (body.html.empty())
-            message.compressedRtf =
-                QoMsg::storedRtf("{\\rtf1\\ansi\\fromhtml1 {\\*\\htmltag84 <img src=\"" + file +
-                                     "\">}\\htmlrtf x\\htmlrtf0 text}",
-                                 true);
+            message.compressedRtf = QoMsg::storedRtf(rtf, true);
         else
             message.html = body.html;
         QoMsg::writeMsgFile(dir / "hostile.msg", message);
@@ -158,29 +205,17 @@ TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
 // stack, show as text, and the viewer says why.
 TEST(MessageViewer, BodiesTooHeavyToLayOutShowAsTextAndSaySo) {
     QoTest::TempDir dir;
-    const auto repeated = [](const std::string& s, int n) {
-        std::string out;
-        for (int i = 0; i < n; ++i)
-            out += s;
-        return out;
-    };
-    const struct {
-        const char* what;
-        std::string html;
-    } bodies[] = {
-        {"25 nested tables", repeated("<table><tr><td>", 25) + "core words"},
-        {"3000 nested tables", repeated("<table><tr><td>", 3000) + "core words"},
-        {"5000 nested divs", repeated("<div>", 5000) + "core words"},
-        {"5000 pictures", repeated("<img src=\"/dev/zero\">", 5000) + "core words"},
-    };
-    for (const auto& body : bodies) {
+    for (const std::string& html :
+         {repeated("<table><tr><td>", 25), repeated("<table><tr><td>", 3000),
+          repeated("<div>", 5000), repeated("<img src=\"/dev/zero\">", 5000)}) {
         QoMsg::MsgMessage message;
-        message.html = body.html;
+        message.html = html + "core words";
         QoMsg::writeMsgFile(dir / "heavy.msg", message);
         auto viewer = showViewer(dir / "heavy.msg");
-        EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("core words")) << body.what;
-        EXPECT_TRUE(viewer->noteLabel().isVisible()) << body.what;
-        EXPECT_TRUE(viewer->noteLabel().text().contains("shown as plain text")) << body.what;
+        const std::string what = html.substr(0, 20) + "...";
+        EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("core words")) << what;
+        EXPECT_TRUE(viewer->noteLabel().isVisible()) << what;
+        EXPECT_TRUE(viewer->noteLabel().text().contains("shown as plain text")) << what;
     }
 }
 
@@ -200,7 +235,6 @@ TEST(MessageViewer, ConditionalMarkersOfWordProcessorsDoNotShow) {
 }
 
 // The limits leave real mail alone: every HTML body of the corpus shows as HTML.
-QO_TESTS_READ_SHARED(Corpus, "MessageViewer.RealHtmlBodiesStayWithinTheLimits");
 TEST(MessageViewer, RealHtmlBodiesStayWithinTheLimits) {
     int bodies = 0;
     for (const fs::directory_entry& entry : fs::directory_iterator(corpus(""))) {
@@ -220,7 +254,6 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     ConnectionRecorder server;
     ASSERT_TRUE(server.isListening());
     QoMsg::MsgMessage message;
-    message.subject = L"Newsletter";
     message.html =
         QStringLiteral("<html><head><link rel=\"stylesheet\" href=\"%1\">"
                        "<script>document.write('scripted')</script></head><body>"
@@ -229,22 +262,18 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
                        "<a href=\"https://example.org/offer\">offer</a></body></html>")
             .arg(server.url("style.css"), server.url("back.png"), server.url("pixel.png"))
             .toStdString();
-    const fs::path path = dir / "html.msg";
-    QoMsg::writeMsgFile(path, message);
+    QoMsg::writeMsgFile(dir / "html.msg", message);
 
-    auto viewer = showViewer(path);
+    auto viewer = showViewer(dir / "html.msg");
     CSafeTextBrowser& body = viewer->GetTextControl();
     const QString shown = body.toPlainText();
     EXPECT_TRUE(shown.contains("Hello reader") && shown.contains("offer")) << shown.toStdString();
     EXPECT_FALSE(shown.contains("scripted") || shown.contains("document.write"))
         << shown.toStdString();
     // The document did ask for the pictures: they were refused, not missed.
-    const QList<QUrl>& refused = body.refusedResources();
     for (const QString& url : {server.url("pixel.png"), QStringLiteral("file:///etc/hostname"),
                                QStringLiteral("local.png")})
-        EXPECT_TRUE(refused.contains(QUrl(url))) << url.toStdString();
-    QTest::qWait(200);
-    EXPECT_EQ(server.connections, 0);
+        EXPECT_TRUE(body.refusedResources().contains(QUrl(url))) << url.toStdString();
 
     UrlRecorder desktop({"http", "https", "file", "mailto"});
     emit body.anchorClicked(QUrl("https://example.org/offer"));
@@ -254,20 +283,19 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     EXPECT_EQ(desktop.urls,
               (QList<QUrl>{QUrl("https://example.org/offer"), QUrl("mailto:sales@example.org")}));
 
-    // The server does see a request that is really made.
-    QNetworkAccessManager network;
-    std::unique_ptr<QNetworkReply> reply(
-        network.get(QNetworkRequest(QUrl(server.url("pixel.png")))));
-    EXPECT_TRUE(waitUntil([&] { return server.connections > 0; }, 10000));
+    // A connection really made reaches the server, and it is the first.
+    QTcpSocket probe;
+    probe.connectToHost(QHostAddress::LocalHost, server.serverPort());
+    EXPECT_TRUE(waitUntil([&] { return server.connections > 0; }, 30000));
+    EXPECT_EQ(server.connections, 1);
 }
 
 TEST(MessageViewer, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
     QoTest::TempDir dir;
-    std::ifstream in(corpus("poi_quick.msg"), std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    std::ofstream(dir / "cut.msg", std::ios::binary).write(bytes.data(), bytes.size() * 7 / 10);
-    std::ofstream(dir / "text.msg") << "not a message";
-    fs::copy_file(corpus("poi_quick.msg"), dir / "whole.msg");
+    const std::string bytes = QoTest::readFile(corpus("poi_quick.msg"));
+    QoTest::writeFile(dir / "cut.msg", bytes.substr(0, bytes.size() * 7 / 10));
+    QoTest::writeFile(dir / "text.msg", "not a message");
+    QoTest::writeFile(dir / "whole.msg", bytes);
     const struct {
         const char* name;
         const char* note;
@@ -303,27 +331,12 @@ TEST(MessageViewer, PicturesCarriedByTheMessageShowInline) {
     EXPECT_TRUE(shows(*viewer->GetTextControl().viewport(), Qt::blue));
 }
 
-// Answers the next file dialog with the path, typed into its file name field
-// as a user would.
-void answerNextFileDialog(const QString& path) {
-    answerNextModal<QFileDialog>([path](QFileDialog& dialog) {
-        dialog.findChild<QLineEdit*>("fileNameEdit")->setText(path);
-        QMetaObject::invokeMethod(&dialog, "accept");
-    });
-}
-
-QByteArray fileBytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnTheirOwn) {
     QoTest::TempDir dir;
     const fs::path path = corpus("poi_attachment_msg_pdf.msg");
     std::string error;
     const auto reader = Kerf::QuireLib::CMessageAttachments::openFile(fromPath(path), error);
     ASSERT_TRUE(reader) << error;
-    ASSERT_EQ(reader->attachments().size(), 2u);
     std::vector<std::uint8_t> pdf;
     ASSERT_TRUE(reader->readData(1, pdf));
 
@@ -339,36 +352,29 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
     EXPECT_EQ(list.topLevelItem(0)->text(0), "Test Attachment");
     EXPECT_EQ(list.topLevelItem(1)->text(0), "smbprn.00009008.KdcPjl.pdf");
     EXPECT_EQ(list.topLevelItem(1)->text(1), "13 KB"); // as the results list writes sizes
+    // Room for six attachments at least.
+    EXPECT_GE(list.viewport()->height(), 6 * list.sizeHintForRow(0));
 
     // Save As writes exactly what the reader extracts.
     const QString saved = QString::fromStdString((dir / "saved.pdf").string());
     SaveFolder::remember(saved);
     list.setCurrentItem(list.topLevelItem(1));
     answerNextFileDialog(saved);
-    ASSERT_TRUE(viewer->findChild<QPushButton*>("saveAttachment")->isEnabled());
-    viewer->findChild<QPushButton*>("saveAttachment")->click();
+    auto* save = viewer->findChild<QPushButton*>("saveAttachment");
+    ASSERT_TRUE(save->isEnabled());
+    save->click();
     EXPECT_EQ(fileBytes(saved), QByteArray(reinterpret_cast<const char*>(pdf.data()),
                                            static_cast<qsizetype>(pdf.size())));
 
     // Open hands the desktop a copy in a folder only this user can enter.
     {
         UrlRecorder desktop;
-        list.setCurrentItem(list.topLevelItem(1));
         list.setFocus();
         // Enter must not also press a button of the viewer: a dialog it
-        // opened would wait for an answer, so one is refused and noted.
-        bool dialogOpened = false;
-        QTimer watch;
-        watch.setSingleShot(true);
-        QObject::connect(&watch, &QTimer::timeout, [&dialogOpened] {
-            if (QWidget* modal = QApplication::activeModalWidget()) {
-                dialogOpened = true;
-                QMetaObject::invokeMethod(modal, "reject");
-            }
-        });
-        watch.start(1000);
+        // opened would wait for an answer.
+        ModalWatcher modals(true);
         QTest::keyClick(&list, Qt::Key_Return);
-        EXPECT_FALSE(dialogOpened);
+        EXPECT_TRUE(modals.seen.empty()) << modals.seen.front().name.toStdString();
         EXPECT_TRUE(viewer->isVisible());
         ASSERT_EQ(desktop.urls.size(), 1);
         const QString copy = desktop.urls[0].toLocalFile();
@@ -383,7 +389,6 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
     }
 
     // The attached message opens in a viewer of its own.
-    list.setCurrentItem(list.topLevelItem(0));
     viewer->openAttachment(0);
     const auto inner = viewer->findChildren<CMessageViewer*>();
     ASSERT_EQ(inner.size(), 1);
@@ -393,36 +398,6 @@ TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnThe
     ASSERT_FALSE(subject.empty());
     EXPECT_TRUE(inner[0]->headerLabel().text().contains(QString::fromStdWString(subject)));
     EXPECT_TRUE(inner[0]->path().empty());
-}
-
-// Rejects every message box while it lives, noting what each showed.
-class BoxWatcher {
-public:
-    struct Seen {
-        QString name;
-        QString text;
-        bool red = false;
-    };
-    BoxWatcher() {
-        QObject::connect(&m_poll, &QTimer::timeout, [this] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (box == nullptr)
-                return;
-            seen.push_back({box->objectName(), box->text(), shows(*box, Qt::red)});
-            box->reject();
-        });
-        m_poll.start(20);
-    }
-    std::vector<Seen> seen;
-
-private:
-    QTimer m_poll;
-};
-
-QByteArray fileHash(const QString& path) {
-    QFile file(path);
-    QCryptographicHash hash(QCryptographicHash::Sha1);
-    return file.open(QIODevice::ReadOnly) && hash.addData(&file) ? hash.result() : QByteArray();
 }
 
 // Attachments of any size and name come out whole, through a bounded buffer:
@@ -451,30 +426,25 @@ TEST(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
         EXPECT_LE(name.toUtf8().size(), 255) << name.toStdString();
         EXPECT_TRUE(name.startsWith(QChar(0xE9)) && name.endsWith(".pdf")) << name.toStdString();
     };
-    QStringList saved;
+    QString saved[2];
     for (int row : {0, 1}) {
-        answerNextModal<QFileDialog>([&saved](QFileDialog& dialog) {
-            saved << dialog.directory().filePath(
-                dialog.findChild<QLineEdit*>("fileNameEdit")->text());
-            QMetaObject::invokeMethod(&dialog, "accept");
-        });
-        BoxWatcher boxes;
+        answerNextFileDialog({}, &saved[row]);
+        ModalWatcher boxes;
         viewer->saveAttachment(row);
-        EXPECT_TRUE(boxes.seen.empty()) << boxes.seen.front().text.toStdString();
+        EXPECT_TRUE(boxes.seen.empty()) << boxes.first();
     }
-    ASSERT_EQ(saved.size(), 2);
     EXPECT_EQ(QFileInfo(saved[0]).absolutePath(), earlier);
     EXPECT_EQ(fileHash(saved[0]), bigHash);
-    EXPECT_EQ(std::filesystem::status(saved[0].toStdString()).permissions(),
-              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    EXPECT_EQ(fs::status(saved[0].toStdString()).permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
     expectUsableName(saved[1]);
     EXPECT_EQ(fileBytes(saved[1]), "%PDF");
 
     UrlRecorder desktop;
-    BoxWatcher boxes;
+    ModalWatcher boxes;
     viewer->openAttachment(0);
     viewer->openAttachment(1);
-    EXPECT_TRUE(boxes.seen.empty()) << boxes.seen.front().text.toStdString();
+    EXPECT_TRUE(boxes.seen.empty()) << boxes.first();
     ASSERT_EQ(desktop.urls.size(), 2);
     EXPECT_EQ(fileHash(desktop.urls[0].toLocalFile()), bigHash);
     expectUsableName(desktop.urls[1].toLocalFile());
@@ -486,7 +456,7 @@ TEST(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
 TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
     QoTest::TempDir dir;
     // No "/" in it, so that it stays whole in a file name.
-    const std::string banner = "<font color=#ff0000 size=7>GIVE YOUR PASSWORD";
+    const std::wstring banner = L"Q3<font color=#ff0000 size=7>GIVE YOUR PASSWORD";
     const struct {
         std::wstring name;
         std::string content;
@@ -502,8 +472,8 @@ TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
                      20),
          1, "openingRisk"},
         {L"invoice\u202Efdp.txt", "%PDF", 1, "openingRisk"},
-        {L"Q3" + Kerf::Util::toWide(banner) + L".desktop", "[Desktop Entry]\n", 1, "openingRisk"},
-        {L"Q3" + Kerf::Util::toWide(banner) + L".doc", "", 6, "unreadable"},
+        {banner + L".desktop", "[Desktop Entry]\n", 1, "openingRisk"},
+        {banner + L".doc", "", 6, ""}, // unreadable: the box says so
     };
     QoMsg::MsgMessage message;
     for (const auto& a : attachments)
@@ -513,18 +483,18 @@ TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
     auto viewer = showViewer(dir / "risky.msg");
     for (std::size_t row = 0; row < std::size(attachments); ++row) {
         const auto& a = attachments[row];
-        UrlRecorder desktop;
-        BoxWatcher boxes;
-        viewer->openAttachment(static_cast<int>(row));
         const std::string name = Kerf::Util::toNarrow(a.name);
-        if (*a.box == '\0') {
+        UrlRecorder desktop;
+        ModalWatcher boxes;
+        viewer->openAttachment(static_cast<int>(row));
+        if (a.method == 1 && *a.box == '\0') {
             EXPECT_TRUE(boxes.seen.empty()) << name;
             EXPECT_EQ(desktop.urls.size(), 1) << name;
             continue;
         }
         EXPECT_TRUE(desktop.urls.isEmpty()) << name; // the box was answered No
         ASSERT_EQ(boxes.seen.size(), 1u) << name;
-        if (std::string_view(a.box) != "unreadable") {
+        if (*a.box != '\0') {
             EXPECT_EQ(boxes.seen[0].name, a.box) << name;
         }
         EXPECT_TRUE(boxes.seen[0].text.contains(QString::fromStdWString(a.name))) << name;
@@ -541,26 +511,23 @@ TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
         ::_exit(0);
     ::waitpid(child, nullptr, 0);
     const std::string ended = "qosearch-" + std::to_string(child) + "-";
-    const std::string running = "qosearch-" + std::to_string(::getpid()) + "-";
     const struct {
         std::string name;
         fs::perms mode;
         bool cleared;
     } folders[] = {
         {ended + "aB3dE6", fs::perms::owner_all, true},
-        {running + "aB3dE6", fs::perms::owner_all, false},
+        {"qosearch-" + std::to_string(::getpid()) + "-aB3dE6", fs::perms::owner_all, false},
         {ended + "open77", fs::perms::owner_all | fs::perms::group_read, false},
         {ended + "toolong1", fs::perms::owner_all, false},
         {"mine-" + std::to_string(child) + "-aB3dE6", fs::perms::owner_all, false},
     };
     for (const auto& f : folders) {
-        fs::create_directories(dir / f.name / "1");
-        std::ofstream(dir / f.name / "1" / "report.pdf") << "%PDF";
+        QoTest::writeFile(dir / f.name / "1" / "report.pdf", "%PDF");
         fs::permissions(dir / f.name, f.mode);
     }
     // A link named as ours leads elsewhere: neither it nor its target goes.
-    fs::create_directory(dir / "kept");
-    std::ofstream(dir / "kept" / "keep.txt") << "keep";
+    QoTest::writeFile(dir / "kept" / "keep.txt", "keep");
     fs::create_directory_symlink(dir / "kept", dir / (ended + "link00"));
 
     EXPECT_EQ(AttachmentFolder::clearStale(QString::fromStdString(dir.path().string())), 1);
@@ -569,35 +536,25 @@ TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     EXPECT_TRUE(fs::exists(dir / "kept" / "keep.txt"));
 }
 
-QO_TESTS_READ_SHARED(
-    Corpus, "MessageViewer.MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody");
 TEST(MessageViewer, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody) {
     auto viewer = showViewer(corpus("poi_quick.msg"));
     Kerf::QuireLib::SearchCriteria criteria;
     criteria.m_sKeywords = L"quick dog";
     ASSERT_EQ(viewer->markSearchWords(Kerf::QuireLib::searchWords(criteria)), 2);
-    const auto selected = [&] { return viewer->GetTextControl().textCursor().selectedText(); };
-    for (const auto& [key, modifiers, word] : {std::tuple{Qt::Key_F3, Qt::NoModifier, "quick"},
-                                               std::tuple{Qt::Key_F3, Qt::NoModifier, "dog"},
-                                               std::tuple{Qt::Key_F3, Qt::NoModifier, "quick"},
-                                               std::tuple{Qt::Key_F3, Qt::ShiftModifier, "dog"}}) {
-        QTest::keyClick(viewer.get(), key, modifiers);
-        EXPECT_EQ(selected(), word);
+    for (const auto& [modifiers, word] :
+         {std::pair{Qt::NoModifier, "quick"}, std::pair{Qt::NoModifier, "dog"},
+          std::pair{Qt::NoModifier, "quick"}, std::pair{Qt::ShiftModifier, "dog"}}) {
+        QTest::keyClick(viewer.get(), Qt::Key_F3, modifiers);
+        EXPECT_EQ(viewer->GetTextControl().textCursor().selectedText(), word);
     }
     const QString printed = viewer->printedDocument()->toPlainText();
-    EXPECT_TRUE(printed.contains("Kevin Roast")) << printed.toStdString();
-    EXPECT_TRUE(printed.contains("Test the content transformer"));
-    EXPECT_TRUE(printed.contains("The quick brown fox jumps over the lazy dog"));
-
-    // Room for six attachments at least.
-    auto withAttachments = showViewer(corpus("poi_attachment_msg_pdf.msg"));
-    QTreeWidget& list = withAttachments->attachmentList();
-    EXPECT_GE(list.viewport()->height(), 6 * list.sizeHintForRow(0));
+    for (const char* part : {"Kevin Roast", "Test the content transformer",
+                             "The quick brown fox jumps over the lazy dog"})
+        EXPECT_TRUE(printed.contains(part)) << printed.toStdString();
 }
 
 // An attached message saved on its own is a message file that this program
 // reads as it read the attachment: the command line shows the same values.
-QO_TESTS_READ_SHARED(Corpus, "MessageViewer.AnAttachedMessageSavesAsAMessageFileOfItsOwn");
 TEST(MessageViewer, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
     QoTest::TempDir dir;
     // The message attached to the second has attachments of its own.
@@ -629,7 +586,7 @@ TEST(MessageViewer, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
         QProcess show;
         show.start(QStringLiteral(QOSEARCH_BINARY_DIR "/src/cli/qosearch-cli"),
                    {"show", "--json", saved});
-        ASSERT_TRUE(show.waitForFinished(60000));
+        ASSERT_TRUE(show.waitForFinished(120000));
         ASSERT_EQ(show.exitCode(), 0) << show.readAllStandardError().toStdString();
         const QJsonObject record =
             QJsonDocument::fromJson(show.readAllStandardOutput()).array().at(0).toObject();
@@ -652,8 +609,8 @@ TEST(MessageViewer, OpenNeverWaitsForTheDesktopsAnswer) {
     QoTest::TempDir dir;
     const fs::path released = dir / "released";
     const fs::path query = dir / "slow-query";
-    std::ofstream(query) << "#!/bin/sh\nwhile [ ! -e '" << released.string()
-                         << "' ]; do sleep 0.05; done\necho reader.desktop\n";
+    QoTest::writeFile(query, "#!/bin/sh\nwhile [ ! -e '" + released.string() +
+                                 "' ]; do sleep 0.05; done\necho reader.desktop\n");
     fs::permissions(query, fs::perms::owner_all);
     fs::copy_file(corpus("poi_quick.msg"), dir / "quick.msg");
     const std::vector<std::wstring> paths = {fromPath(dir / "quick.msg")};
@@ -667,8 +624,8 @@ TEST(MessageViewer, OpenNeverWaitsForTheDesktopsAnswer) {
     EXPECT_FALSE(association.answer().has_value()); // still asking
     EXPECT_EQ(parent.findChildren<CMessageViewer*>().size(), 1);
 
-    std::ofstream(released).put('\n');
-    EXPECT_EQ(association.waitForAnswer(30000), std::optional<bool>(true));
+    QoTest::writeFile(released, "\n");
+    EXPECT_EQ(association.waitForAnswer(60000), std::optional<bool>(true));
     EXPECT_EQ(ItemActions::openMessages(paths, &parent, association), 0);
     EXPECT_EQ(desktop.urls, QList<QUrl>{QUrl::fromLocalFile(QString::fromStdWString(paths[0]))});
 }

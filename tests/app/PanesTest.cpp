@@ -80,7 +80,7 @@ TEST(CriteriaPane, TheCriteriaNarrowTheSearch) {
     criteria.sentAfterCheck().setChecked(true);
     criteria.sentAfterDate().setDate(QDate(2021, 7, 29));
     ASSERT_TRUE(searchAgain(*dlg));
-    EXPECT_EQ(dlg->resultsList().GetItemCount(), 0) << Kerf::Util::toNarrow(status(*dlg));
+    EXPECT_EQ(dlg->resultsList().GetItemCount(), 0) << status(*dlg);
     criteria.sentAfterDate().setDate(QDate(2021, 7, 28));
     ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_EQ(dlg->resultsList().GetItemCount(), 3);

@@ -86,7 +86,7 @@ TEST(PreviewHighlight, ShowsTheFirstMatchAndStepsThroughThemWithF3) {
     CPreviewDlg pane;
     pane.resize(300, 120);
     pane.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&pane));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&pane, 30000));
     SearchCriteria criteria;
     criteria.m_sBody = L"needle";
     pane.fill(message(std::wstring(3000, L'x') + L"\r\nneedles\r\n" + std::wstring(3000, L'y') +

@@ -57,7 +57,8 @@ inline std::vector<fs::path> copyCorpus(const fs::path& folder,
     return copies;
 }
 
-/// Processes events until the condition holds or the deadline passes.
+/// Processes events until the condition holds or the deadline passes. Every
+/// wait of these tests is on a condition, with room for a slow, loaded machine.
 inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 120000) {
     QElapsedTimer timer;
     timer.start();
@@ -153,13 +154,22 @@ public:
             db.TablesUpdateOrInsertStore(row.at(0), row.at(1), row.at(2), row.at(3), L"msg", 0);
     }
 
+    /// Copies the corpus messages into the folder "mail" below the user's own; returns it.
+    fs::path mail(const std::vector<std::string>& names) const {
+        copyCorpus(root() / "mail", names);
+        return root() / "mail";
+    }
+
     std::unique_ptr<CQoSearchDlg> openWindow() const {
         auto dlg = std::make_unique<CQoSearchDlg>(indexPlace());
         dlg->show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(dlg.get()));
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(dlg.get(), 30000));
         EXPECT_TRUE(waitUntil([&] { return !dlg->locationPane().GetLocationsList().IsLoading(); }));
         return dlg;
     }
+
+    /// A window that has searched the folder to the end.
+    std::unique_ptr<CQoSearchDlg> searchedWindow(const fs::path& folder) const;
 
 private:
     QoTest::TempDir m_dir;
@@ -184,9 +194,26 @@ inline bool searchAgain(CQoSearchDlg& dlg) {
     return waitForSearchEnd(dlg);
 }
 
+inline std::unique_ptr<CQoSearchDlg> User::searchedWindow(const fs::path& folder) const {
+    auto dlg = openWindow();
+    searchFolder(*dlg, folder);
+    EXPECT_TRUE(waitForSearchEnd(*dlg));
+    return dlg;
+}
+
+/// Makes the window the active one, as the keyboard tests need it.
+inline bool activate(QWidget& window) {
+    window.activateWindow();
+    return QTest::qWaitForWindowActive(&window, 30000);
+}
+
 /// The status line as the user reads it.
-inline std::wstring status(CQoSearchDlg& dlg) {
-    return dlg.statusLabel().text().toStdWString();
+inline std::string status(CQoSearchDlg& dlg) {
+    return dlg.statusLabel().text().toStdString();
+}
+
+inline bool startsWith(const std::string& text, const std::string& start) {
+    return text.rfind(start, 0) == 0;
 }
 
 /// The row showing the file, or -1.
