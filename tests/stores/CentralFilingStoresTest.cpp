@@ -40,12 +40,18 @@ Loaded load(const std::vector<std::filesystem::path>& remotes) {
     return {stores.Locations(), stores.Settings(), stores.FilingLists(), stores.GetListProblems()};
 }
 
+// A user with a valid list on the share.
+class CentralFilingStores : public ::testing::Test {
+protected:
+    void SetUp() override { QoTest::writeFile(remote, kValidList); }
+    StoresTest::ScopedUser user;
+    const std::filesystem::path share = user.dir.path() / "share";
+    const std::filesystem::path remote = share / "list.xml";
+};
+
 } // namespace
 
-TEST(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
-    StoresTest::ScopedUser user;
-    const auto remote = user.dir.path() / "share/list.xml";
-    QoTest::writeFile(remote, kValidList);
+TEST_F(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
     const Loaded first = load({remote});
     ASSERT_EQ(first.rows.size(), 2u);
     EXPECT_EQ(first.rows[0].at(L"path_location"), L"\\\\server\\jobs\\1001");
@@ -76,10 +82,7 @@ TEST(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
     EXPECT_EQ(load({remote}).lists[0].sCacheFile, first.lists[0].sCacheFile);
 }
 
-TEST(CentralFilingStores, AnUnreachableListIsReadFromItsEarlierCacheCopy) {
-    StoresTest::ScopedUser user;
-    const auto remote = user.dir.path() / "share/list.xml";
-    QoTest::writeFile(remote, kValidList);
+TEST_F(CentralFilingStores, AnUnreachableListIsReadFromItsEarlierCacheCopy) {
     ASSERT_EQ(load({remote}).rows.size(), 2u);
     std::filesystem::remove(remote);
 
@@ -90,21 +93,17 @@ TEST(CentralFilingStores, AnUnreachableListIsReadFromItsEarlierCacheCopy) {
     EXPECT_NE(log.find("Can't access file : " + remote.string()), std::string::npos) << log;
 }
 
-TEST(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) {
-    StoresTest::ScopedUser user;
-    const auto invalid = user.dir.path() / "share/invalid.xml";
-    const auto damaged = user.dir.path() / "share/damaged.xml";
-    const auto good = user.dir.path() / "share/good.xml";
+TEST_F(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) {
+    const auto invalid = share / "invalid.xml";
+    const auto damaged = share / "damaged.xml";
     QoTest::writeFile(invalid, "<filinglocations><locations><location primaryref=\"no path\"/>"
                                "</locations></filinglocations>");
     QoTest::writeFile(damaged, std::string(kValidList).substr(0, 120));
-    QoTest::writeFile(good, kValidList);
 
     StoresTest::TraceCapture trace;
     testing::internal::CaptureStderr();
-    const Loaded loaded = load({invalid, damaged, good});
-    const std::string stderrText = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(stderrText, "");
+    const Loaded loaded = load({invalid, damaged, remote});
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     ASSERT_EQ(loaded.rows.size(), 2u);
     EXPECT_EQ(loaded.rows[0].at(L"primary_ref"), L"1001");
 
@@ -123,11 +122,8 @@ TEST(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) 
 }
 
 // A list of hundreds of megabytes took a minute and gigabytes to parse.
-TEST(CentralFilingStores, AListOverTheSizeLimitIsRefusedWithAMessage) {
-    StoresTest::ScopedUser user;
-    const auto remote = user.dir.path() / "share/list.xml";
-    const auto huge = user.dir.path() / "share/huge.xml";
-    QoTest::writeFile(remote, kValidList);
+TEST_F(CentralFilingStores, AListOverTheSizeLimitIsRefusedWithAMessage) {
+    const auto huge = share / "huge.xml";
     std::string padded = kValidList;
     padded.insert(padded.find("<filinglocations>"),
                   "<!--" + std::string(CCentralFilingStores::kMaxListBytes, ' ') + "-->");
@@ -146,8 +142,7 @@ TEST(CentralFilingStores, AListOverTheSizeLimitIsRefusedWithAMessage) {
     EXPECT_EQ(grown.problems.size(), 1u);
 }
 
-TEST(CentralFilingStores, ExternalEntitiesNeverPullAFileIn) {
-    StoresTest::ScopedUser user;
+TEST_F(CentralFilingStores, ExternalEntitiesNeverPullAFileIn) {
     const auto secret = user.dir.path() / "secret.txt";
     QoTest::writeFile(secret, "TOP-SECRET-TEXT");
     QoTest::writeFile(user.dir.path() / "evil.dtd",
@@ -167,9 +162,8 @@ TEST(CentralFilingStores, ExternalEntitiesNeverPullAFileIn) {
          list("<!ENTITY % dtd SYSTEM \"" + (user.dir.path() / "evil.dtd").string() + "\">\n%dtd;",
               "<location path=\"/srv/b\" description=\"&leak;\"/></locations>")}};
     for (const auto& [name, text] : lists) {
-        const auto remote = user.dir.path() / "share" / name;
-        QoTest::writeFile(remote, text);
-        const Loaded loaded = load({remote});
+        QoTest::writeFile(share / name, text);
+        const Loaded loaded = load({share / name});
         for (const auto& row : loaded.rows)
             for (const auto& [key, value] : row)
                 EXPECT_EQ(value.find(L"TOP-SECRET"), std::wstring::npos)
@@ -179,14 +173,11 @@ TEST(CentralFilingStores, ExternalEntitiesNeverPullAFileIn) {
     }
 }
 
-TEST(CentralFilingStores, AMissingSchemaRejectsEveryList) {
-    StoresTest::ScopedUser user;
-    const auto remote = user.dir.path() / "share/list.xml";
-    QoTest::writeFile(remote, kValidList);
-    setenv("QOSEARCH_DATA_DIR", (user.dir.path() / "no-schema-here").c_str(), 1);
+TEST_F(CentralFilingStores, AMissingSchemaRejectsEveryList) {
+    const auto noSchema = user.dir.path() / "no-schema-here";
+    QoTest::ScopedVariable dataDir("QOSEARCH_DATA_DIR", noSchema.c_str());
     StoresTest::TraceCapture trace;
     const Loaded loaded = load({remote});
-    unsetenv("QOSEARCH_DATA_DIR");
     EXPECT_TRUE(loaded.rows.empty());
     EXPECT_NE(trace.text().find("xmlSchemaParse failed."), std::string::npos);
 }
