@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -147,10 +148,8 @@ TEST(StorePassword, TheFirmsServerOpensWithThePasswordFromItsFile) {
     database.open()->TablesUpdateOrInsertStore(L"/srv/jobs/J1", L"J1", L"", L"", L"msg", 0);
 
     // The connection string without its password, which lives in a file.
-    std::wstring connection = database.connectionString();
-    connection.erase(connection.find(L"PASSWORD="),
-                     connection.find(L';', connection.find(L"PASSWORD=")) -
-                         connection.find(L"PASSWORD=") + 1);
+    const std::wstring connection =
+        std::regex_replace(database.connectionString(), std::wregex(L"PASSWORD=[^;]*;"), L"");
     const fs::path passwordFile = user.dir / "store-password";
     QoTest::writeFile(passwordFile, server->password + "\n");
     QoTest::writeFile(QoTest::ScopedUserFolders::systemSettings(user.dir.path()),
