@@ -104,9 +104,7 @@ TEST_F(MailIndexerTest, TheFirstProgressLineCountsEveryMessageTheWalkFound) {
     EXPECT_TRUE(indexer.walkEndedFirst);
     EXPECT_GE(progress.indexed, 10u);
     EXPECT_EQ(progress.indexed + progress.remaining, kMessages);
-    const std::wstring expected = L"Indexed:" + std::to_wstring(progress.indexed) +
-                                  L"    Remaining:" + std::to_wstring(progress.remaining) +
-                                  L"    (" + std::to_wstring(progress.indexed * 100 / kMessages) +
-                                  L"% Complete: ";
-    EXPECT_EQ(line.substr(0, expected.size()), expected);
+    EXPECT_TRUE(line.starts_with(L"Indexed:" + std::to_wstring(progress.indexed) +
+                                 L"    Remaining:" + std::to_wstring(progress.remaining)))
+        << Util::toNarrow(line);
 }
