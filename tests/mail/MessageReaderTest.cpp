@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <functional>
 #include <sys/stat.h>
 
 using namespace Kerf;
@@ -58,34 +57,20 @@ TEST(MessageReader, AddressesAreTheSmtpOnesOfSenderAndEachRecipient) {
     QoTest::MsgFiles files;
     const struct {
         const char* what;
-        std::function<void(MsgMessage&)> set;
+        std::optional<std::wstring> email, type, smtp, representing;
         std::wstring from;
     } senders[] = {
-        {"the sender's SMTP address over an Exchange one",
-         [](MsgMessage& m) {
-             m.senderEmail = L"/O=FIRM/OU=ADMIN/CN=ANN";
-             m.senderAddressType = L"EX";
-             m.senderSmtpAddress = L"ann@firm.com";
-         },
-         L"ann@firm.com"},
-        {"the represented sender's",
-         [](MsgMessage& m) { m.representingSmtpAddress = L"rep@firm.com"; }, L"rep@firm.com"},
-        {"an address of SMTP type",
-         [](MsgMessage& m) {
-             m.senderEmail = L" bob@x.org ";
-             m.senderAddressType = L"smtp";
-         },
-         L"bob@x.org"},
-        {"an Exchange address alone",
-         [](MsgMessage& m) {
-             m.senderEmail = L"/O=FIRM/OU=ADMIN/CN=ANN";
-             m.senderAddressType = L"EX";
-         },
-         L""},
+        {"SMTP over Exchange", L"/O=FIRM/CN=ANN", L"EX", L"ann@firm.com", {}, L"ann@firm.com"},
+        {"the represented sender's", {}, {}, {}, L"rep@firm.com", L"rep@firm.com"},
+        {"an address of SMTP type", L" bob@x.org ", L"smtp", {}, {}, L"bob@x.org"},
+        {"an Exchange address alone", L"/O=FIRM/CN=ANN", L"EX", {}, {}, L""},
     };
     for (const auto& sender : senders) {
         MsgMessage message = QoTest::simpleMessage();
-        sender.set(message);
+        message.senderEmail = sender.email;
+        message.senderAddressType = sender.type;
+        message.senderSmtpAddress = sender.smtp;
+        message.representingSmtpAddress = sender.representing;
         EXPECT_EQ(files.roundTrip(message).GetFromAddress(), sender.from) << sender.what;
     }
     MsgMessage message = QoTest::simpleMessage();
