@@ -24,6 +24,7 @@ using DocumentText::Kind;
 using QoTest::bytesOf;
 using QoTest::kLoopingPdf;
 using QoTest::zipBomb;
+using namespace QoMsg;
 
 namespace {
 
@@ -81,51 +82,38 @@ TEST(DocumentText, CommonDocumentsGiveTheirTextInOrder) {
         const char* what;
         Kind kind;
         std::vector<std::uint8_t> bytes;
-        int codePage;
         std::vector<std::string> inOrder;
+        int codePage = 1252;
     } cases[] = {
-        {"pdf",
-         Kind::Pdf,
-         QoMsg::pdfDocument({"page one quokka", "page two bilby"}),
-         1252,
-         {"quokka", "bilby"}},
+        {"pdf", Kind::Pdf, pdfDocument({"page one quokka", "page two bilby"}), {"quokka", "bilby"}},
         {"docx",
          Kind::OfficeOpenXml,
-         QoMsg::docxDocument({"hello wombat", "next", "end"}),
-         1252,
+         docxDocument({"hello wombat", "next", "end"}),
          {"hello wombat next end"}},
-        {"odt",
-         Kind::OpenDocument,
-         QoMsg::odtDocument({"hello numbat", "next"}),
-         1252,
-         {"hello numbat next"}},
+        {"odt", Kind::OpenDocument, odtDocument({"hello numbat", "next"}), {"hello numbat next"}},
         {"xlsx",
          Kind::OfficeOpenXml,
-         QoMsg::zipArchive(
+         zipArchive(
              {{"xl/sharedStrings.xml", "<sst><si><t>shared</t></si><si><t>cell</t></si></sst>"},
               {"xl/worksheets/sheet1.xml",
                "<worksheet><c t=\"inlineStr\"><is><t>inline</t></is></c></worksheet>"}}),
-         1252,
          {"shared cell", "inline"}},
         {"pptx slides by number",
          Kind::OfficeOpenXml,
-         QoMsg::zipArchive({{"ppt/slides/slide10.xml", slide("tenth")},
-                            {"ppt/slides/slide2.xml", slide("second")},
-                            {"ppt/slides/slide1.xml", slide("fir</a:t><a:t>st")}}),
-         1252,
+         zipArchive({{"ppt/slides/slide10.xml", slide("tenth")},
+                     {"ppt/slides/slide2.xml", slide("second")},
+                     {"ppt/slides/slide1.xml", slide("fir</a:t><a:t>st")}}),
          {"first", "second", "tenth"}},
-        {"code page text", Kind::Plain, bytesOf("caf\xE9 cr\xE8me"), 1252, {"café crème"}},
-        {"UTF-8 text", Kind::Plain, bytesOf("caf\xC3\xA9;cr\xC3\xA8me"), 1251, {"café;crème"}},
-        {"UTF-16 text", Kind::Plain, bytesOf(std::string("\xFF\xFEh\0i\0", 6)), 1252, {"hi"}},
+        {"code page text", Kind::Plain, bytesOf("caf\xE9 cr\xE8me"), {"café crème"}},
+        {"UTF-8 text", Kind::Plain, bytesOf("caf\xC3\xA9;cr\xC3\xA8me"), {"café;crème"}, 1251},
+        {"UTF-16 text", Kind::Plain, bytesOf(std::string("\xFF\xFEh\0i\0", 6)), {"hi"}},
         {"html",
          Kind::Html,
          bytesOf("<html><body><p>quoll <b>dingo</b></p></body></html>"),
-         1252,
          {"quoll dingo"}},
         {"rtf",
          Kind::Rtf,
          bytesOf("{\\rtf1\\ansi\\ansicpg1252 {\\b echidna} caf\\'e9}"),
-         1252,
          {"echidna", "café"}},
     };
     for (const auto& c : cases) {
@@ -140,7 +128,7 @@ TEST(DocumentText, CommonDocumentsGiveTheirTextInOrder) {
 }
 
 TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
-    const std::vector<std::uint8_t> pdf = QoMsg::pdfDocument({"page one quokka", "two bilby"});
+    const std::vector<std::uint8_t> pdf = pdfDocument({"page one quokka", "two bilby"});
     DocumentText::Limits late;
     late.pdfDeadline = std::chrono::milliseconds(0);
     const struct {
@@ -158,7 +146,7 @@ TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
         {"truncated docx",
          Kind::OfficeOpenXml,
          [] {
-             auto docx = QoMsg::docxDocument({"hello wombat"});
+             auto docx = docxDocument({"hello wombat"});
              docx.resize(docx.size() / 2);
              return docx;
          }(),
@@ -183,7 +171,7 @@ TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
 TEST(DocumentText, APdfReaderDiesWithTheProcessThatStartedIt) {
     // Orphans come to this process, so that the reader can be waited for.
     ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
-    const std::vector<std::uint8_t> slow = QoMsg::slowPdfDocument();
+    const std::vector<std::uint8_t> slow = slowPdfDocument();
     const pid_t indexer = ::fork();
     ASSERT_GE(indexer, 0);
     if (indexer == 0) {
