@@ -46,8 +46,7 @@ QO_TESTS_READ_SHARED(Corpus, "Keyboard.*");
 
 TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
     User user;
-    const fs::path mail = user.root() / "mail";
-    copyCorpus(mail, {"mr_test.msg", "poi_quick.msg"});
+    const fs::path mail = user.mail({"mr_test.msg", "poi_quick.msg"});
     auto dlg = user.openWindow();
     ASSERT_TRUE(activate(*dlg));
     CSearchCriteriaDlg& criteria = dlg->criteriaPane();
@@ -114,12 +113,8 @@ TEST(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocus) {
 
 TEST(Keyboard, CtrlFReachesTheSearchBoxWhoseWordsEnterFindsInAnyField) {
     User user;
-    const fs::path mail = user.root() / "mail";
-    copyCorpus(mail, {"mr_test.msg", "poi_quick.msg", "mr_sent.msg"});
-    auto dlg = user.openWindow();
+    auto dlg = user.searchedWindow(user.mail({"mr_test.msg", "poi_quick.msg", "mr_sent.msg"}));
     ASSERT_TRUE(activate(*dlg));
-    searchFolder(*dlg, mail);
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
     QLineEdit& words = dlg->locationPane().GetKeywordsEdit();
 
     const struct {

@@ -29,13 +29,19 @@ namespace {
 
 enum { StoreId, Source, PrimaryRef, SecondaryRef, Description, Location };
 
-// The controls that take input in the pane's mode: the list and its filter,
-// or the folder and Browse.
-void expectEnabled(CSearchLocation& pane, bool locations, bool folder) {
-    EXPECT_EQ(pane.GetLocationsList().isEnabled(), locations);
-    EXPECT_EQ(pane.GetFilterEdit().isEnabled(), locations);
-    EXPECT_EQ(pane.GetFolderEdit().isEnabled(), folder);
-    EXPECT_EQ(pane.GetBrowseButton().isEnabled(), folder);
+// The pane in the mode (0 the filing locations, 1 a folder, -1 neither):
+// its choice ticked, and the controls that take input in it enabled: the
+// list and its filter, or the folder and Browse.
+void expectMode(CSearchLocation& pane, int mode) {
+    EXPECT_EQ(pane.GetLocationOrFolder(), mode);
+    for (const auto& [control, on] :
+         std::initializer_list<std::pair<QWidget*, bool>>{{&pane.GetLocationsList(), mode == 0},
+                                                          {&pane.GetFilterEdit(), mode == 0},
+                                                          {&pane.GetFolderEdit(), mode == 1},
+                                                          {&pane.GetBrowseButton(), mode == 1}})
+        EXPECT_EQ(control->isEnabled(), on) << "mode " << mode;
+    EXPECT_EQ(pane.GetLocationsRadio().isChecked(), mode == 0) << "mode " << mode;
+    EXPECT_EQ(pane.GetFolderRadio().isChecked(), mode == 1) << "mode " << mode;
 }
 
 void writeStoredChoice(const QVariant& mode, const QString& folder) {
@@ -82,16 +88,13 @@ TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) 
     EXPECT_TRUE(list().isColumnHidden(Source));
     EXPECT_FALSE(list().isColumnHidden(Location));
 
-    EXPECT_EQ(pane().GetLocationOrFolder(), 0);
-    EXPECT_TRUE(pane().GetLocationsRadio().isChecked());
-    expectEnabled(pane(), true, false);
+    expectMode(pane(), 0);
     // Several locations and none picked: nothing to search yet.
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
     EXPECT_TRUE(pane().GetSearchLocations().empty());
 
     QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
-    EXPECT_EQ(pane().GetLocationOrFolder(), 1);
-    expectEnabled(pane(), false, true);
+    expectMode(pane(), 1);
 
     // A folder of blanks counts as given and is searched as it stands.
     QTest::keyClicks(&pane().GetFolderEdit(), "  ");
@@ -187,27 +190,18 @@ TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
     dlg.reset(); // the pane writes its choice when it goes
 
     dlg = user.openWindow();
-    EXPECT_EQ(pane().GetLocationOrFolder(), 1);
-    EXPECT_TRUE(pane().GetFolderRadio().isChecked());
+    expectMode(pane(), 1);
     EXPECT_EQ(pane().GetFolderEdit().text().toStdWString(), fromPath(jobs / "B200"));
-    expectEnabled(pane(), false, true);
     EXPECT_TRUE(dlg->findNowButton().isEnabled());
 
-    // A stored mode above 1 starts with the filing locations.
-    dlg.reset();
-    writeStoredChoice(5, "/x");
-    dlg = user.openWindow();
-    EXPECT_EQ(pane().GetLocationOrFolder(), 0);
-    EXPECT_TRUE(pane().GetLocationsRadio().isChecked());
-
-    // A negative one is kept: no choice ticked, nothing enabled, folder rules.
-    dlg.reset();
-    writeStoredChoice(-1, "/x");
-    dlg = user.openWindow();
-    EXPECT_EQ(pane().GetLocationOrFolder(), -1);
-    EXPECT_FALSE(pane().GetLocationsRadio().isChecked());
-    EXPECT_FALSE(pane().GetFolderRadio().isChecked());
-    expectEnabled(pane(), false, false);
+    // A stored mode above 1 starts with the filing locations; a negative one
+    // is kept: no choice ticked, nothing enabled, the folder searched.
+    for (const auto& [stored, mode] : {std::pair{5, 0}, std::pair{-1, -1}}) {
+        dlg.reset();
+        writeStoredChoice(stored, "/x");
+        dlg = user.openWindow();
+        expectMode(pane(), mode);
+    }
     EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"/x"});
 }
 

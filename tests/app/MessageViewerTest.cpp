@@ -66,14 +66,8 @@ std::unique_ptr<CMessageViewer> showViewer(const fs::path& path) {
     return viewer;
 }
 
-QO_TESTS_READ_SHARED(Corpus, "MessageViewer.DamagedMessageShowsWhatCouldBeReadAndSaysSo");
-QO_TESTS_READ_SHARED(
-    Corpus, "MessageViewer.AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnTheirOwn");
-QO_TESTS_READ_SHARED(Corpus, "MessageViewer.OpenNeverWaitsForTheDesktopsAnswer");
-QO_TESTS_READ_SHARED(Corpus, "MessageViewer.RealHtmlBodiesStayWithinTheLimits");
-QO_TESTS_READ_SHARED(
-    Corpus, "MessageViewer.MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody");
-QO_TESTS_READ_SHARED(Corpus, "MessageViewer.AnAttachedMessageSavesAsAMessageFileOfItsOwn");
+// The tests of messages the test writes itself read no message of the corpus.
+QO_TESTS_READ_SHARED(Corpus, "MessageViewerCorpus.*");
 
 // Whether the widget shows a pixel of that colour (a picture or a text in it).
 bool shows(QWidget& widget, QColor colour) {
@@ -235,7 +229,7 @@ TEST(MessageViewer, ConditionalMarkersOfWordProcessorsDoNotShow) {
 }
 
 // The limits leave real mail alone: every HTML body of the corpus shows as HTML.
-TEST(MessageViewer, RealHtmlBodiesStayWithinTheLimits) {
+TEST(MessageViewerCorpus, RealHtmlBodiesStayWithinTheLimits) {
     int bodies = 0;
     for (const fs::directory_entry& entry : fs::directory_iterator(corpus(""))) {
         const Kerf::QuireLib::CMessageDocument document(fromPath(entry.path()));
@@ -290,7 +284,7 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     EXPECT_EQ(server.connections, 1);
 }
 
-TEST(MessageViewer, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
+TEST(MessageViewerCorpus, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
     QoTest::TempDir dir;
     const std::string bytes = QoTest::readFile(corpus("poi_quick.msg"));
     QoTest::writeFile(dir / "cut.msg", bytes.substr(0, bytes.size() * 7 / 10));
@@ -331,7 +325,7 @@ TEST(MessageViewer, PicturesCarriedByTheMessageShowInline) {
     EXPECT_TRUE(shows(*viewer->GetTextControl().viewport(), Qt::blue));
 }
 
-TEST(MessageViewer, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnTheirOwn) {
+TEST(MessageViewerCorpus, AttachmentsAreListedSavedOpenedAndAttachedMessagesShownOnTheirOwn) {
     QoTest::TempDir dir;
     const fs::path path = corpus("poi_attachment_msg_pdf.msg");
     std::string error;
@@ -536,7 +530,7 @@ TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     EXPECT_TRUE(fs::exists(dir / "kept" / "keep.txt"));
 }
 
-TEST(MessageViewer, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody) {
+TEST(MessageViewerCorpus, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody) {
     auto viewer = showViewer(corpus("poi_quick.msg"));
     Kerf::QuireLib::SearchCriteria criteria;
     criteria.m_sKeywords = L"quick dog";
@@ -555,7 +549,7 @@ TEST(MessageViewer, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAn
 
 // An attached message saved on its own is a message file that this program
 // reads as it read the attachment: the command line shows the same values.
-TEST(MessageViewer, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
+TEST(MessageViewerCorpus, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
     QoTest::TempDir dir;
     // The message attached to the second has attachments of its own.
     for (const auto& [name, attachments] :
@@ -605,7 +599,7 @@ TEST(MessageViewer, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
 
 // A desktop that is slow to say which program opens ".msg" files: Open
 // shows the program's viewer at once, and the desktop's program once known.
-TEST(MessageViewer, OpenNeverWaitsForTheDesktopsAnswer) {
+TEST(MessageViewerCorpus, OpenNeverWaitsForTheDesktopsAnswer) {
     QoTest::TempDir dir;
     const fs::path released = dir / "released";
     const fs::path query = dir / "slow-query";

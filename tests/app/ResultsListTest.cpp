@@ -153,18 +153,14 @@ TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
                               "4454-4750-9AEF-F53DB3E37548.jpg\n\n"))
         << text.toStdString();
     // Labels bold, values regular.
-    const QTextBlock first = preview.document()->firstBlock();
-    bool labelBold = false, valueRegular = false;
-    for (auto it = first.begin(); !it.atEnd(); ++it) {
-        const QTextFragment fragment = it.fragment();
-        if (fragment.text() == "From:\t\t")
-            labelBold = fragment.charFormat().fontWeight() == QFont::Bold;
-        if (fragment.text() == "christoph@freiraum.xyz")
-            valueRegular = fragment.charFormat().fontWeight() == QFont::Normal &&
-                           !fragment.charFormat().fontItalic();
+    QStringList bold, regular;
+    for (auto it = preview.document()->firstBlock().begin(); !it.atEnd(); ++it) {
+        const QTextCharFormat format = it.fragment().charFormat();
+        (format.fontWeight() == QFont::Bold ? bold : regular) << it.fragment().text();
+        EXPECT_FALSE(format.fontItalic()) << it.fragment().text().toStdString();
     }
-    EXPECT_TRUE(labelBold);
-    EXPECT_TRUE(valueRegular);
+    EXPECT_EQ(bold, QStringList{"From:\t\t"});
+    EXPECT_EQ(regular, QStringList{"christoph@freiraum.xyz"});
 
     // A message with copies shows both lines.
     list().setCurrentIndex(list().model()->index(row("poi_example_sent_regular.msg"), 0));

@@ -1,7 +1,7 @@
 // The search window's cycle as the user drives it: the first start with no
 // filing location, "Find Now" with and without a place to search, Stop while
 // the indexer works, rows while it works, Clear, Enter and Escape, and the
-// window's layout.
+// window's layout, help and start arguments.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -59,19 +59,10 @@ size_t makeManyMessages(const fs::path& folder, size_t folders) {
 
 } // namespace
 
-QO_TESTS_READ_SHARED(Corpus,
-                     "SearchWindow.EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound");
-QO_TESTS_READ_SHARED(Corpus,
-                     "SearchWindow.ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex");
-QO_TESTS_READ_SHARED(Corpus, "SearchWindow.StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork");
-QO_TESTS_READ_SHARED(Corpus, "SearchWindow.RowsOfWhatTheIndexerCommittedShowWhileItWorks");
-QO_TESTS_READ_SHARED(Corpus, "SearchWindow.ClearEmptiesEverythingButTheLocationChoice");
-QO_TESTS_READ_SHARED(Corpus,
-                     "SearchWindow.EscapeEmptiesTheCriterionOrStopsAndNeverClosesCtrlWCloses");
-QO_TESTS_READ_SHARED(Corpus,
-                     "SearchWindow.MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffers");
+// The tests of an empty window, and of its parts, read no message.
+QO_TESTS_READ_SHARED(Corpus, "SearchWindow.*");
 
-TEST(SearchWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
+TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
     User user;
     auto dlg = user.openWindow();
     // No control anywhere still shows the translation mark.
@@ -114,7 +105,7 @@ TEST(SearchWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
 
 // Two thirds of the screen at first; twelve rows on a small screen; the
 // place, the preview's side and the column widths kept per user.
-TEST(SearchWindow, OpensAtTwoThirdsShowsTwelveRowsOnASmallScreenAndKeepsItsLayoutPerUser) {
+TEST(EmptyWindow, OpensAtTwoThirdsShowsTwelveRowsOnASmallScreenAndKeepsItsLayoutPerUser) {
     User user;
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
     QRect placed;
@@ -143,7 +134,7 @@ TEST(SearchWindow, OpensAtTwoThirdsShowsTwelveRowsOnASmallScreenAndKeepsItsLayou
     EXPECT_EQ(again->resultsList().GetColumnWidth(2), 333);
 }
 
-TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound) {
+TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFoundAndClearEmptiesIt) {
     User user;
     const fs::path mail = user.mail({kSome.begin() + 4, kSome.end()});
     copyCorpus(mail / "a", {kSome.begin(), kSome.begin() + 4});
@@ -181,6 +172,20 @@ TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFound
     // A second search of the index as it stands finds the same rows again.
     ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_EQ(list.GetItemCount(), static_cast<int>(kSome.size()));
+
+    // Clear empties everything but the location choice.
+    list.setCurrentIndex(list.model()->index(0, 0));
+    ASSERT_FALSE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
+    CSearchCriteriaDlg& criteria = dlg->criteriaPane();
+    criteria.subjectEdit().setText("budget");
+    criteria.sentBeforeCheck().setChecked(true);
+    QTest::mouseClick(&dlg->clearButton(), Qt::LeftButton);
+    EXPECT_EQ(list.GetItemCount(), 0);
+    EXPECT_EQ(status(*dlg), "");
+    EXPECT_TRUE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
+    EXPECT_EQ(criteria.get().m_sSubject, L"");
+    EXPECT_FALSE(criteria.get().m_bSentBefore);
+    EXPECT_EQ(dlg->locationPane().GetSearchFolder(), Kerf::Util::fromPath(mail));
 }
 
 TEST(SearchWindow, ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex) {
@@ -280,27 +285,6 @@ TEST(SearchWindow, RowsOfWhatTheIndexerCommittedShowWhileItWorks) {
     EXPECT_EQ(list.GetItemCount(), 2200);
 }
 
-TEST(SearchWindow, ClearEmptiesEverythingButTheLocationChoice) {
-    User user;
-    const fs::path mail = user.mail(kSome);
-    auto dlg = user.searchedWindow(mail);
-    ASSERT_GT(dlg->resultsList().GetItemCount(), 0);
-    dlg->resultsList().setCurrentIndex(dlg->resultsList().model()->index(0, 0));
-    ASSERT_FALSE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
-    CSearchCriteriaDlg& criteria = dlg->criteriaPane();
-    criteria.subjectEdit().setText("budget");
-    criteria.sentBeforeCheck().setChecked(true);
-    QTest::mouseClick(&dlg->clearButton(), Qt::LeftButton);
-
-    EXPECT_EQ(dlg->resultsList().GetItemCount(), 0);
-    EXPECT_EQ(status(*dlg), "");
-    EXPECT_TRUE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
-    EXPECT_EQ(criteria.get().m_sSubject, L"");
-    EXPECT_FALSE(criteria.get().m_bSentBefore);
-    // The location choice is not part of what Clear resets.
-    EXPECT_EQ(dlg->locationPane().GetSearchFolder(), Kerf::Util::fromPath(mail));
-}
-
 TEST(SearchWindow, EscapeEmptiesTheCriterionOrStopsAndNeverClosesCtrlWCloses) {
     User user;
     const fs::path mail = user.root() / "mail";
@@ -327,7 +311,7 @@ TEST(SearchWindow, EscapeEmptiesTheCriterionOrStopsAndNeverClosesCtrlWCloses) {
     EXPECT_FALSE(dlg->isVisible());
 }
 
-TEST(SearchWindow, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetached) {
+TEST(WindowEventSink, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetached) {
     using Kerf::Search::IndexerEvent;
     using Kerf::Search::IndexerMessage;
     // A plain event of a type just outside the indexer's carries no indexer event.
@@ -353,7 +337,7 @@ TEST(SearchWindow, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetac
 }
 
 // What a second start of the program asks of the first one's window.
-TEST(SearchWindow, BringToFrontRestoresAMinimizedWindow) {
+TEST(EmptyWindow, BringToFrontRestoresAMinimizedWindow) {
     User user;
     auto dlg = user.openWindow();
     dlg->showMinimized();
@@ -363,7 +347,7 @@ TEST(SearchWindow, BringToFrontRestoresAMinimizedWindow) {
     EXPECT_TRUE(dlg->isVisible());
 }
 
-TEST(SearchWindow, HelpOpensTheShippedPageOrSaysWhatToInstallAndAboutIsReachable) {
+TEST(EmptyWindow, HelpOpensTheShippedPageOrSaysWhatToInstallAndAboutIsReachable) {
     User user;
     auto dlg = user.openWindow();
     auto recorder = std::make_unique<UrlRecorder>();
