@@ -69,30 +69,25 @@ const Names kOptionMessages = {"poi_message_1979.msg", "poi_message_1980.msg",
 
 QO_TESTS_READ_SHARED(Corpus, "IndexSafety.*");
 
+// Which of its files is damaged is the engine's concern (IndexStorage tests
+// cut each kind); here one is, and the next search rebuilds the index.
 TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
-    // The first file whose name starts so is cut in half.
-    for (const std::string prefix : {"_", "segments_"}) {
-        SCOPED_TRACE(prefix);
-        fs::remove_all(index);
-        ASSERT_EQ(find({}).status, 0);
-        const std::vector<std::string> userFiles = {"notes.txt", "_notes.txt"};
-        for (const auto& name : userFiles)
-            QoTest::writeFile(index / name, "the user's own");
-        for (const auto& entry : fs::directory_iterator(index)) {
-            const std::string name = entry.path().filename().string();
-            if (name.rfind(prefix, 0) == 0 && name != "_notes.txt") {
-                fs::resize_file(entry.path(), entry.file_size() / 2);
-                break;
-            }
+    ASSERT_EQ(find({}).status, 0);
+    const std::vector<std::string> userFiles = {"notes.txt", "_notes.txt"};
+    for (const auto& name : userFiles)
+        QoTest::writeFile(index / name, "the user's own");
+    for (const auto& entry : fs::directory_iterator(index))
+        if (entry.path().filename().string().starts_with("segments_")) {
+            fs::resize_file(entry.path(), entry.file_size() / 2);
+            break;
         }
 
-        const auto result = find({"--subject", "option"});
-        EXPECT_TRUE(endedSaying(result, 0, "The index was damaged and is being rebuilt"));
-        EXPECT_EQ(result.fileNames(), kOptionMessages);
-        EXPECT_EQ(QoTest::documentsIn(index), 86);
-        for (const auto& name : userFiles)
-            EXPECT_TRUE(fs::exists(index / name)) << name;
-    }
+    const auto result = find({"--subject", "option"});
+    EXPECT_TRUE(endedSaying(result, 0, "The index was damaged and is being rebuilt"));
+    EXPECT_EQ(result.fileNames(), kOptionMessages);
+    EXPECT_EQ(QoTest::documentsIn(index), 86);
+    for (const auto& name : userFiles)
+        EXPECT_TRUE(fs::exists(index / name)) << name;
 }
 
 TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
@@ -161,8 +156,10 @@ TEST_F(IndexSafety, AWriterKilledPartWayKeepsWhatItCommitted) {
     EXPECT_LT(static_cast<std::size_t>(committed), total);
 
     EXPECT_GE(QoTest::documentsIn(index), committed);
-    // The next run goes on from there and ends with every message indexed once.
-    const auto again = indexAll();
-    ASSERT_EQ(again.status, 0) << again.err;
+    // The next run goes on from there and ends with every message indexed
+    // once; it reads thousands of messages, so it is given ten minutes.
+    writer.start(writer.program(), writer.arguments());
+    ASSERT_TRUE(writer.waitForFinished(600000));
+    ASSERT_EQ(writer.exitCode(), 0) << writer.readAllStandardError().toStdString();
     EXPECT_EQ(static_cast<std::size_t>(QoTest::documentsIn(index)), total);
 }

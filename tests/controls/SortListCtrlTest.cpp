@@ -43,7 +43,7 @@ TEST(SortListCtrl, HeadingClicksSortAscendingThenReverseAndShowTheArrow) {
     list.AddItem({L"alpha", L"3"});
     list.AddItem({L"gamma", L"1"});
     list.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&list));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&list, 30000));
     // Another column starts ascending again, whatever the last direction.
     const struct {
         int clicked;

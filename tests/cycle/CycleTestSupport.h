@@ -27,11 +27,11 @@ public:
     std::wstring status;
 };
 
-/// Hands the queued events to the cycle until the condition holds (a minute
+/// Hands the queued events to the cycle until the condition holds (two minutes
 /// at most); whether it came to hold.
 inline bool pumpUntil(Kerf::QuireLib::CMailSearchCycle& cycle, Kerf::Search::CQueuedEventSink& sink,
                       const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
     while (!done() && std::chrono::steady_clock::now() < deadline)
         if (auto event = sink.take(std::chrono::milliseconds(20)))
             cycle.handle(*event);

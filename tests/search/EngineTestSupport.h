@@ -42,7 +42,7 @@ inline std::vector<std::wstring> sortedPaths(const std::vector<fs::path>& paths)
 
 /// Waits for a condition with a generous deadline; false when it never held.
 inline bool waitUntil(const std::function<bool()>& condition,
-                      std::chrono::seconds deadline = std::chrono::seconds(60)) {
+                      std::chrono::seconds deadline = std::chrono::seconds(120)) {
     const auto end = std::chrono::steady_clock::now() + deadline;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
