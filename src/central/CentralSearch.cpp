@@ -92,44 +92,60 @@ CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
     if (!criteria.m_sFileName.empty())
         q.require("strpos(lower(file_name), lower(" + q.bind(serverText(criteria.m_sFileName)) +
                   ")) > 0");
-    q.query().sql += " ORDER BY path";
     return std::move(q.query());
 }
 
+namespace {
+
+QuireLib::CEmailMetadata recordOf(const CPgResult& rows, int r) {
+    static const wchar_t* const keys[] = {
+        L"Location", L"Subject", L"Normalised_Subject", L"From", L"To", L"Cc", L"Bcc"};
+    QuireLib::CEmailMetadata record;
+    for (int c = 0; c < 7; ++c)
+        record.SetStringValue(keys[c], Util::toWide(rows.text(r, c)));
+    OleDate sent;
+    if (!rows.isNull(r, 7))
+        sent.m_dt = Dates::toOleDate(Dates::fromIndexText(rows.text(r, 7)));
+    record.SetSentDate(sent);
+    record.SetEmbeddedAttachments(static_cast<std::int32_t>(rows.number(r, 8)));
+    record.SetNonEmbeddedAttachments(static_cast<std::int32_t>(rows.number(r, 9)));
+    record.SetSize(static_cast<std::int32_t>(rows.number(r, 10)));
+    return record;
+}
+
+} // namespace
+
 std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
                                                          const QuireLib::SearchCriteria& criteria,
-                                                         const std::vector<std::wstring>& folders) {
+                                                         const std::vector<std::wstring>& folders,
+                                                         int batchRows) {
     const CentralQuery query = buildCentralQuery(criteria, folders);
-    // A search the server has not finished a little after kAnswerWithin is
-    // ended there, so that a runaway query neither holds the list back nor
-    // keeps working on the server. Compiling the plan to machine code (jit)
-    // takes longer than any of these searches runs, and a sort of some ten
-    // thousand matches should stay in memory.
+    // The rows come through a cursor, a batch a statement, and the server
+    // ends any one statement it has not finished a little after
+    // kAnswerWithin: a runaway query neither holds the list back nor keeps
+    // working on the server, while a word in half the messages still brings
+    // all of them, batch by batch. The plan stays the one for the whole
+    // answer (cursor_tuple_fraction 1), not one that is quick to its first
+    // rows but walks every row of the folders for a rare word. Compiling the
+    // plan to machine code (jit) takes longer than any of these searches runs.
     const auto serverLimit =
         std::chrono::milliseconds(kAnswerWithin) + std::chrono::milliseconds(500);
-    std::optional<CPgResult> answer;
+    std::vector<QuireLib::CEmailMetadata> records;
     connection.inTransaction(
         "BEGIN READ ONLY; SET LOCAL statement_timeout = " + std::to_string(serverLimit.count()) +
-            "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'",
-        [&] { answer.emplace(connection.query(query.sql, query.params)); });
-    const CPgResult& rows = *answer;
-    std::vector<QuireLib::CEmailMetadata> records;
-    records.reserve(static_cast<std::size_t>(rows.rows()));
-    const wchar_t* keys[] = {L"Location", L"Subject", L"Normalised_Subject", L"From", L"To",
-                             L"Cc",       L"Bcc"};
-    for (int r = 0; r < rows.rows(); ++r) {
-        QuireLib::CEmailMetadata record;
-        for (int c = 0; c < 7; ++c)
-            record.SetStringValue(keys[c], Util::toWide(rows.text(r, c)));
-        OleDate sent;
-        if (!rows.isNull(r, 7))
-            sent.m_dt = Dates::toOleDate(Dates::fromIndexText(rows.text(r, 7)));
-        record.SetSentDate(sent);
-        record.SetEmbeddedAttachments(static_cast<std::int32_t>(rows.number(r, 8)));
-        record.SetNonEmbeddedAttachments(static_cast<std::int32_t>(rows.number(r, 9)));
-        record.SetSize(static_cast<std::int32_t>(rows.number(r, 10)));
-        records.push_back(std::move(record));
-    }
+            "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'; "
+            "SET LOCAL cursor_tuple_fraction = 1",
+        [&] {
+            connection.query("DECLARE found NO SCROLL CURSOR FOR " + query.sql, query.params);
+            const std::string fetch = "FETCH " + std::to_string(batchRows) + " FROM found";
+            for (;;) {
+                const CPgResult rows = connection.query(fetch);
+                for (int r = 0; r < rows.rows(); ++r)
+                    records.push_back(recordOf(rows, r));
+                if (rows.rows() < batchRows)
+                    break;
+            }
+        });
     return records;
 }
 

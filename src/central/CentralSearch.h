@@ -27,10 +27,11 @@ bool centralIndexAnswers(const QuireLib::SearchCriteria& criteria);
 CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
                                const std::vector<std::wstring>& folders);
 
-/// Runs the search; one record per matching message, in path order. The
-/// server ends the search a little after kAnswerWithin.
+/// Runs the search; one record per matching message, in no set order. Each
+/// batch of rows must come within a little more than kAnswerWithin.
 std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
                                                          const QuireLib::SearchCriteria& criteria,
-                                                         const std::vector<std::wstring>& folders);
+                                                         const std::vector<std::wstring>& folders,
+                                                         int batchRows = 5000);
 
 } // namespace Kerf::Central

@@ -47,9 +47,14 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
         CPgConnection connection(c.conninfo);
         Kerf::QuireLib::SearchCriteria criteria;
         criteria.m_sSubject = L"budg";
-        EXPECT_EQ(
-            Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()}).size(),
-            c.sees.size());
+        // A row a batch: every batch comes, and the last, empty one ends it.
+        std::set<std::string> found;
+        for (const auto& record :
+             Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()}, 1))
+            found.insert(fs::path(record.GetStringValue(L"Location"))
+                             .lexically_relative(tree.root)
+                             .string());
+        EXPECT_EQ(found, c.sees);
         // Nothing written by hand gets round the policy: not the other tables,
         // not switching the policy off, not taking the other user's role.
         for (const char* sql :
