@@ -20,12 +20,10 @@ using QoTest::runCli;
 std::string localIso(std::time_t utc) {
     std::tm tm{};
     localtime_r(&utc, &tm);
-    const long offset = tm.tm_gmtoff;
     char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d%c%02ld:%02ld",
-                  tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec,
-                  offset < 0 ? '-' : '+', std::labs(offset) / 3600, std::labs(offset) / 60 % 60);
-    return text;
+    std::strftime(text, sizeof text, "%FT%T%z", &tm);
+    std::string iso = text;
+    return iso.insert(iso.size() - 2, ":");
 }
 
 TEST(ShowCommand, JsonCarriesEveryValueExactly) {

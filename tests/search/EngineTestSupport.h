@@ -196,4 +196,12 @@ private:
     std::vector<Event> m_events;
 };
 
+/// Writes the files below the tree and indexes them once; whether the run ended.
+inline bool indexFiles(const IndexFolders& place, std::initializer_list<const char*> names) {
+    for (const char* name : names)
+        QoTest::writeFile(place.tree / name, "filed text");
+    CTextIndexer first(place, {wide(place.tree)});
+    return first.runToEnd();
+}
+
 } // namespace EngineTest

@@ -101,12 +101,7 @@ TEST_F(IndexerFileSystem, OnlyAFolderListedToTheEndTellsThatItsFilesAreGone) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         IndexFolders place;
-        for (const char* name : {"b.txt", "sub/a.txt", "sub/deeper/c.txt"})
-            QoTest::writeFile(place.tree / name, "filed text");
-        {
-            CTextIndexer first(place, {wide(place.tree)});
-            ASSERT_TRUE(first.runToEnd());
-        }
+        ASSERT_TRUE(indexFiles(place, {"b.txt", "sub/a.txt", "sub/deeper/c.txt"}));
         c.change(place.tree);
         {
             WithoutPermissionOverride lowered;
@@ -137,12 +132,7 @@ TEST_F(IndexerFileSystem, AChosenFolderThatComesBackIsNotReadAgain) {
     for (const bool mountPointLeft : {false, true}) {
         SCOPED_TRACE(mountPointLeft ? "empty mount point left" : "folder gone");
         IndexFolders place;
-        QoTest::writeFile(place.tree / "a.txt", "filed text");
-        QoTest::writeFile(place.tree / "sub" / "b.txt", "filed text");
-        {
-            CTextIndexer first(place, {wide(place.tree)});
-            ASSERT_TRUE(first.runToEnd());
-        }
+        ASSERT_TRUE(indexFiles(place, {"a.txt", "sub/b.txt"}));
         const fs::path away = place.temp / "unmounted";
         fs::rename(place.tree, away);
         // The mount table expects a share at the tree; nothing is mounted.
