@@ -13,13 +13,9 @@
 #include <QFileDialog>
 #include <QHelpEvent>
 #include <QSettings>
+#include <QTcpServer>
 #include <QTextDocumentFragment>
 #include <QToolTip>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace WindowTest;
 using Kerf::QuireLib::CMsgStoresSortListCtrl;
@@ -259,21 +255,15 @@ TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {
 // applies to the central list's rows when they come, and the server's
 // message comes once the connection fails.
 TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirstPaint) {
-    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_GE(listener, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), length), 0);
     // The kernel completes connections into the backlog; nobody accepts them.
-    ASSERT_EQ(::listen(listener, 8), 0);
-    ASSERT_EQ(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    QTcpServer silent;
+    ASSERT_TRUE(silent.listen(QHostAddress::LocalHost));
+    silent.pauseAccepting();
     Kerf::QuireLib::openUserSettings()->setValue(
         "Store Database/ConnectionString",
         QStringLiteral("DRIVER={MySQL ODBC 3.51 Driver};DB=quarto;SERVER=127.0.0.1:%1;UID=qo;"
                        "PASSWORD=pw;OPTION=2048;")
-            .arg(ntohs(address.sin_port)));
+            .arg(silent.serverPort()));
     const fs::path central = user.root() / "share" / "central.xml";
     QoTest::writeFile(central, "<filinglocations><locations>"
                                "<location path=\"/srv/harbour\" primaryref=\"C1\"/>"
@@ -303,7 +293,7 @@ TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirs
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
     QTest::keyClicks(&pane().GetFilterEdit(), "harb");
 
-    ::close(listener); // the waiting connection is reset
+    silent.close(); // the waiting connection is reset
     ASSERT_TRUE(waitUntil([&] { return !list().IsLoading(); }));
     list().viewport()->removeEventFilter(&watch);
     EXPECT_EQ(column(list(), Location), std::vector<std::wstring>{L"/srv/harbour"});

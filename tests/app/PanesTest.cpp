@@ -23,8 +23,33 @@ using namespace WindowTest;
 using Kerf::QuireLib::CEmailMetadata;
 using Kerf::QuireLib::SearchCriteria;
 
-QO_TESTS_READ_SHARED(Corpus, "CriteriaPane.TheCriteriaNarrowTheSearch");
-QO_TESTS_READ_SHARED(Corpus, "PreviewHighlight.TheWindowHighlightsTheWordsOfItsSearch");
+namespace {
+
+// The highlighted stretches of the document, as the user reads them.
+QStringList highlighted(const QTextBrowser& view) {
+    QStringList words;
+    const QBrush mark = matchFormat().background();
+    for (QTextBlock block = view.document()->begin(); block.isValid(); block = block.next())
+        for (auto it = block.begin(); !it.atEnd(); ++it)
+            if (it.fragment().charFormat().background() == mark)
+                words << it.fragment().text();
+    return words;
+}
+
+CEmailMetadata message(const std::wstring& body) {
+    CEmailMetadata record;
+    record.SetStringValue(L"From", L"Kevin Roast <kevin@example.com>");
+    record.SetStringValue(L"To", L"Mike Farman");
+    record.SetStringValue(L"Subject", L"Test the content transformer");
+    record.SetStringValue(L"Body", body);
+    record.SetAttachmentNames({L"Budget 2012.xlsx"});
+    record.SetSentDate(Kerf::OleDate{Kerf::Dates::toOleDate({2012, 5, 6, 7, 8, 9})});
+    return record;
+}
+
+} // namespace
+
+QO_TESTS_READ_SHARED(Corpus, "CriteriaPane.TheCriteriaNarrowTheSearchAndThePreviewMarksTheirWords");
 
 TEST(CriteriaPane, DatePickersFollowTheirCheckBoxesAndKeepTheTimeOfDayAndClearKeepsTheDates) {
     CSearchCriteriaDlg pane;
@@ -63,17 +88,22 @@ TEST(CriteriaPane, DatePickersFollowTheirCheckBoxesAndKeepTheTimeOfDayAndClearKe
     EXPECT_TRUE(pane.sentBeforeDate().isEnabled());
 }
 
-TEST(CriteriaPane, TheCriteriaNarrowTheSearch) {
+TEST(CriteriaPane, TheCriteriaNarrowTheSearchAndThePreviewMarksTheirWords) {
     User user;
-    const fs::path mail = user.root() / "mail";
-    copyCorpus(mail, {"mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg", "mr_test.msg",
-                      "poi_quick.msg"});
+    const fs::path mail = user.mail(
+        {"mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg", "mr_test.msg", "poi_quick.msg"});
     auto dlg = user.openWindow();
     CSearchCriteriaDlg& criteria = dlg->criteriaPane();
-    criteria.subjectEdit().setText("vote");
+    criteria.subjectEdit().setText("vot");
     searchFolder(*dlg, mail);
     ASSERT_TRUE(waitForSearchEnd(*dlg));
-    EXPECT_EQ(dlg->resultsList().GetItemCount(), 3);
+    auto& list = dlg->resultsList();
+    EXPECT_EQ(list.GetItemCount(), 3);
+    // The preview marks the words of the search made, not those of criteria
+    // changed since.
+    criteria.subjectEdit().setText("items");
+    list.setCurrentIndex(list.model()->index(rowOf(list, "mr_voteYes.msg"), 0));
+    EXPECT_EQ(highlighted(dlg->previewPane().GetPreviewControl()), QStringList{"vote"});
 
     // Sent after the day of the vote excludes that whole day.
     criteria.subjectEdit().clear();
@@ -151,32 +181,6 @@ TEST(TranslateWindow, TakesTheMarkOffTextsLongerThanOneCharacter) {
     EXPECT_EQ(button->text(), "_Twice"); // one mark only
 }
 
-namespace {
-
-// The highlighted stretches of the document, as the user reads them.
-QStringList highlighted(const QTextBrowser& view) {
-    QStringList words;
-    const QBrush mark = matchFormat().background();
-    for (QTextBlock block = view.document()->begin(); block.isValid(); block = block.next())
-        for (auto it = block.begin(); !it.atEnd(); ++it)
-            if (it.fragment().charFormat().background() == mark)
-                words << it.fragment().text();
-    return words;
-}
-
-CEmailMetadata message(const std::wstring& body) {
-    CEmailMetadata record;
-    record.SetStringValue(L"From", L"Kevin Roast <kevin@example.com>");
-    record.SetStringValue(L"To", L"Mike Farman");
-    record.SetStringValue(L"Subject", L"Test the content transformer");
-    record.SetStringValue(L"Body", body);
-    record.SetAttachmentNames({L"Budget 2012.xlsx"});
-    record.SetSentDate(Kerf::OleDate{Kerf::Dates::toOleDate({2012, 5, 6, 7, 8, 9})});
-    return record;
-}
-
-} // namespace
-
 TEST(PreviewHighlight, MarksTheWholeWordsTheSearchMatchedInHeaderLinesAndBody) {
     struct Case {
         const char* what;
@@ -241,19 +245,4 @@ TEST(PreviewHighlight, ShowsTheFirstMatchAndStepsThroughThemWithF3) {
 
     pane.ClearText();
     EXPECT_FALSE(pane.findNext());
-}
-
-TEST(PreviewHighlight, TheWindowHighlightsTheWordsOfItsSearch) {
-    User user;
-    const fs::path mail = user.root() / "mail";
-    copyCorpus(mail, {"mr_voteYes.msg", "poi_quick.msg"});
-    auto dlg = user.openWindow();
-    dlg->criteriaPane().subjectEdit().setText("vot");
-    searchFolder(*dlg, mail);
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
-    ASSERT_EQ(dlg->resultsList().GetItemCount(), 1);
-    // The criteria changed after the search do not change what it found.
-    dlg->criteriaPane().subjectEdit().setText("items");
-    dlg->resultsList().setCurrentIndex(dlg->resultsList().model()->index(0, 0));
-    EXPECT_EQ(highlighted(dlg->previewPane().GetPreviewControl()), QStringList{"vote"});
 }
