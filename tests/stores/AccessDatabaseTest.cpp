@@ -49,19 +49,17 @@ std::vector<std::vector<std::string>> readCsv(const std::string& path) {
     return records;
 }
 
-struct TableCase {
-    const char* file;
-    const char* table;
-    const char* csv;
-    size_t rows;
-};
-
 } // namespace
 
 QO_TESTS_READ_SHARED(AccessFiles, "AccessDatabase.*");
 
 TEST(AccessDatabase, ReadsTablesAsTheirExportHasThem) {
-    const TableCase cases[] = {
+    const struct {
+        const char* file;
+        const char* table;
+        const char* csv;
+        size_t rows;
+    } cases[] = {
         {"nwind.mdb", "Customers", "nwind-Customers.csv", 91},
         {"nwind.mdb", "Shippers", "nwind-Shippers.csv", 3},
         {"DateTestDatabase.mdb", "DateTest", "DateTest-text.csv", 6},
