@@ -57,8 +57,6 @@ TEST_F(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
     EXPECT_EQ(first.rows[0].at(L"path_location"), L"\\\\server\\jobs\\1001");
     EXPECT_EQ(first.rows[0].at(L"description"), L"Tower & annex");
     EXPECT_EQ(first.rows[1].at(L"secondary_ref"), L"");
-    for (const auto& row : first.rows)
-        EXPECT_EQ(row.at(L"store_id"), L"-1");
     ASSERT_EQ(first.settings.size(), 1u);
     EXPECT_EQ(first.settings[0].first, L"LocationPriRefAlias");
     EXPECT_EQ(first.settings[0].second, L"Job");
