@@ -32,20 +32,6 @@ bool isOwnFileName(const std::string& name) {
     return false;
 }
 
-std::error_code makePrivateFolder(const std::string& folder) {
-    std::error_code ec;
-    const fs::path path(folder);
-    if (fs::is_directory(path, ec))
-        return {};
-    if (path.has_parent_path() && path.parent_path() != path) {
-        if (const std::error_code above = makePrivateFolder(path.parent_path().string()))
-            return above;
-    }
-    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-        return {errno, std::generic_category()};
-    return {};
-}
-
 std::wstring refusalOfIndexFolder(const std::string& folder) {
     struct stat info {};
     if (::stat(folder.c_str(), &info) != 0)

@@ -15,11 +15,6 @@
 
 namespace Kerf::Search {
 
-/// Makes the folder and any missing folders above it, each 0700; what
-/// exists already is left as it is. The error is why a folder could not be
-/// made (none when it exists).
-std::error_code makePrivateFolder(const std::string& folder);
-
 /// Why the index must not be kept in the folder (for the user), or empty
 /// when it may. A folder of the user's own that others may only read is closed
 /// to them on the way; a folder that does not exist is not refused.

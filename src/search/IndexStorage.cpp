@@ -4,6 +4,7 @@
 #include "search/IndexHealth.h"
 #include "search/WordAnalyzer.h"
 #include "search/WordQueryParser.h"
+#include "support/Paths.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
 
@@ -41,7 +42,7 @@ constexpr const char* kOwnerFileName = "qosearch-writer.owner";
 class OwnerLock {
 public:
     explicit OwnerLock(const std::string& directory) {
-        const std::error_code made = makePrivateFolder(directory);
+        const std::error_code made = Paths::makePrivateFolder(directory);
         // Nothing in a folder that is not the user's own is opened at all.
         m_sRefusal = refusalOfIndexFolder(directory);
         if (!m_sRefusal.empty())

@@ -121,8 +121,7 @@ void CCentralFilingStores::Close() {
 }
 
 void CCentralFilingStores::SynchroniseCache() {
-    std::error_code ec;
-    fs::create_directories(Util::toPath(m_sCacheFolder), ec);
+    Paths::makePrivateFolder(Util::toPath(m_sCacheFolder).string());
     for (auto& list : m_vFilingLists) {
         list.sProblem.clear();
         // Not even copied: the cache keeps the copy it has.

@@ -3,10 +3,12 @@
 #include "support/Strings.h"
 #include "support/Trace.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <pwd.h>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <vector>
@@ -53,13 +55,26 @@ std::wstring dataDirectoryNearExecutable() {
 }
 
 std::wstring ensureDirectory(const std::wstring& dir) {
-    std::error_code ec;
-    std::filesystem::create_directories(Util::toPath(dir), ec);
     // A folder that cannot be made is reported later, where it is used.
+    makePrivateFolder(Util::toPath(dir).string());
     return TrailDirectorySlash(dir);
 }
 
 } // namespace
+
+std::error_code makePrivateFolder(const std::string& folder) {
+    std::error_code ec;
+    const std::filesystem::path path(folder);
+    if (std::filesystem::is_directory(path, ec))
+        return {};
+    if (path.has_parent_path() && path.parent_path() != path) {
+        if (const std::error_code above = makePrivateFolder(path.parent_path().string()))
+            return above;
+    }
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        return {errno, std::generic_category()};
+    return {};
+}
 
 std::wstring dataHome() {
     const char* xdg = std::getenv("XDG_DATA_HOME");

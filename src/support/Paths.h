@@ -4,6 +4,7 @@
 // redirect it. The build names vendor and product once, in CMake.
 
 #include <string>
+#include <system_error>
 
 namespace Kerf::Paths {
 
@@ -23,6 +24,12 @@ std::wstring makerDataDirectory();
 
 /// $XDG_DATA_HOME/<vendor>/<product>/ with a trailing separator, created when missing.
 std::wstring applicationDataDirectory();
+
+/// Makes the folder and any missing folders above it, each 0700: the
+/// program's folders hold the user's mail text and are the user's alone.
+/// What exists already is left as it is. The error is why a folder could
+/// not be made (none when it exists).
+std::error_code makePrivateFolder(const std::string& folder);
 
 /// The folder that holds the program's shipped files (schema, help page):
 /// $QOSEARCH_DATA_DIR when set, otherwise the nearest "share/qosearch" at or

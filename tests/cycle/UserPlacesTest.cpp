@@ -1,4 +1,5 @@
 #include "cycle/UserPlaces.h"
+#include "support/Paths.h"
 #include "support/Strings.h"
 
 #include "TempDir.h"
@@ -13,6 +14,12 @@ TEST(UserPlaces, TheIndexLivesBelowTheUsersDataAndItsInstanceNameFollowsItsPath)
     const std::wstring root = UserPlaces::buildIndexRootDirectory();
     EXPECT_EQ(root, Kerf::Util::fromPath(dir / "data") + L"/Pellam/Quarto/Index/");
     EXPECT_TRUE(UserPlaces::buildIndexDirectory().starts_with(root));
+    // The folders made on the way hold the user's mail text: the user's alone.
+    Kerf::Paths::applicationDataDirectory();
+    for (const auto& made : {dir / "data" / "Pellam", dir / "data" / "Pellam" / "Quarto"})
+        EXPECT_EQ(std::filesystem::status(made).permissions() & std::filesystem::perms::all,
+                  std::filesystem::perms::owner_all)
+            << made;
 
     // One name per index, whatever the letter case; no '/' in it, and of a
     // long path only the last 250 characters.
