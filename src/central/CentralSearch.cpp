@@ -117,35 +117,23 @@ QuireLib::CEmailMetadata recordOf(const CPgResult& rows, int r) {
 
 std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
                                                          const QuireLib::SearchCriteria& criteria,
-                                                         const std::vector<std::wstring>& folders,
-                                                         int batchRows) {
+                                                         const std::vector<std::wstring>& folders) {
     const CentralQuery query = buildCentralQuery(criteria, folders);
-    // The rows come through a cursor, a batch a statement, and the server
-    // ends any one statement it has not finished a little after
-    // kAnswerWithin: a runaway query neither holds the list back nor keeps
-    // working on the server, while a word in half the messages still brings
-    // all of them, batch by batch. The plan stays the one for the whole
-    // answer (cursor_tuple_fraction 1), not one that is quick to its first
-    // rows but walks every row of the folders for a rare word. Compiling the
-    // plan to machine code (jit) takes longer than any of these searches runs.
-    const auto serverLimit =
-        std::chrono::milliseconds(kAnswerWithin) + std::chrono::milliseconds(500);
+    // One statement, not a cursor: the server plans a cursor's query without
+    // its parallel workers, and a word in half of a million messages then
+    // takes three times as long. The server ends a search it has not
+    // finished within kRunawaySearch, so that a runaway query does not keep
+    // working there. Compiling the plan to machine code (jit) takes longer
+    // than any of these searches runs.
+    std::optional<CPgResult> answer;
+    connection.inTransaction("BEGIN READ ONLY; SET LOCAL statement_timeout = " +
+                                 std::to_string(std::chrono::milliseconds(kRunawaySearch).count()) +
+                                 "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'",
+                             [&] { answer.emplace(connection.query(query.sql, query.params)); });
     std::vector<QuireLib::CEmailMetadata> records;
-    connection.inTransaction(
-        "BEGIN READ ONLY; SET LOCAL statement_timeout = " + std::to_string(serverLimit.count()) +
-            "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'; "
-            "SET LOCAL cursor_tuple_fraction = 1",
-        [&] {
-            connection.query("DECLARE found NO SCROLL CURSOR FOR " + query.sql, query.params);
-            const std::string fetch = "FETCH " + std::to_string(batchRows) + " FROM found";
-            for (;;) {
-                const CPgResult rows = connection.query(fetch);
-                for (int r = 0; r < rows.rows(); ++r)
-                    records.push_back(recordOf(rows, r));
-                if (rows.rows() < batchRows)
-                    break;
-            }
-        });
+    records.reserve(static_cast<std::size_t>(answer->rows()));
+    for (int r = 0; r < answer->rows(); ++r)
+        records.push_back(recordOf(*answer, r));
     return records;
 }
 

@@ -8,10 +8,15 @@
 #include "mail/EmailMetadata.h"
 #include "mail/SearchCriteria.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
 namespace Kerf::Central {
+
+/// How long the server may work on one search: a word in half of a million
+/// messages takes a few seconds.
+inline constexpr std::chrono::seconds kRunawaySearch{30};
 
 /// The statement and its values for the criteria over the folders.
 struct CentralQuery {
@@ -27,11 +32,10 @@ bool centralIndexAnswers(const QuireLib::SearchCriteria& criteria);
 CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
                                const std::vector<std::wstring>& folders);
 
-/// Runs the search; one record per matching message, in no set order. Each
-/// batch of rows must come within a little more than kAnswerWithin.
+/// Runs the search; one record per matching message, in no set order. The
+/// server ends a search still running after kRunawaySearch.
 std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
                                                          const QuireLib::SearchCriteria& criteria,
-                                                         const std::vector<std::wstring>& folders,
-                                                         int batchRows = 5000);
+                                                         const std::vector<std::wstring>& folders);
 
 } // namespace Kerf::Central

@@ -47,10 +47,9 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
         CPgConnection connection(c.conninfo);
         Kerf::QuireLib::SearchCriteria criteria;
         criteria.m_sSubject = L"budg";
-        // A row a batch: every batch comes, and the last, empty one ends it.
         std::set<std::string> found;
         for (const auto& record :
-             Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()}, 1))
+             Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()}))
             found.insert(fs::path(record.GetStringValue(L"Location"))
                              .lexically_relative(tree.root)
                              .string());
