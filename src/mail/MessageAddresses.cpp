@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cwctype>
+#include <span>
 
 namespace Kerf::QuireLib::MessageAddresses {
 namespace {
@@ -52,39 +53,66 @@ firstUsable(std::initializer_list<std::pair<const SPropValue*, const SPropValue*
 }
 
 void readSender(CMessage& message, CEmailMetadata& record) {
-    const std::array<ULONG, 6> tags = {PR_SENDER_SMTP_ADDRESS_W,
-                                       PR_SENT_REPRESENTING_SMTP_ADDRESS_W,
-                                       PR_SENDER_EMAIL_ADDRESS_W,
-                                       PR_SENDER_ADDRTYPE_W,
-                                       PR_SENT_REPRESENTING_EMAIL_ADDRESS_W,
-                                       PR_SENT_REPRESENTING_ADDRTYPE_W};
-    std::vector<SPropValue> values;
-    if (FAILED(message.GetProps(tags, MAPI_UNICODE, values)) || values.size() != tags.size())
-        return;
-    record.SetFromAddress(firstUsable({{&values[0], nullptr},
-                                       {&values[1], nullptr},
-                                       {&values[2], &values[3]},
-                                       {&values[4], &values[5]}}));
+    // In order of preference, each read only when those before it give no
+    // address: every text property is a stream of its own to open.
+    const std::array<std::pair<ULONG, ULONG>, 4> candidates = {
+        {{PR_SENDER_SMTP_ADDRESS_W, 0},
+         {PR_SENT_REPRESENTING_SMTP_ADDRESS_W, 0},
+         {PR_SENDER_EMAIL_ADDRESS_W, PR_SENDER_ADDRTYPE_W},
+         {PR_SENT_REPRESENTING_EMAIL_ADDRESS_W, PR_SENT_REPRESENTING_ADDRTYPE_W}}};
+    for (const auto& [addressTag, typeTag] : candidates) {
+        const ULONG both[] = {addressTag, typeTag};
+        const std::size_t count = typeTag != 0 ? 2 : 1;
+        std::vector<SPropValue> values;
+        if (FAILED(message.GetProps(std::span(both, count), MAPI_UNICODE, values)) ||
+            values.size() != count)
+            continue;
+        std::wstring address =
+            firstUsable({{&values[0], values.size() > 1 ? &values[1] : nullptr}});
+        if (!address.empty()) {
+            record.SetFromAddress(std::move(address));
+            return;
+        }
+    }
 }
 
 void readRecipients(CMessage& message, CEmailMetadata& record) {
     std::unique_ptr<CTable> table;
     if (FAILED(message.GetRecipientTable(table)))
         return;
-    const ULONG columns[] = {PR_RECIPIENT_TYPE, PR_DISPLAY_NAME_W, PR_SMTP_ADDRESS_W,
-                             PR_EMAIL_ADDRESS_W, PR_ADDRTYPE_W};
+    // Each text property is a stream of its own in the file, and opening one
+    // costs more than the rest of reading it: the address and its type are
+    // read only for recipients without an SMTP address, which most have.
+    const ULONG columns[] = {PR_RECIPIENT_TYPE, PR_DISPLAY_NAME_W, PR_SMTP_ADDRESS_W};
     std::vector<std::vector<SPropValue>> rows;
     if (FAILED(table->SetColumns(columns)) || FAILED(table->QueryRows(rows)))
         return;
+    std::vector<std::wstring> addresses(rows.size());
+    bool allFound = true;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        if (rows[r].size() == std::size(columns))
+            addresses[r] = firstUsable({{&rows[r][2], nullptr}});
+        allFound = allFound && !addresses[r].empty();
+    }
+    if (!allFound) {
+        const ULONG typed[] = {PR_EMAIL_ADDRESS_W, PR_ADDRTYPE_W};
+        std::vector<std::vector<SPropValue>> typedRows;
+        if (!FAILED(table->SetColumns(typed)) && !FAILED(table->QueryRows(typedRows)) &&
+            typedRows.size() == rows.size())
+            for (std::size_t r = 0; r < rows.size(); ++r)
+                if (addresses[r].empty() && typedRows[r].size() == std::size(typed))
+                    addresses[r] = firstUsable({{&typedRows[r][0], &typedRows[r][1]}});
+    }
     std::array<std::vector<MailRecipient>, 3> recipients;
-    for (const auto& row : rows) {
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        const auto& row = rows[r];
         if (row.size() != std::size(columns) || row[0].ulPropTag != PR_RECIPIENT_TYPE)
             continue;
         const std::int32_t type = row[0].l();
         if (type < 1 || type > 3)
             continue;
         recipients[static_cast<std::size_t>(type - 1)].push_back(
-            {std::wstring(textOf(row[1])), firstUsable({{&row[2], nullptr}, {&row[3], &row[4]}})});
+            {std::wstring(textOf(row[1])), std::move(addresses[r])});
     }
     for (std::size_t i = 0; i < recipients.size(); ++i)
         record.SetRecipients(static_cast<RecipientKind>(i + 1), std::move(recipients[i]));
