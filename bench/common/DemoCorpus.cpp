@@ -70,19 +70,18 @@ MsgAttachment documentOf(const Foreign& f, int kind) {
     const std::string body = utf8(f.body);
     MsgAttachment attachment;
     const std::wstring name = std::wstring(f.language) + L" ";
+    using Writer = std::vector<std::uint8_t> (*)(const std::vector<std::string>&);
+    const std::pair<const wchar_t*, Writer> documents[] = {
+        {L"quote.pdf", pdfDocument}, {L"quote.docx", docxDocument}, {L"quote.odt", odtDocument}};
     switch (kind % 6) {
     case 0:
-        attachment.fileName = name + L"quote.pdf";
-        attachment.data = pdfDocument({utf8(f.subject), body});
-        break;
     case 1:
-        attachment.fileName = name + L"quote.docx";
-        attachment.data = docxDocument({utf8(f.subject), body});
+    case 2: {
+        const auto& [suffix, write] = documents[kind % 6];
+        attachment.fileName = name + suffix;
+        attachment.data = write({utf8(f.subject), body});
         break;
-    case 2:
-        attachment.fileName = name + L"quote.odt";
-        attachment.data = odtDocument({utf8(f.subject), body});
-        break;
+    }
     case 3:
         attachment.fileName = name + L"quote.html";
         attachment.data = bytesOf("<html><head><meta charset=\"utf-8\"></head><body><h1>" +

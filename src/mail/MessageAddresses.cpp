@@ -67,8 +67,7 @@ void readSender(CMessage& message, CEmailMetadata& record) {
         if (FAILED(message.GetProps(std::span(both, count), MAPI_UNICODE, values)) ||
             values.size() != count)
             continue;
-        std::wstring address =
-            firstUsable({{&values[0], values.size() > 1 ? &values[1] : nullptr}});
+        std::wstring address = firstUsable({{&values[0], count > 1 ? &values[1] : nullptr}});
         if (!address.empty()) {
             record.SetFromAddress(std::move(address));
             return;
