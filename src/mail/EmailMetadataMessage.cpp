@@ -65,6 +65,7 @@ bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage, Mess
     try {
         if (!FAILED(CMessage::OpenIMsgOnIStg(std::move(storage), m_pMessage, kind))) {
             ok = true;
+            m_bHasAttachments = m_pMessage->GetAttachmentCount() > 0;
             ReadProperties();
             MessageAddresses::read(*m_pMessage, *this);
             if (!HasValue(L"Body"))
@@ -82,6 +83,8 @@ bool CEmailMetadata_Message::ReadMessage(std::shared_ptr<CStorage> storage, Mess
 }
 
 void CEmailMetadata_Message::ReadAttachments(std::shared_ptr<CStorage> storage) {
+    if (!m_bHasAttachments)
+        return;
     try {
         const CMessageAttachments message(std::move(storage), MessageKind::File, 0);
         if (message.attachments().empty())

@@ -55,6 +55,9 @@ private:
     void ReadAttachmentCounts();
 
     bool m_bCountAttachments;
+    // Whether the message read last has attachment storages: most have none,
+    // and listing them would read the message's properties a second time.
+    bool m_bHasAttachments = false;
     bool m_bInterrupted = false;
     DocumentText::Limits m_attachmentLimits;
 };

@@ -13,6 +13,11 @@
 #include <unordered_map>
 
 namespace Kerf::Search::Folding {
+
+namespace detail {
+std::array<std::atomic<const CharInfo*>, 256> g_pages{};
+} // namespace detail
+
 namespace {
 
 struct Worked {
@@ -131,12 +136,8 @@ struct Page {
 class Table {
 public:
     CharInfo lookup(char32_t c) {
-        if (c <= 0xFFFF) {
-            const Page* page = m_pages[c >> 8].load(std::memory_order_acquire);
-            if (page == nullptr)
-                page = build(c >> 8);
-            return page->info[c & 0xFF];
-        }
+        if (c <= 0xFFFF)
+            return build(c >> 8)->info[c & 0xFF];
         // Beyond the first plane: rare, kept one by one.
         std::lock_guard lock(m_lock);
         auto found = m_rare.find(c);
@@ -157,7 +158,7 @@ private:
 
     const Page* build(char32_t pageNumber) {
         std::lock_guard lock(m_lock);
-        if (const Page* page = m_pages[pageNumber].load(std::memory_order_acquire))
+        if (const Page* page = m_pages[pageNumber])
             return page;
         auto page = std::make_unique<Page>();
         std::array<std::size_t, 256> offsets{};
@@ -172,13 +173,14 @@ private:
                                static_cast<std::uint16_t>(worked[low].folded.size()),
                                page->pool.c_str() + offsets[low]};
         const Page* built = page.release();
-        m_pages[pageNumber].store(built, std::memory_order_release);
+        m_pages[pageNumber] = built;
+        detail::g_pages[pageNumber].store(built->info.data(), std::memory_order_release);
         return built;
     }
 
     std::mutex m_lock;
     std::unique_ptr<Icu> m_pIcu;
-    std::array<std::atomic<const Page*>, 256> m_pages{};
+    std::array<const Page*, 256> m_pages{}; // under m_lock; readers use detail::g_pages
     std::unordered_map<char32_t, Worked> m_rare;
 };
 
@@ -190,7 +192,7 @@ Table& table() {
 
 } // namespace
 
-CharInfo infoOf(char32_t c) {
+CharInfo detail::infoOfUnseen(char32_t c) {
     return table().lookup(c);
 }
 

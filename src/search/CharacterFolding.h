@@ -6,6 +6,8 @@
 // æ or ı, spelt in plain letters). Each character of the Basic Multilingual
 // Plane is worked out once, on first sight, in pages of 256.
 
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -26,9 +28,22 @@ struct CharInfo {
     const wchar_t* folded = nullptr;
 };
 
+namespace detail {
+// The pages of the Basic Multilingual Plane worked out so far, 256
+// characters each; null until a character of the page is first seen.
+extern std::array<std::atomic<const CharInfo*>, 256> g_pages;
+CharInfo infoOfUnseen(char32_t c);
+} // namespace detail
+
 /// The character's kind and folded form; the form stays valid for the
-/// life of the program.
-CharInfo infoOf(char32_t c);
+/// life of the program. Inline, as the analyzer asks it of every character
+/// it reads.
+inline CharInfo infoOf(char32_t c) {
+    if (c <= 0xFFFF)
+        if (const CharInfo* page = detail::g_pages[c >> 8].load(std::memory_order_acquire))
+            return page[c & 0xFF];
+    return detail::infoOfUnseen(c);
+}
 
 inline void appendFolded(std::wstring& out, const CharInfo& info) {
     if (info.length == 1)

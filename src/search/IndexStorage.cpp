@@ -180,6 +180,9 @@ bool holdsIndex(const fs::path& directory) {
 // (undecodable file-name bytes become U+DC80..U+DCFF), so a high surrogate in
 // stored text always starts a pair.
 std::wstring toStoredText(const std::wstring& text) {
+    // Nearly every text lies in the first plane: copy it in one go.
+    if (std::none_of(text.begin(), text.end(), [](wchar_t c) { return c > 0xFFFF; }))
+        return text;
     std::wstring stored;
     stored.reserve(text.size());
     for (const wchar_t c : text) {
