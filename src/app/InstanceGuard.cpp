@@ -90,6 +90,10 @@ bool CInstanceGuard::claim(const QStringList& files) {
         return false;
     }
     m_pLock = std::move(lock);
+    // QLockFile makes the file readable to all; it names this process and
+    // host, and is the user's own like every file the program writes.
+    QFile::setPermissions(m_sSocketPath + ".lock",
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     // Nobody answers and nobody else holds the lock: any socket file under
     // this name is a leftover.
     QLocalServer::removeServer(m_sSocketPath);

@@ -35,6 +35,10 @@ QString uniqueName() {
 void expectOneOwnerThatIsRaised(const QString& name, const QStringList& files = {}) {
     CInstanceGuard first(name);
     ASSERT_TRUE(first.claim());
+    const auto othersMay = QFileDevice::ReadGroup | QFileDevice::WriteGroup |
+                           QFileDevice::ReadOther | QFileDevice::WriteOther;
+    EXPECT_FALSE(QFile::permissions(CInstanceGuard::socketPath(name) + ".lock") & othersMay)
+        << "the lock file is the user's own";
     QSignalSpy raised(&first, &CInstanceGuard::raiseRequested);
     QSignalSpy opened(&first, &CInstanceGuard::openRequested);
     CInstanceGuard second(name);
