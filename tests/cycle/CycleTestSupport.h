@@ -1,17 +1,25 @@
 #pragma once
 // What the search cycle's tests share: a front end that keeps the rows'
-// locations and the status, and the loop that hands it the indexer's events.
+// locations and the status, the loop that hands it the indexer's events, and
+// a fixture that saves messages and runs whole searches over them.
 
 #include "cycle/MailSearchCycle.h"
-#include "mail/RecursiveMailIndexer.h"
+#include "search/IndexLocations.h"
 #include "search/QueuedEventSink.h"
+#include "support/Strings.h"
 
+#include "MailIndexFolder.h"
+#include "MsgWriter.h"
+
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace CycleTest {
+
+namespace fs = std::filesystem;
 
 class RowsView : public Kerf::QuireLib::ISearchView {
 public:
@@ -38,17 +46,58 @@ inline bool pumpUntil(Kerf::QuireLib::CMailSearchCycle& cycle, Kerf::Search::CQu
     return done();
 }
 
-/// Runs the indexer to its end (two minutes at most), taking its events as
-/// they come; whether it ended.
-inline bool runToEnd(Kerf::QuireLib::CRecursiveMailIndexer& indexer,
-                     Kerf::Search::CQueuedEventSink& sink) {
-    indexer.go();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
-    while (!indexer.isFinished() && std::chrono::steady_clock::now() < deadline)
-        sink.take(std::chrono::milliseconds(50));
-    const bool finished = indexer.isFinished();
-    indexer.stop();
-    return finished;
-}
+/// Messages saved below `mail`, searched by whole runs of "Find Now".
+class SavedMail : public QoTest::IndexFolder {
+protected:
+    fs::path mail = dir / "mail";
+    /// The final status of the last find().
+    std::wstring status;
+
+    fs::path save(const fs::path& relative, const QoMsg::MsgMessage& message) {
+        const fs::path path = mail / relative;
+        fs::create_directories(path.parent_path());
+        QoMsg::writeMsgFile(path, message);
+        return path;
+    }
+    fs::path save(const fs::path& relative, const std::wstring& subject) {
+        QoMsg::MsgMessage message;
+        message.subject = subject;
+        message.body = L"Minutes of the meeting.";
+        return save(relative, message);
+    }
+
+    /// One whole "Find Now" over the folders; the rows it leaves, sorted.
+    std::vector<std::wstring> find(const std::vector<fs::path>& folders,
+                                   const Kerf::QuireLib::SearchCriteria& criteria = {}) {
+        RowsView view;
+        Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
+        cycle.initialise();
+        std::vector<std::wstring> locations;
+        for (const auto& folder : folders)
+            locations.push_back(Kerf::Util::fromPath(folder));
+        EXPECT_TRUE(cycle.findNow(criteria, locations));
+        EXPECT_TRUE(pumpUntil(cycle, *sink, [&] { return !cycle.isIndexing(); }));
+        EXPECT_EQ(cycle.getLastError(), L"");
+        status = cycle.getStatusText();
+        std::sort(view.rows.begin(), view.rows.end());
+        return view.rows;
+    }
+    std::vector<std::wstring> find(const std::vector<fs::path>& folders,
+                                   const std::wstring& subject) {
+        Kerf::QuireLib::SearchCriteria criteria;
+        criteria.m_sSubject = subject;
+        return find(folders, criteria);
+    }
+
+    /// Every document's location, as a fresh searcher sees the index.
+    std::vector<std::wstring> indexed() const {
+        std::vector<std::wstring> result;
+        Kerf::Search::forEachLocationBelow(*Kerf::Search::createIndexSearcher(place.directory),
+                                           L"/",
+                                           [&](const std::wstring& l) { result.push_back(l); });
+        std::sort(result.begin(), result.end());
+        return result;
+    }
+};
 
 } // namespace CycleTest

@@ -1,80 +1,36 @@
 // Files that are deleted, moved and saved again between two searches: the
 // rows and the index follow them.
 
-#include "cycle/MailSearchCycle.h"
-#include "search/IndexLocations.h"
 #include "search/IndexMigration.h"
-#include "search/QueuedEventSink.h"
-#include "support/Strings.h"
 
 #include "CycleTestSupport.h"
-#include "MsgWriter.h"
 #include "PermissionOverride.h"
-#include "TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <utime.h>
 
 namespace fs = std::filesystem;
 using namespace Kerf;
 using namespace Kerf::QuireLib;
+using IndexStaysTrue = CycleTest::SavedMail;
 
 namespace {
 
-class IndexStaysTrue : public ::testing::Test {
-protected:
-    QoTest::TempDir temp;
-    fs::path mail = temp / "mail";
-    CRecursiveMailIndexer::IndexPlace place{Util::fromPath(temp / "Index"),
-                                            Util::fromPath(temp / "Index" / "0.4")};
-
-    fs::path save(const fs::path& relative, const std::wstring& subject) {
-        QoMsg::MsgMessage message;
-        message.subject = subject;
-        message.body = L"Minutes of the meeting.";
-        const fs::path path = mail / relative;
-        fs::create_directories(path.parent_path());
-        QoMsg::writeMsgFile(path, message);
-        return path;
-    }
-
-    /// The final status of the last find().
-    std::wstring status;
-
-    /// One whole "Find Now" over the folders; the rows it leaves.
-    std::vector<std::wstring> find(const std::vector<fs::path>& folders,
-                                   const std::wstring& subject = {}) {
-        CycleTest::RowsView view;
-        auto sink = std::make_shared<Search::CQueuedEventSink>();
-        CMailSearchCycle cycle(view, sink, place);
-        cycle.initialise();
-        SearchCriteria criteria;
-        criteria.m_sSubject = subject;
-        std::vector<std::wstring> locations;
-        for (const auto& folder : folders)
-            locations.push_back(Util::fromPath(folder));
-        EXPECT_TRUE(cycle.findNow(criteria, locations));
-        EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isIndexing(); }));
-        EXPECT_EQ(cycle.getLastError(), L"");
-        status = cycle.getStatusText();
-        std::sort(view.rows.begin(), view.rows.end());
-        return view.rows;
-    }
-
-    /// Every document's location, as a fresh searcher sees the index.
-    std::vector<std::wstring> indexed() const {
-        std::vector<std::wstring> result;
-        Search::forEachLocationBelow(*Search::createIndexSearcher(place.directory), L"/",
-                                     [&](const std::wstring& l) { result.push_back(l); });
-        std::sort(result.begin(), result.end());
-        return result;
-    }
-};
-
 void touchLater(const fs::path& path) {
     fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(10));
+}
+
+/// Runs the indexer to its end (two minutes at most), taking its events as
+/// they come; whether it ended.
+bool runToEnd(CRecursiveMailIndexer& indexer, Search::CQueuedEventSink& sink) {
+    indexer.go();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (!indexer.isFinished() && std::chrono::steady_clock::now() < deadline)
+        sink.take(std::chrono::milliseconds(50));
+    const bool finished = indexer.isFinished();
+    indexer.stop();
+    return finished;
 }
 
 } // namespace
@@ -128,9 +84,8 @@ TEST_F(IndexStaysTrue, AnIndexOfDocumentsWithoutFileStatesIsBroughtOverOnce) {
     EXPECT_TRUE(Search::documentsWithoutFileState(*searcher->getReader()).empty());
 
     // Once brought over, a search reads nothing again.
-    auto sink = std::make_shared<Search::CQueuedEventSink>();
     CRecursiveMailIndexer again(sink, SearchCriteria(), {Util::fromPath(mail)}, searcher, place);
-    ASSERT_TRUE(CycleTest::runToEnd(again, *sink));
+    ASSERT_TRUE(runToEnd(again, *sink));
     EXPECT_EQ(again.getCompletedItemsTotal(), 0u);
     EXPECT_EQ(indexed(), both);
 }

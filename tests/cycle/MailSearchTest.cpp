@@ -1,10 +1,4 @@
-#include "cycle/MailSearchCycle.h"
-#include "search/QueuedEventSink.h"
-#include "support/Strings.h"
-
 #include "CycleTestSupport.h"
-#include "MailIndexFolder.h"
-#include "TempDir.h"
 
 #include <gtest/gtest.h>
 

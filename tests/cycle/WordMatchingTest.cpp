@@ -2,20 +2,10 @@
 // analyzer decides, on both sides: each row is a typed search, the text a
 // message holds, and whether the search finds that message.
 
-#include "mail/MailQueryRunner.h"
-#include "mail/RecursiveMailIndexer.h"
-#include "search/IndexStorage.h"
-#include "search/QueuedEventSink.h"
-#include "support/Strings.h"
-
 #include "CycleTestSupport.h"
-#include "MsgWriter.h"
 #include "SharedFiles.h"
-#include "TempDir.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 namespace fs = std::filesystem;
 using namespace Kerf;
@@ -24,19 +14,6 @@ using namespace Kerf::QuireLib;
 namespace {
 
 enum class Where { Subject, Body, From, To, Cc, Bcc, Keywords, Attachment };
-
-class Locations : public IMailResultsSink {
-public:
-    void updateStatus(const std::wstring&) override {}
-    void startOptimisedAdd(std::size_t) override {}
-    void InsertItem(const CEmailMetadata& record) override {
-        found.push_back(record.GetStringValue(L"Location"));
-    }
-    void finishOptimisedAdd() override {}
-    std::size_t getItemCount() const override { return found.size(); }
-    void updateSearchStatus(std::size_t, std::size_t, std::size_t, bool) override {}
-    std::vector<std::wstring> found;
-};
 
 /// The criterion each row types into, in the order of Where.
 constexpr std::wstring SearchCriteria::*kTypedInto[] = {
@@ -98,32 +75,13 @@ QoMsg::MsgMessage messageHolding(Where where, const std::wstring& stored) {
     return message;
 }
 
-class WordMatching : public ::testing::Test {
+class WordMatching : public CycleTest::SavedMail {
 protected:
-    QoTest::TempDir dir;
-    const CRecursiveMailIndexer::IndexPlace place{Util::fromPath(dir / "Index"),
-                                                  Util::fromPath(dir / "Index/current")};
-
-    void indexFolder(const fs::path& folder) {
-        auto sink = std::make_shared<Search::CQueuedEventSink>();
-        CRecursiveMailIndexer indexer(sink, SearchCriteria(), {Util::fromPath(folder)}, nullptr,
-                                      place);
-        ASSERT_TRUE(CycleTest::runToEnd(indexer, *sink));
-        ASSERT_EQ(indexer.getLastError(), L"");
-    }
-
     /// Whether searching the folder as typed finds the file.
-    bool finds(const fs::path& folder, Where where, const std::wstring& typed,
-               const fs::path& file) {
+    bool finds(Where where, const std::wstring& typed, const fs::path& file) {
         SearchCriteria criteria;
         criteria.*kTypedInto[static_cast<int>(where)] = typed;
-        Locations results;
-        CMailQueryRunner::PathSet locations, directories;
-        const CMailQueryRunner::Directories folders{Util::fromPath(folder)};
-        CMailQueryRunner runner(Search::createIndexSearcher(place.directory), criteria, results,
-                                &locations, &directories, &folders);
-        runner.go();
-        return std::count(results.found.begin(), results.found.end(), Util::fromPath(file)) == 1;
+        return std::ranges::count(find({file.parent_path()}, criteria), Util::fromPath(file)) == 1;
     }
 };
 
@@ -196,17 +154,13 @@ TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
         {Where::Keywords, L"\"quoted", L"quoted words", true},
         {Where::Keywords, L"\\", L"anything", true},
     };
-    const fs::path mail = dir / "mail";
-    fs::create_directories(mail);
     for (std::size_t i = 0; i < std::size(rows); ++i)
-        QoMsg::writeMsgFile(mail / ("row" + std::to_string(i) + ".msg"),
-                            messageHolding(rows[i].where, rows[i].stored));
-    indexFolder(mail);
+        save("row" + std::to_string(i) + ".msg", messageHolding(rows[i].where, rows[i].stored));
     for (std::size_t i = 0; i < std::size(rows); ++i) {
         const auto& row = rows[i];
-        const fs::path file = mail / ("row" + std::to_string(i) + ".msg");
         try {
-            EXPECT_EQ(finds(mail, row.where, row.typed, file), row.meets)
+            EXPECT_EQ(finds(row.where, row.typed, mail / ("row" + std::to_string(i) + ".msg")),
+                      row.meets)
                 << Util::toNarrow(row.typed) << " / " << Util::toNarrow(row.stored);
         } catch (const CExceptionBase& e) {
             ADD_FAILURE() << Util::toNarrow(row.typed) << ": " << Util::toNarrow(e.getMessage());
@@ -240,13 +194,11 @@ TEST_F(WordMatching, RealMessagesAreFoundByTheirWords) {
         {"mr_A schedule.msg", Where::To, L"digitaldolphins.onmicrosoft.com", true},
         {"mr_A schedule.msg", Where::Keywords, L"exchangelabs", false},
     };
-    const fs::path mail = dir / "corpus";
     fs::create_directories(mail);
     for (const auto& row : rows)
         if (!fs::exists(mail / row.file))
             fs::copy_file(corpus / row.file, mail / row.file);
-    indexFolder(mail);
     for (const auto& row : rows)
-        EXPECT_EQ(finds(mail, row.where, row.typed, mail / row.file), row.meets)
+        EXPECT_EQ(finds(row.where, row.typed, mail / row.file), row.meets)
             << row.file << ": " << Util::toNarrow(row.typed);
 }

@@ -81,6 +81,20 @@ struct IndexFolders {
     }
 };
 
+/// Adds one document of text fields.
+inline void addDocument(lucene::index::IndexWriter& writer,
+                        std::initializer_list<std::pair<const wchar_t*, std::wstring>> fields) {
+    Kerf::Search::Document doc;
+    for (const auto& [name, value] : fields)
+        Kerf::Search::Writer::add(doc, name, value);
+    Kerf::Search::Writer::add(writer, doc);
+}
+
+inline std::size_t countHits(const Kerf::Search::IndexSearcherPtr& searcher,
+                             const std::wstring& query) {
+    return Kerf::Search::Searcher::getHits(*searcher, query)->length();
+}
+
 /// A test with an index and a tree of files to fill.
 class IndexerTest : public ::testing::Test {
 protected:

@@ -1,59 +1,25 @@
-#include "search/IndexStorage.h"
-#include "support/Strings.h"
+// The index on disk: where it lives, who may open it, what it keeps, and
+// how it fails and heals.
 
-#include "TempDir.h"
+#include "EngineTestSupport.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
+using namespace EngineTest;
 using namespace Kerf;
 using namespace Kerf::Search;
-
-namespace {
-
-std::wstring wide(const fs::path& p) {
-    return Util::fromPath(p);
-}
-
-void addDoc(lucene::index::IndexWriter& writer, const std::wstring& location,
-            const std::wstring& body) {
-    Document doc;
-    Writer::add(doc, L"Location", location);
-    Writer::add(doc, L"Body", body);
-    Writer::add(writer, doc);
-}
-
-size_t countHits(const IndexSearcherPtr& searcher, const std::wstring& query) {
-    return Searcher::getHits(*searcher, query)->length();
-}
-
-} // namespace
 
 class IndexStorage : public ::testing::Test {
 protected:
     QoTest::TempDir dir;
     fs::path root = dir / "Index";
     fs::path live = root / "0.4";
+    void addDoc(lucene::index::IndexWriter& writer, const std::wstring& location,
+                const std::wstring& body) {
+        addDocument(writer, {{L"Location", location}, {L"Body", body}});
+    }
 };
-
-TEST_F(IndexStorage, CreatesACompoundIndexAndReopensItUntouched) {
-    {
-        auto writer = createIndexWriter(wide(root), wide(live));
-        EXPECT_TRUE(writer->getUseCompoundFile());
-        addDoc(*writer, L"/mail/a.msg", L"quarterly invoice");
-    }
-    EXPECT_TRUE(fs::exists(live / "segments.gen"));
-    {
-        auto writer = createIndexWriter(wide(root), wide(live));
-        EXPECT_EQ(writer->docCount(), 1);
-    }
-    auto searcher = createIndexSearcher(wide(live));
-    EXPECT_EQ(countHits(searcher, L"invoice"), 1u);
-}
 
 TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
     { createIndexWriter(L"", wide(live)); }
@@ -83,6 +49,7 @@ TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
 TEST_F(IndexStorage, TheIndexFolderIsTheUsersOwnAndPlantedLinksAreNeverFollowed) {
     {
         auto writer = createIndexWriter(wide(root), wide(live));
+        EXPECT_TRUE(writer->getUseCompoundFile());
         addDoc(*writer, L"/mail/a.msg", L"salary review");
     }
     EXPECT_EQ(fs::status(live).permissions(), fs::perms::owner_all);
@@ -163,11 +130,8 @@ TEST_F(IndexStorage, QueriesPastTheClauseLimitSucceedUpToTheHighestLimit) {
 TEST_F(IndexStorage, PhrasesEscapeDoubleQuotesAndMalformedTextIsAQueryFault) {
     {
         auto writer = createIndexWriter(wide(root), wide(live));
-        for (const std::wstring subject : {L"they say \"hi\" now and then", L"now say hi"}) {
-            Document doc;
-            Writer::add(doc, L"Subject", subject);
-            Writer::add(*writer, doc);
-        }
+        for (const std::wstring subject : {L"they say \"hi\" now and then", L"now say hi"})
+            addDocument(*writer, {{L"Subject", subject}});
     }
     auto searcher = createIndexSearcher(wide(live));
     EXPECT_EQ(Searcher::getHits(*searcher, L"Subject", L"say \"hi\" now")->length(), 1u);
@@ -276,23 +240,28 @@ TEST_F(IndexStorage, OpensAfterAWriterWhoseProcessDiedButNeverBesideALiveOne) {
     EXPECT_EQ(countHits(createIndexSearcher(wide(live)), L"survivor after two unflushed"), 3u);
 }
 
+// A missing index and one that cannot be made are not damage: nothing is discarded.
 TEST_F(IndexStorage, FailuresCarryTheDescribedTextsAndTheirCause) {
-    try {
-        createIndexSearcher(wide(dir / "nothing-here"));
-        FAIL() << "opening a missing index must fail";
-    } catch (const CExceptionBase& e) {
-        EXPECT_EQ(e.getMessage(), L"Index usage problem (" + wide(dir / "nothing-here") + L")");
-        ASSERT_NE(e.getInner(), nullptr);
-        EXPECT_FALSE(e.getInner()->getMessage().empty());
-    }
     QoTest::writeFile(dir / "blocker", "a file where the index should go");
-    try {
-        Writer::create(wide(dir / "blocker" / "0.4"));
-        FAIL() << "creating an index below a file must fail";
-    } catch (const CExceptionBase& e) {
-        EXPECT_EQ(e.getMessage(),
-                  L"Index directory creation problem (" + wide(dir / "blocker" / "0.4") + L")");
-        EXPECT_NE(e.getInner(), nullptr);
+    const struct {
+        std::function<void()> open;
+        std::wstring text;
+    } cases[] = {
+        {[&] { createIndexSearcher(wide(dir / "nothing-here")); },
+         L"Index usage problem (" + wide(dir / "nothing-here") + L")"},
+        {[&] { Writer::create(wide(dir / "blocker" / "0.4")); },
+         L"Index directory creation problem (" + wide(dir / "blocker" / "0.4") + L")"},
+    };
+    for (const auto& c : cases) {
+        try {
+            c.open();
+            ADD_FAILURE() << Util::toNarrow(c.text) << ": opened";
+        } catch (const CIndexException& e) {
+            EXPECT_EQ(e.getMessage(), c.text);
+            EXPECT_FALSE(e.isDamage());
+            ASSERT_NE(e.getInner(), nullptr);
+            EXPECT_FALSE(e.getInner()->getMessage().empty());
+        }
     }
 }
 
@@ -342,12 +311,5 @@ TEST_F(IndexStorage, ADamagedIndexIsToldApartAndOnlyItsOwnFilesAreDiscarded) {
         EXPECT_EQ(left,
                   (std::vector<std::string>{"Read me", "notes.txt", "qosearch-writer.owner"}));
         EXPECT_EQ(createIndexWriter(L"", wide(live))->docCount(), 0);
-    }
-    // A folder without an index is not a damaged index.
-    try {
-        createIndexSearcher(wide(dir / "empty"));
-        ADD_FAILURE() << "there is no index to open";
-    } catch (const CIndexException& e) {
-        EXPECT_FALSE(e.isDamage());
     }
 }

@@ -55,13 +55,10 @@ protected:
 
     void index(const std::vector<std::pair<std::wstring, std::wstring>>& documents) {
         auto writer = folders.writer();
-        for (const auto& [location, subject] : documents) {
-            Document doc;
-            Writer::add(doc, L"Body", L"body of " + subject);
-            Writer::add(doc, L"Location", location);
-            Writer::add(doc, L"Subject", subject);
-            Writer::add(*writer, doc);
-        }
+        for (const auto& [location, subject] : documents)
+            addDocument(
+                *writer,
+                {{L"Body", L"body of " + subject}, {L"Location", location}, {L"Subject", subject}});
     }
     std::unique_ptr<CRecordingRunner> runner(const CQueryRunner::Directories& dirs,
                                              const std::wstring& filter = L"") {

@@ -62,52 +62,49 @@ TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceLeavesOutUnreadableOnesAndSkips
     EXPECT_EQ(folders.locations().size(), 4u);
 }
 
-TEST_F(RecursiveIndexer, EmptyListsIndexNothing) {
-    file("a.txt");
-    CTextIndexer noDirectories(folders, {});
-    ASSERT_TRUE(noDirectories.runToEnd());
-    EXPECT_EQ(noDirectories.getDirectoriesScanned(), 0u);
-    EXPECT_EQ(noDirectories.getCompletedItemsTotal(), 0u);
-    EXPECT_EQ(noDirectories.events().front().name, "beginWorkThread");
-    EXPECT_EQ(noDirectories.events().back().name, "endWorkThread");
-
-    CTextIndexer noExtensions(folders, {wide(folders.tree)}, {});
-    ASSERT_TRUE(noExtensions.runToEnd());
-    EXPECT_EQ(noExtensions.getDirectoriesScanned(), 1u);
-    EXPECT_EQ(noExtensions.getFilesMatched(), 0u);
-    EXPECT_TRUE(folders.locations().empty());
-}
-
-TEST_F(RecursiveIndexer, NamesThatDifferOnlyInLetterCaseAreDifferentFiles) {
-    const auto upper = file("Mail/Report.txt");
-    const auto lower = file("Mail/report.txt");
-    const std::wstring otherSpelling = wide(folders.tree) + L"/Mail/REPORT.TXT";
-    {
-        auto writer = folders.writer();
-        Document doc;
-        Writer::add(doc, L"Location", otherSpelling);
-        Writer::add(*writer, doc);
+// Empty lists, overlapping roots, a root or an extension listed twice, and
+// names that differ only in letter case (the index holds a third spelling).
+TEST(RecursiveIndexerLists, EachMatchingFileIsIndexedOnceUnderItsOwnName) {
+    const struct {
+        const char* what;
+        std::vector<std::string> roots; // below the tree; "" is the tree
+        CTextIndexer::Paths extensions;
+        std::size_t directories, matched;
+        std::vector<const char*> indexed;
+    } cases[] = {
+        {"no folders", {}, {L"txt"}, 0, 0, {}},
+        {"no extensions", {""}, {}, 3, 0, {}},
+        // Each listed extension matches: the top's files twice per walk of it.
+        {"met twice",
+         {"", "sub", ""},
+         {L"txt", L"TXT"},
+         7,
+         18,
+         {"a.txt", "sub/b.txt", "Mail/Report.txt", "Mail/report.txt"}},
+        {"letter case", {"Mail"}, {L"txt"}, 1, 2, {"Mail/Report.txt", "Mail/report.txt"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        IndexFolders folders;
+        for (const char* name : {"a.txt", "sub/b.txt", "Mail/Report.txt", "Mail/report.txt"})
+            QoTest::writeFile(folders.tree / name, "filed text");
+        std::vector<std::wstring> indexed = {wide(folders.tree / "Mail/REPORT.TXT")};
+        addDocument(*folders.writer(), {{L"Location", indexed.front()}});
+        CTextIndexer::Paths roots;
+        for (const std::string& root : c.roots)
+            roots.push_back(wide(root.empty() ? folders.tree : folders.tree / root));
+        CTextIndexer indexer(folders, roots, c.extensions);
+        ASSERT_TRUE(indexer.runToEnd());
+        EXPECT_EQ(indexer.getDirectoriesScanned(), c.directories);
+        EXPECT_EQ(indexer.getFilesMatched(), c.matched);
+        EXPECT_EQ(indexer.getCompletedItemsTotal(), c.indexed.size());
+        // A run with nothing to do still begins and ends its work.
+        EXPECT_EQ(indexer.events().front().name, "beginWorkThread");
+        EXPECT_EQ(indexer.events().back().name, "endWorkThread");
+        for (const char* name : c.indexed)
+            indexed.push_back(wide(folders.tree / name));
+        EXPECT_EQ(folders.locations(), sorted(indexed));
     }
-    CTextIndexer indexer(folders, {wide(folders.tree / "Mail")});
-    ASSERT_TRUE(indexer.runToEnd());
-    EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
-    EXPECT_EQ(folders.locations(), sorted({wide(upper), wide(lower), otherSpelling}));
-}
-
-TEST_F(RecursiveIndexer, FilesMetTwiceAreIndexedOnce) {
-    // Overlapping roots, a root listed twice and an extension listed twice
-    // all meet the same files again.
-    const auto a = file("a.txt");
-    const auto b = file("sub/b.txt");
-    CTextIndexer indexer(folders,
-                         {wide(folders.tree), wide(folders.tree / "sub"), wide(folders.tree)},
-                         {L"txt", L"TXT"});
-    ASSERT_TRUE(indexer.runToEnd());
-    // Each listed extension matches: a twice per walk of the top, b also in
-    // the walk of sub.
-    EXPECT_EQ(indexer.getFilesMatched(), 10u);
-    EXPECT_EQ(indexer.getCompletedItemsTotal(), 2u);
-    EXPECT_EQ(folders.locations(), sorted({wide(a), wide(b)}));
 }
 
 TEST_F(RecursiveIndexer, HooksComeInOrderOnTheirOwnThreads) {
