@@ -5,9 +5,20 @@
 #include "CommandLine.h"
 #include "TempDir.h"
 
+#include <CLucene.h>
 #include <gtest/gtest.h>
 
 namespace QoTest {
+
+/// How many documents an index on disk holds, read straight through CLucene,
+/// without the program's own code.
+inline int documentsIn(const std::filesystem::path& index) {
+    lucene::index::IndexReader* reader = lucene::index::IndexReader::open(index.c_str());
+    const int count = reader->numDocs();
+    reader->close();
+    delete reader;
+    return count;
+}
 
 class FilingFolder : public ::testing::Test {
 protected:

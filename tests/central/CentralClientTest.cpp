@@ -107,9 +107,7 @@ TEST(CentralClient, QueriesRunOnAStreamingStandby) {
         return standby.query("SELECT pg_last_wal_replay_lsn() >= $1::pg_lsn", {written})
                    .text(0, 0) == "t";
     };
-    for (int i = 0; i < 1200 && !replayed(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    ASSERT_TRUE(replayed()) << "the standby did not catch up within two minutes";
+    ASSERT_TRUE(QoTest::waitFor(replayed)) << "the standby did not catch up within two minutes";
     setCentralIndex(server.standbyA, tree.root);
     const auto result =
         QoTest::runCli({"find", "--subject", "budget", "--folder", tree.root.string()});

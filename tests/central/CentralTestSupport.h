@@ -4,6 +4,7 @@
 
 #include "MsgWriter.h"
 #include "TempDir.h"
+#include "WaitFor.h"
 #include "central/CentralIndexer.h"
 #include "central/CentralSchema.h"
 #include "central/PgConnection.h"
@@ -17,7 +18,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <thread>
 
 namespace QoTest {
 
@@ -69,10 +69,8 @@ inline void runCentralRound(const std::string& conninfo, const std::vector<std::
     }
     Kerf::Central::CCentralIndexer indexer(conninfo, roots);
     indexer.go();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(3);
-    while (!indexer.isFinished() && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_TRUE(indexer.isFinished()) << "the round never ended";
+    EXPECT_TRUE(waitFor([&] { return indexer.isFinished(); }, std::chrono::minutes(3)))
+        << "the round never ended";
     EXPECT_EQ(indexer.getLastError(), L"");
     EXPECT_EQ(indexer.getCommitError(), L"");
     indexer.stop();

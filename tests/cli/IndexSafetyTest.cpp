@@ -3,7 +3,6 @@
 
 #include "CorpusGenerator.h"
 #include "FilingFolder.h"
-#include "IndexCount.h"
 #include "SharedFiles.h"
 
 #include <gtest/gtest.h>

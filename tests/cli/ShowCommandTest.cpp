@@ -12,9 +12,9 @@
 #include <ctime>
 #include <fstream>
 
-namespace {
-
 using QoTest::runCli;
+
+namespace {
 
 // The local wall-clock time of a UTC moment with the zone's offset.
 std::string localIso(std::time_t utc) {
@@ -25,6 +25,8 @@ std::string localIso(std::time_t utc) {
     std::string iso = text;
     return iso.insert(iso.size() - 2, ":");
 }
+
+} // namespace
 
 TEST(ShowCommand, JsonCarriesEveryValueExactly) {
     QoTest::MsgFiles files;
@@ -71,22 +73,10 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
     EXPECT_EQ(runCli({"show", first.string(), second.string()}).status, 0);
 }
 
-TEST(ShowCommand, TextFormHasOneBlockPerFile) {
-    QoTest::MsgFiles files;
-    const auto path = files.write("a.msg", QoTest::simpleMessage());
-    const QoTest::CommandResult result = runCli({"show", path.string(), path.string()});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_NE(result.out.find("Subject: RE: Site visit\n"), std::string::npos);
-    EXPECT_NE(result.out.find("Body:\n  See you on Friday.\n"), std::string::npos);
-    EXPECT_EQ(result.out.find("Bcc:"), std::string::npos);
-    const std::string block = result.out.substr(0, result.out.find("\n\n") + 1);
-    EXPECT_EQ(block.rfind("Location: " + path.string() + "\n", 0), 0u);
-    EXPECT_EQ(result.out, block + "\n" + block);
-}
-
 // A message can retitle or clear the terminal, or make a name read backwards,
 // through what show and find print; every such character comes out escaped.
-TEST(ShowCommand, TextOutputShowsControlCharactersAsEscapes) {
+// The text form has one block per file.
+TEST(ShowCommand, TextOutputHasOneBlockPerFileAndShowsControlCharactersAsEscapes) {
     QoTest::MsgFiles files;
     QoMsg::MsgMessage hostile = QoTest::simpleMessage();
     hostile.subject = L"Q3\x1B]0;owned\x07 report\x9B"
@@ -121,8 +111,11 @@ TEST(ShowCommand, TextOutputShowsControlCharactersAsEscapes) {
             << c.what << ": " << result.out;
         EXPECT_NE(result.out.find("evil\\x1b[31m.msg"), std::string::npos) << c.what;
     }
-    EXPECT_NE(runCli({"show", path.string()}).out.find("  line\\x1b[2J\n  next\tcolumn\n"),
-              std::string::npos);
+    const std::string shown = runCli({"show", path.string(), path.string()}).out;
+    const std::string block = shown.substr(0, shown.find("\n\n") + 1);
+    EXPECT_EQ(block.rfind("Location: " + files.folder().string() + "/evil\\x1b[31m.msg\n", 0), 0u);
+    EXPECT_NE(block.find("\nSubject: Q3\\x1b]0;owned"), std::string::npos);
+    EXPECT_NE(block.find("\nBody:\n  line\\x1b[2J\n  next\tcolumn\n"), std::string::npos);
+    EXPECT_EQ(block.find("Bcc:"), std::string::npos);
+    EXPECT_EQ(shown, block + "\n" + block);
 }
-
-} // namespace

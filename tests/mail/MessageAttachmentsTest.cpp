@@ -36,6 +36,8 @@ std::shared_ptr<CMessageAttachments> openCorpusFile(const std::string& name) {
     return message;
 }
 
+} // namespace
+
 QO_TESTS_READ_SHARED(Corpus,
                      "MessageAttachments.CorpusMessagesListTheirAttachmentsInOrderAndNested");
 
@@ -178,5 +180,3 @@ TEST(MessageAttachments, TruncatedMessagesNeverFailOrPrintAndGiveWhatCanBeRead) 
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_GE(dataRead, 9000u) << "the whole file was read";
 }
-
-} // namespace

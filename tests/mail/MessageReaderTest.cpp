@@ -15,8 +15,6 @@ using namespace Kerf;
 using namespace Kerf::QuireLib;
 using QoMsg::MsgMessage;
 
-namespace {
-
 TEST(MessageReader, BodiesOfEverySizeArriveWhole) {
     QoTest::MsgFiles files;
     // Past the 4096-byte mini-stream cutoff, and past what GetProps returns.
@@ -35,20 +33,24 @@ TEST(MessageReader, BodiesOfEverySizeArriveWhole) {
     }
 }
 
-TEST(MessageReader, TheBodyComesFromHtmlOrRtfOnlyWithoutAPlainTextOne) {
+// The body comes from the HTML one only without a plain-text one; text ends
+// at its first NUL.
+TEST(MessageReader, TheRecordTakesTheTextMeantForIt) {
     QoTest::MsgFiles files;
-    MsgMessage message;
-    message.html = "<p>from <b>html</b></p>";
-    EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Body"), L"from html");
-    message.body = L"plain";
-    EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Body"), L"plain");
-}
-
-TEST(MessageReader, TextEndsAtItsFirstNul) {
-    QoTest::MsgFiles files;
-    MsgMessage message = QoTest::simpleMessage();
-    message.subject = std::wstring(L"Before\0after", 12);
-    EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Subject"), L"Before");
+    MsgMessage html;
+    html.html = "<p>from <b>html</b></p>";
+    MsgMessage both = html;
+    both.body = L"plain";
+    MsgMessage nul = QoTest::simpleMessage();
+    nul.subject = std::wstring(L"Before\0after", 12);
+    const struct {
+        MsgMessage message;
+        const wchar_t* key;
+        std::wstring text;
+    } cases[] = {
+        {html, L"Body", L"from html"}, {both, L"Body", L"plain"}, {nul, L"Subject", L"Before"}};
+    for (const auto& c : cases)
+        EXPECT_EQ(files.roundTrip(c.message).GetStringValue(c.key), c.text);
 }
 
 // Only Internet addresses are kept: the SMTP-address properties first, else
@@ -89,30 +91,25 @@ TEST(MessageReader, AddressesAreTheSmtpOnesOfSenderAndEachRecipient) {
 TEST(MessageReader, EightBitTextIsReadInTheCodePageTheMessageNames) {
     QoTest::MsgFiles files;
     const std::wstring russian = L"\x041F\x0440\x0438\x0432\x0435\x0442";
-    MsgMessage message;
-    message.unicode = false;
-    message.textCodePage = 1251;
-    message.subject = russian;
-
-    MsgMessage byCodePage = message;
-    byCodePage.codePage = 1251;
-    byCodePage.localeId = 1033; // English: the message's code page comes first
-    EXPECT_EQ(files.roundTrip(byCodePage).GetStringValue(L"Subject"), russian);
-
-    MsgMessage byLocale = message;
-    byLocale.localeId = 1049;
-    byLocale.internetCodePage = 1252;
-    EXPECT_EQ(files.roundTrip(byLocale).GetStringValue(L"Subject"), russian);
-
-    MsgMessage byInternetCodePage = message;
-    byInternetCodePage.localeId = 0x0439; // Hindi has no ANSI code page
-    byInternetCodePage.internetCodePage = 1251;
-    EXPECT_EQ(files.roundTrip(byInternetCodePage).GetStringValue(L"Subject"), russian);
-
-    MsgMessage byDefault;
-    byDefault.unicode = false;
-    byDefault.subject = L"Caf\x00e9 \x20ac";
-    EXPECT_EQ(files.roundTrip(byDefault).GetStringValue(L"Subject"), L"Caf\x00e9 \x20ac");
+    const struct {
+        std::optional<std::uint32_t> codePage, localeId, internetCodePage;
+        std::wstring subject;
+    } cases[] = {
+        {1251, 1033, {}, russian},   // the message's code page before its locale's
+        {{}, 1049, 1252, russian},   // the locale's before the internet one
+        {{}, 0x0439, 1251, russian}, // Hindi has no ANSI code page
+        {{}, {}, {}, L"Caf\x00e9 \x20ac"},
+    };
+    for (const auto& c : cases) {
+        MsgMessage message;
+        message.unicode = false;
+        message.textCodePage = c.subject == russian ? 1251 : 1252;
+        message.codePage = c.codePage;
+        message.localeId = c.localeId;
+        message.internetCodePage = c.internetCodePage;
+        message.subject = c.subject;
+        EXPECT_EQ(files.roundTrip(message).GetStringValue(L"Subject"), c.subject);
+    }
 }
 
 // Read for the index and read whole for showing alike.
@@ -176,5 +173,3 @@ TEST(MessageDocument, HtmlBodyAsWrittenFromHtmlElseFromRtfMadeFromHtml) {
         EXPECT_EQ(document.GetStringValue(L"Subject"), L"RE: Site visit") << c.name;
     }
 }
-
-} // namespace

@@ -6,19 +6,43 @@
 using namespace Kerf;
 using namespace Kerf::QuireLib;
 
-TEST(StatusTexts, ElapsedTimeWording) {
-    EXPECT_EQ(StatusTexts::elapsedTime(0), L"less than 1 second");
-    EXPECT_EQ(StatusTexts::elapsedTime(1), L"1 second");
-    EXPECT_EQ(StatusTexts::elapsedTime(59), L"59 seconds");
-    EXPECT_EQ(StatusTexts::elapsedTime(60), L"1 minute 0 seconds");
-    EXPECT_EQ(StatusTexts::elapsedTime(61), L"1 minute 1 second");
-    EXPECT_EQ(StatusTexts::elapsedTime(3600), L"1 hour 0 minutes.");
-    EXPECT_EQ(StatusTexts::elapsedTime(3661), L"1 hour 1 minute.");
-    EXPECT_EQ(StatusTexts::elapsedTime(7322), L"2 hours 2 minutes.");
-    EXPECT_EQ(StatusTexts::matchesFound(12, 61), L"12 matches found in 1 minute 1 second");
-    EXPECT_EQ(StatusTexts::matchesFound(1, 0), L"1 match found in less than 1 second");
-    EXPECT_EQ(StatusTexts::stoppedEarly(1, 1, 0),
-              L"Stopped: 1 match in the 1 message searched so far; 0 not yet searched");
+// Singular and plural, hours without seconds, the percentage truncated.
+TEST(StatusTexts, Wording) {
+    using namespace StatusTexts;
+    const std::pair<std::wstring, const wchar_t*> cases[] = {
+        {elapsedTime(0), L"less than 1 second"},
+        {elapsedTime(1), L"1 second"},
+        {elapsedTime(59), L"59 seconds"},
+        {elapsedTime(60), L"1 minute 0 seconds"},
+        {elapsedTime(61), L"1 minute 1 second"},
+        {elapsedTime(3600), L"1 hour 0 minutes."},
+        {elapsedTime(3661), L"1 hour 1 minute."},
+        {elapsedTime(7322), L"2 hours 2 minutes."},
+        {matchesFound(12, 61), L"12 matches found in 1 minute 1 second"},
+        {matchesFound(1, 0), L"1 match found in less than 1 second"},
+        {stoppedEarly(1, 1, 0),
+         L"Stopped: 1 match in the 1 message searched so far; 0 not yet searched"},
+        {searchProgress(1, 1, 1), L"1 match in 1 message from 1 directory. Searching..."},
+        {searchProgress(20, 2, 0), L"20 matches in 2 messages from 0 directories. Searching..."},
+        // 3,600 s for 100 items is 36 s an item; 50 left is 30 minutes.
+        {remainingTime(3600, 100, 50), L"30 minutes, 0 seconds"},
+        {remainingTime(61, 1, 1), L"1 minute, 1 second"},
+        {remainingTime(3600, 1, 1), L"1 hour, 0 minutes"},
+        {remainingTime(10, 10, 1), L"1 second"},
+        {remainingTime(0, 0, 500), L"0 seconds"},
+        {indexingProgress(30, 10, L"5 seconds"),
+         L"Indexed:30    Remaining:10    (75% Complete: 5 seconds remaining)"},
+        {indexingProgress(0, 0, L"0 seconds"),
+         L"Indexed:0    Remaining:0    (0% Complete: 0 seconds remaining)"},
+        {indexingProgress(2, 1, L"x"), L"Indexed:2    Remaining:1    (66% Complete: x remaining)"},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(text, expected);
+    // Search progress shows on every tenth match, and always once the search ends.
+    EXPECT_FALSE(shouldShowSearchProgress(9, false));
+    EXPECT_TRUE(shouldShowSearchProgress(10, false));
+    EXPECT_FALSE(shouldShowSearchProgress(11, false));
+    EXPECT_TRUE(shouldShowSearchProgress(7, true));
 }
 
 TEST(StatusTexts, CountsAreGroupedAsTheLocaleSays) {
@@ -39,33 +63,6 @@ TEST(StatusTexts, CountsAreGroupedAsTheLocaleSays) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(StatusTexts::groupDigits(c.n, c.separator, c.grouping), c.text) << c.n;
-}
-
-TEST(StatusTexts, SearchProgressEveryTenthMatchWithSingularWords) {
-    EXPECT_FALSE(StatusTexts::shouldShowSearchProgress(9, false));
-    EXPECT_TRUE(StatusTexts::shouldShowSearchProgress(10, false));
-    EXPECT_FALSE(StatusTexts::shouldShowSearchProgress(11, false));
-    EXPECT_TRUE(StatusTexts::shouldShowSearchProgress(7, true));
-    EXPECT_EQ(StatusTexts::searchProgress(1, 1, 1),
-              L"1 match in 1 message from 1 directory. Searching...");
-    EXPECT_EQ(StatusTexts::searchProgress(20, 2, 0),
-              L"20 matches in 2 messages from 0 directories. Searching...");
-}
-
-TEST(StatusTexts, RemainingTimeEstimate) {
-    // 3,600 s for 100 items is 36 s an item; 50 left is 30 minutes.
-    EXPECT_EQ(StatusTexts::remainingTime(3600, 100, 50), L"30 minutes, 0 seconds");
-    EXPECT_EQ(StatusTexts::remainingTime(61, 1, 1), L"1 minute, 1 second");
-    EXPECT_EQ(StatusTexts::remainingTime(3600, 1, 1), L"1 hour, 0 minutes");
-    EXPECT_EQ(StatusTexts::remainingTime(10, 10, 1), L"1 second");
-    EXPECT_EQ(StatusTexts::remainingTime(0, 0, 500), L"0 seconds");
-    EXPECT_EQ(StatusTexts::indexingProgress(30, 10, L"5 seconds"),
-              L"Indexed:30    Remaining:10    (75% Complete: 5 seconds remaining)");
-    EXPECT_EQ(StatusTexts::indexingProgress(0, 0, L"0 seconds"),
-              L"Indexed:0    Remaining:0    (0% Complete: 0 seconds remaining)");
-    // 2 of 3 is 66.6%: truncated, not rounded.
-    EXPECT_EQ(StatusTexts::indexingProgress(2, 1, L"x"),
-              L"Indexed:2    Remaining:1    (66% Complete: x remaining)");
 }
 
 TEST(SearchCriteria, DatesAreWidenedToExcludeTheChosenDays) {

@@ -8,6 +8,7 @@
 #include "support/Strings.h"
 
 #include "TempDir.h"
+#include "WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -40,17 +41,7 @@ inline std::vector<std::wstring> sortedPaths(const std::vector<fs::path>& paths)
     return sorted(result);
 }
 
-/// Waits for a condition with a generous deadline; false when it never held.
-inline bool waitUntil(const std::function<bool()>& condition,
-                      std::chrono::seconds deadline = std::chrono::seconds(120)) {
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
+using QoTest::waitFor;
 
 struct Event {
     std::thread::id thread;
@@ -119,7 +110,7 @@ public:
     /// Runs to the end (or the deadline), then closes the writer.
     bool runToEnd() {
         go();
-        const bool finished = waitUntil([this] { return isFinished(); });
+        const bool finished = waitFor([this] { return isFinished(); });
         stop();
         return finished;
     }

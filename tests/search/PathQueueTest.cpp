@@ -6,7 +6,7 @@
 
 #include <future>
 
-using EngineTest::waitUntil;
+using EngineTest::waitFor;
 using Kerf::Search::CPathQueue;
 
 namespace {
@@ -66,16 +66,16 @@ TEST(PathQueue, TheWalkWaitsAtTheByteCapResumesWhenPathsAreTakenAndCloseReleases
             all = queue.push(path) && all;
         return all;
     });
-    ASSERT_TRUE(waitUntil([&] { return queue.size() == 2; }));
+    ASSERT_TRUE(waitFor([&] { return queue.size() == 2; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(queue.size(), 2u);
 
     std::vector<std::wstring> taken;
     taken.push_back(*queue.pop());
-    ASSERT_TRUE(waitUntil([&] { return queue.size() == 2; })); // /p1 and /p2
+    ASSERT_TRUE(waitFor([&] { return queue.size() == 2; })); // /p1 and /p2
     taken.push_back(*queue.pop());
     taken.push_back(*queue.pop());
-    ASSERT_TRUE(waitUntil([&] { return queue.bytes() == 4 + longPath.size(); }));
+    ASSERT_TRUE(waitFor([&] { return queue.bytes() == 4 + longPath.size(); }));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(queue.size(), 1u);
     taken.push_back(*queue.pop());

@@ -64,7 +64,7 @@ TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceLeavesOutUnreadableOnesAndSkips
 
 // Empty lists, overlapping roots, a root or an extension listed twice, and
 // names that differ only in letter case (the index holds a third spelling).
-TEST(RecursiveIndexerLists, EachMatchingFileIsIndexedOnceUnderItsOwnName) {
+TEST_F(RecursiveIndexer, EachMatchingFileIsIndexedOnceUnderItsOwnName) {
     const struct {
         const char* what;
         std::vector<std::string> roots; // below the tree; "" is the tree
@@ -85,15 +85,15 @@ TEST(RecursiveIndexerLists, EachMatchingFileIsIndexedOnceUnderItsOwnName) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        IndexFolders folders;
+        const IndexFolders place;
         for (const char* name : {"a.txt", "sub/b.txt", "Mail/Report.txt", "Mail/report.txt"})
-            QoTest::writeFile(folders.tree / name, "filed text");
-        std::vector<std::wstring> indexed = {wide(folders.tree / "Mail/REPORT.TXT")};
-        addDocument(*folders.writer(), {{L"Location", indexed.front()}});
+            QoTest::writeFile(place.tree / name, "filed text");
+        std::vector<std::wstring> indexed = {wide(place.tree / "Mail/REPORT.TXT")};
+        addDocument(*place.writer(), {{L"Location", indexed.front()}});
         CTextIndexer::Paths roots;
         for (const std::string& root : c.roots)
-            roots.push_back(wide(root.empty() ? folders.tree : folders.tree / root));
-        CTextIndexer indexer(folders, roots, c.extensions);
+            roots.push_back(wide(root.empty() ? place.tree : place.tree / root));
+        CTextIndexer indexer(place, roots, c.extensions);
         ASSERT_TRUE(indexer.runToEnd());
         EXPECT_EQ(indexer.getDirectoriesScanned(), c.directories);
         EXPECT_EQ(indexer.getFilesMatched(), c.matched);
@@ -102,8 +102,8 @@ TEST(RecursiveIndexerLists, EachMatchingFileIsIndexedOnceUnderItsOwnName) {
         EXPECT_EQ(indexer.events().front().name, "beginWorkThread");
         EXPECT_EQ(indexer.events().back().name, "endWorkThread");
         for (const char* name : c.indexed)
-            indexed.push_back(wide(folders.tree / name));
-        EXPECT_EQ(folders.locations(), sorted(indexed));
+            indexed.push_back(wide(place.tree / name));
+        EXPECT_EQ(place.locations(), sorted(indexed));
     }
 }
 
@@ -165,7 +165,7 @@ TEST_F(RecursiveIndexer, StopDuringALongWalkEndsAtTheNextEntryAndClosesTheWriter
     indexer.onScanningFile = [&](const std::wstring&) {
         if (++matched == 10) {
             walking.set_value();
-            waitUntil([&] { return indexer.isStopRequested(); });
+            waitFor([&] { return indexer.isStopRequested(); });
         }
     };
     indexer.go();
@@ -193,10 +193,10 @@ TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
     std::atomic<bool> holding{false};
     indexer.onUpdatingIndexItem = [&](const std::wstring&) {
         holding = true;
-        waitUntil([&] { return indexer.isStopRequested(); });
+        waitFor([&] { return indexer.isStopRequested(); });
     };
     indexer.go();
-    ASSERT_TRUE(waitUntil([&] {
+    ASSERT_TRUE(waitFor([&] {
         return holding && indexer.getItemsToBeReadCount() == 1 &&
                indexer.getItemsToBeIndexedCount() == 2;
     }));
@@ -239,12 +239,12 @@ TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriorit
     const int callers = threadPriority();
     const unsigned assertionsBefore = failedAssertionCount();
     indexer.go();
-    ASSERT_TRUE(waitUntil([&] { return indexer.isFinished(); }));
+    ASSERT_TRUE(waitFor([&] { return indexer.isFinished(); }));
     // The searcher still shows the old index; the file added by the first
     // run is known all the same.
     file("b.txt");
     indexer.go();
-    ASSERT_TRUE(waitUntil([&] { return indexer.isFinished(); }));
+    ASSERT_TRUE(waitFor([&] { return indexer.isFinished(); }));
     EXPECT_EQ(indexer.getCompletedItemsTotal(), 1u);
     indexer.stop();
     EXPECT_EQ(folders.locations().size(), 2u);
@@ -275,7 +275,7 @@ TEST_F(RecursiveIndexer, FilesMetBeforeTheListingIsReadyAreSettledOnceItIs) {
 
     protected:
         void updatePathsIndexed(const std::wstring& root) override {
-            waitUntil([this] { return walked.load(); });
+            waitFor([this] { return walked.load(); });
             CTextIndexer::updatePathsIndexed(root);
         }
         void endScanningDirectory(const std::wstring& directory) override {

@@ -2,6 +2,7 @@
 // none and never hang.
 
 #include "HostileDocuments.h"
+#include "WaitFor.h"
 #include "WidgetTestEnvironment.h"
 
 #include "support/Strings.h"
@@ -16,7 +17,6 @@
 #include <fstream>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace Kerf::QuireLib;
@@ -46,14 +46,7 @@ bool hasWords(const std::wstring& text) {
     return std::any_of(text.begin(), text.end(), [](wchar_t c) { return std::iswalnum(c); });
 }
 
-// Whether the condition came true within a minute, however busy the machine.
-template <typename Condition> bool within60s(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    bool done = false;
-    while (!(done = condition()) && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    return done;
-}
+} // namespace
 
 TEST(DocumentText, KindFollowsTheExtensionElseTheMimeType) {
     const struct {
@@ -184,11 +177,12 @@ TEST(DocumentText, APdfReaderDiesWithTheProcessThatStartedIt) {
     const std::string children =
         "/proc/" + std::to_string(indexer) + "/task/" + std::to_string(indexer) + "/children";
     pid_t reader = 0;
-    within60s([&] { return bool(std::ifstream(children) >> reader); });
+    QoTest::waitFor([&] { return bool(std::ifstream(children) >> reader); });
     ::kill(indexer, SIGKILL);
     ::waitpid(indexer, nullptr, 0);
     ASSERT_GT(reader, 0) << "no reader was started";
-    const bool ended = within60s([&] { return ::waitpid(reader, nullptr, WNOHANG) == reader; });
+    const bool ended =
+        QoTest::waitFor([&] { return ::waitpid(reader, nullptr, WNOHANG) == reader; });
     if (!ended) {
         ::kill(reader, SIGKILL);
         ::waitpid(reader, nullptr, 0);
@@ -196,5 +190,3 @@ TEST(DocumentText, APdfReaderDiesWithTheProcessThatStartedIt) {
     ::prctl(PR_SET_CHILD_SUBREAPER, 0);
     EXPECT_TRUE(ended) << "the reader read on after its indexer was killed";
 }
-
-} // namespace
