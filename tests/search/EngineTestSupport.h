@@ -17,6 +17,7 @@
 #include <fstream>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -42,6 +43,17 @@ inline std::vector<std::wstring> sortedPaths(const std::vector<fs::path>& paths)
 }
 
 using QoTest::waitFor;
+
+/// What the call threw; a failure when it threw nothing.
+template <typename Exception, typename Call> std::optional<Exception> thrown(Call call) {
+    try {
+        call();
+    } catch (const Exception& e) {
+        return e;
+    }
+    ADD_FAILURE() << "nothing was thrown";
+    return std::nullopt;
+}
 
 struct Event {
     std::thread::id thread;

@@ -1,9 +1,6 @@
 #include "search/QueryRunner.h"
-#include "support/Strings.h"
 
 #include "EngineTestSupport.h"
-
-#include <gtest/gtest.h>
 
 using namespace EngineTest;
 using namespace Kerf;
@@ -60,11 +57,16 @@ protected:
                 *writer,
                 {{L"Body", L"body of " + subject}, {L"Location", location}, {L"Subject", subject}});
     }
-    std::unique_ptr<CRecordingRunner> runner(const CQueryRunner::Directories& dirs,
-                                             const std::wstring& filter = L"") {
+    /// One whole run over the folders.
+    std::unique_ptr<CRecordingRunner> run(const CQueryRunner::Directories& dirs,
+                                          const std::wstring& filter = L"",
+                                          const std::wstring& criterion = L"") {
         m_directories = dirs;
-        return std::make_unique<CRecordingRunner>(folders.searcher(), Analyzer::create(), &found,
-                                                  &directories, &m_directories, filter);
+        auto runner = std::make_unique<CRecordingRunner>(
+            folders.searcher(), Analyzer::create(), &found, &directories, &m_directories, filter);
+        runner->criterion = criterion;
+        runner->go();
+        return runner;
     }
 
 private:
@@ -75,12 +77,10 @@ private:
 
 TEST_F(QueryRunner, HooksComeInOrderWithWholeDocumentsForNewHits) {
     index({{L"/srv/Mail/a.msg", L"annual"}, {L"/srv/Other/b.msg", L"report"}});
-    auto none = runner({});
-    none->go();
+    auto none = run({});
     EXPECT_EQ(none->hooks, (std::vector<std::string>{"beginSearch", "endSearch"}));
 
-    auto r = runner({L"/srv/Mail"});
-    r->go();
+    auto r = run({L"/srv/Mail"});
     EXPECT_EQ(r->hooks,
               (std::vector<std::string>{"beginSearch", "beginDir", "beginQuery", "endQuery",
                                         "beginResults1", "beginHit", "beginNewHit", "endNewHit",
@@ -91,8 +91,7 @@ TEST_F(QueryRunner, HooksComeInOrderWithWholeDocumentsForNewHits) {
 
 TEST_F(QueryRunner, TheNameFilterLooksAtTheLowerCasedFileNameOnly) {
     index({{L"/srv/Mail/Invoice 12.msg", L"one"}, {L"/srv/Inv/Letter.msg", L"two"}});
-    auto r = runner({L"/srv"}, L"INV");
-    r->go();
+    auto r = run({L"/srv"}, L"INV");
     EXPECT_EQ(r->hits.size(), 2u);
     EXPECT_EQ(r->newHits, std::vector<std::wstring>{L"/srv/Mail/Invoice 12.msg"});
 }
@@ -102,15 +101,13 @@ TEST_F(QueryRunner, AFileIsANewHitOnceAcrossDirectoriesAndRuns) {
            {L"/srv/Mail/B.msg", L"two"},
            {L"/srv/Mail/b.msg", L"three"}});
     found.insert(L"/srv/Mail/B.msg"); // reported by an earlier run
-    auto r = runner({L"/srv/Mail", L"/srv/Mail/2008"});
-    r->go();
+    auto r = run({L"/srv/Mail", L"/srv/Mail/2008"});
     EXPECT_EQ(r->hits.size(), 4u);
     EXPECT_EQ(sorted(r->newHits), sorted({L"/srv/Mail/2008/a.msg", L"/srv/Mail/b.msg"}));
     EXPECT_EQ(found.size(), 3u);
     EXPECT_EQ(r->getFoundDirectoriesCount(), 2u);
 
-    auto second = runner({L"/srv"});
-    second->go();
+    auto second = run({L"/srv"});
     EXPECT_EQ(second->hits.size(), 3u);
     EXPECT_TRUE(second->newHits.empty());
 }
@@ -134,9 +131,7 @@ TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
     index(documents);
     const auto lettersFound = [&](const std::wstring& criterion) {
         found.clear();
-        auto r = runner({L"/srv/Mail"});
-        r->criterion = criterion;
-        r->go();
+        auto r = run({L"/srv/Mail"}, L"", criterion);
         std::wstring letters;
         for (const auto& location : sorted(r->newHits))
             letters += location[location.size() - 5];
@@ -175,8 +170,7 @@ TEST_F(QueryRunner, OnlyFilesBelowTheFolderItselfAreItsHits) {
     };
     for (const auto& [folder, hits] : cases) {
         SCOPED_TRACE(Util::toNarrow(folder));
-        auto r = runner({folder});
-        r->go();
+        auto r = run({folder});
         EXPECT_EQ(r->newHits, hits);
     }
 }
