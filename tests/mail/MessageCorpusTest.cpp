@@ -36,33 +36,31 @@ std::string digitsOf(std::string text) {
     return text;
 }
 
-std::unique_ptr<Mapi::CMessage> openMessage(const std::string& bytes) {
-    std::string error;
-    auto storage = Mapi::CStorage::openMemory(reinterpret_cast<const std::uint8_t*>(bytes.data()),
-                                              bytes.size(), error);
-    std::unique_ptr<Mapi::CMessage> message;
-    if (storage)
-        Mapi::CMessage::OpenIMsgOnIStg(storage, message);
-    return message;
-}
-
-// An HTML or RTF body, which the record's body is taken from when the
-// message has no plain-text one.
-bool hasFormattedBody(const std::filesystem::path& path) {
-    const std::string bytes = QoTest::readFile(path);
-    std::unique_ptr<Mapi::CMessage> message = openMessage(bytes);
-    std::unique_ptr<Mapi::CStream> stream;
-    Mapi::ULONG storedType = 0;
-    return message &&
-           (message->OpenProperty(Mapi::PR_HTML, stream, storedType) == Mapi::S_OK ||
-            message->OpenProperty(Mapi::PR_RTF_COMPRESSED, stream, storedType) == Mapi::S_OK);
-}
-
 class MessageCorpus : public testing::TestWithParam<std::string> {
 protected:
     std::filesystem::path path() const { return QoTest::corpusDirectory() / "msg" / GetParam(); }
     const nlohmann::json& expected() const { return QoTest::corpusExpectations().at(GetParam()); }
+    /// The property's stream, when the file opens at the MAPI layer and has it.
+    std::unique_ptr<Mapi::CStream> stream(Mapi::ULONG tag) {
+        std::unique_ptr<Mapi::CStream> opened;
+        Mapi::ULONG storedType = 0;
+        if (message)
+            message->OpenProperty(tag, opened, storedType);
+        return opened;
+    }
+
+    const std::string bytes = QoTest::readFile(path());
+    std::unique_ptr<Mapi::CMessage> message = [this] {
+        std::string error;
+        std::unique_ptr<Mapi::CMessage> opened;
+        if (auto storage = Mapi::CStorage::openMemory(
+                reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size(), error))
+            Mapi::CMessage::OpenIMsgOnIStg(storage, opened);
+        return opened;
+    }();
 };
+
+} // namespace
 
 QO_TESTS_READ_SHARED(Corpus, "*MessageCorpus.*");
 QO_TESTS_READ_SHARED(Corpus, "DamagedCorpusFiles.*");
@@ -80,8 +78,10 @@ TEST_P(MessageCorpus, RecordMatchesExpectedValues) {
         return;
     EXPECT_TRUE(record.MessageRead());
 
+    // An HTML or RTF body gives the record's body when there is no plain-text one.
     const bool bodyFromElsewhere =
-        !want.contains("Body") && (want.contains("BodyContains") || hasFormattedBody(path()));
+        !want.contains("Body") &&
+        (want.contains("BodyContains") || stream(Mapi::PR_HTML) || stream(Mapi::PR_RTF_COMPRESSED));
     for (const char* key : {"Subject", "Normalised_Subject", "From", "To", "Cc", "Bcc", "Body"}) {
         const std::wstring wideKey = Util::toWide(key);
         if (want.contains(key)) {
@@ -132,18 +132,15 @@ TEST_P(MessageCorpus, ReadsWholeAsItsExpectedValuesSay) {
     for (std::size_t i = 0; i < attachments->attachments().size(); ++i)
         EXPECT_EQ(bool(attachments->openMessage(i)), attachments->attachments()[i].isMessage) << i;
 
-    const std::string bytes = QoTest::readFile(path());
-    const std::unique_ptr<Mapi::CMessage> message = openMessage(bytes);
     ASSERT_TRUE(message);
     EXPECT_EQ(message->codePage(), want.at("MessageCodepage").get<int>());
     // Real compressed RTF, with back references: it unpacks to exactly its
     // stated size and is RTF.
-    std::unique_ptr<Mapi::CStream> stream;
-    Mapi::ULONG storedType = 0;
-    if (message->OpenProperty(Mapi::PR_RTF_COMPRESSED, stream, storedType) != Mapi::S_OK)
+    const auto rtfStream = stream(Mapi::PR_RTF_COMPRESSED);
+    if (!rtfStream)
         return;
     std::vector<std::uint8_t> data;
-    Mapi::PropertyReader::getStreamData_Throw(*message, *stream, data);
+    Mapi::PropertyReader::getStreamData_Throw(*message, *rtfStream, data);
     ASSERT_GE(data.size(), 16u);
     const std::uint32_t rawSize = data[4] | data[5] << 8 | data[6] << 16 | data[7] << 24;
     const auto rtf = Rtf::decompress(data.data(), data.size());
@@ -176,7 +173,10 @@ TEST(DamagedCorpusFiles, ACutShortFileIsReadWholeAsFarAsItGoesAndSaysSo) {
 // come to the same record as a reader on its own.
 TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {
     const std::vector<std::string> names = QoTest::corpusFileNames();
-    auto describe = [](const CEmailMetadata_File& record) {
+    // The record of the i-th file, round the list, as text.
+    const auto describe = [&](std::size_t i) {
+        const CEmailMetadata_File record(
+            Util::fromPath(QoTest::corpusDirectory() / "msg" / names[i % names.size()]), true);
         std::wstring text;
         for (const std::wstring& key : record.GetKeys())
             text += key + L"=" + record.GetStringValue(key) + L"\n";
@@ -186,20 +186,15 @@ TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {
                std::to_wstring(record.GetNonEmbeddedAttachments());
     };
     std::vector<std::wstring> alone;
-    for (const std::string& name : names)
-        alone.push_back(describe(
-            CEmailMetadata_File(Util::fromPath(QoTest::corpusDirectory() / "msg" / name), true)));
-
+    for (std::size_t i = 0; i < names.size(); ++i)
+        alone.push_back(describe(i));
     std::vector<std::vector<std::wstring>> together(4);
     std::vector<std::thread> threads;
+    // Each thread starts at a different file so that they overlap.
     for (std::size_t t = 0; t < together.size(); ++t)
         threads.emplace_back([&, t] {
-            // Each thread starts at a different file so that they overlap.
-            for (std::size_t i = 0; i < names.size(); ++i) {
-                const std::string& name = names[(i + t * 17) % names.size()];
-                together[t].push_back(describe(CEmailMetadata_File(
-                    Util::fromPath(QoTest::corpusDirectory() / "msg" / name), true)));
-            }
+            for (std::size_t i = 0; i < names.size(); ++i)
+                together[t].push_back(describe(i + t * 17));
         });
     for (std::thread& thread : threads)
         thread.join();
@@ -209,13 +204,7 @@ TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {
                 << names[(i + t * 17) % names.size()];
 }
 
-std::string nameOf(const testing::TestParamInfo<std::string>& info) {
-    return QoTest::testNameOf(info.param);
-}
-
 INSTANTIATE_TEST_SUITE_P(AllFiles, MessageCorpus, testing::ValuesIn(QoTest::corpusFileNames()),
-                         nameOf);
+                         [](const auto& info) { return QoTest::testNameOf(info.param); });
 // Without the corpus there are no files to make cases of.
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(MessageCorpus);
-
-} // namespace
