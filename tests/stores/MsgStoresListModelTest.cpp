@@ -31,19 +31,9 @@ using Texts = std::vector<std::wstring>;
 
 } // namespace
 
-TEST(LocationKinds, DecidedByTheStartOfThePath) {
-    EXPECT_EQ(locationKindOf(L"Outlook:\\\\Mailbox\\\\Inbox"), eMailClientFolder);
-    EXPECT_EQ(locationKindOf(L"\\\\server\\share\\jobs"), eFileSystemFolder);
-    EXPECT_EQ(locationKindOf(L"File:\\\\x"), eFileSystemFolder);
-    EXPECT_EQ(locationKindOf(L"C:\\jobs"), eFileSystemFolder);
-    EXPECT_EQ(locationKindOf(L"/srv/filing"), eFileSystemFolder);
-    EXPECT_EQ(locationKindOf(L"jobs\\2020"), eOtherLocation);
-    EXPECT_EQ(locationKindOf(L"C:"), eOtherLocation);
-    EXPECT_EQ(locationKindOf(L"\\single"), eOtherLocation);
-    EXPECT_EQ(locationKindOf(L""), eOtherLocation);
-}
-
-TEST(MsgStoresListModel, CacheKeepsTheKindAndHoldsIdenticalRowsOnce) {
+// A row's kind comes from the start of its path; the cache of a kind holds
+// a row once however often it is pushed, and that of other locations all kinds.
+TEST(MsgStoresListModel, CacheKeepsTheKindOfThePathAndHoldsIdenticalRowsOnce) {
     StoresTest::ScopedUser user;
     const LocationRows rows = {row(L"3", L"A", L"\\\\server\\share\\jobs"),
                                row(L"3", L"A", L"\\\\server\\share\\jobs"),
@@ -51,11 +41,14 @@ TEST(MsgStoresListModel, CacheKeepsTheKindAndHoldsIdenticalRowsOnce) {
                                row(L"5", L"B", L"Outlook:\\\\Mailbox\\\\Inbox"),
                                row(L"6", L"C", L"File:\\\\x"),
                                row(L"7", L"D", L"C:\\jobs"),
-                               row(L"8", L"E", L"jobs\\2020")};
-    // Pushed again, a row already held is not added twice.
+                               row(L"8", L"E", L"jobs\\2020"),
+                               row(L"9", L"F", L"/srv/filing"),
+                               row(L"10", L"G", L"C:"),
+                               row(L"11", L"H", L"\\single"),
+                               row(L"12", L"I", L"")};
     const std::pair<LocationKind, Texts> kinds[] = {
-        {eFileSystemFolder, {L"3", L"4", L"6", L"7"}},
-        {eOtherLocation, {L"3", L"4", L"5", L"6", L"7", L"8"}},
+        {eFileSystemFolder, {L"3", L"4", L"6", L"7", L"9"}},
+        {eOtherLocation, {L"3", L"4", L"5", L"6", L"7", L"8", L"9", L"10", L"11", L"12"}},
         {eMailClientFolder, {L"5"}}};
     for (const auto& [kind, ids] : kinds) {
         Model model;

@@ -2,7 +2,6 @@
 // the settings: in a file only a group may read, or in the environment.
 
 #include "stores/SettingsLayers.h"
-#include "stores/QuartoDb.h"
 #include "stores/StoreConnection.h"
 #include "stores/UserSettings.h"
 
@@ -134,39 +133,4 @@ TEST(StorePassword, TheEnvironmentWinsOverTheFileAndTheUsersOwnConnectionOverThe
     const StoreConnection own = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
     EXPECT_EQ(own.sFrom, toWide(ownSettings.string()));
     EXPECT_NE(own.sConnectionString.find(L"DB=own"), std::wstring::npos);
-}
-
-TEST(StorePassword, TheFirmsServerOpensWithThePasswordFromItsFile) {
-    const auto server = StoresTest::mariaDbServer();
-    if (!server)
-        GTEST_SKIP() << StoresTest::kNoServerMessage;
-    StoresTest::ScopedUser user;
-    QoTest::ScopedVariable noPassword(StoreConnection::kPasswordVariable, nullptr);
-    StoresTest::MariaDbDatabase database(*server);
-    database.open()->CreateTables();
-    database.open()->TablesUpdateOrInsertStore(L"/srv/jobs/J1", L"J1", L"", L"", L"msg", 0);
-
-    // The connection string without its password, which lives in a file.
-    std::wstring connection = database.connectionString();
-    const std::size_t password = connection.find(L"PASSWORD=");
-    ASSERT_NE(password, std::wstring::npos);
-    connection.erase(password, connection.find(L';', password) + 1 - password);
-    const fs::path passwordFile = user.dir / "store-password";
-    QoTest::writeFile(passwordFile, server->password + "\n");
-    QoTest::writeFile(QoTest::ScopedUserFolders::systemSettings(user.dir.path()),
-                      "[Store Database]\nConnectionString=" + Kerf::Util::toNarrow(connection) +
-                          "\nPasswordFile=" + passwordFile.string() + "\n");
-
-    for (const mode_t mode : {0640, 0644}) {
-        ::chmod(passwordFile.c_str(), mode);
-        Kerf::QuireLib::CQuartoDb db;
-        if (mode == 0640) {
-            EXPECT_EQ(db.GetOpenError(), L"");
-            EXPECT_EQ(StoresTest::locations(db, L"msg").size(), 1u);
-        } else {
-            EXPECT_FALSE(db.IsOpen());
-            EXPECT_NE(db.GetOpenError().find(L"may be read by every user"), std::wstring::npos)
-                << Kerf::Util::toNarrow(db.GetOpenError());
-        }
-    }
 }

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 
 using Kerf::CSettingsFile;
@@ -23,21 +24,26 @@ std::wstring lookup(const CSettingsFile& s, const std::wstring& section, const s
     return value;
 }
 
-// What reading the text from a file throws; without text, the file is missing.
-CSettingsFileException::Code parseError(const std::optional<std::string>& text,
-                                        std::wstring* message = nullptr) {
-    QoTest::TempDir dir;
-    if (text)
-        QoTest::writeFile(dir / "bad.cfg", *text);
+// The code of what the action throws, and its message.
+CSettingsFileException::Code codeOf(const std::function<void()>& action,
+                                    std::wstring* message = nullptr) {
     try {
-        CSettingsFile s;
-        s.readAFile(toWide((dir / "bad.cfg").string()));
+        action();
     } catch (const CSettingsFileException& e) {
         if (message != nullptr)
             *message = e.getMessage();
         return e.getCode();
     }
     return CSettingsFileException::eUnknownError;
+}
+
+// What reading the text from a file throws; without text, the file is missing.
+CSettingsFileException::Code parseError(const std::optional<std::string>& text,
+                                        std::wstring* message = nullptr) {
+    QoTest::TempDir dir;
+    if (text)
+        QoTest::writeFile(dir / "bad.cfg", *text);
+    return codeOf([&] { CSettingsFile().readAFile(toWide((dir / "bad.cfg").string())); }, message);
 }
 
 // UTF-16 bytes of ASCII/BMP text in the given byte order, with its mark.
@@ -127,12 +133,8 @@ TEST(SettingsFile, WritesWhatItReadsAndRefusesWhatAFileCannotHold) {
     EXPECT_THROW(s.writeAFile(toWide((dir / "no/such/folder/x.cfg").string())),
                  CSettingsFileException);
 
-    try {
-        s.remove(L"Search", L"Title");
-        FAIL() << "removal was allowed";
-    } catch (const CSettingsFileException& e) {
-        EXPECT_EQ(e.getCode(), CSettingsFileException::eRemoveDisallowed);
-    }
+    EXPECT_EQ(codeOf([&] { s.remove(L"Search", L"Title"); }),
+              CSettingsFileException::eRemoveDisallowed);
     s.setRemoveAllowed(true);
     EXPECT_TRUE(s.remove(L"search", L"title"));
     EXPECT_EQ(lookup(s, L"Search", L"Title"), L"<missing>");

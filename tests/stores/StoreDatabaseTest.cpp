@@ -1,10 +1,10 @@
-// The store database: the SQL it writes for each engine, the same cases run
-// against SQLite and against a real MariaDB server (which scripts/test starts
-// on the loopback address and names in QOSEARCH_TEST_MYSQL_* variables;
-// without it those cases skip), and which database a user's set-up opens.
+// The store database: the same cases against SQLite and a real MariaDB server
+// (scripts/test starts it; without it those cases skip), and which database a
+// user's set-up opens.
 
 #include "stores/DbTableHelper.h"
 #include "stores/QuartoDb.h"
+#include "stores/StoreConnection.h"
 #include "stores/UserSettings.h"
 
 #include "StoresTestSupport.h"
@@ -14,6 +14,8 @@
 #include <QDate>
 
 #include <array>
+
+#include <sys/stat.h>
 
 using namespace Kerf::QuireLib;
 using Engine = CDbTableHelper::Engine;
@@ -68,15 +70,14 @@ class StoreTables : public ::testing::TestWithParam<Backend> {
 protected:
     void SetUp() override {
         if (GetParam() == Backend::Sqlite) {
-            m_db = std::make_unique<CQuartoDb>(
-                CDbTableHelper::kTypeSqlite, toWide((m_dir / "Quarto.db").string()), L"", L"", L"");
-        } else {
-            const auto server = StoresTest::mariaDbServer();
-            if (!server)
-                GTEST_SKIP() << StoresTest::kNoServerMessage;
-            m_mariaDb.emplace(*server);
-            m_db = m_mariaDb->open();
+            m_db = StoresTest::sqliteStores(m_dir / "Quarto.db");
+            return;
         }
+        const auto server = StoresTest::mariaDbServer();
+        if (!server)
+            GTEST_SKIP() << StoresTest::kNoServerMessage;
+        m_mariaDb.emplace(*server);
+        m_db = m_mariaDb->open();
         m_db->CreateTables();
     }
     long storeCount() {
@@ -167,7 +168,9 @@ INSTANTIATE_TEST_SUITE_P(Engines, StoreTables, ::testing::Values(Backend::Sqlite
                              return info.param == Backend::Sqlite ? "Sqlite" : "MariaDb";
                          });
 
-TEST(StoreDatabaseMariaDb, ReachableThroughItsSocketAndThroughTheUserSettings) {
+// The server answers through its socket, refuses a wrong password, and opens
+// from the firm's settings with the password from a file only a group may read.
+TEST(StoreDatabaseMariaDb, ReachableThroughItsSocketAndTheFirmsSettingsWithAPasswordFile) {
     const auto server = StoresTest::mariaDbServer();
     if (!server)
         GTEST_SKIP() << StoresTest::kNoServerMessage;
@@ -188,12 +191,30 @@ TEST(StoreDatabaseMariaDb, ReachableThroughItsSocketAndThroughTheUserSettings) {
               std::wstring::npos);
 
     StoresTest::ScopedUser user;
-    openUserSettings()->setValue(QStringLiteral("Store Database/ConnectionString"),
-                                 QString::fromStdWString(database.connectionString()));
-    CQuartoDb configured;
-    ASSERT_TRUE(configured.IsOpen()) << Kerf::Util::toNarrow(configured.GetOpenError());
-    EXPECT_EQ(configured.GetHelper().GetEngine(), Engine::MySql);
-    EXPECT_EQ(locations(configured, L"msg").size(), 2u);
+    QoTest::ScopedVariable noPassword(StoreConnection::kPasswordVariable, nullptr);
+    // The connection string without its password, which lives in a file.
+    std::wstring connection = database.connectionString();
+    const std::size_t password = connection.find(L"PASSWORD=");
+    ASSERT_NE(password, std::wstring::npos);
+    connection.erase(password, connection.find(L';', password) + 1 - password);
+    const std::filesystem::path passwordFile = user.dir / "store-password";
+    QoTest::writeFile(passwordFile, server->password + "\n");
+    QoTest::writeFile(QoTest::ScopedUserFolders::systemSettings(user.dir.path()),
+                      "[Store Database]\nConnectionString=" + Kerf::Util::toNarrow(connection) +
+                          "\nPasswordFile=" + passwordFile.string() + "\n");
+    for (const mode_t mode : {0640, 0644}) {
+        ::chmod(passwordFile.c_str(), mode);
+        CQuartoDb db;
+        if (mode == 0640) {
+            ASSERT_TRUE(db.IsOpen()) << Kerf::Util::toNarrow(db.GetOpenError());
+            EXPECT_EQ(db.GetHelper().GetEngine(), Engine::MySql);
+            EXPECT_EQ(locations(db, L"msg").size(), 2u);
+        } else {
+            EXPECT_FALSE(db.IsOpen());
+            EXPECT_NE(db.GetOpenError().find(L"may be read by every user"), std::wstring::npos)
+                << Kerf::Util::toNarrow(db.GetOpenError());
+        }
+    }
 }
 
 TEST(StoreDatabaseSqlite, FolderListLinesBecomeStoresOnce) {
@@ -232,12 +253,8 @@ TEST(StoreDatabaseChoice, SettingsThenSqliteThenAccessThenNothing) {
         EXPECT_FALSE(mdb.IsOpen());
         EXPECT_NE(mdb.GetOpenError().find(L"Quarto.mdb"), std::wstring::npos);
     }
-    const std::wstring sqlite = toWide((user.appData() / "Quarto.db").string());
-    {
-        CQuartoDb make(CDbTableHelper::kTypeSqlite, sqlite, L"", L"", L"");
-        make.CreateTables();
-        make.TablesUpdateOrInsertStore(L"/local", L"L", L"", L"", L"msg", 0);
-    }
+    StoresTest::sqliteStores(user.appData() / "Quarto.db")
+        ->TablesUpdateOrInsertStore(L"/local", L"L", L"", L"", L"msg", 0);
     {
         CQuartoDb preferred;
         ASSERT_TRUE(preferred.IsOpen()) << Kerf::Util::toNarrow(preferred.GetOpenError());
@@ -245,10 +262,7 @@ TEST(StoreDatabaseChoice, SettingsThenSqliteThenAccessThenNothing) {
         EXPECT_EQ(locations(preferred, L"msg").size(), 1u);
     }
     const std::wstring other = toWide((user.dir.path() / "other.db").string());
-    {
-        CQuartoDb make(CDbTableHelper::kTypeSqlite, other, L"", L"", L"");
-        make.CreateTables();
-    }
+    StoresTest::sqliteStores(user.dir.path() / "other.db");
     openUserSettings()->setValue(
         QStringLiteral("Store Database/ConnectionString"),
         QString::fromStdWString(L"Driver={SQLite3};Database=" + other + L";"));

@@ -1,7 +1,6 @@
 #pragma once
-// Shared pieces of the store tests: a redirected user, trace capture, the
-// connection details of the MariaDB server that scripts/test starts, the
-// stores of one type, and the text an action throws.
+// Shared pieces of the store tests: a redirected user, trace capture, store
+// databases on SQLite and on the MariaDB server that scripts/test starts.
 
 #include "TempDir.h"
 
@@ -112,6 +111,14 @@ private:
     std::wstring m_sName;
     Kerf::QuireLib::CDbTableHelper m_admin;
 };
+
+/// A SQLite store database in the file, with its tables.
+inline std::unique_ptr<Kerf::QuireLib::CQuartoDb> sqliteStores(const std::filesystem::path& file) {
+    auto db = std::make_unique<Kerf::QuireLib::CQuartoDb>(
+        Kerf::QuireLib::CDbTableHelper::kTypeSqlite, Kerf::Util::fromPath(file), L"", L"", L"");
+    db->CreateTables();
+    return db;
+}
 
 inline Kerf::QuireLib::LocationRows locations(Kerf::QuireLib::CQuartoDb& db,
                                               const std::wstring& type) {
