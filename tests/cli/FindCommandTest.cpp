@@ -33,7 +33,6 @@ TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
          {"poi_logsat.com_signatures_valid.msg"}},
         {{"--filename", "VOTE"}, {"mr_voteItems.msg", "mr_voteNo.msg", "mr_voteYes.msg"}},
         {{"--attachment", "green.png"}, {"mr_msgInMsg.msg", "mr_msgInMsgInMsg.msg"}},
-        {{"--keywords", "inner"}, {"mr_Outer mail.msg"}},
         {{"--keywords", "irradiant historian"},
          {"poi_53784_fails.msg", "poi_53784_succeeds.msg",
           "poi_message_extra_hyphen_submission_chunk.msg",

@@ -1,4 +1,5 @@
 #include "CycleTestSupport.h"
+#include "WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -9,14 +10,12 @@
 #include <map>
 #include <mutex>
 #include <set>
-#include <thread>
 
 namespace fs = std::filesystem;
 using namespace Kerf;
 using namespace Kerf::QuireLib;
 using Kerf::Search::IndexerMessage;
 using QoTest::copiesOfTheSample;
-using QoTest::IndexFolder;
 
 namespace {
 
@@ -71,11 +70,11 @@ private:
 
 } // namespace
 
-class MailSearchCycleTest : public IndexFolder {
+class MailSearchCycleTest : public CycleTest::SavedMail {
 protected:
     static constexpr std::size_t kFiles = 200;
 
-    const fs::path mail = copiesOfTheSample(dir.path(), kFiles);
+    MailSearchCycleTest() { copiesOfTheSample(dir.path(), kFiles); }
     CycleTest::RowsView view;
     std::unique_ptr<CMailSearchCycle> cycle = newCycle();
 
@@ -96,10 +95,6 @@ protected:
     }
     bool pumpToTheEnd() {
         return pumpUntil([this] { return !cycle->isIndexing(); });
-    }
-    std::size_t documentsInTheIndex() const {
-        return static_cast<std::size_t>(
-            Search::createIndexSearcher(place.directory)->getReader()->numDocs());
     }
     /// Stop (or whatever `act` does) while a read is held: it must come back
     /// without waiting for that read. Should it wait, a watchdog opens the
@@ -133,7 +128,7 @@ TEST_F(MailSearchCycleTest, StopWithAReadThatHangsReturnsAtOnceAndEndsWhenTheRea
         cycle->getStatusText().rfind(L"Stopped: 0 matches in the 0 messages searched so far; ", 0),
         0u)
         << Util::toNarrow(cycle->getStatusText());
-    EXPECT_EQ(documentsInTheIndex(), 0u);
+    EXPECT_TRUE(indexed().empty());
 }
 
 TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnlyWhatItLeft) {
@@ -160,7 +155,7 @@ TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnly
     // The new run read only what the stopped one had not committed: every
     // file, but none of those the stopped run had indexed.
     EXPECT_EQ(gate->filesAndPassedReadAgain(), std::make_pair(kFiles, std::size_t{0}));
-    EXPECT_EQ(documentsInTheIndex(), kFiles);
+    EXPECT_EQ(indexed().size(), kFiles);
     EXPECT_EQ(view.getItemCount(), kFiles);
     EXPECT_EQ(cycle->getStatusText().rfind(L"200 matches found in ", 0), 0u)
         << Util::toNarrow(cycle->getStatusText());
@@ -175,10 +170,8 @@ TEST_F(MailSearchCycleTest, ClosingWhileAReadHangsLetsTheRunGoAndItClosesTheInde
     // Once the read returns, the run ends on its own and lets go of the
     // index's write lock: a new search indexes everything.
     gate->open();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (gate.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    ASSERT_EQ(gate.use_count(), 1) << "the let-go run never ended";
+    ASSERT_TRUE(QoTest::waitFor([&] { return gate.use_count() == 1; }))
+        << "the let-go run never ended";
     cycle = newCycle();
     ASSERT_TRUE(findNow());
     ASSERT_TRUE(pumpToTheEnd());

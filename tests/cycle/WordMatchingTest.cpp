@@ -114,10 +114,6 @@ TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
         {Where::Subject, L"lodz", L"lods", false},
         // No stemming.
         {Where::Body, L"runs", L"he ran", false},
-        // Punctuation in criteria, as before.
-        {Where::From, L"Lowe, Charles", L"Charles Lowe", true},
-        {Where::Subject, L"FW:", L"FW: budget", true},
-        {Where::Subject, L"e-ma", L"e-mail policy", true},
         // Chinese inside a longer run, in pairs; the reverse pair is another word.
         {Where::Subject, L"會議", L"東京會議室", true},
         {Where::Subject, L"議會", L"東京會議室", false},

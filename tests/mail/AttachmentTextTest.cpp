@@ -22,14 +22,19 @@ namespace {
 const auto* const g_environment =
     ::testing::AddGlobalTestEnvironment(new QoTest::WidgetTestEnvironment("attachment_text_tests"));
 
+// The text of the message's attachments, within the limits.
+std::wstring textOf(const MsgMessage& message, const DocumentText::Limits& limits = {}) {
+    std::string error;
+    auto attachments = CMessageAttachments::openBytes(QoMsg::writeMsgBytes(message), error);
+    EXPECT_TRUE(attachments) << error;
+    return attachments ? AttachmentText::build(*attachments, limits) : L"";
+}
+
 TEST(AttachmentText, TextOfOneMessageStopsAtItsLimitAndNamesReadBack) {
     MsgMessage message = QoTest::simpleMessage();
     for (const wchar_t* name : {L"one.txt", L"two.txt", L"three.txt"})
         message.attachments.push_back({1, name, std::vector<std::uint8_t>(600000, 'w'), nullptr});
-    std::string error;
-    auto attachments = CMessageAttachments::openBytes(QoMsg::writeMsgBytes(message), error);
-    ASSERT_TRUE(attachments) << error;
-    const std::wstring text = AttachmentText::build(*attachments, {});
+    const std::wstring text = textOf(message);
     EXPECT_EQ(text.size(), DocumentText::Limits{}.maxChars);
     EXPECT_EQ(AttachmentText::namesOf(text), (std::vector<std::wstring>{L"one.txt", L"two.txt"}));
 }
@@ -41,14 +46,11 @@ TEST(AttachmentText, TheMessagesTimeBudgetCutsSlowDocumentsShort) {
     for (const wchar_t* name : {L"slow1.pdf", L"slow2.pdf", L"slow3.pdf"})
         message.attachments.push_back({1, name, QoMsg::slowPdfDocument(), nullptr});
     message.attachments.push_back({1, L"quick.txt", bytesOf("quokka"), nullptr});
-    std::string error;
-    auto attachments = CMessageAttachments::openBytes(QoMsg::writeMsgBytes(message), error);
-    ASSERT_TRUE(attachments) << error;
     DocumentText::Limits limits;
     limits.pdfDeadline = std::chrono::minutes(5);
     limits.messageBudget = std::chrono::seconds(1);
     const auto start = std::chrono::steady_clock::now();
-    const std::wstring text = AttachmentText::build(*attachments, limits);
+    const std::wstring text = textOf(message, limits);
     // Each document alone would run for its five minutes.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::minutes(1));
     EXPECT_EQ(AttachmentText::namesOf(text),
@@ -133,17 +135,6 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
     EXPECT_EQ(found({"--no-update", "--subject", "none", "--after", "2099-01-01", "--query",
                      "Attachments:dunnart OR Attachments:quokka"}),
               (Names{"csv.msg", "pdf.msg"}));
-
-    // A damaged or hostile attachment gives its name and nothing else.
-    std::string error;
-    auto hostile = CMessageAttachments::openFile(Kerf::Util::fromPath(mail / "hostile.msg"), error);
-    ASSERT_TRUE(hostile) << error;
-    EXPECT_EQ(AttachmentText::build(*hostile, {}), L"bomb.docx\x1F"
-                                                   L"bomb docx\n\x1E"
-                                                   L"cut.pdf\x1F"
-                                                   L"cut pdf\n\x1E"
-                                                   L"loop.pdf\x1F"
-                                                   L"loop pdf\n\x1E");
 
     const auto shown = QoTest::runCli({"show", "--json", (mail / "nested.msg").string()});
     EXPECT_NE(shown.out.find("\"Attachments\": [\"Forwarded\"]"), std::string::npos) << shown.out;
