@@ -39,13 +39,9 @@ QoMsg::MsgMessage messageHolding(Where where, const std::wstring& stored) {
     message.body = L"Nothing to see.";
     message.senderName = L"Office";
     const auto [name, address] = nameAndAddress(stored);
-    const auto recipient = [&](std::int32_t type, std::optional<std::wstring>& display) {
-        display = name;
-        if (address.starts_with(L"/"))
-            message.recipients.push_back({name, address, type, L"EX", {}});
-        else
-            message.recipients.push_back({name, address, type, L"SMTP", address});
-    };
+    // Recipients of types 1 to 3, in the order of Where; an Exchange address has no SMTP one.
+    const auto type = static_cast<std::int32_t>(where) - static_cast<std::int32_t>(Where::From);
+    const bool exchange = address.starts_with(L"/");
     switch (where) {
     case Where::Subject:
     case Where::Keywords:
@@ -60,13 +56,11 @@ QoMsg::MsgMessage messageHolding(Where where, const std::wstring& stored) {
             message.senderSmtpAddress = address;
         break;
     case Where::To:
-        recipient(1, message.displayTo);
-        break;
     case Where::Cc:
-        recipient(2, message.displayCc);
-        break;
     case Where::Bcc:
-        recipient(3, message.displayBcc);
+        (type == 1 ? message.displayTo : type == 2 ? message.displayCc : message.displayBcc) = name;
+        message.recipients.push_back({name, address, type, exchange ? L"EX" : L"SMTP",
+                                      exchange ? std::optional<std::wstring>() : address});
         break;
     case Where::Attachment:
         message.attachments.push_back({1, stored, {'x'}, {}});

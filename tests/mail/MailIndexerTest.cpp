@@ -2,6 +2,7 @@
 // skips, and what its first progress line knows.
 
 #include "MailIndexFolder.h"
+#include "WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +10,6 @@
 #include <chrono>
 #include <ctime>
 #include <mutex>
-#include <thread>
 #include <utime.h>
 
 namespace fs = std::filesystem;
@@ -78,10 +78,8 @@ TEST_F(MailIndexerTest, TheFirstProgressLineCountsEveryMessageTheWalkFound) {
         ~CReaderAfterTheWalk() override { stop(); }
         CMetadataPtr buildMetadata(const std::wstring& path) override {
             std::call_once(m_first, [this] {
-                const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-                while (!m_bScanningFinished && std::chrono::steady_clock::now() < deadline)
-                    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-                walkEndedFirst = m_bScanningFinished.load();
+                walkEndedFirst = QoTest::waitFor([this] { return m_bScanningFinished.load(); },
+                                                 std::chrono::seconds(60));
             });
             return CRecursiveMailIndexer::buildMetadata(path);
         }
