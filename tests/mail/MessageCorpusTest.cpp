@@ -1,7 +1,6 @@
 // Every file of the shared corpus read into a record, and read whole, and
 // compared with the values an independent reader found in it.
 
-#include "CorpusExpectations.h"
 #include "SharedFiles.h"
 #include "TempDir.h"
 
@@ -16,13 +15,48 @@
 #include "support/Strings.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cctype>
+#include <fstream>
 #include <thread>
 
 using namespace Kerf;
 using namespace Kerf::QuireLib;
 
 namespace {
+
+// The shared message corpus and the values expected from each of its files.
+const std::filesystem::path kCorpus = QOSEARCH_CORPUS_DIR;
+
+const nlohmann::json& corpusExpectations() {
+    static const nlohmann::json expected = [] {
+        std::ifstream in(kCorpus / "expected.json");
+        return nlohmann::json::parse(in);
+    }();
+    return expected;
+}
+
+/// Every message file of the corpus, by name, in name order; none without
+/// the corpus (its tests are then left out, see SharedFiles.h).
+std::vector<std::string> corpusFileNames() {
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (auto it = std::filesystem::directory_iterator(kCorpus / "msg", ec);
+         !ec && it != std::filesystem::directory_iterator(); it.increment(ec))
+        names.push_back(it->path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// A test name made of the letters and digits of a file name.
+std::string testNameOf(const std::string& fileName) {
+    std::string name;
+    for (char c : fileName.substr(0, fileName.rfind('.')))
+        name.push_back(std::isalnum(static_cast<unsigned char>(c)) ? c : '_');
+    return name;
+}
 
 // The record's local sent date in UTC, as digits only.
 std::string sentDateUtc(const OleDate& date) {
@@ -38,8 +72,8 @@ std::string digitsOf(std::string text) {
 
 class MessageCorpus : public testing::TestWithParam<std::string> {
 protected:
-    std::filesystem::path path() const { return QoTest::corpusDirectory() / "msg" / GetParam(); }
-    const nlohmann::json& expected() const { return QoTest::corpusExpectations().at(GetParam()); }
+    std::filesystem::path path() const { return kCorpus / "msg" / GetParam(); }
+    const nlohmann::json& expected() const { return corpusExpectations().at(GetParam()); }
     /// The property's stream, when the file opens at the MAPI layer and has it.
     std::unique_ptr<Mapi::CStream> stream(Mapi::ULONG tag) {
         std::unique_ptr<Mapi::CStream> opened;
@@ -152,16 +186,16 @@ TEST_P(MessageCorpus, ReadsWholeAsItsExpectedValuesSay) {
 TEST(DamagedCorpusFiles, CompoundFileComplaintsGoToTheTraceLog) {
     const unsigned routedBefore = GLibLog::routedCount();
     testing::internal::CaptureStderr();
-    for (const std::string& name : QoTest::corpusFileNames())
-        if (QoTest::corpusExpectations().at(name).value("damaged", false))
-            CEmailMetadata_File(Util::fromPath(QoTest::corpusDirectory() / "msg" / name), true);
+    for (const std::string& name : corpusFileNames())
+        if (corpusExpectations().at(name).value("damaged", false))
+            CEmailMetadata_File(Util::fromPath(kCorpus / "msg" / name), true);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_GT(GLibLog::routedCount(), routedBefore);
 }
 
 TEST(DamagedCorpusFiles, ACutShortFileIsReadWholeAsFarAsItGoesAndSaysSo) {
     QoTest::TempDir dir;
-    const std::string bytes = QoTest::readFile(QoTest::corpusDirectory() / "msg" / "poi_quick.msg");
+    const std::string bytes = QoTest::readFile(kCorpus / "msg" / "poi_quick.msg");
     QoTest::writeFile(dir / "cut.msg", bytes.substr(0, bytes.size() * 7 / 10));
     const CMessageDocument shortened(Util::fromPath(dir / "cut.msg"));
     EXPECT_TRUE(shortened.MessageRead());
@@ -172,11 +206,11 @@ TEST(DamagedCorpusFiles, ACutShortFileIsReadWholeAsFarAsItGoesAndSaysSo) {
 // The indexer reads messages on several threads at once; each reader must
 // come to the same record as a reader on its own.
 TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {
-    const std::vector<std::string> names = QoTest::corpusFileNames();
+    const std::vector<std::string> names = corpusFileNames();
     // The record of the i-th file, round the list, as text.
     const auto describe = [&](std::size_t i) {
-        const CEmailMetadata_File record(
-            Util::fromPath(QoTest::corpusDirectory() / "msg" / names[i % names.size()]), true);
+        const CEmailMetadata_File record(Util::fromPath(kCorpus / "msg" / names[i % names.size()]),
+                                         true);
         std::wstring text;
         for (const std::wstring& key : record.GetKeys())
             text += key + L"=" + record.GetStringValue(key) + L"\n";
@@ -204,7 +238,7 @@ TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {
                 << names[(i + t * 17) % names.size()];
 }
 
-INSTANTIATE_TEST_SUITE_P(AllFiles, MessageCorpus, testing::ValuesIn(QoTest::corpusFileNames()),
-                         [](const auto& info) { return QoTest::testNameOf(info.param); });
+INSTANTIATE_TEST_SUITE_P(AllFiles, MessageCorpus, testing::ValuesIn(corpusFileNames()),
+                         [](const auto& info) { return testNameOf(info.param); });
 // Without the corpus there are no files to make cases of.
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(MessageCorpus);

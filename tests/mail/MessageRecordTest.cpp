@@ -3,7 +3,6 @@
 // page, files that are not messages at all; and the attachments of messages,
 // attached messages and messages cut short.
 
-#include "CorpusExpectations.h"
 #include "MsgTestFiles.h"
 #include "SharedFiles.h"
 
@@ -194,7 +193,7 @@ std::string outline(const CMessageAttachments& message, const std::string& inden
 std::shared_ptr<CMessageAttachments> openCorpusFile(const std::string& name) {
     std::string error;
     auto message = CMessageAttachments::openFile(
-        Kerf::Util::fromPath(QoTest::corpusDirectory() / "msg" / name), error);
+        Kerf::Util::fromPath(std::filesystem::path(QOSEARCH_CORPUS_DIR) / "msg" / name), error);
     EXPECT_TRUE(message) << name << ": " << error;
     return message;
 }
