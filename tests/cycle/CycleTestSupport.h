@@ -12,6 +12,7 @@
 #include "MsgWriter.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -50,8 +51,9 @@ inline bool pumpUntil(Kerf::QuireLib::CMailSearchCycle& cycle, Kerf::Search::CQu
 class SavedMail : public QoTest::IndexFolder {
 protected:
     fs::path mail = dir / "mail";
-    /// The final status of the last find().
+    /// The final status of the last find(), and the messages all finds read.
     std::wstring status;
+    std::atomic<std::size_t> reads{0};
 
     fs::path save(const fs::path& relative, const QoMsg::MsgMessage& message) {
         const fs::path path = mail / relative;
@@ -72,6 +74,10 @@ protected:
         RowsView view;
         Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
         cycle.initialise();
+        cycle.setMessageReader([this](const std::wstring& path) {
+            ++reads;
+            return Kerf::QuireLib::CRecursiveMailIndexer::readMessageFile(path);
+        });
         std::vector<std::wstring> locations;
         for (const auto& folder : folders)
             locations.push_back(Kerf::Util::fromPath(folder));
