@@ -1,8 +1,6 @@
-// The location pane and its filing-store list: the two modes and the
-// controls each enables, the stored choice across a restart, the filter on
-// every keystroke, the column titles from the settings file, a picked
-// location pre-filling the folder, a double-click searching again, and the
-// folder chooser; the sources read while the window is already shown.
+// The location pane and its filing-store list: the two modes, the stored
+// choice, the filter, column titles, picking, Browse, and sources read while
+// the window is already shown.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -12,7 +10,6 @@
 
 #include <QFileDialog>
 #include <QHelpEvent>
-#include <QSettings>
 #include <QTcpServer>
 #include <QTextDocumentFragment>
 #include <QToolTip>
@@ -38,15 +35,6 @@ void expectMode(CSearchLocation& pane, int mode) {
         EXPECT_EQ(control->isEnabled(), on) << "mode " << mode;
     EXPECT_EQ(pane.GetLocationsRadio().isChecked(), mode == 0) << "mode " << mode;
     EXPECT_EQ(pane.GetFolderRadio().isChecked(), mode == 1) << "mode " << mode;
-}
-
-void writeStoredChoice(const QVariant& mode, const QString& folder) {
-    QSettings settings(
-        QString::fromStdString(
-            (fs::path(std::getenv("XDG_CONFIG_HOME")) / "Pellam/Quarto.conf").string()),
-        QSettings::IniFormat);
-    settings.setValue("Search/m_iLocationOrFolder", mode);
-    settings.setValue("Search/m_sSearchFolder", folder);
 }
 
 class LocationPane : public testing::Test {
@@ -80,9 +68,6 @@ TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) 
     ASSERT_EQ(list().GetItemCount(), 3); // the mail-client folder is left out
     EXPECT_EQ(column(list(), PrimaryRef), (std::vector<std::wstring>{L"A100", L"B200", L"C300"}));
     EXPECT_EQ(list().GetItemText(0, Source), L"Local");
-    EXPECT_TRUE(list().isColumnHidden(StoreId));
-    EXPECT_TRUE(list().isColumnHidden(Source));
-    EXPECT_FALSE(list().isColumnHidden(Location));
 
     expectMode(pane(), 0);
     // Several locations and none picked: nothing to search yet.
@@ -107,7 +92,7 @@ TEST_F(LocationPane, PickingLocationsPrefillsTheFolderAndSearchesThemInDisplayOr
               (std::vector<std::wstring>{fromPath(jobs / "A100"), fromPath(jobs / "C300")}));
 
     ASSERT_TRUE(searchAgain(*dlg));
-    EXPECT_TRUE(startsWith(status(*dlg), "3 matches found in ")) << status(*dlg);
+    EXPECT_TRUE(status(*dlg).starts_with("3 matches found in ")) << status(*dlg);
 }
 
 TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheStatus) {
@@ -142,7 +127,7 @@ TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheSta
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
     selectRows(list(), {0, 3});
     ASSERT_TRUE(searchAgain(*dlg));
-    EXPECT_TRUE(startsWith(status(*dlg), "2 matches found in ")) << status(*dlg);
+    EXPECT_TRUE(status(*dlg).starts_with("2 matches found in ")) << status(*dlg);
     EXPECT_NE(
         status(*dlg).find(
             ". Not searched, cannot be reached: J:\\Jobs\\J900 (The drive J: has no folder here"),
@@ -194,7 +179,8 @@ TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
     // is kept: no choice ticked, nothing enabled, the folder searched.
     for (const auto& [stored, mode] : {std::pair{5, 0}, std::pair{-1, -1}}) {
         dlg.reset();
-        writeStoredChoice(stored, "/x");
+        Kerf::QuireLib::openUserSettings()->setValue("Search/m_iLocationOrFolder", stored);
+        Kerf::QuireLib::openUserSettings()->setValue("Search/m_sSearchFolder", "/x");
         dlg = user.openWindow();
         expectMode(pane(), mode);
     }
@@ -220,7 +206,7 @@ TEST_F(LocationPane, ADoubleClickOnALocationStopsAndSearchesAgain) {
     QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, cell.center());
     EXPECT_TRUE(dlg->cycle().isIndexing());
     ASSERT_TRUE(waitForSearchEnd(*dlg));
-    EXPECT_TRUE(startsWith(status(*dlg), "1 match found in ")) << status(*dlg);
+    EXPECT_TRUE(status(*dlg).starts_with("1 match found in ")) << status(*dlg);
     ASSERT_EQ(dlg->resultsList().GetItemCount(), 1);
     EXPECT_EQ(dlg->getItemPath(0), fromPath(jobs / "B200" / "poi_quick.msg"));
     // The Folder column names the location by its reference.

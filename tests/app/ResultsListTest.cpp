@@ -1,6 +1,5 @@
-// The results list of the search window: sorting by heading clicks, the
-// preview of the selected row, the context menu and what its entries do
-// (open, open the containing folder, cut, copy, delete).
+// The results list of the search window: Enter and Clear, sorting, the
+// preview of the selected row, and the context menu's entries.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -9,6 +8,7 @@
 #include "app/DesktopAssociation.h"
 #include "app/MessageViewer.h"
 #include "app/PreviewDlg.h"
+#include "app/SearchCriteriaDlg.h"
 
 #include <QClipboard>
 #include <QMenu>
@@ -22,19 +22,9 @@
 #include <unistd.h>
 
 using namespace WindowTest;
-using Kerf::QuireLib::CSortListCtrl;
 using Kerf::Util::fromPath;
 
 namespace {
-
-enum Column { From, To, Subject, Sent, Attachments, Size, Folder, Filename };
-
-const std::vector<std::string> kMessages = {
-    "mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg", "mr_test.msg", "mr_sent.msg",
-    "poi_quick.msg", "mr_A memo.msg", "poi_example_sent_regular.msg", "poi_attachment_test_msg.msg",
-    "mr_Simple.msg", // never sent: no date
-    // no normalised subject
-    "poi_ASCII_UTF-8_CP1252_LCID1031.msg"};
 
 // A file that even root cannot move: the immutable attribute. False where
 // the file system or the process cannot set it.
@@ -59,26 +49,11 @@ QAction* menuEntry(QMenu& menu, const QString& text) {
     return nullptr;
 }
 
-class WindowResultsList : public testing::Test {
+class WindowResultsList : public SearchedWindow {
 protected:
-    void SetUp() override {
-        m_mail = user.root() / "mail";
-        copyCorpus(m_mail / "Alpha", {kMessages.begin(), kMessages.begin() + 5});
-        copyCorpus(m_mail / "Beta", {kMessages.begin() + 5, kMessages.end()});
-        dlg = user.openWindow();
-        searchFolder(*dlg, m_mail);
-        ASSERT_TRUE(waitForSearchEnd(*dlg));
-        ASSERT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()));
-    }
-    CSortListCtrl& list() { return dlg->resultsList(); }
-    int row(const std::string& name) { return rowOf(list(), name); }
     std::unique_ptr<QMenu> menu() {
         return std::unique_ptr<QMenu>(dlg->createResultsMenu(dlg.get()));
     }
-
-    User user;
-    fs::path m_mail;
-    std::unique_ptr<CQoSearchDlg> dlg;
 };
 
 } // namespace
@@ -96,23 +71,51 @@ TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsNe
     // öäü Subject" after "Sent time", not first.
     EXPECT_GT(row("poi_ASCII_UTF-8_CP1252_LCID1031.msg"), row("mr_sent.msg"));
 
-    // Sent shows the day only but sorts by day and time, the newest first:
-    // the three vote messages of one morning come latest first.
+    // Sent sorts the newest first, by time within a day (the three vote
+    // messages of one morning), and messages without a date last.
     clickHeading(list(), Sent);
     EXPECT_FALSE(list().IsSortAscending());
     EXPECT_GT(row("mr_voteItems.msg"), row("mr_voteYes.msg"));
     EXPECT_GT(row("mr_voteYes.msg"), row("mr_voteNo.msg"));
-    EXPECT_EQ(list().GetItemText(row("mr_voteNo.msg"), Sent),
-              list().GetItemText(row("mr_voteItems.msg"), Sent));
-    // Messages without a sent date show no date and come after every dated one.
-    const int last = list().GetItemCount() - 1;
-    for (const char* undated : {"mr_Simple.msg", "poi_ASCII_UTF-8_CP1252_LCID1031.msg"}) {
-        EXPECT_GE(row(undated), last - 1) << undated;
-        EXPECT_EQ(list().GetItemText(row(undated), Sent), L"") << undated;
-    }
-    // A second click: oldest first.
-    clickHeading(list(), Sent);
-    EXPECT_LE(row("mr_Simple.msg"), 1);
+    for (const char* undated : {"mr_Simple.msg", "poi_ASCII_UTF-8_CP1252_LCID1031.msg"})
+        EXPECT_GE(row(undated), list().GetItemCount() - 2) << undated;
+}
+
+// Enter in the folder field searches it (with no folder, nothing); Clear
+// empties all but the location.
+TEST_F(WindowResultsList, EnterInTheFolderSearchesAndClearEmptiesAllButTheLocation) {
+    QLineEdit& folder = dlg->locationPane().GetFolderEdit();
+    const std::string before = status(*dlg);
+    folder.clear();
+    dlg->criteriaPane().setFocus();
+    QTest::keyClick(dlg.get(), Qt::Key_Return);
+    EXPECT_EQ(status(*dlg), before);
+    EXPECT_FALSE(dlg->cycle().isIndexing());
+    EXPECT_TRUE(dlg->isVisible()); // the window never closes on Enter
+
+    folder.setFocus();
+    QTest::keyClicks(&folder, QString::fromStdString(mail.string()));
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+    QTest::keyClick(&folder, Qt::Key_Return);
+    EXPECT_TRUE(dlg->isVisible());
+    EXPECT_TRUE(dlg->cycle().isIndexing());
+    EXPECT_TRUE(dlg->stopButton().isEnabled());
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_TRUE(status(*dlg).starts_with("11 matches found in ")) << status(*dlg);
+    EXPECT_FALSE(dlg->stopButton().isEnabled());
+    EXPECT_TRUE(dlg->findNowButton().isEnabled());
+    EXPECT_FALSE(dlg->incompleteBar().isVisible());
+    EXPECT_EQ(list().GetItemText(row("mr_test.msg"), From), L"christoph@freiraum.xyz");
+
+    list().setCurrentIndex(list().model()->index(0, 0));
+    ASSERT_FALSE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
+    dlg->criteriaPane().subjectEdit().setText("budget");
+    QTest::mouseClick(&dlg->clearButton(), Qt::LeftButton);
+    EXPECT_EQ(list().GetItemCount(), 0);
+    EXPECT_EQ(status(*dlg), "");
+    EXPECT_TRUE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
+    EXPECT_EQ(dlg->criteriaPane().get().m_sSubject, L"");
+    EXPECT_EQ(dlg->locationPane().GetSearchFolder(), fromPath(mail));
 }
 
 TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsTheIndexedNumbers) {
@@ -124,7 +127,7 @@ TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsTheIndexedNumbers)
     // The file's own size; no attachments shows nothing, while the message
     // with attachments counts them.
     const int quick = row("poi_quick.msg");
-    const auto bytes = fs::file_size(m_mail / "Beta" / "poi_quick.msg");
+    const auto bytes = fs::file_size(mail / "Beta" / "poi_quick.msg");
     EXPECT_EQ(list().GetItemText(quick, Size), std::to_wstring(bytes / 1024) + L" KB");
     EXPECT_EQ(list().GetItemText(quick, Attachments), L"");
     EXPECT_NE(list().GetItemText(row("poi_attachment_test_msg.msg"), Attachments), L"");
@@ -132,8 +135,8 @@ TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsTheIndexedNumbers)
     EXPECT_EQ(list().GetItemText(quick, Folder), L"mail/Beta/");
     const QModelIndex folder = list().model()->index(quick, Folder);
     EXPECT_EQ(folder.data(Qt::ToolTipRole).toString().toStdWString(),
-              fromPath(m_mail / "Beta") + L"/");
-    EXPECT_EQ(dlg->getItemPath(quick), fromPath(m_mail / "Beta" / "poi_quick.msg"));
+              fromPath(mail / "Beta") + L"/");
+    EXPECT_EQ(dlg->getItemPath(quick), fromPath(mail / "Beta" / "poi_quick.msg"));
 }
 
 TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
@@ -165,12 +168,10 @@ TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     // A message with copies shows both lines.
     list().setCurrentIndex(list().model()->index(row("poi_example_sent_regular.msg"), 0));
     const QString full = preview.toPlainText();
-    EXPECT_TRUE(full.contains("\nCc:\t\t")) << full.toStdString();
-    EXPECT_TRUE(full.contains("\nBcc:\t\t"));
-
+    EXPECT_TRUE(full.contains("\nCc:\t\t") && full.contains("\nBcc:\t\t")) << full.toStdString();
+    // A message the index holds without a date.
     list().setCurrentIndex(list().model()->index(row("mr_Simple.msg"), 0));
-    EXPECT_TRUE(preview.toPlainText().startsWith("Sent:\t\t(not sent)\n"))
-        << preview.toPlainText().toStdString();
+    EXPECT_TRUE(preview.toPlainText().startsWith("Sent:\t\t(not sent)\n"));
 }
 
 TEST_F(WindowResultsList, CtrlCAndCtrlXPutTheFilesOnTheClipboardForFileManagers) {
@@ -235,10 +236,10 @@ TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
     menuEntry(*m, "Delete")->trigger();
     EXPECT_EQ(question, "Move these 3 messages to the trash?");
     EXPECT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()));
-    EXPECT_TRUE(fs::exists(m_mail / "Alpha" / "mr_test.msg"));
+    EXPECT_TRUE(fs::exists(mail / "Alpha" / "mr_test.msg"));
 
     // One of the three cannot be moved: its row stays, the others go.
-    const fs::path stuck = m_mail / "Alpha" / "mr_sent.msg";
+    const fs::path stuck = mail / "Alpha" / "mr_sent.msg";
     if (!setImmutable(stuck, true))
         GTEST_SKIP() << "this file system cannot make a file that cannot be moved";
     select();
@@ -249,8 +250,8 @@ TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
     EXPECT_EQ(list().GetSortColumn(), Size);
     setImmutable(stuck, false);
 
-    EXPECT_FALSE(fs::exists(m_mail / "Alpha" / "mr_test.msg"));
-    EXPECT_FALSE(fs::exists(m_mail / "Beta" / "poi_quick.msg"));
+    EXPECT_FALSE(fs::exists(mail / "Alpha" / "mr_test.msg"));
+    EXPECT_FALSE(fs::exists(mail / "Beta" / "poi_quick.msg"));
     EXPECT_TRUE(fs::exists(stuck));
     EXPECT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()) - 2);
     EXPECT_EQ(row("mr_test.msg"), -1);
@@ -287,7 +288,7 @@ TEST_F(WindowResultsList, RowsOfDeletedAndMovedAwayFilesGoAndTheCountAndPreviewF
     selectRows(list(), {row("poi_quick.msg")});
     dlg->CutItems();
     EXPECT_GE(row("poi_quick.msg"), 0);
-    fs::rename(m_mail / "Beta" / "poi_quick.msg", user.root() / "poi_quick.msg");
+    fs::rename(mail / "Beta" / "poi_quick.msg", user.root() / "poi_quick.msg");
     EXPECT_TRUE(waitUntil([&] { return row("poi_quick.msg") == -1; }, 60000));
     EXPECT_EQ(matches(), std::to_string(total - 2) + " matches");
     // A search again does not bring them back.
@@ -297,7 +298,7 @@ TEST_F(WindowResultsList, RowsOfDeletedAndMovedAwayFilesGoAndTheCountAndPreviewF
 
 TEST_F(WindowResultsList, OpenContainingFolderOpensEachFolderOnceOrSaysWhatToInstall) {
     // A third folder differing from "Alpha" only in letter case is a folder of its own.
-    copyCorpus(m_mail / "ALPHA", {"mr_Simple.msg"});
+    copyCorpus(mail / "ALPHA", {"mr_Simple.msg"});
     ASSERT_TRUE(searchAgain(*dlg));
     list().selectAll();
     // Desktops with and without a program for folders ("echo" answers, "false" does not).
@@ -313,7 +314,7 @@ TEST_F(WindowResultsList, OpenContainingFolderOpensEachFolderOnceOrSaysWhatToIns
     folders.sort(Qt::CaseSensitive);
     QStringList expected;
     for (const char* name : {"ALPHA", "Alpha", "Beta"})
-        expected << QString::fromStdString((m_mail / name).string()) + "/";
+        expected << QString::fromStdString((mail / name).string()) + "/";
     EXPECT_EQ(folders, expected);
 
     recorder.urls.clear();
@@ -373,8 +374,6 @@ TEST_F(WindowResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplic
             30000))
             << name;
         EXPECT_EQ(viewer->path(), dlg->getItemPath(r)) << name;
-        EXPECT_TRUE(viewer->windowTitle().startsWith("Test the content transformer")) << name;
-        EXPECT_TRUE(viewer->headerLabel().text().contains("Kevin Roast")) << name;
         delete viewer;
     }
     EXPECT_TRUE(recorder.urls.isEmpty());

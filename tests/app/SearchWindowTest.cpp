@@ -1,7 +1,5 @@
-// The search window's cycle as the user drives it: the first start with no
-// filing location, "Find Now" with and without a place to search, Stop while
-// the indexer works, rows while it works, Clear, Enter and Escape, and the
-// window's layout, help and start arguments.
+// The search window as the user drives it: the first start, Find Now, Stop,
+// Clear, Enter and Escape, and the window's layout, help and start arguments.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -9,7 +7,6 @@
 #include "app/MessageViewer.h"
 #include "app/PreviewDlg.h"
 #include "app/QoSearchApp.h"
-#include "app/SearchCriteriaDlg.h"
 #include "app/StartRequest.h"
 #include "app/WindowEventSink.h"
 #include "stores/UserSettings.h"
@@ -30,14 +27,6 @@
 using namespace WindowTest;
 
 namespace {
-
-const std::vector<std::string> kSome = {"mr_voteItems.msg",
-                                        "mr_voteYes.msg",
-                                        "mr_voteNo.msg",
-                                        "mr_test.msg",
-                                        "mr_sent.msg",
-                                        "poi_quick.msg",
-                                        "poi_example_sent_regular.msg"};
 
 std::string matchesFound(size_t matches) {
     return std::to_string(matches) + " matches found in ";
@@ -68,7 +57,6 @@ TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
     // No control anywhere still shows the translation mark.
     for (QWidget* w : dlg->findChildren<QWidget*>())
         EXPECT_FALSE(shownText(w).startsWith('_')) << shownText(w).toStdString();
-    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eLocationPane);
     // The results and the preview show from the start, side by side.
     EXPECT_TRUE(dlg->resultsList().isVisible());
     EXPECT_TRUE(dlg->previewPane().isVisible());
@@ -82,7 +70,6 @@ TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
     EXPECT_TRUE(dlg->findNowButton().toolTip().contains("Search a folder"))
         << dlg->findNowButton().toolTip().toStdString();
-    EXPECT_FALSE(dlg->stopButton().isEnabled());
     const unsigned assertionsBefore = Kerf::failedAssertionCount();
     dlg->OnBnClickedFindnow(); // as a click would, were the button not disabled
     EXPECT_EQ(status(*dlg), "No search location(s) selected");
@@ -104,8 +91,9 @@ TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
 }
 
 // Two thirds of the screen at first; twelve rows on a small screen; the
-// place, the preview's side and the column widths kept per user.
-TEST(EmptyWindow, OpensAtTwoThirdsShowsTwelveRowsOnASmallScreenAndKeepsItsLayoutPerUser) {
+// place, the preview's side and the column widths kept per user; a second
+// start brings a minimized window back.
+TEST(EmptyWindow, OpensAtTwoThirdsShowsTwelveRowsKeepsItsLayoutPerUserAndComesToTheFront) {
     User user;
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
     QRect placed;
@@ -132,65 +120,18 @@ TEST(EmptyWindow, OpensAtTwoThirdsShowsTwelveRowsOnASmallScreenAndKeepsItsLayout
     EXPECT_TRUE(again->isPreviewBelow());
     EXPECT_EQ(again->resultsSplitter().orientation(), Qt::Vertical);
     EXPECT_EQ(again->resultsList().GetColumnWidth(2), 333);
-}
 
-TEST(SearchWindow, EnterInAGivenFolderRunsAFullSearchThatEndsWithTheMatchesFoundAndClearEmptiesIt) {
-    User user;
-    const fs::path mail = user.mail({kSome.begin() + 4, kSome.end()});
-    copyCorpus(mail / "a", {kSome.begin(), kSome.begin() + 4});
-    auto dlg = user.openWindow();
-
-    // Folder mode with no folder: Enter does nothing at all.
-    QTest::mouseClick(&dlg->locationPane().GetFolderRadio(), Qt::LeftButton);
-    dlg->criteriaPane().setFocus();
-    QTest::keyClick(dlg.get(), Qt::Key_Return);
-    EXPECT_EQ(status(*dlg), "");
-    EXPECT_TRUE(dlg->isVisible()); // the window never closes on Enter
-
-    QLineEdit& folder = dlg->locationPane().GetFolderEdit();
-    folder.setFocus();
-    QTest::keyClicks(&folder, QString::fromStdString(mail.string()));
-    EXPECT_TRUE(dlg->findNowButton().isEnabled());
-    QTest::keyClick(&folder, Qt::Key_Return);
-    EXPECT_TRUE(dlg->isVisible());
-    EXPECT_TRUE(dlg->cycle().isIndexing());
-    EXPECT_TRUE(dlg->stopButton().isEnabled());
-
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
-    EXPECT_TRUE(startsWith(status(*dlg), matchesFound(kSome.size()))) << status(*dlg);
-    EXPECT_FALSE(dlg->stopButton().isEnabled());
-    EXPECT_TRUE(dlg->findNowButton().isEnabled());
-    auto& list = dlg->resultsList();
-    ASSERT_EQ(list.GetItemCount(), static_cast<int>(kSome.size()));
-    const int row = rowOf(list, "mr_test.msg");
-    ASSERT_GE(row, 0);
-    EXPECT_EQ(dlg->getItemPath(row), Kerf::Util::fromPath(mail / "a" / "mr_test.msg"));
-    EXPECT_EQ(list.GetItemText(row, 2), L"asdf");
-    EXPECT_EQ(list.GetItemText(row, 0), L"christoph@freiraum.xyz");
-    EXPECT_FALSE(dlg->incompleteBar().isVisible());
-
-    // A second search of the index as it stands finds the same rows again.
-    ASSERT_TRUE(searchAgain(*dlg));
-    EXPECT_EQ(list.GetItemCount(), static_cast<int>(kSome.size()));
-
-    // Clear empties everything but the location choice.
-    list.setCurrentIndex(list.model()->index(0, 0));
-    ASSERT_FALSE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
-    CSearchCriteriaDlg& criteria = dlg->criteriaPane();
-    criteria.subjectEdit().setText("budget");
-    criteria.sentBeforeCheck().setChecked(true);
-    QTest::mouseClick(&dlg->clearButton(), Qt::LeftButton);
-    EXPECT_EQ(list.GetItemCount(), 0);
-    EXPECT_EQ(status(*dlg), "");
-    EXPECT_TRUE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
-    EXPECT_EQ(criteria.get().m_sSubject, L"");
-    EXPECT_FALSE(criteria.get().m_bSentBefore);
-    EXPECT_EQ(dlg->locationPane().GetSearchFolder(), Kerf::Util::fromPath(mail));
+    // What a second start of the program asks of the first one's window.
+    again->showMinimized();
+    ASSERT_TRUE(waitUntil([&] { return again->isMinimized(); }, 30000));
+    again->bringToFront();
+    EXPECT_TRUE(waitUntil([&] { return !again->isMinimized(); }, 30000));
+    EXPECT_TRUE(again->isVisible());
 }
 
 TEST(SearchWindow, ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex) {
     User user;
-    const fs::path mail = user.mail({kSome.begin(), kSome.begin() + 2});
+    const fs::path mail = user.mail({"mr_voteItems.msg", "mr_voteYes.msg"});
     {
         // Nothing listens on port 1 of the loopback address.
         auto settings = Kerf::QuireLib::openUserSettings();
@@ -199,7 +140,7 @@ TEST(SearchWindow, ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex)
                            QStringList{QString::fromStdString(mail.string())});
     }
     auto dlg = user.searchedWindow(mail);
-    EXPECT_TRUE(startsWith(status(*dlg), matchesFound(2))) << status(*dlg);
+    EXPECT_TRUE(status(*dlg).starts_with(matchesFound(2))) << status(*dlg);
     EXPECT_NE(status(*dlg).find("Searched the per-user index instead of the central index"),
               std::string::npos)
         << status(*dlg);
@@ -243,8 +184,8 @@ TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
     const std::string text = status(*dlg);
     const auto shown = static_cast<size_t>(dlg->resultsList().GetItemCount());
     EXPECT_LT(shown, total);
-    EXPECT_TRUE(startsWith(text, "Stopped: " + std::to_string(shown) +
-                                     (shown == 1 ? " match in the " : " matches in the ")))
+    EXPECT_TRUE(text.starts_with("Stopped: " + std::to_string(shown) +
+                                 (shown == 1 ? " match in the " : " matches in the ")))
         << text;
     EXPECT_NE(text.find(" not yet searched"), std::string::npos) << text;
     EXPECT_TRUE(dlg->incompleteBar().isVisible());
@@ -257,7 +198,7 @@ TEST(SearchWindow, StopWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
     QTest::mouseClick(&dlg->searchAgainButton(), Qt::LeftButton);
     EXPECT_FALSE(dlg->incompleteBar().isVisible());
     ASSERT_TRUE(waitForSearchEnd(*dlg));
-    EXPECT_TRUE(startsWith(status(*dlg), matchesFound(total))) << status(*dlg);
+    EXPECT_TRUE(status(*dlg).starts_with(matchesFound(total))) << status(*dlg);
 }
 
 TEST(SearchWindow, RowsOfWhatTheIndexerCommittedShowWhileItWorks) {
@@ -314,9 +255,9 @@ TEST(SearchWindow, EscapeEmptiesTheCriterionOrStopsAndNeverClosesCtrlWCloses) {
 TEST(WindowEventSink, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetached) {
     using Kerf::Search::IndexerEvent;
     using Kerf::Search::IndexerMessage;
-    // A plain event of a type just outside the indexer's carries no indexer event.
-    EXPECT_FALSE(CWindowEventSink::indexerEventOf(QEvent(QEvent::User)).has_value());
-    EXPECT_FALSE(CWindowEventSink::indexerEventOf(QEvent(QEvent::Type(QEvent::User + 15))));
+    // Plain events of types just outside the indexer's carry none.
+    for (const int type : {int(QEvent::User), QEvent::User + 15})
+        EXPECT_FALSE(CWindowEventSink::indexerEventOf(QEvent(QEvent::Type(type)))) << type;
 
     struct Receiver : QObject {
         std::vector<IndexerEvent> events;
@@ -334,17 +275,6 @@ TEST(WindowEventSink, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDe
     EXPECT_FALSE(sink.post(IndexerEvent{IndexerMessage::BeginWork, 8}));
     QCoreApplication::processEvents();
     EXPECT_EQ(receiver.events.size(), 1u);
-}
-
-// What a second start of the program asks of the first one's window.
-TEST(EmptyWindow, BringToFrontRestoresAMinimizedWindow) {
-    User user;
-    auto dlg = user.openWindow();
-    dlg->showMinimized();
-    ASSERT_TRUE(waitUntil([&] { return dlg->isMinimized(); }, 30000));
-    dlg->bringToFront();
-    EXPECT_TRUE(waitUntil([&] { return !dlg->isMinimized(); }, 30000));
-    EXPECT_TRUE(dlg->isVisible());
 }
 
 TEST(EmptyWindow, HelpOpensTheShippedPageOrSaysWhatToInstallAndAboutIsReachable) {

@@ -1,7 +1,7 @@
 #pragma once
 // Shared pieces of the window tests: a user of one's own (data, settings and
-// index in a temporary folder), message files copied from the corpus, a
-// store database, waiting on conditions, and answering message boxes.
+// index in a temporary folder), corpus messages, a store database, waiting on
+// conditions, answering modal windows, and a window that has searched.
 
 #include "TempDir.h"
 #include "controls/ListColumn.h"
@@ -34,6 +34,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -45,16 +46,11 @@ inline fs::path corpus(const std::string& name) {
     return fs::path(QOSEARCH_CORPUS_DIR) / "msg" / name;
 }
 
-/// Copies corpus messages into the folder (created when missing); returns the new paths.
-inline std::vector<fs::path> copyCorpus(const fs::path& folder,
-                                        const std::vector<std::string>& names) {
+/// Copies corpus messages into the folder (created when missing).
+inline void copyCorpus(const fs::path& folder, const std::vector<std::string>& names) {
     fs::create_directories(folder);
-    std::vector<fs::path> copies;
-    for (const std::string& name : names) {
-        copies.push_back(folder / name);
-        fs::copy_file(corpus(name), copies.back(), fs::copy_options::overwrite_existing);
-    }
-    return copies;
+    for (const std::string& name : names)
+        fs::copy_file(corpus(name), folder / name, fs::copy_options::overwrite_existing);
 }
 
 /// Processes events until the condition holds or the deadline passes. Every
@@ -130,6 +126,24 @@ private:
     QStringList m_schemes;
 };
 
+/// Searches the folder: folder mode, the folder typed, then "Find Now".
+inline void searchFolder(CQoSearchDlg& dlg, const fs::path& folder) {
+    CSearchLocation& pane = dlg.locationPane();
+    QTest::mouseClick(&pane.GetFolderRadio(), Qt::LeftButton);
+    pane.GetFolderEdit().setText(QString::fromStdString(folder.string()));
+    QTest::mouseClick(&dlg.findNowButton(), Qt::LeftButton);
+}
+
+inline bool waitForSearchEnd(CQoSearchDlg& dlg) {
+    return waitUntil([&] { return !dlg.cycle().isIndexing(); });
+}
+
+/// Clicks "Find Now" and waits for the search to end.
+inline bool searchAgain(CQoSearchDlg& dlg) {
+    QTest::mouseClick(&dlg.findNowButton(), Qt::LeftButton);
+    return waitForSearchEnd(dlg);
+}
+
 /// A user of the test's own, with an index of its own.
 class User {
 public:
@@ -169,37 +183,17 @@ public:
     }
 
     /// A window that has searched the folder to the end.
-    std::unique_ptr<CQoSearchDlg> searchedWindow(const fs::path& folder) const;
+    std::unique_ptr<CQoSearchDlg> searchedWindow(const fs::path& folder) const {
+        auto dlg = openWindow();
+        searchFolder(*dlg, folder);
+        EXPECT_TRUE(waitForSearchEnd(*dlg));
+        return dlg;
+    }
 
 private:
     QoTest::TempDir m_dir;
     QoTest::ScopedUserFolders m_folders;
 };
-
-/// Searches the folder: folder mode, the folder typed, then "Find Now".
-inline void searchFolder(CQoSearchDlg& dlg, const fs::path& folder) {
-    CSearchLocation& pane = dlg.locationPane();
-    QTest::mouseClick(&pane.GetFolderRadio(), Qt::LeftButton);
-    pane.GetFolderEdit().setText(QString::fromStdString(folder.string()));
-    QTest::mouseClick(&dlg.findNowButton(), Qt::LeftButton);
-}
-
-inline bool waitForSearchEnd(CQoSearchDlg& dlg) {
-    return waitUntil([&] { return !dlg.cycle().isIndexing(); });
-}
-
-/// Clicks "Find Now" and waits for the search to end.
-inline bool searchAgain(CQoSearchDlg& dlg) {
-    QTest::mouseClick(&dlg.findNowButton(), Qt::LeftButton);
-    return waitForSearchEnd(dlg);
-}
-
-inline std::unique_ptr<CQoSearchDlg> User::searchedWindow(const fs::path& folder) const {
-    auto dlg = openWindow();
-    searchFolder(*dlg, folder);
-    EXPECT_TRUE(waitForSearchEnd(*dlg));
-    return dlg;
-}
 
 /// Makes the window the active one, as the keyboard tests need it.
 inline bool activate(QWidget& window) {
@@ -210,10 +204,6 @@ inline bool activate(QWidget& window) {
 /// The status line as the user reads it.
 inline std::string status(CQoSearchDlg& dlg) {
     return dlg.statusLabel().text().toStdString();
-}
-
-inline bool startsWith(const std::string& text, const std::string& start) {
-    return text.rfind(start, 0) == 0;
 }
 
 /// The row showing the file, or -1.
@@ -230,5 +220,45 @@ inline void selectRows(Kerf::QuireLib::CSortListCtrl& list, const std::vector<in
         list.selectionModel()->select(list.model()->index(row, 0),
                                       QItemSelectionModel::Select | QItemSelectionModel::Rows);
 }
+
+/// A window that has searched the folder "mail" of corpus messages, in
+/// "Alpha" and "Beta". "mr_Simple" was never sent (no date); the last has no
+/// normalised subject.
+class SearchedWindow : public testing::Test {
+protected:
+    enum Column { From, To, Subject, Sent, Attachments, Size, Folder, Filename };
+    static inline const std::vector<std::string> kMessages = {
+        "mr_voteItems.msg",
+        "mr_voteYes.msg",
+        "mr_voteNo.msg",
+        "mr_test.msg",
+        "mr_sent.msg",
+        "poi_quick.msg",
+        "mr_A memo.msg",
+        "poi_example_sent_regular.msg",
+        "poi_attachment_test_msg.msg",
+        "mr_Simple.msg",
+        "poi_ASCII_UTF-8_CP1252_LCID1031.msg"};
+
+    void SetUp() override {
+        copyCorpus(mail / "Alpha", {kMessages.begin(), kMessages.begin() + 5});
+        copyCorpus(mail / "Beta", {kMessages.begin() + 5, kMessages.end()});
+        dlg = user.searchedWindow(mail);
+        ASSERT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()));
+    }
+    Kerf::QuireLib::CSortListCtrl& list() { return dlg->resultsList(); }
+    int row(const std::string& name) { return rowOf(list(), name); }
+    /// The files of the rows shown.
+    std::set<std::string> found() {
+        std::set<std::string> names;
+        for (int r = 0; r < list().GetItemCount(); ++r)
+            names.insert(Kerf::Util::toNarrow(dlg->getItemBasename(r)));
+        return names;
+    }
+
+    User user;
+    const fs::path mail = user.root() / "mail";
+    std::unique_ptr<CQoSearchDlg> dlg;
+};
 
 } // namespace WindowTest

@@ -1,5 +1,6 @@
 #pragma once
-// The texts of one list column, top to bottom, and a click on a heading.
+// The texts of one list column, top to bottom, the column widths, and a
+// click on a heading.
 
 #include "controls/SortListCtrl.h"
 
@@ -14,6 +15,13 @@ inline std::vector<std::wstring> column(const Kerf::QuireLib::CSortListCtrl& lis
     for (int row = 0; row < list.GetItemCount(); ++row)
         texts.push_back(sortTexts ? list.GetSortText(row, col) : list.GetItemText(row, col));
     return texts;
+}
+
+inline std::vector<int> widths(const Kerf::QuireLib::CSortListCtrl& list) {
+    std::vector<int> w;
+    for (int c = 0; c < list.GetColumnCount(); ++c)
+        w.push_back(list.GetColumnWidth(c));
+    return w;
 }
 
 inline void clickHeading(Kerf::QuireLib::CSortListCtrl& list, int col) {

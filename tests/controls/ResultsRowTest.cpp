@@ -79,10 +79,8 @@ TEST(ResultsListDates, ShowFourDigitYearsInTheLocalesOrder) {
     for (const auto& [locale, expected] : cases) {
         QLocale::setDefault(locale);
         const std::wstring shown = RR::sentDisplayText(sent);
-        const std::wstring unsent = RR::sentDisplayText(DateTime{});
         QLocale::setDefault(QLocale::system());
         EXPECT_EQ(shown, expected) << locale.name().toStdString();
-        EXPECT_EQ(unsent, L"") << locale.name().toStdString();
     }
 }
 

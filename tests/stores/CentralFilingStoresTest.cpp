@@ -57,9 +57,8 @@ TEST_F(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
     EXPECT_EQ(first.rows[0].at(L"path_location"), L"\\\\server\\jobs\\1001");
     EXPECT_EQ(first.rows[0].at(L"description"), L"Tower & annex");
     EXPECT_EQ(first.rows[1].at(L"secondary_ref"), L"");
-    ASSERT_EQ(first.settings.size(), 1u);
-    EXPECT_EQ(first.settings[0].first, L"LocationPriRefAlias");
-    EXPECT_EQ(first.settings[0].second, L"Job");
+    EXPECT_EQ(first.settings,
+              (CCentralFilingStores::SettingPairs{{L"LocationPriRefAlias", L"Job"}}));
 
     // The cache file is "<uuid>.xml" in "Central List", recorded against the remote path.
     ASSERT_EQ(first.lists.size(), 1u);
@@ -68,27 +67,14 @@ TEST_F(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
     EXPECT_EQ(cache.extension(), ".xml");
     EXPECT_EQ(cache.stem().string().size(), 36u);
     EXPECT_TRUE(std::filesystem::exists(cache));
-    auto settings = openUserSettings();
-    EXPECT_EQ(settings
-                  ->value(QStringLiteral("Central List/") +
-                          QString::fromStdString(cache.filename().string()))
+    EXPECT_EQ(openUserSettings()
+                  ->value("Central List/" + QString::fromStdString(cache.filename().string()))
                   .toString()
                   .toStdString(),
               remote.string());
 
     // The same remote list keeps its cache file.
     EXPECT_EQ(load({remote}).lists[0].sCacheFile, first.lists[0].sCacheFile);
-}
-
-TEST_F(CentralFilingStores, AnUnreachableListIsReadFromItsEarlierCacheCopy) {
-    ASSERT_EQ(load({remote}).rows.size(), 2u);
-    std::filesystem::remove(remote);
-
-    StoresTest::TraceCapture trace;
-    EXPECT_EQ(load({remote}).rows.size(), 2u);
-    const std::string log = trace.text();
-    EXPECT_NE(log.find("Error synchronizing cache"), std::string::npos) << log;
-    EXPECT_NE(log.find("Can't access file : " + remote.string()), std::string::npos) << log;
 }
 
 TEST_F(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) {
@@ -111,9 +97,7 @@ TEST_F(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList
                        "\nRemote File: " + invalid.string()),
               std::string::npos)
         << log;
-    EXPECT_NE(log.find("xmlSchemaValidateDoc failed."), std::string::npos) << log;
     EXPECT_NE(log.find("'path' is required"), std::string::npos) << log;
-    EXPECT_NE(log.find("Source Text: <filinglocations><locations>"), std::string::npos) << log;
     EXPECT_NE(log.find("Remote File: " + damaged.string() + "\nxmlReadFile failed."),
               std::string::npos)
         << log;

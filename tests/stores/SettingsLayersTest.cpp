@@ -116,10 +116,9 @@ TEST(StorePassword, TheEnvironmentWinsOverTheFileAndTheUsersOwnConnectionOverThe
     StoreConnection firm = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
     EXPECT_EQ(firm.sPassword, L"from-the-file");
     EXPECT_TRUE(firm.bPasswordGiven);
-    EXPECT_EQ(firm.Describe(),
-              L"MariaDB/MySQL database \"q\" on db:3306 as \"reader\" (from " +
-                  toWide(QoTest::ScopedUserFolders::systemSettings(user.dir.path()).string()) +
-                  L"; password from " + toWide(passwordFile.string()) + L")");
+    // The description names where the password came from, never the password.
+    EXPECT_NE(firm.Describe().find(L"; password from " + toWide(passwordFile.string()) + L")"),
+              std::wstring::npos);
     EXPECT_EQ(firm.Describe().find(L"from-the-file"), std::wstring::npos);
 
     QoTest::ScopedVariable password(StoreConnection::kPasswordVariable, "from-the-environment");
