@@ -83,7 +83,7 @@ TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) 
     EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"  "});
 }
 
-TEST_F(LocationPane, PickingLocationsPrefillsTheFolderAndSearchesThemInDisplayOrder) {
+TEST_F(LocationPane, PickedLocationsPrefillTheFolderAndAreSearchedInDisplayOrderOrByADoubleClick) {
     dlg = user.openWindow();
     selectRows(list(), {2, 0});
     EXPECT_EQ(pane().GetFolderEdit().text().toStdWString(), fromPath(jobs / "A100"));
@@ -93,6 +93,18 @@ TEST_F(LocationPane, PickingLocationsPrefillsTheFolderAndSearchesThemInDisplayOr
 
     ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_TRUE(status(*dlg).starts_with("3 matches found in ")) << status(*dlg);
+
+    // A double-click searches the location alone; the Folder column names it
+    // by its reference.
+    const QRect cell = list().visualRect(list().model()->index(1, PrimaryRef));
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, cell.center());
+    QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, cell.center());
+    EXPECT_TRUE(dlg->cycle().isIndexing());
+    ASSERT_TRUE(waitForSearchEnd(*dlg));
+    EXPECT_TRUE(status(*dlg).starts_with("1 match found in ")) << status(*dlg);
+    ASSERT_EQ(dlg->resultsList().GetItemCount(), 1);
+    EXPECT_EQ(dlg->getItemPath(0), fromPath(jobs / "B200" / "poi_quick.msg"));
+    EXPECT_EQ(dlg->resultsList().GetItemText(0, 6), L"B200/");
 }
 
 TEST_F(LocationPane, ALocationNotOnThisComputerIsDimmedExplainedAndNamedInTheStatus) {
@@ -197,20 +209,6 @@ TEST_F(LocationPane, ColumnTitlesComeFromTheSettingsFile) {
     EXPECT_EQ(model->headerData(PrimaryRef, Qt::Horizontal).toString(), "Job");
     EXPECT_EQ(model->headerData(SecondaryRef, Qt::Horizontal).toString(), "Site");
     EXPECT_EQ(model->headerData(Description, Qt::Horizontal).toString(), "Description");
-}
-
-TEST_F(LocationPane, ADoubleClickOnALocationStopsAndSearchesAgain) {
-    dlg = user.openWindow();
-    const QRect cell = list().visualRect(list().model()->index(1, PrimaryRef));
-    QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, cell.center());
-    QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, cell.center());
-    EXPECT_TRUE(dlg->cycle().isIndexing());
-    ASSERT_TRUE(waitForSearchEnd(*dlg));
-    EXPECT_TRUE(status(*dlg).starts_with("1 match found in ")) << status(*dlg);
-    ASSERT_EQ(dlg->resultsList().GetItemCount(), 1);
-    EXPECT_EQ(dlg->getItemPath(0), fromPath(jobs / "B200" / "poi_quick.msg"));
-    // The Folder column names the location by its reference.
-    EXPECT_EQ(dlg->resultsList().GetItemText(0, 6), list().GetItemText(1, PrimaryRef) + L"/");
 }
 
 TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {

@@ -124,10 +124,26 @@ void answerNextFileDialog(const QString& path, QString* offered = nullptr) {
     });
 }
 
+// A folder of the test's own for the messages it writes and the files it saves.
+class MessageViewer : public testing::Test {
+protected:
+    std::unique_ptr<CMessageViewer> show(const QoMsg::MsgMessage& message) {
+        QoMsg::writeMsgFile(dir / "written.msg", message);
+        return showViewer(dir / "written.msg");
+    }
+    std::unique_ptr<CMessageViewer> showHtml(const std::string& html) {
+        QoMsg::MsgMessage message;
+        message.html = html;
+        return show(message);
+    }
+    QoTest::TempDir dir;
+};
+
+using MessageViewerCorpus = MessageViewer;
+
 // Each body names a red picture of the reader's in another way: none shows,
 // the text does, and nothing is read from the file system.
-TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewer, BodiesShowNoFileOfTheReaders) {
     const std::vector<std::uint8_t> red = pictureBytes(Qt::red);
     QoTest::writeFile(dir / "red.png", std::string(red.begin(), red.end()));
     // A relative name is read from the working folder.
@@ -156,8 +172,7 @@ TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
             message.compressedRtf = QoMsg::storedRtf(rtf, true);
         else
             message.html = body.html;
-        QoMsg::writeMsgFile(dir / "hostile.msg", message);
-        auto viewer = showViewer(dir / "hostile.msg");
+        auto viewer = show(message);
         EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("text")) << body.way;
         EXPECT_FALSE(shows(*viewer->GetTextControl().viewport(), Qt::red)) << body.way;
     }
@@ -166,15 +181,11 @@ TEST(MessageViewer, BodiesShowNoFileOfTheReaders) {
 
 // Bodies whose layout would hold the window for minutes, or overflow the
 // stack, show as text, and the viewer says why.
-TEST(MessageViewer, BodiesTooHeavyToLayOutShowAsTextAndSaySo) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewer, BodiesTooHeavyToLayOutShowAsTextAndSaySo) {
     for (const std::string& html :
          {repeated("<table><tr><td>", 25), repeated("<table><tr><td>", 3000),
           repeated("<div>", 5000), repeated("<img src=\"/dev/zero\">", 5000)}) {
-        QoMsg::MsgMessage message;
-        message.html = html + "core words";
-        QoMsg::writeMsgFile(dir / "heavy.msg", message);
-        auto viewer = showViewer(dir / "heavy.msg");
+        auto viewer = showHtml(html + "core words");
         const std::string what = html.substr(0, 20) + "...";
         EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("core words")) << what;
         EXPECT_TRUE(viewer->noteLabel().isVisible()) << what;
@@ -184,21 +195,17 @@ TEST(MessageViewer, BodiesTooHeavyToLayOutShowAsTextAndSaySo) {
 
 // A word processor's "<![if ...]>" and "<![endif]>" markers do not show,
 // what lies between them does; other "<![" text stays as written.
-TEST(MessageViewer, ConditionalMarkersOfWordProcessorsDoNotShow) {
-    QoTest::TempDir dir;
-    QoMsg::MsgMessage message;
+TEST_F(MessageViewer, ConditionalMarkersOfWordProcessorsDoNotShow) {
     // The comment stays a comment: its end is no marker.
-    message.html = "<!--[if gte mso 9]><xml>hidden</xml><![endif]-->"
-                   "<p><![if !supportLists]>1.<![endif]>Download"
-                   "<![ENDIF]> a<![iffy]> b<![if !x]</p>";
-    QoMsg::writeMsgFile(dir / "marked.msg", message);
-    auto viewer = showViewer(dir / "marked.msg");
+    auto viewer = showHtml("<!--[if gte mso 9]><xml>hidden</xml><![endif]-->"
+                           "<p><![if !supportLists]>1.<![endif]>Download"
+                           "<![ENDIF]> a<![iffy]> b<![if !x]</p>");
     EXPECT_EQ(viewer->GetTextControl().toPlainText().trimmed().toStdString(),
               "1.Download a<![iffy]> b<![if !x]");
 }
 
 // The limits leave real mail alone: every HTML body of the corpus shows as HTML.
-TEST(MessageViewerCorpus, RealHtmlBodiesStayWithinTheLimits) {
+TEST_F(MessageViewerCorpus, RealHtmlBodiesStayWithinTheLimits) {
     int bodies = 0;
     for (const fs::directory_entry& entry : fs::directory_iterator(corpus(""))) {
         const Kerf::QuireLib::CMessageDocument document(fromPath(entry.path()));
@@ -212,8 +219,7 @@ TEST(MessageViewerCorpus, RealHtmlBodiesStayWithinTheLimits) {
     EXPECT_GT(bodies, 0);
 }
 
-TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     // A loopback server that counts the connections it is asked for.
     QTcpServer server;
     ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
@@ -224,17 +230,14 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
             .arg(server.serverPort())
             .arg(QLatin1String(path));
     };
-    QoMsg::MsgMessage message;
-    message.html = QStringLiteral("<html><head><link rel=\"stylesheet\" href=\"%1\">"
-                                  "<script>document.write('scripted')</script></head><body>"
-                                  "<p style=\"background-image: url(%2)\">Hello <b>reader</b></p>"
-                                  "<img src=\"%3\">"
-                                  "<a href=\"https://example.org/offer\">offer</a></body></html>")
-                       .arg(url("style.css"), url("back.png"), url("pixel.png"))
-                       .toStdString();
-    QoMsg::writeMsgFile(dir / "html.msg", message);
-
-    auto viewer = showViewer(dir / "html.msg");
+    auto viewer =
+        showHtml(QStringLiteral("<html><head><link rel=\"stylesheet\" href=\"%1\">"
+                                "<script>document.write('scripted')</script></head><body>"
+                                "<p style=\"background-image: url(%2)\">Hello <b>reader</b></p>"
+                                "<img src=\"%3\">"
+                                "<a href=\"https://example.org/offer\">offer</a></body></html>")
+                     .arg(url("style.css"), url("back.png"), url("pixel.png"))
+                     .toStdString());
     CSafeTextBrowser& body = viewer->GetTextControl();
     const QString shown = body.toPlainText();
     EXPECT_TRUE(shown.contains("Hello reader") && shown.contains("offer")) << shown.toStdString();
@@ -258,8 +261,7 @@ TEST(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     EXPECT_EQ(connections, 1);
 }
 
-TEST(MessageViewerCorpus, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewerCorpus, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
     const std::string bytes = QoTest::readFile(corpus("poi_quick.msg"));
     QoTest::writeFile(dir / "cut.msg", bytes.substr(0, bytes.size() * 7 / 10));
     QoTest::writeFile(dir / "text.msg", "not a message");
@@ -285,21 +287,19 @@ TEST(MessageViewerCorpus, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
 
 // Pictures the message carries itself show in place: found by content id,
 // else by the name in a "cid:" address.
-TEST(MessageViewer, PicturesCarriedByTheMessageShowInline) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewer, PicturesCarriedByTheMessageShowInline) {
     QoMsg::MsgMessage message;
     message.html = "<img src=\"cid:part1.0609@example.com\"> <img src=\"cid:photo.png@01D0A524\">";
     message.attachments.push_back(
         {1, L"image001.png", pictureBytes(Qt::green), nullptr, L"<part1.0609@example.com>"});
     message.attachments.push_back({1, L"photo.png", pictureBytes(Qt::blue), nullptr, L""});
-    QoMsg::writeMsgFile(dir / "inline.msg", message);
-    auto viewer = showViewer(dir / "inline.msg");
+    auto viewer = show(message);
     EXPECT_TRUE(viewer->GetTextControl().refusedResources().isEmpty());
     EXPECT_TRUE(shows(*viewer->GetTextControl().viewport(), Qt::green));
     EXPECT_TRUE(shows(*viewer->GetTextControl().viewport(), Qt::blue));
 }
 
-TEST(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOnTheirOwn) {
+TEST_F(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOnTheirOwn) {
     const fs::path path = corpus("poi_attachment_msg_pdf.msg");
     std::string error;
     const auto reader = Kerf::QuireLib::CMessageAttachments::openFile(fromPath(path), error);
@@ -361,8 +361,7 @@ TEST(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOnTh
 // Attachments of any size and name come out whole, through a bounded buffer:
 // a name too long for the file system is cut before its extension, and Save
 // As starts in the folder the user saved into last.
-TEST(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
     std::vector<std::uint8_t> big((65u << 20) + 3);
     for (std::size_t i = 0; i < big.size(); ++i)
         big[i] = static_cast<std::uint8_t>(i * 7 + (i >> 20));
@@ -373,8 +372,7 @@ TEST(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
     QoMsg::MsgMessage message;
     message.attachments.push_back({1, L"big.bin", std::move(big)});
     message.attachments.push_back({1, longName.toStdWString(), {'%', 'P', 'D', 'F'}});
-    QoMsg::writeMsgFile(dir / "big.msg", message);
-    auto viewer = showViewer(dir / "big.msg");
+    auto viewer = show(message);
     const QString earlier = QString::fromStdString((dir / "earlier").string());
     QDir().mkdir(earlier);
     SaveFolder::remember(earlier + QStringLiteral("/before.txt"));
@@ -411,10 +409,12 @@ TEST(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
 // Open asks before it hands the desktop what could run: programs, scripts,
 // desktop entries and names that hide their ending behind direction marks.
 // Names are the sender's: every box shows them as written.
-TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
     // No "/" in it, so that it stays whole in a file name.
     const std::wstring banner = L"Q3<font color=#ff0000 size=7>GIVE YOUR PASSWORD";
+    const std::string elf("\x7f"
+                          "ELF\x02\x01\x01\0\0\0\0\0\0\0\0\0\x02\0\x3e\0",
+                          20);
     const struct {
         std::wstring name;
         std::string content;
@@ -424,11 +424,7 @@ TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
         {L"notes.txt", "plain notes", 1, ""},
         {L"run.desktop", "[Desktop Entry]\nType=Application\nExec=xterm\n", 1, "openingRisk"},
         {L"setup", "#!/bin/sh\necho hello\n", 1, "openingRisk"},
-        {L"tool",
-         std::string("\x7f"
-                     "ELF\x02\x01\x01\0\0\0\0\0\0\0\0\0\x02\0\x3e\0",
-                     20),
-         1, "openingRisk"},
+        {L"tool", elf, 1, "openingRisk"},
         {L"invoice\u202Efdp.txt", "%PDF", 1, "openingRisk"},
         {banner + L".desktop", "[Desktop Entry]\n", 1, "openingRisk"},
         {banner + L".doc", "", 6, ""}, // unreadable: the box says so
@@ -437,8 +433,7 @@ TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
     for (const auto& a : attachments)
         message.attachments.push_back(
             {a.method, a.name, std::vector<std::uint8_t>(a.content.begin(), a.content.end())});
-    QoMsg::writeMsgFile(dir / "risky.msg", message);
-    auto viewer = showViewer(dir / "risky.msg");
+    auto viewer = show(message);
     for (std::size_t row = 0; row < std::size(attachments); ++row) {
         const auto& a = attachments[row];
         const std::string name = Kerf::Util::toNarrow(a.name);
@@ -462,8 +457,7 @@ TEST(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
 
 // Folders left under the temporary folder by a crashed run are cleared; only
 // this program's, of this user, 0700, and of a process that has ended.
-TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     const pid_t child = ::fork();
     if (child == 0)
         ::_exit(0);
@@ -494,7 +488,7 @@ TEST(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     EXPECT_TRUE(fs::exists(dir / "kept" / "keep.txt"));
 }
 
-TEST(MessageViewerCorpus, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody) {
+TEST_F(MessageViewerCorpus, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHeaderAndBody) {
     auto viewer = showViewer(corpus("poi_quick.msg"));
     Kerf::QuireLib::SearchCriteria criteria;
     criteria.m_sKeywords = L"quick dog";
@@ -513,8 +507,7 @@ TEST(MessageViewerCorpus, MarksTheSearchedWordsStepsThroughThemWithF3AndPrintsHe
 
 // An attached message saved on its own is a message file that reads as the
 // attachment read: the same values and attachments of its own.
-TEST(MessageViewerCorpus, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewerCorpus, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
     for (const auto& [name, attachments] :
          {std::pair{"poi_attachment_msg_pdf.msg", 0}, std::pair{"mr_msgInMsgInMsg.msg", 2}}) {
         std::string error;
@@ -552,8 +545,7 @@ TEST(MessageViewerCorpus, AnAttachedMessageSavesAsAMessageFileOfItsOwn) {
 
 // A desktop that is slow to say which program opens ".msg" files: Open
 // shows the program's viewer at once, and the desktop's program once known.
-TEST(MessageViewerCorpus, OpenNeverWaitsForTheDesktopsAnswer) {
-    QoTest::TempDir dir;
+TEST_F(MessageViewerCorpus, OpenNeverWaitsForTheDesktopsAnswer) {
     const fs::path released = dir / "released";
     const fs::path query = dir / "slow-query";
     QoTest::writeFile(query, "#!/bin/sh\nwhile [ ! -e '" + released.string() +

@@ -73,7 +73,6 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
     shut.GetHeaderCtrl().moveSection(2, 0);
     QAction* reset = shut.GetHeaderCtrl().findChild<QAction*>("resetColumns");
     ASSERT_NE(reset, nullptr);
-    EXPECT_TRUE(shut.GetHeaderCtrl().actions().contains(reset));
     reset->trigger();
     EXPECT_EQ(widths(shut), (std::vector<int>{90, 0, 150}));
     EXPECT_TRUE(shut.isColumnHidden(1));

@@ -53,7 +53,7 @@ std::vector<std::vector<std::string>> readCsv(const std::string& path) {
 
 QO_TESTS_READ_SHARED(AccessFiles, "AccessDatabase.*");
 
-TEST(AccessDatabase, ReadsTablesAsTheirExportHasThem) {
+TEST(AccessDatabase, ReadsTablesAsTheirExportHasThemAndNamesThem) {
     const struct {
         const char* file;
         const char* table;
@@ -61,7 +61,8 @@ TEST(AccessDatabase, ReadsTablesAsTheirExportHasThem) {
         size_t rows;
     } cases[] = {
         {"nwind.mdb", "Customers", "nwind-Customers.csv", 91},
-        {"nwind.mdb", "Shippers", "nwind-Shippers.csv", 3},
+        // Every column when none are named; the table's name matched without case.
+        {"nwind.mdb", "SHIPPERS", "nwind-Shippers.csv", 3},
         {"DateTestDatabase.mdb", "DateTest", "DateTest-text.csv", 6},
     };
     for (const auto& c : cases) {
@@ -72,7 +73,9 @@ TEST(AccessDatabase, ReadsTablesAsTheirExportHasThem) {
         for (const auto& name : csv[0])
             columns.push_back(toWide(name));
         CAccessDatabase db(mdbFile(c.file));
-        const auto rows = db.ReadTable(toWide(c.table), columns);
+        const auto rows = std::string(c.table) == "SHIPPERS"
+                              ? db.ReadTable(toWide(c.table))
+                              : db.ReadTable(toWide(c.table), columns);
         ASSERT_EQ(rows.size(), c.rows);
         // The file keeps a new line inside a value as CR LF; one export
         // (DateTest's) wrote it as LF. A new line is compared as a new line.
@@ -85,21 +88,13 @@ TEST(AccessDatabase, ReadsTablesAsTheirExportHasThem) {
             for (size_t col = 0; col < columns.size(); ++col)
                 EXPECT_EQ(lf(toNarrow(rows[r].at(columns[col]))), lf(csv[r + 1][col]))
                     << "row " << r << " column " << csv[0][col];
+        EXPECT_EQ(rows[0].size(), columns.size());
     }
-}
-
-TEST(AccessDatabase, NamesItsTablesAndMatchesThemWithoutCase) {
     CAccessDatabase db(mdbFile("nwind.mdb"));
     const auto names = db.TableNames();
     EXPECT_EQ(names.size(), 9u);
     EXPECT_NE(std::find(names.begin(), names.end(), L"Ums\u00e4tze"), names.end());
-    EXPECT_TRUE(db.HasTable(L"customers"));
-    EXPECT_FALSE(db.HasTable(L"tbl_stores"));
-    // Every column when none are named.
-    const auto rows = db.ReadTable(L"SHIPPERS");
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[2].at(L"CompanyName"), L"Federal Shipping");
-    EXPECT_EQ(rows[2].size(), 3u);
+    EXPECT_TRUE(db.HasTable(L"customers") && !db.HasTable(L"tbl_stores"));
 }
 
 TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {

@@ -85,13 +85,13 @@ TEST(SettingsFile, LinesAreCommentsSectionsOrPairs) {
 TEST(SettingsFile, ReadsUtf16EitherOrderAndUtf8WithOrWithoutMark) {
     QoTest::TempDir dir;
     const std::u16string text = u"[S]\r\nName=Stra\u00dfe \U0001F4C1\r\n";
-    const std::pair<std::string, std::string> files[] = {{"le.cfg", utf16(text, false)},
-                                                         {"be.cfg", utf16(text, true)},
-                                                         {"bom.cfg",
-                                                          "\xEF\xBB\xBF[S]\r\nName=Stra\xC3\x9F"
-                                                          "e \xF0\x9F\x93\x81\r\n"},
-                                                         {"plain.cfg", "[S]\nName=Stra\xC3\x9F"
-                                                                       "e \xF0\x9F\x93\x81"}};
+    const std::string line = "Name=Stra\xC3\x9F"
+                             "e \xF0\x9F\x93\x81";
+    const std::pair<std::string, std::string> files[] = {
+        {"le.cfg", utf16(text, false)},
+        {"be.cfg", utf16(text, true)},
+        {"bom.cfg", "\xEF\xBB\xBF[S]\r\n" + line + "\r\n"},
+        {"plain.cfg", "[S]\n" + line}};
     for (const auto& [name, bytes] : files) {
         QoTest::writeFile(dir / name, bytes);
         CSettingsFile s;

@@ -96,10 +96,9 @@ protected:
 TEST_P(StoreTables, TypeLookupIgnoresCaseAndTheTextNullKeepsAColumn) {
     const long a =
         m_db->TablesUpdateOrInsertStore(L"\\\\srv\\jobs\\A", L"A1", L"B1", L"kept", L"msg", 0);
-    const long b = m_db->TablesUpdateOrInsertStore(L"C:\\jobs\\B", L"A2", L"B2", L"", L"MSG", 0);
+    m_db->TablesUpdateOrInsertStore(L"C:\\jobs\\B", L"A2", L"B2", L"", L"MSG", 0);
     m_db->TablesUpdateOrInsertStore(L"/srv/docs", L"D", L"", L"", L"doc", 0);
     EXPECT_GT(a, 0);
-    EXPECT_GT(b, a);
     EXPECT_EQ(m_db->TablesUpdateOrInsertStore(L"NULL", L"A'1b", L"NULL", L"NULL", L"msg", a), a);
     const auto rows = locations(*m_db, L"Msg");
     // Updating does not link the store to its type a second time.
