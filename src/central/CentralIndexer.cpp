@@ -27,7 +27,11 @@ std::string parentOf(const std::string& folder) {
 
 CCentralIndexer::CCentralIndexer(std::string conninfo, const Paths& directories)
     : CRecursiveIndexer(directories, Paths{L"msg"}), m_sConninfo(conninfo),
-      m_writer(std::move(conninfo)) {}
+      m_writer(std::move(conninfo)) {
+    // The words are analysed where the messages are read, on as many threads
+    // as the per-user indexer reads with; one thread writes the rows.
+    setBuildThreads(QuireLib::CRecursiveMailIndexer::defaultReaderThreads());
+}
 
 CCentralIndexer::~CCentralIndexer() {
     try {
@@ -41,7 +45,13 @@ QuireLib::CMetadataPtr CCentralIndexer::buildMetadata(const std::wstring& path) 
     return QuireLib::CRecursiveMailIndexer::readMessageFile(path);
 }
 
-std::unique_ptr<Search::Document> CCentralIndexer::buildDocument(const QuireLib::CMetadataPtr&) {
+std::unique_ptr<Search::Document>
+CCentralIndexer::buildDocument(const QuireLib::CMetadataPtr& pMetadata) {
+    if (const auto* record = dynamic_cast<const QuireLib::CEmailMetadata*>(pMetadata.get())) {
+        MessageRow row = messageRowOf(*record);
+        std::lock_guard lock(m_rowsLock);
+        m_rows.insert_or_assign(row.path, std::move(row));
+    }
     return std::make_unique<Search::Document>();
 }
 
@@ -96,6 +106,10 @@ void CCentralIndexer::addFileToIndex(const QuireLib::CMetadataPtr& pMetadata) {
     const std::wstring path = pMetadata->GetStringValue(L"Location");
     if (record == nullptr || !isServerPath(path)) {
         ++m_iItemsSkipped;
+        {
+            std::lock_guard lock(m_rowsLock);
+            m_rows.erase(Util::toNarrow(path));
+        }
         Trace::tracef("Left out of the central index (name is not text): %s\n",
                       Util::toNarrow(path).c_str());
         return;
@@ -107,7 +121,13 @@ void CCentralIndexer::addFileToIndex(const QuireLib::CMetadataPtr& pMetadata) {
         if (path.rfind(TrailDirectorySlash(directory), 0) == 0 &&
             directory.size() > location.size())
             location = directory;
-    m_writer.writeMessage(location, folderId, *record);
+    std::optional<MessageRow> row;
+    {
+        std::lock_guard lock(m_rowsLock);
+        if (auto made = m_rows.extract(Util::toNarrow(path)))
+            row = std::move(made.mapped());
+    }
+    m_writer.writeMessage(location, folderId, row ? std::move(*row) : messageRowOf(*record));
 }
 
 void CCentralIndexer::commitIndex() {
@@ -119,6 +139,11 @@ void CCentralIndexer::removeFromIndex(const std::wstring& path) {
 }
 
 void CCentralIndexer::endUpdatingIndex() {
+    {
+        // Rows of records a stop left in the queue.
+        std::lock_guard lock(m_rowsLock);
+        m_rows.clear();
+    }
     // Runs after a stop as well: what was written up to the stop is kept.
     try {
         // A folder whose rights changed while none of its files did gets its

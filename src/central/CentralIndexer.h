@@ -22,7 +22,8 @@ public:
     ~CCentralIndexer() override;
 
     QuireLib::CMetadataPtr buildMetadata(const std::wstring& path) override;
-    /// No CLucene document: the row is made from the record itself.
+    /// No CLucene document: the record's row is made here, on the reading
+    /// thread, and kept until the writing thread sends it.
     std::unique_ptr<Search::Document> buildDocument(const QuireLib::CMetadataPtr&) override;
     void addFileToIndex(const QuireLib::CMetadataPtr& pMetadata) override;
 
@@ -52,6 +53,9 @@ private:
     std::wstring m_sCurrentRoot;
     mutable std::mutex m_foldersLock;
     std::map<std::string, std::vector<std::string>> m_folderReaders;
+    /// Rows made on the reading threads, by path, not yet written.
+    std::mutex m_rowsLock;
+    std::map<std::string, MessageRow> m_rows;
     std::atomic<std::size_t> m_iItemsSkipped{0};
     std::wstring m_sCommitError;
 };

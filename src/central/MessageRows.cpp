@@ -5,6 +5,7 @@
 #include "support/Strings.h"
 
 #include <cstdio>
+#include <iterator>
 
 namespace Kerf::Central {
 namespace {
@@ -157,8 +158,7 @@ std::int64_t CMessageRowWriter::writeFolder(const std::string& folder,
     return folderId;
 }
 
-void CMessageRowWriter::writeMessage(const std::wstring& location, std::int64_t folderId,
-                                     const QuireLib::CEmailMetadata& record) {
+MessageRow messageRowOf(const QuireLib::CEmailMetadata& record) {
     const std::wstring path = record.GetStringValue(L"Location");
     const auto slash = path.find_last_of(L'/');
     const std::wstring fileName = slash == std::wstring::npos ? path : path.substr(slash + 1);
@@ -167,31 +167,38 @@ void CMessageRowWriter::writeMessage(const std::wstring& location, std::int64_t 
     };
     const auto field = [&record](const wchar_t* key) { return words(record.GetStringValue(key)); };
     const Search::FileState& state = record.GetFileState();
-    connection().query(
-        kWriteMessage,
-        {Util::toNarrow(path),
-         Util::toNarrow(location),
-         std::to_string(folderId),
-         Util::toNarrow(fileName),
-         std::to_string(state.modified),
-         std::to_string(state.size >= 0 ? state.size : record.GetSize()),
-         text(L"Subject"),
-         text(L"Normalised_Subject"),
-         text(L"From"),
-         text(L"To"),
-         text(L"Cc"),
-         text(L"Bcc"),
-         sentDateText(record.GetSentDate()),
-         std::to_string(record.GetEmbeddedAttachments()),
-         std::to_string(record.GetNonEmbeddedAttachments()),
-         serverText(joined(record.GetAttachmentNames())),
-         field(L"Subject"),
-         field(L"Body"),
-         peopleWords(record, L"From"),
-         peopleWords(record, L"To"),
-         peopleWords(record, L"Cc"),
-         peopleWords(record, L"Bcc"),
-         words(joined(record.GetAttachmentNames()) + L" " + record.GetAttachmentText())});
+    return {Util::toNarrow(path),
+            {Util::toNarrow(fileName),
+             std::to_string(state.modified),
+             std::to_string(state.size >= 0 ? state.size : record.GetSize()),
+             text(L"Subject"),
+             text(L"Normalised_Subject"),
+             text(L"From"),
+             text(L"To"),
+             text(L"Cc"),
+             text(L"Bcc"),
+             sentDateText(record.GetSentDate()),
+             std::to_string(record.GetEmbeddedAttachments()),
+             std::to_string(record.GetNonEmbeddedAttachments()),
+             serverText(joined(record.GetAttachmentNames())),
+             field(L"Subject"),
+             field(L"Body"),
+             peopleWords(record, L"From"),
+             peopleWords(record, L"To"),
+             peopleWords(record, L"Cc"),
+             peopleWords(record, L"Bcc"),
+             words(joined(record.GetAttachmentNames()) + L" " + record.GetAttachmentText())}};
+}
+
+void CMessageRowWriter::writeMessage(const std::wstring& location, std::int64_t folderId,
+                                     MessageRow row) {
+    CPgConnection::Params params;
+    params.reserve(3 + row.fields.size());
+    params.push_back(std::move(row.path));
+    params.push_back(Util::toNarrow(location));
+    params.push_back(std::to_string(folderId));
+    std::move(row.fields.begin(), row.fields.end(), std::back_inserter(params));
+    connection().queryPrepared(kWriteMessage, params);
     ++m_iUncommitted;
 }
 

@@ -28,6 +28,18 @@ bool isServerPath(std::wstring_view path);
 /// "path >= $1 AND path < $2" ("/a/b/" and "/a/b0").
 std::pair<std::string, std::string> pathRange(const std::wstring& folder);
 
+/// A message's row but for where it was found: its texts and the words of
+/// its fields, made where the message is read, so that the thread that writes
+/// rows only sends them.
+struct MessageRow {
+    std::string path;
+    /// The columns from the file name on, in the order the writer binds them.
+    CPgConnection::Params fields;
+};
+
+/// The row of a record that carries its path ("Location"), state and fields.
+MessageRow messageRowOf(const QuireLib::CEmailMetadata& record);
+
 class CMessageRowWriter {
 public:
     explicit CMessageRowWriter(std::string conninfo);
@@ -35,10 +47,8 @@ public:
 
     /// Writes (or rewrites) the folder's row and its readers; returns its id.
     std::int64_t writeFolder(const std::string& folder, const std::vector<std::string>& readers);
-    /// Writes the message's row under the location it was found in. The
-    /// record carries its path ("Location"), state and fields.
-    void writeMessage(const std::wstring& location, std::int64_t folderId,
-                      const QuireLib::CEmailMetadata& record);
+    /// Writes the message's row under the location it was found in.
+    void writeMessage(const std::wstring& location, std::int64_t folderId, MessageRow row);
     void removeMessage(const std::wstring& path);
     /// Makes what was written last, and opens the next transaction.
     void commit();

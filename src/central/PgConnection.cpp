@@ -111,6 +111,24 @@ CPgResult CPgConnection::query(const std::string& sql, const Params& params) {
                  sql);
 }
 
+CPgResult CPgConnection::queryPrepared(const std::string& sql, const Params& params) {
+    auto found = m_prepared.find(sql);
+    if (found == m_prepared.end()) {
+        const std::string name = "qosearch_" + std::to_string(m_prepared.size() + 1);
+        check(
+            PQprepare(m_pConn, name.c_str(), sql.c_str(), static_cast<int>(params.size()), nullptr),
+            sql);
+        found = m_prepared.emplace(sql, name).first;
+    }
+    std::vector<const char*> values;
+    values.reserve(params.size());
+    for (const auto& param : params)
+        values.push_back(param ? param->c_str() : nullptr);
+    return check(PQexecPrepared(m_pConn, found->second.c_str(), static_cast<int>(values.size()),
+                                values.data(), nullptr, nullptr, 0),
+                 sql);
+}
+
 void CPgConnection::copyIn(const std::string& sql,
                            const std::function<bool(std::string& chunk)>& fill) {
     pg_result* started = PQexec(m_pConn, sql.c_str());

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -47,6 +48,9 @@ public:
     void run(const std::string& sql);
     /// Runs one statement with $1... bound to the values (NULL for none).
     CPgResult query(const std::string& sql, const Params& params = {});
+    /// The same for a statement run many times over: the server parses and
+    /// plans it once for the connection.
+    CPgResult queryPrepared(const std::string& sql, const Params& params);
 
     /// Runs "COPY ... FROM STDIN" with the text fill() hands over, chunk by
     /// chunk, until it returns false: the fastest way to load many rows.
@@ -63,6 +67,8 @@ private:
     CPgResult check(pg_result* result, const std::string& sql);
 
     pg_conn* m_pConn = nullptr;
+    /// The name each statement was prepared under.
+    std::map<std::string, std::string> m_prepared;
 };
 
 } // namespace Kerf::Central
