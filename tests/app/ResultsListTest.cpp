@@ -216,12 +216,8 @@ TEST_F(WindowResultsList, CtrlCAndCtrlXPutTheFilesOnTheClipboardForFileManagers)
 }
 
 TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
-    const std::vector<std::string> chosen = {"mr_test.msg", "mr_sent.msg", "poi_quick.msg"};
-    auto select = [&] {
-        std::vector<int> rows;
-        for (const auto& name : chosen)
-            rows.push_back(row(name));
-        selectRows(list(), rows);
+    const auto select = [&] {
+        selectRows(list(), {row("mr_test.msg"), row("mr_sent.msg"), row("poi_quick.msg")});
     };
     // The context menu offers every action on the rows.
     auto m = menu();
@@ -255,7 +251,6 @@ TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
     EXPECT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()) - 2);
     EXPECT_EQ(row("mr_test.msg"), -1);
     EXPECT_EQ(row("poi_quick.msg"), -1);
-    EXPECT_GE(row("mr_sent.msg"), 0);
     // The removed files are in the user's trash, and the user is told of the one that is not.
     const fs::path trash = user.root() / "data" / "Trash" / "files";
     EXPECT_TRUE(fs::exists(trash / "mr_test.msg"));
