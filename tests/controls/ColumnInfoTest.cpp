@@ -42,7 +42,7 @@ std::unique_ptr<CSortListCtrl> loaded(int id, const wchar_t* headings) {
 
 } // namespace
 
-TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
+TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettingsAndThoseThatDoNotFitAreIgnored) {
     int narrowest = 0;
     {
         CSortListCtrl list(1004);
@@ -66,20 +66,26 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettings) {
     // Widths stored shut by an older version show the column again; the
     // heading's "Reset Columns" brings back the declared widths and order.
     storeWidths(1006, widthsOf({0, 0, 0}));
-    const auto loadedShut = loaded(1006, kThree);
-    CSortListCtrl& shut = *loadedShut;
-    EXPECT_EQ(widths(shut),
-              (std::vector<int>{shut.GetHeaderCtrl().minimumColumnWidth(0), 0, narrowest}));
-    shut.GetHeaderCtrl().moveSection(2, 0);
-    QAction* reset = shut.GetHeaderCtrl().findChild<QAction*>("resetColumns");
+    const auto shut = loaded(1006, kThree);
+    EXPECT_EQ(widths(*shut),
+              (std::vector<int>{shut->GetHeaderCtrl().minimumColumnWidth(0), 0, narrowest}));
+    shut->GetHeaderCtrl().moveSection(2, 0);
+    QAction* reset = shut->GetHeaderCtrl().findChild<QAction*>("resetColumns");
     ASSERT_NE(reset, nullptr);
     reset->trigger();
-    EXPECT_EQ(widths(shut), (std::vector<int>{90, 0, 150}));
-    EXPECT_TRUE(shut.isColumnHidden(1));
-    EXPECT_EQ(shut.GetHeaderCtrl().visualIndex(2), 2);
+    EXPECT_EQ(widths(*shut), (std::vector<int>{90, 0, 150}));
+    EXPECT_TRUE(shut->isColumnHidden(1));
+    EXPECT_EQ(shut->GetHeaderCtrl().visualIndex(2), 2);
 
-    // Nothing stored: the declared widths stay.
+    // Nothing stored, eight widths for nine columns, or nine cut short: the
+    // declared widths stay.
     EXPECT_EQ(widths(*loaded(1005, kThree)), (std::vector<int>{90, 0, 150}));
+    storeWidths(2001, widthsOf(std::vector<qint32>(8, 50)));
+    storeWidths(2002, widthsOf(std::vector<qint32>(9, 50)).left(20));
+    for (const int id : {2001, 2002})
+        EXPECT_EQ(widths(*loaded(id, kNine)),
+                  (std::vector<int>{41, 42, 43, 44, 45, 46, 47, 48, 49}))
+            << id;
 }
 
 // Until the user sets a width, the shown columns fill the list as it is
@@ -108,14 +114,4 @@ TEST(ColumnInfo, ColumnsFillTheListUntilTheUserSetsAWidth) {
     // Fitted widths are not stored: the next start fits its own width.
     list.SaveColumnInfo();
     EXPECT_FALSE(QSettings("Pellam", "Quarto").contains("ListCtrls/3001"));
-}
-
-TEST(ColumnInfo, WidthsOfAnotherColumnCountAreIgnored) {
-    // Eight widths for nine columns, and nine cut short, keep the declared widths.
-    storeWidths(2001, widthsOf(std::vector<qint32>(8, 50)));
-    storeWidths(2002, widthsOf(std::vector<qint32>(9, 50)).left(20));
-    for (const int id : {2001, 2002})
-        EXPECT_EQ(widths(*loaded(id, kNine)),
-                  (std::vector<int>{41, 42, 43, 44, 45, 46, 47, 48, 49}))
-            << id;
 }

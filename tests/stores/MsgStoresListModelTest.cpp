@@ -7,7 +7,6 @@
 
 using namespace Kerf::QuireLib;
 using Model = CMsgStoresListModel;
-using Kerf::Util::toWide;
 
 namespace {
 
@@ -111,19 +110,16 @@ TEST(MsgStoresListModel, LoadsDatabaseAndCentralListsNamedInTheUsersFile) {
                       "\xEF\xBB\xBF" + (share / "missing.xml").string() + "\r\n" +
                           (share / "a.xml").string() + "\r\n\r\n");
     {
-        CQuartoDb db(L"SQLITE", toWide((user.appData() / "Quarto.db").string()), L"", L"", L"");
-        db.CreateTables();
-        db.TablesUpdateOrInsertStore(L"/srv/local", L"L1", L"", L"", L"msg", 0);
-        db.TablesUpdateOrInsertStore(L"/srv/docs", L"D1", L"", L"", L"doc", 0);
+        const auto db = StoresTest::sqliteStores(user.appData() / "Quarto.db");
+        db->TablesUpdateOrInsertStore(L"/srv/local", L"L1", L"", L"", L"msg", 0);
+        db->TablesUpdateOrInsertStore(L"/srv/docs", L"D1", L"", L"", L"doc", 0);
     }
     Model model;
-    EXPECT_EQ(model.GetCentralRows().size(), 2u);
     std::vector<std::wstring> errors;
     model.SetErrorReporter([&](const std::wstring& text) { errors.push_back(text); });
     EXPECT_TRUE(model.LoadStoreLocations(eFileSystemFolder));
     EXPECT_TRUE(errors.empty());
     EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"C1", L"L1"}));
-    EXPECT_EQ(column(model, Model::eColSource), (Texts{L"Central", L"Local"}));
 
     // A damaged database is reported once; the central rows still show.
     QoTest::writeFile(user.appData() / "Quarto.db", std::string(8192, '\x07'));

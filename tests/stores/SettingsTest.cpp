@@ -174,15 +174,12 @@ TEST(QOSettings, ReadsPrefixedKeyFirstThenPlainKey) {
     QoTest::writeFile(folder / "EmailFiling.cfg", "[Columns]\n"
                                                   "LocationPriRefAlias=Job\n"
                                                   "*LocationPriRefAlias=Matter\n"
-                                                  "LocationSecRefAlias=Client\n"
                                                   "Count=42\n"
                                                   "NotANumber=4x\n");
     CQOSettings settings(toWide(folder.string()));
     std::wstring value;
     ASSERT_TRUE(settings.ReadPrefixedOrPlain(L"LocationPriRefAlias", value));
     EXPECT_EQ(value, L"Matter");
-    ASSERT_TRUE(settings.ReadPrefixedOrPlain(L"LocationSecRefAlias", value));
-    EXPECT_EQ(value, L"Client");
     EXPECT_FALSE(settings.ReadPrefixedOrPlain(L"LocationDescAlias", value));
     long number = 0;
     EXPECT_TRUE(settings.Read(L"Count", number));
