@@ -4,6 +4,7 @@
 // conditions, answering modal windows, and a window that has searched.
 
 #include "TempDir.h"
+#include "WaitFor.h"
 #include "controls/ListColumn.h"
 
 #include "app/QoSearchDlg.h"
@@ -18,7 +19,6 @@
 #include <QCheckBox>
 #include <QDateEdit>
 #include <QDesktopServices>
-#include <QElapsedTimer>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -56,14 +56,12 @@ inline void copyCorpus(const fs::path& folder, const std::vector<std::string>& n
 /// Processes events until the condition holds or the deadline passes. Every
 /// wait of these tests is on a condition, with room for a slow, loaded machine.
 inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 120000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
+    return condition() || QoTest::waitFor(
+                              [&] {
+                                  QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+                                  return condition();
+                              },
+                              std::chrono::milliseconds(timeoutMs));
 }
 
 /// The text a button, label or group box shows; empty for other widgets.
