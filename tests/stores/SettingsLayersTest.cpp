@@ -116,7 +116,7 @@ TEST(StorePassword, TheEnvironmentWinsOverTheFileAndTheUsersOwnConnectionOverThe
     StoreConnection firm = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
     EXPECT_EQ(firm.sPassword, L"from-the-file");
     EXPECT_TRUE(firm.bPasswordGiven);
-    // The description names where the password came from, never the password.
+    // Describe() names where the password came from, never the password.
     EXPECT_NE(firm.Describe().find(L"; password from " + toWide(passwordFile.string()) + L")"),
               std::wstring::npos);
     EXPECT_EQ(firm.Describe().find(L"from-the-file"), std::wstring::npos);
