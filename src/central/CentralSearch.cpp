@@ -98,11 +98,13 @@ CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
 namespace {
 
 QuireLib::CEmailMetadata recordOf(const CPgResult& rows, int r) {
-    static const wchar_t* const keys[] = {
+    // Made once: a key made for every value of tens of thousands of rows
+    // costs as much as the value.
+    static const std::wstring keys[] = {
         L"Location", L"Subject", L"Normalised_Subject", L"From", L"To", L"Cc", L"Bcc"};
     QuireLib::CEmailMetadata record;
     for (int c = 0; c < 7; ++c)
-        record.SetStringValue(keys[c], Util::toWide(rows.text(r, c)));
+        record.SetStringValue(keys[c], Util::toWide(rows.view(r, c)));
     OleDate sent;
     if (!rows.isNull(r, 7))
         sent.m_dt = Dates::toOleDate(Dates::fromIndexText(rows.text(r, 7)));
@@ -113,28 +115,45 @@ QuireLib::CEmailMetadata recordOf(const CPgResult& rows, int r) {
     return record;
 }
 
+// One statement, not a cursor: the server plans a cursor's query without its
+// parallel workers, and a word in half of a million messages then takes
+// three times as long. The server ends a search it has not finished within
+// kRunawaySearch, so that a runaway query does not keep working there.
+// Compiling the plan to machine code (jit) takes longer than any of these
+// searches runs.
+void inSearchTransaction(CPgConnection& connection, const std::function<void()>& work) {
+    connection.inTransaction("BEGIN READ ONLY; SET LOCAL statement_timeout = " +
+                                 std::to_string(std::chrono::milliseconds(kRunawaySearch).count()) +
+                                 "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'",
+                             work);
+}
+
 } // namespace
 
 std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
                                                          const QuireLib::SearchCriteria& criteria,
                                                          const std::vector<std::wstring>& folders) {
     const CentralQuery query = buildCentralQuery(criteria, folders);
-    // One statement, not a cursor: the server plans a cursor's query without
-    // its parallel workers, and a word in half of a million messages then
-    // takes three times as long. The server ends a search it has not
-    // finished within kRunawaySearch, so that a runaway query does not keep
-    // working there. Compiling the plan to machine code (jit) takes longer
-    // than any of these searches runs.
     std::optional<CPgResult> answer;
-    connection.inTransaction("BEGIN READ ONLY; SET LOCAL statement_timeout = " +
-                                 std::to_string(std::chrono::milliseconds(kRunawaySearch).count()) +
-                                 "; SET LOCAL jit = off; SET LOCAL work_mem = '32MB'",
-                             [&] { answer.emplace(connection.query(query.sql, query.params)); });
+    inSearchTransaction(connection,
+                        [&] { answer.emplace(connection.query(query.sql, query.params)); });
     std::vector<QuireLib::CEmailMetadata> records;
     records.reserve(static_cast<std::size_t>(answer->rows()));
     for (int r = 0; r < answer->rows(); ++r)
         records.push_back(recordOf(*answer, r));
     return records;
+}
+
+void searchCentralIndex(CPgConnection& connection, const QuireLib::SearchCriteria& criteria,
+                        const std::vector<std::wstring>& folders,
+                        const std::function<void(QuireLib::CEmailMetadata&&)>& onRecord) {
+    const CentralQuery query = buildCentralQuery(criteria, folders);
+    inSearchTransaction(connection, [&] {
+        connection.queryRows(query.sql, query.params, [&](const CPgResult& rows) {
+            for (int r = 0; r < rows.rows(); ++r)
+                onRecord(recordOf(rows, r));
+        });
+    });
 }
 
 } // namespace Kerf::Central

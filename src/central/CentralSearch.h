@@ -9,6 +9,7 @@
 #include "mail/SearchCriteria.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,5 +38,11 @@ CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
 std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
                                                          const QuireLib::SearchCriteria& criteria,
                                                          const std::vector<std::wstring>& folders);
+
+/// The same, handing each record over as its row arrives: the first long
+/// before the last of a search that finds tens of thousands.
+void searchCentralIndex(CPgConnection& connection, const QuireLib::SearchCriteria& criteria,
+                        const std::vector<std::wstring>& folders,
+                        const std::function<void(QuireLib::CEmailMetadata&&)>& onRecord);
 
 } // namespace Kerf::Central

@@ -7,6 +7,7 @@
 #include <libpq-fe.h>
 
 #include <cstdlib>
+#include <exception>
 
 namespace Kerf::Central {
 namespace {
@@ -24,6 +25,14 @@ std::wstring reasonOf(const char* text) {
     return Util::toWide(reason);
 }
 
+std::vector<const char*> valuesOf(const CPgConnection::Params& params) {
+    std::vector<const char*> values;
+    values.reserve(params.size());
+    for (const auto& param : params)
+        values.push_back(param ? param->c_str() : nullptr);
+    return values;
+}
+
 } // namespace
 
 CPgResult::CPgResult(pg_result* result) : m_pResult(result, &PQclear) {}
@@ -39,6 +48,11 @@ bool CPgResult::isNull(int row, int column) const {
 std::string CPgResult::text(int row, int column) const {
     const char* value = PQgetvalue(m_pResult.get(), row, column);
     return std::string(value, static_cast<std::size_t>(PQgetlength(m_pResult.get(), row, column)));
+}
+
+std::string_view CPgResult::view(int row, int column) const {
+    return {PQgetvalue(m_pResult.get(), row, column),
+            static_cast<std::size_t>(PQgetlength(m_pResult.get(), row, column))};
 }
 
 long long CPgResult::number(int row, int column) const {
@@ -102,13 +116,37 @@ void CPgConnection::inTransaction(const std::string& begin, const std::function<
 }
 
 CPgResult CPgConnection::query(const std::string& sql, const Params& params) {
-    std::vector<const char*> values;
-    values.reserve(params.size());
-    for (const auto& param : params)
-        values.push_back(param ? param->c_str() : nullptr);
+    const std::vector<const char*> values = valuesOf(params);
     return check(PQexecParams(m_pConn, sql.c_str(), static_cast<int>(values.size()), nullptr,
                               values.data(), nullptr, nullptr, 0),
                  sql);
+}
+
+void CPgConnection::queryRows(const std::string& sql, const Params& params,
+                              const std::function<void(const CPgResult& rows)>& onRows) {
+    const std::vector<const char*> values = valuesOf(params);
+    if (PQsendQueryParams(m_pConn, sql.c_str(), static_cast<int>(values.size()), nullptr,
+                          values.data(), nullptr, nullptr, 0) != 1)
+        check(nullptr, sql);
+    PQsetSingleRowMode(m_pConn);
+    // The answer is read to its end whatever happens, so that the connection
+    // is ready for the next statement; the first failure is thrown then.
+    std::exception_ptr failure;
+    while (pg_result* result = PQgetResult(m_pConn)) {
+        try {
+            // In single-row mode the last result holds no rows.
+            const CPgResult rows = PQresultStatus(result) == PGRES_SINGLE_TUPLE
+                                       ? CPgResult(result)
+                                       : check(result, sql);
+            if (!failure && rows.rows() > 0)
+                onRows(rows);
+        } catch (...) {
+            if (!failure)
+                failure = std::current_exception();
+        }
+    }
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 CPgResult CPgConnection::queryPrepared(const std::string& sql, const Params& params) {
@@ -120,10 +158,7 @@ CPgResult CPgConnection::queryPrepared(const std::string& sql, const Params& par
             sql);
         found = m_prepared.emplace(sql, name).first;
     }
-    std::vector<const char*> values;
-    values.reserve(params.size());
-    for (const auto& param : params)
-        values.push_back(param ? param->c_str() : nullptr);
+    const std::vector<const char*> values = valuesOf(params);
     return check(PQexecPrepared(m_pConn, found->second.c_str(), static_cast<int>(values.size()),
                                 values.data(), nullptr, nullptr, 0),
                  sql);

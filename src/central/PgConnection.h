@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct pg_conn;
@@ -25,6 +26,8 @@ public:
     bool isNull(int row, int column) const;
     /// The value as text (UTF-8); empty for NULL.
     std::string text(int row, int column) const;
+    /// The same without a copy, valid while this result lives.
+    std::string_view view(int row, int column) const;
     long long number(int row, int column) const;
 
 private:
@@ -48,6 +51,11 @@ public:
     void run(const std::string& sql);
     /// Runs one statement with $1... bound to the values (NULL for none).
     CPgResult query(const std::string& sql, const Params& params = {});
+    /// Runs one statement and hands its rows over as they arrive, one
+    /// result a row (libpq's single-row mode): the first are there long
+    /// before the last. Throws as query() does, once the answer has ended.
+    void queryRows(const std::string& sql, const Params& params,
+                   const std::function<void(const CPgResult& rows)>& onRows);
     /// The same for a statement run many times over: the server parses and
     /// plans it once for the connection.
     CPgResult queryPrepared(const std::string& sql, const Params& params);

@@ -47,13 +47,29 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
         CPgConnection connection(c.conninfo);
         Kerf::QuireLib::SearchCriteria criteria;
         criteria.m_sSubject = L"budg";
-        std::set<std::string> found;
+        // The whole list, and the rows taken one by one as they arrive.
+        std::set<std::string> found, streamed;
+        const auto relative = [&tree](const Kerf::QuireLib::CEmailMetadata& record) {
+            return fs::path(record.GetStringValue(L"Location"))
+                .lexically_relative(tree.root)
+                .string();
+        };
         for (const auto& record :
              Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()}))
-            found.insert(fs::path(record.GetStringValue(L"Location"))
-                             .lexically_relative(tree.root)
-                             .string());
+            found.insert(relative(record));
+        Kerf::Central::searchCentralIndex(
+            connection, criteria, {tree.root.wstring()},
+            [&](Kerf::QuireLib::CEmailMetadata&& record) { streamed.insert(relative(record)); });
         EXPECT_EQ(found, c.sees);
+        EXPECT_EQ(streamed, c.sees);
+        // A statement that fails after its first rows hands those over,
+        // throws, and leaves the connection ready for the next.
+        int rows = 0;
+        EXPECT_THROW(connection.queryRows("SELECT 1 / (3 - g) FROM generate_series(1, 5) g", {},
+                                          [&rows](const auto&) { ++rows; }),
+                     Kerf::CExceptionBase);
+        EXPECT_EQ(rows, 2);
+        EXPECT_EQ(connection.query("SELECT 7").number(0, 0), 7);
         // Nothing written by hand gets round the policy: not the other tables,
         // not switching the policy off, not taking the other user's role.
         for (const char* sql :
