@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <iterator>
+#include <optional>
 
 namespace Kerf::Central {
 namespace {
@@ -57,14 +58,28 @@ std::wstring joined(const std::vector<std::wstring>& names) {
     return text;
 }
 
-// A text array literal: every element quoted, its quotes and backslashes escaped.
-std::string arrayText(const std::vector<std::string>& values) {
+// An element of an array literal's values; none for NULL.
+const std::string* elementOf(const std::string& value) {
+    return &value;
+}
+const std::string* elementOf(const std::optional<std::string>& value) {
+    return value ? &*value : nullptr;
+}
+
+// An array literal: every element quoted, its quotes and backslashes
+// escaped; a missing one NULL.
+template <class Values> std::string arrayText(const Values& values) {
     std::string text = "{";
     for (const auto& value : values) {
         if (text.size() > 1)
             text += ',';
+        const std::string* element = elementOf(value);
+        if (element == nullptr) {
+            text += "NULL";
+            continue;
+        }
         text += '"';
-        for (const char c : value) {
+        for (const char c : *element) {
             if (c == '"' || c == '\\')
                 text += '\\';
             text += c;
@@ -74,14 +89,18 @@ std::string arrayText(const std::vector<std::string>& values) {
     return text + "}";
 }
 
-constexpr const char* kWriteMessage = R"SQL(
+// Many rows in one statement, each column an array: one round trip and one
+// statement's work on the server for all of them.
+constexpr const char* kWriteMessages = R"SQL(
 INSERT INTO qosearch.messages (path, location, folder_id, file_name, modified_ns, size,
     subject, normalised_subject, sender, recipients_to, recipients_cc, recipients_bcc,
     sent_date, embedded_attachments, non_embedded_attachments, attachment_names,
     subject_words, body_words, from_words, to_words, cc_words, bcc_words, attachment_words)
-VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13::timestamp, $14, $15, $16,
-    $17::tsvector, $18::tsvector, $19::tsvector, $20::tsvector, $21::tsvector, $22::tsvector,
-    $23::tsvector)
+SELECT * FROM unnest($1::text[], $2::text[], $3::bigint[], $4::text[], $5::bigint[],
+    $6::bigint[], $7::text[], $8::text[], $9::text[], $10::text[], $11::text[], $12::text[],
+    $13::timestamp[], $14::integer[], $15::integer[], $16::text[], $17::tsvector[],
+    $18::tsvector[], $19::tsvector[], $20::tsvector[], $21::tsvector[], $22::tsvector[],
+    $23::tsvector[])
 ON CONFLICT (path) DO UPDATE SET location = EXCLUDED.location,
     folder_id = EXCLUDED.folder_id, file_name = EXCLUDED.file_name,
     modified_ns = EXCLUDED.modified_ns, size = EXCLUDED.size, subject = EXCLUDED.subject,
@@ -192,22 +211,46 @@ MessageRow messageRowOf(const QuireLib::CEmailMetadata& record) {
 
 void CMessageRowWriter::writeMessage(const std::wstring& location, std::int64_t folderId,
                                      MessageRow row) {
+    // One statement cannot write a row twice.
+    if (m_pendingPaths.count(row.path) != 0)
+        writePending();
+    m_pendingPaths.insert(row.path);
     CPgConnection::Params params;
     params.reserve(3 + row.fields.size());
     params.push_back(std::move(row.path));
     params.push_back(Util::toNarrow(location));
     params.push_back(std::to_string(folderId));
     std::move(row.fields.begin(), row.fields.end(), std::back_inserter(params));
-    connection().queryPrepared(kWriteMessage, params);
+    m_pending.push_back(std::move(params));
     ++m_iUncommitted;
+    if (m_pending.size() >= kRowsPerStatement)
+        writePending();
+}
+
+void CMessageRowWriter::writePending() {
+    if (m_pending.empty())
+        return;
+    CPgConnection::Params columns;
+    std::vector<std::optional<std::string>> column(m_pending.size());
+    for (std::size_t c = 0; c < m_pending.front().size(); ++c) {
+        for (std::size_t r = 0; r < m_pending.size(); ++r)
+            column[r] = std::move(m_pending[r][c]);
+        columns.push_back(arrayText(column));
+    }
+    m_pending.clear();
+    m_pendingPaths.clear();
+    connection().queryPrepared(kWriteMessages, columns);
 }
 
 void CMessageRowWriter::removeMessage(const std::wstring& path) {
+    // In the order they were asked for.
+    writePending();
     connection().query("DELETE FROM qosearch.messages WHERE path = $1", {Util::toNarrow(path)});
     ++m_iUncommitted;
 }
 
 void CMessageRowWriter::commit() {
+    writePending();
     if (!m_pConnection)
         return;
     m_pConnection->run("COMMIT; BEGIN");

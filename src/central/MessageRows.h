@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,7 +48,8 @@ public:
 
     /// Writes (or rewrites) the folder's row and its readers; returns its id.
     std::int64_t writeFolder(const std::string& folder, const std::vector<std::string>& readers);
-    /// Writes the message's row under the location it was found in.
+    /// Writes the message's row under the location it was found in; rows
+    /// are sent kRowsPerStatement at a time, and all of them by commit().
     void writeMessage(const std::wstring& location, std::int64_t folderId, MessageRow row);
     void removeMessage(const std::wstring& path);
     /// Makes what was written last, and opens the next transaction.
@@ -55,13 +57,19 @@ public:
     /// Rows written since the last commit.
     std::size_t uncommitted() const { return m_iUncommitted; }
 
+    static constexpr std::size_t kRowsPerStatement = 100;
+
 private:
     CPgConnection& connection();
+    void writePending();
 
     std::string m_sConninfo;
     std::unique_ptr<CPgConnection> m_pConnection;
     std::map<std::string, std::int64_t> m_folders;
     std::size_t m_iUncommitted = 0;
+    /// Rows not yet sent, each its values in the order of the insert's columns.
+    std::vector<CPgConnection::Params> m_pending;
+    std::set<std::string> m_pendingPaths;
 };
 
 /// Calls visit with every message row below the folder (path, state), in

@@ -55,8 +55,13 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
                 .string();
         };
         for (const auto& record :
-             Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()}))
+             Kerf::Central::searchCentralIndex(connection, criteria, {tree.root.wstring()})) {
             found.insert(relative(record));
+            if (relative(record) == "shared/3.msg") {
+                EXPECT_EQ(record.GetStringValue(L"Subject"), QoTest::kSharedSubject);
+                EXPECT_EQ(record.GetSentDate(), Kerf::OleDate{});
+            }
+        }
         Kerf::Central::searchCentralIndex(
             connection, criteria, {tree.root.wstring()},
             [&](Kerf::QuireLib::CEmailMetadata&& record) { streamed.insert(relative(record)); });

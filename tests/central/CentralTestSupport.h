@@ -78,12 +78,13 @@ inline void runCentralRound(const std::string& conninfo, const std::vector<std::
 
 namespace fs = std::filesystem;
 
-inline void writeMessage(const fs::path& path, const std::wstring& subject) {
+inline void writeMessage(const fs::path& path, const std::wstring& subject, bool sent = true) {
     QoMsg::MsgMessage message;
     message.subject = subject;
     message.body = L"Quarterly figures for " + subject;
     message.senderName = L"Ann Example";
-    message.submitTime = QoMsg::fileTimeFromUtc(2021, 3, 4, 10, 0, 0);
+    if (sent)
+        message.submitTime = QoMsg::fileTimeFromUtc(2021, 3, 4, 10, 0, 0);
     fs::create_directories(path.parent_path());
     QoMsg::writeMsgFile(path, message);
 }
@@ -98,6 +99,10 @@ inline bool allowOnly(const fs::path& folder, const std::string& account) {
     return set;
 }
 
+// The subject of the message everyone may read, never sent: text that the
+// literals rows travel in must quote.
+inline const std::wstring kSharedSubject = L"shared budget \"{q}\", \\ 'x'";
+
 // A tree of three folders: one only A may read, one only B, one everyone.
 struct FilingTree {
     QoTest::TempDir temp;
@@ -106,7 +111,7 @@ struct FilingTree {
     FilingTree(const QoTest::PostgresServer& server) {
         writeMessage(root / "a" / "1.msg", L"alpha budget");
         writeMessage(root / "b" / "2.msg", L"beta budget");
-        writeMessage(root / "shared" / "3.msg", L"shared budget");
+        writeMessage(root / "shared" / "3.msg", kSharedSubject, false);
         fs::permissions(temp.path(), fs::perms::owner_all | fs::perms::group_read |
                                          fs::perms::group_exec | fs::perms::others_read |
                                          fs::perms::others_exec);
