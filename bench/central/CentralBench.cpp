@@ -376,13 +376,19 @@ int main(int argc, char** argv) {
              return c;
          }},
     };
+    // The pools as the sample shows them: the surnames searched for, and the
+    // words the subjects begin with.
     const auto distinct = [](const std::vector<std::wstring>& list) {
-        return std::set<std::wstring>(list.begin(), list.end()).size();
+        std::set<std::wstring> seen;
+        for (const auto& text : list)
+            for (const auto& word : wordsOf(text))
+                seen.insert(Util::toLower(word));
+        return seen.size();
     };
-    std::printf("\nThe generator draws senders from %zu surnames and subjects from %zu words, as "
-                "sampled here: a sender or a prefix below matches a few percent of all rows (rows "
-                "returned), far more than one would in a firm's mail.\n",
-                distinct(sample.senders), distinct(sample.bodyWords));
+    std::printf("\nThe generator draws senders from %zu surnames and subjects from about %zu "
+                "words, as sampled here: a sender or a prefix below matches a few percent of all "
+                "rows (rows returned), far more than one would in a firm's mail.\n",
+                distinct(sample.senders), distinct(sample.subjectPairs));
     CountingView view;
     auto sink = std::make_shared<Search::CQueuedEventSink>();
     QuireLib::CMailSearchCycle cycle(view, sink, place);
