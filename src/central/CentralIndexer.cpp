@@ -47,7 +47,9 @@ QuireLib::CMetadataPtr CCentralIndexer::buildMetadata(const std::wstring& path) 
 
 std::unique_ptr<Search::Document>
 CCentralIndexer::buildDocument(const QuireLib::CMetadataPtr& pMetadata) {
-    if (const auto* record = dynamic_cast<const QuireLib::CEmailMetadata*>(pMetadata.get())) {
+    const auto* record = dynamic_cast<const QuireLib::CEmailMetadata*>(pMetadata.get());
+    // A path that is no text gets no row (addFileToIndex leaves it out).
+    if (record != nullptr && isServerPath(record->GetStringValue(L"Location"))) {
         MessageRow row = messageRowOf(*record);
         std::lock_guard lock(m_rowsLock);
         m_rows.insert_or_assign(row.path, std::move(row));
@@ -106,15 +108,12 @@ void CCentralIndexer::addFileToIndex(const QuireLib::CMetadataPtr& pMetadata) {
     const std::wstring path = pMetadata->GetStringValue(L"Location");
     if (record == nullptr || !isServerPath(path)) {
         ++m_iItemsSkipped;
-        {
-            std::lock_guard lock(m_rowsLock);
-            m_rows.erase(Util::toNarrow(path));
-        }
         Trace::tracef("Left out of the central index (name is not text): %s\n",
                       Util::toNarrow(path).c_str());
         return;
     }
-    const std::string folder = parentOf(Util::toNarrow(path));
+    const std::string narrowPath = Util::toNarrow(path);
+    const std::string folder = parentOf(narrowPath);
     const std::int64_t folderId = m_writer.writeFolder(folder, readersOf(folder));
     std::wstring location;
     for (const auto& directory : getDirectories())
@@ -124,7 +123,7 @@ void CCentralIndexer::addFileToIndex(const QuireLib::CMetadataPtr& pMetadata) {
     std::optional<MessageRow> row;
     {
         std::lock_guard lock(m_rowsLock);
-        if (auto made = m_rows.extract(Util::toNarrow(path)))
+        if (auto made = m_rows.extract(narrowPath))
             row = std::move(made.mapped());
     }
     m_writer.writeMessage(location, folderId, row ? std::move(*row) : messageRowOf(*record));

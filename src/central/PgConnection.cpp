@@ -46,8 +46,7 @@ bool CPgResult::isNull(int row, int column) const {
 }
 
 std::string CPgResult::text(int row, int column) const {
-    const char* value = PQgetvalue(m_pResult.get(), row, column);
-    return std::string(value, static_cast<std::size_t>(PQgetlength(m_pResult.get(), row, column)));
+    return std::string(view(row, column));
 }
 
 std::string_view CPgResult::view(int row, int column) const {

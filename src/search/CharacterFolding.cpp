@@ -137,7 +137,7 @@ class Table {
 public:
     CharInfo lookup(char32_t c) {
         if (c <= 0xFFFF)
-            return build(c >> 8)->info[c & 0xFF];
+            return build(c >> 8)[c & 0xFF];
         // Beyond the first plane: rare, kept one by one.
         std::lock_guard lock(m_lock);
         auto found = m_rare.find(c);
@@ -156,9 +156,11 @@ private:
         return *m_pIcu;
     }
 
-    const Page* build(char32_t pageNumber) {
+    // The page's characters, worked out on first sight and published in
+    // detail::g_pages for the readers that take no lock.
+    const CharInfo* build(char32_t pageNumber) {
         std::lock_guard lock(m_lock);
-        if (const Page* page = m_pages[pageNumber])
+        if (const CharInfo* page = detail::g_pages[pageNumber].load(std::memory_order_relaxed))
             return page;
         auto page = std::make_unique<Page>();
         std::array<std::size_t, 256> offsets{};
@@ -172,15 +174,13 @@ private:
             page->info[low] = {worked[low].kind, worked[low].stripsMarks,
                                static_cast<std::uint16_t>(worked[low].folded.size()),
                                page->pool.c_str() + offsets[low]};
-        const Page* built = page.release();
-        m_pages[pageNumber] = built;
-        detail::g_pages[pageNumber].store(built->info.data(), std::memory_order_release);
+        const CharInfo* built = page.release()->info.data();
+        detail::g_pages[pageNumber].store(built, std::memory_order_release);
         return built;
     }
 
     std::mutex m_lock;
     std::unique_ptr<Icu> m_pIcu;
-    std::array<const Page*, 256> m_pages{}; // under m_lock; readers use detail::g_pages
     std::unordered_map<char32_t, Worked> m_rare;
 };
 
