@@ -729,12 +729,15 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
         // off) keeps all but its last few seconds, and the next run goes on
         // from there.
         std::size_t uncommitted = 0;
+        std::size_t committed = 0;
         auto lastCommit = std::chrono::steady_clock::now();
         const auto commitWhenDue = [&] {
             const auto now = std::chrono::steady_clock::now();
-            if (++uncommitted < kCommitEveryDocuments && now - lastCommit < kCommitEvery)
+            if (++uncommitted < std::max(kFirstCommitAfterDocuments, committed) &&
+                now - lastCommit < kCommitEvery)
                 return;
             commitIndex();
+            committed += uncommitted;
             uncommitted = 0;
             lastCommit = now;
         };

@@ -58,9 +58,13 @@ public:
     /// stays bounded on any tree.
     static constexpr std::size_t kDefaultPathQueueBytes = std::size_t{64} << 20;
 
-    /// The index stage commits what it added after this many documents or
-    /// once this long has passed, whichever comes first.
-    static constexpr std::size_t kCommitEveryDocuments = 2000;
+    /// The index stage commits what it added once this long has passed, and
+    /// after this many documents, and then after as many again as the run
+    /// has committed so far: each commit writes a segment, and ten segments
+    /// of a size are merged into one, which rewrites them all. So a long run
+    /// leaves a few segments of growing size, and a run cut short still
+    /// loses no more than the last few seconds.
+    static constexpr std::size_t kFirstCommitAfterDocuments = 2000;
     static constexpr std::chrono::seconds kCommitEvery{10};
 
     CRecursiveIndexer();
