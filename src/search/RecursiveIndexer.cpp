@@ -656,9 +656,17 @@ void CRecursiveIndexer::finishBuilding() {
     m_itemsToBeIndexed.finish();
 }
 
+void CRecursiveIndexer::destroyWrittenItems() {
+    std::vector<ReadyItem> written;
+    std::lock_guard lock(m_writtenItemsLock);
+    written.swap(m_writtenItems);
+    // Destroyed once the lock is let go (declared before it).
+}
+
 void CRecursiveIndexer::buildMetadataFromQueue() {
     beginBuildingMetadata();
     while (!m_bStop) {
+        destroyWrittenItems();
         // Waits for a path; none comes back once the walk has ended and the
         // queue is empty, or at once after a stop.
         std::optional<std::wstring> path = m_itemsToBeRead.pop();
@@ -760,7 +768,11 @@ void CRecursiveIndexer::indexMetadataFromQueue() {
             }
             endUpdatingIndexItem(location);
             commitWhenDue();
+            std::lock_guard lock(m_writtenItemsLock);
+            m_writtenItems.push_back(std::move(*item));
         }
+        // What the build threads did not take back is freed here.
+        destroyWrittenItems();
         if (!m_bStop)
             removeGoneFiles();
     });

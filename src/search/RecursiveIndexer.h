@@ -248,6 +248,8 @@ private:
     void buildMetadataThread();
     /// Ends the build stage: no more records come for the index stage.
     void finishBuilding();
+    /// Destroys the written items handed back so far.
+    void destroyWrittenItems();
     void indexMetadataThread();
     void scanRoot(const std::wstring& root);
     void scanEntry(const std::filesystem::directory_entry& entry);
@@ -357,6 +359,12 @@ private:
     };
 
     BoundedQueue<ReadyItem> m_itemsToBeIndexed{kDefaultQueueCapacity};
+    /// Items the index stage has written, handed back to be destroyed by a
+    /// build thread: freeing a document's many small blocks is work the one
+    /// index thread need not do, and the blocks go back to the thread that
+    /// made them.
+    std::mutex m_writtenItemsLock;
+    std::vector<ReadyItem> m_writtenItems;
 
     mutable std::mutex m_lastErrorLock;
     std::wstring m_sLastError;
