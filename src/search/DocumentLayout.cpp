@@ -35,13 +35,13 @@ public:
 
 CDocumentBuilder::CDocumentBuilder(const QuireLib::CMetadata& record)
     : m_record(record), m_pDocument(std::make_unique<Document>()) {
-    const std::wstring location = Fields::kLocation;
-    const std::wstring body = Fields::kBody;
-    if (record.HasValue(location))
-        Writer::add(*m_pDocument, location, record.GetStringValue(location));
-    for (const auto& key : record.GetKeys())
-        if (key != location && key != body)
-            Writer::add(*m_pDocument, key, record.GetStringValue(key));
+    const auto& values = record.GetValues();
+    const auto location = values.find(Fields::kLocation);
+    if (location != values.end())
+        Writer::add(*m_pDocument, location->first, location->second);
+    for (const auto& [key, value] : values)
+        if (key != Fields::kLocation && key != Fields::kBody)
+            Writer::add(*m_pDocument, key, value);
 }
 
 void CDocumentBuilder::addLongText(const std::wstring& field, const std::wstring& text) {
@@ -56,8 +56,9 @@ std::unique_ptr<Document> CDocumentBuilder::finish() {
     Writer::add(*m_pDocument, Fields::kFileState,
                 fileStateText(m_record.GetStringValue(Fields::kLocation), m_record.GetFileState()),
                 FieldIndex::Untokenized);
-    if (m_record.HasValue(Fields::kBody))
-        Writer::add(*m_pDocument, Fields::kBody, m_record.GetStringValue(Fields::kBody));
+    const auto& values = m_record.GetValues();
+    if (const auto body = values.find(Fields::kBody); body != values.end())
+        Writer::add(*m_pDocument, body->first, body->second);
     for (const auto& [field, text] : m_longTexts)
         Writer::add(*m_pDocument, field, *text);
     return std::move(m_pDocument);

@@ -11,7 +11,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <fcntl.h>
 #include <filesystem>
 #include <stdexcept>
@@ -347,17 +349,53 @@ IndexWriterPtr create(const std::wstring& indexDirectory) {
     }
 }
 
+namespace {
+
+/// A field holding the text as it is stored (see toStoredText), written
+/// straight into the one block the field keeps: CLucene would otherwise
+/// copy a copy, and a message body is long.
+Field* storedTextField(const std::wstring& name, const std::wstring& value, int config) {
+    const auto paired = [](wchar_t c) {
+        const auto cp = static_cast<std::uint32_t>(c);
+        return cp > 0xFFFF && cp <= 0x10FFFF;
+    };
+    const auto pairs = static_cast<std::size_t>(std::count_if(value.begin(), value.end(), paired));
+    // CLucene frees a field's text with free().
+    auto* text = static_cast<wchar_t*>(std::malloc((value.size() + pairs + 1) * sizeof(wchar_t)));
+    if (text == nullptr)
+        throw std::bad_alloc();
+    if (pairs == 0) {
+        // Nearly every text lies in the first plane: copied in one go.
+        std::wmemcpy(text, value.data(), value.size());
+        text[value.size()] = 0;
+    } else {
+        wchar_t* out = text;
+        for (const wchar_t c : value) {
+            if (paired(c)) {
+                const auto cp = static_cast<std::uint32_t>(c) - 0x10000;
+                *out++ = static_cast<wchar_t>(0xD800 + (cp >> 10));
+                *out++ = static_cast<wchar_t>(0xDC00 + (cp & 0x3FF));
+            } else {
+                *out++ = c;
+            }
+        }
+        *out = 0;
+    }
+    return new Field(name.c_str(), text, config, /*duplicateValue=*/false);
+}
+
+} // namespace
+
 void add(Document& document, const std::wstring& name, const std::wstring& value,
          FieldIndex index) {
     const int stored = static_cast<int>(Field::STORE_YES);
     if (index == FieldIndex::Untokenized) {
-        document.add(*new Field(name.c_str(), toStoredText(value).c_str(),
-                                stored | static_cast<int>(Field::INDEX_UNTOKENIZED)));
+        document.add(
+            *storedTextField(name, value, stored | static_cast<int>(Field::INDEX_UNTOKENIZED)));
         return;
     }
     if (index != FieldIndex::TokenizedUnstored)
-        document.add(*new Field(name.c_str(), toStoredText(value).c_str(),
-                                stored | static_cast<int>(Field::INDEX_NO)));
+        document.add(*storedTextField(name, value, stored | static_cast<int>(Field::INDEX_NO)));
     // The text is analysed here, on the thread that builds the document, so
     // that the writer's one thread only inverts the terms.
     if (index != FieldIndex::StoredOnly)

@@ -23,6 +23,8 @@ public:
 
     /// Every key present, in the map's (case-sensitive) order.
     Keys GetKeys() const;
+    /// Every key with its value, in the same order, without a copy of either.
+    const std::map<std::wstring, std::wstring>& GetValues() const { return m_values; }
     /// The value under the key; an absent key gives an empty text.
     std::wstring GetStringValue(const std::wstring& key) const;
     void SetStringValue(const std::wstring& key, const std::wstring& value);

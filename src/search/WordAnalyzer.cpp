@@ -5,6 +5,7 @@
 #include <CLucene/util/CLStreams.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <cwctype>
 
 namespace Kerf::Search {
@@ -224,6 +225,11 @@ void CTermCollector::scanIdeographs(std::wstring_view text, std::size_t& i) {
 CAnalyzedText::CAnalyzedText(std::wstring_view text, WordUse use) {
     m_chars.reserve(text.size());
     CTermCollector(*this, use).analyze(text);
+    // One pass over all the terms at once, which the compiler vectorises.
+    bool beyond = false;
+    for (const wchar_t c : m_chars)
+        beyond |= static_cast<std::uint32_t>(c) > 0xFFFF;
+    m_bBeyondBasicPlane = beyond;
 }
 
 std::vector<AnalyzedTerm> analyzeWords(std::wstring_view text, WordUse use) {
@@ -307,8 +313,13 @@ lucene::analysis::Token* CAnalyzedTokenStream::next(lucene::analysis::Token* tok
     token->clear();
     // The index keeps 16-bit units: characters past U+FFFF go in as pairs,
     // as stored text does.
-    if (std::all_of(term.begin(), term.end(), [](wchar_t c) { return c <= 0xFFFF; })) {
-        token->setText(term.data(), static_cast<int32_t>(term.size()));
+    if (!m_pTerms->beyondBasicPlane()) {
+        // Copied straight into the token's buffer: setText would first
+        // measure the term up to its NUL, which the shared buffer lacks.
+        wchar_t* buffer = token->resizeTermBuffer(term.size() + 1);
+        std::wmemcpy(buffer, term.data(), term.size());
+        buffer[term.size()] = 0;
+        token->setTermLength(static_cast<int32_t>(term.size()));
     } else {
         std::wstring units;
         for (const wchar_t c : term) {

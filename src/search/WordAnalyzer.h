@@ -59,6 +59,8 @@ public:
     explicit CAnalyzedText(std::wstring_view text, WordUse use = WordUse::Indexing);
 
     std::size_t size() const { return m_entries.size(); }
+    /// Whether some term holds a character past U+FFFF.
+    bool beyondBasicPlane() const { return m_bBeyondBasicPlane; }
     const Entry& entry(std::size_t i) const { return m_entries[i]; }
     std::wstring_view term(std::size_t i) const {
         return std::wstring_view(m_chars).substr(m_entries[i].offset, m_entries[i].length);
@@ -68,6 +70,7 @@ private:
     friend class CTermCollector;
     std::wstring m_chars;
     std::vector<Entry> m_entries;
+    bool m_bBeyondBasicPlane = false;
 };
 
 /// What the user typed into one search field, split at spaces outside double
