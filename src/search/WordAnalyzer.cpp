@@ -5,6 +5,7 @@
 #include <CLucene/util/CLStreams.h>
 
 #include <algorithm>
+#include <array>
 #include <cwchar>
 #include <cwctype>
 
@@ -46,6 +47,37 @@ char32_t codePointAt(std::wstring_view text, std::size_t i, std::size_t& length)
     return c;
 }
 
+/// How each ASCII character is read, taken once from the folding table, so
+/// that the common case needs neither a look-up of its page nor a copy of
+/// its entry: Split ends a word, Letter folds to one character, and General
+/// is anything else, read as any other character is.
+enum class AsciiKind : std::uint8_t { Split, Letter, General };
+struct AsciiTable {
+    std::array<AsciiKind, 128> kind{};
+    std::array<wchar_t, 128> folded{};
+    std::array<bool, 128> stripsMarks{};
+};
+
+const AsciiTable& asciiTable() {
+    static const AsciiTable table = [] {
+        AsciiTable ascii;
+        for (std::size_t c = 0; c < 128; ++c) {
+            const CharInfo info = Folding::infoOf(static_cast<char32_t>(c));
+            if (info.kind == CharKind::Other) {
+                ascii.kind[c] = AsciiKind::Split;
+            } else if (info.kind == CharKind::Letter && info.length == 1) {
+                ascii.kind[c] = AsciiKind::Letter;
+                ascii.folded[c] = *info.folded;
+                ascii.stripsMarks[c] = info.stripsMarks;
+            } else {
+                ascii.kind[c] = AsciiKind::General;
+            }
+        }
+        return ascii;
+    }();
+    return table;
+}
+
 } // namespace
 
 /// Gathers the terms of one text into a CAnalyzedText.
@@ -57,7 +89,7 @@ public:
 
 private:
     struct Part {
-        std::size_t offset; // in m_word
+        std::size_t offset; // in the output's characters
         std::size_t length;
         std::size_t start; // in the text
         std::size_t end;
@@ -68,19 +100,28 @@ private:
     void emitJoinedWord();
     void add(std::wstring_view term, std::int32_t position, std::size_t start, std::size_t end);
     std::wstring_view partsText(std::size_t first, std::size_t last) const;
+    /// The word being read: its folded parts with their joiners, or its
+    /// folded ideographs. It is written once, at the end of the output's
+    /// characters, and every term made of it is a stretch of it.
+    std::wstring_view word() const { return std::wstring_view(m_out.m_chars).substr(m_iWord); }
 
     CAnalyzedText& m_out;
     WordUse m_use;
+    const AsciiTable& m_ascii = asciiTable();
     std::int32_t m_iPosition = 0;
-    std::wstring m_word; // the folded parts of a joined word with their joiners
+    std::size_t m_iWord = 0; // where the word begins in the output's characters
     std::vector<Part> m_parts;
     std::vector<wchar_t> m_joiners; // m_joiners[k] stands between part k and k + 1
-    std::wstring m_pair;
 };
 
 void CTermCollector::analyze(std::wstring_view text) {
     std::size_t i = 0;
     while (i < text.size()) {
+        const auto c = static_cast<std::uint32_t>(text[i]);
+        if (c < 0x80 && m_ascii.kind[c] == AsciiKind::Split) {
+            ++i;
+            continue;
+        }
         std::size_t length = 1;
         const CharInfo info = Folding::infoOf(codePointAt(text, i, length));
         if (info.kind == CharKind::Ideograph)
@@ -97,35 +138,45 @@ void CTermCollector::add(std::wstring_view term, std::int32_t position, std::siz
     if (term.empty())
         return;
     term = term.substr(0, kLongestTerm);
-    m_out.m_entries.push_back({static_cast<std::uint32_t>(m_out.m_chars.size()),
-                               static_cast<std::uint32_t>(term.size()), position,
+    // The term is a stretch of the word already in the output.
+    const auto offset = static_cast<std::uint32_t>(term.data() - m_out.m_chars.data());
+    m_out.m_entries.push_back({offset, static_cast<std::uint32_t>(term.size()), position,
                                static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(end)});
-    m_out.m_chars.append(term);
 }
 
 void CTermCollector::scanJoinedWord(std::wstring_view text, std::size_t& i) {
-    m_word.clear();
+    std::wstring& chars = m_out.m_chars;
+    m_iWord = chars.size();
     m_parts.clear();
     m_joiners.clear();
     for (;;) {
         const std::size_t start = i;
-        const std::size_t offset = m_word.size();
+        const std::size_t offset = chars.size();
         bool stripMarks = false;
         while (i < text.size()) {
+            const auto c = static_cast<std::uint32_t>(text[i]);
+            if (c < 0x80 && m_ascii.kind[c] != AsciiKind::General) {
+                if (m_ascii.kind[c] == AsciiKind::Split)
+                    break;
+                chars.push_back(m_ascii.folded[c]);
+                stripMarks = m_ascii.stripsMarks[c];
+                ++i;
+                continue;
+            }
             std::size_t length = 1;
             const CharInfo info = Folding::infoOf(codePointAt(text, i, length));
             if (info.kind == CharKind::Letter) {
-                Folding::appendFolded(m_word, info);
+                Folding::appendFolded(chars, info);
                 stripMarks = info.stripsMarks;
             } else if (info.kind == CharKind::Mark) {
                 if (!stripMarks)
-                    Folding::appendFolded(m_word, info);
+                    Folding::appendFolded(chars, info);
             } else if (info.kind != CharKind::Ignorable) {
                 break;
             }
             i += length;
         }
-        m_parts.push_back({offset, m_word.size() - offset, start, i});
+        m_parts.push_back({offset, chars.size() - offset, start, i});
         // A joiner continues the word only between two letters.
         if (i + 1 >= text.size() || !isJoiner(text[i]) || m_parts.size() >= 4 * kMostJoinedParts)
             break;
@@ -134,7 +185,7 @@ void CTermCollector::scanJoinedWord(std::wstring_view text, std::size_t& i) {
             break;
         const wchar_t joiner = text[i] == 0x2019 ? L'\'' : text[i];
         m_joiners.push_back(joiner);
-        m_word.push_back(joiner);
+        chars.push_back(joiner);
         ++i;
     }
     emitJoinedWord();
@@ -143,25 +194,26 @@ void CTermCollector::scanJoinedWord(std::wstring_view text, std::size_t& i) {
 std::wstring_view CTermCollector::partsText(std::size_t first, std::size_t last) const {
     const std::size_t begin = m_parts[first].offset;
     const std::size_t end = m_parts[last].offset + m_parts[last].length;
-    return std::wstring_view(m_word).substr(begin, end - begin);
+    return std::wstring_view(m_out.m_chars).substr(begin, end - begin);
 }
 
 void CTermCollector::emitJoinedWord() {
     const std::size_t count = m_parts.size();
+    const std::wstring_view whole = word();
     const bool keptWhole = count > 1 && count <= kMostJoinedParts &&
-                           m_word.size() <= kLongestJoinedWord &&
+                           whole.size() <= kLongestJoinedWord &&
                            std::any_of(m_joiners.begin(), m_joiners.end(), isWholeJoiner);
     const std::int32_t first = m_iPosition;
     m_iPosition += static_cast<std::int32_t>(count);
     if (keptWhole && m_use == WordUse::Searching) {
         // The parts after it in a phrase stand where they stand in the index.
-        add(m_word, first, m_parts.front().start, m_parts.back().end);
+        add(whole, first, m_parts.front().start, m_parts.back().end);
         return;
     }
     for (std::size_t k = 0; k < count; ++k) {
         const Part& part = m_parts[k];
         const std::int32_t position = first + static_cast<std::int32_t>(k);
-        add(std::wstring_view(m_word).substr(part.offset, part.length), position, part.start,
+        add(std::wstring_view(m_out.m_chars).substr(part.offset, part.length), position, part.start,
             part.end);
         if (!keptWhole)
             continue;
@@ -169,7 +221,7 @@ void CTermCollector::emitJoinedWord() {
         // name and domain, and the tails of a dotted name of two labels or more.
         const std::size_t end = m_parts.back().end;
         if (k == 0)
-            add(m_word, position, part.start, end);
+            add(whole, position, part.start, end);
         std::size_t segmentEnd = k;
         while (segmentEnd + 1 < count && m_joiners[segmentEnd] != L'@')
             ++segmentEnd;
@@ -195,37 +247,39 @@ void CTermCollector::scanIdeographs(std::wstring_view text, std::size_t& i) {
         std::size_t start;
         std::size_t end;
     };
-    m_word.clear();
+    std::wstring& chars = m_out.m_chars;
     std::vector<Unit> units;
     while (i < text.size()) {
         std::size_t length = 1;
         const CharInfo info = Folding::infoOf(codePointAt(text, i, length));
         if (info.kind == CharKind::Ideograph) {
-            const std::size_t offset = m_word.size();
-            Folding::appendFolded(m_word, info);
-            units.push_back({offset, m_word.size() - offset, i, i + length});
+            const std::size_t offset = chars.size();
+            Folding::appendFolded(chars, info);
+            units.push_back({offset, chars.size() - offset, i, i + length});
         } else if (info.kind != CharKind::Mark && info.kind != CharKind::Ignorable) {
             break;
         }
         i += length;
     }
-    const std::wstring_view word(m_word);
+    // The ideographs lie side by side, so each pair is a stretch of them.
+    const std::wstring_view all(chars);
     if (units.size() == 1) {
-        add(word.substr(units[0].offset, units[0].length), m_iPosition++, units[0].start,
+        add(all.substr(units[0].offset, units[0].length), m_iPosition++, units[0].start,
             units[0].end);
         return;
     }
     for (std::size_t k = 0; k + 1 < units.size(); ++k) {
-        m_pair.assign(word.substr(units[k].offset, units[k].length));
-        m_pair.append(word.substr(units[k + 1].offset, units[k + 1].length));
-        add(m_pair, m_iPosition++, units[k].start, units[k + 1].end);
+        const std::size_t end = units[k + 1].offset + units[k + 1].length;
+        add(all.substr(units[k].offset, end - units[k].offset), m_iPosition++, units[k].start,
+            units[k + 1].end);
     }
 }
 
 CAnalyzedText::CAnalyzedText(std::wstring_view text, WordUse use) {
     m_chars.reserve(text.size());
     CTermCollector(*this, use).analyze(text);
-    // One pass over all the terms at once, which the compiler vectorises.
+    // One pass over all the terms at once, here rather than term by term on
+    // the index writer's thread.
     bool beyond = false;
     for (const wchar_t c : m_chars)
         beyond |= static_cast<std::uint32_t>(c) > 0xFFFF;
