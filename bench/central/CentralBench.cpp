@@ -14,7 +14,9 @@
 //      (fewer runs). The generator draws senders and subject words from small
 //      pools, so a sender or a prefix matches a few percent of all rows; the
 //      output says how small the pools are.
-// Needs the server of scripts/postgres (QOSEARCH_TEST_PG_*).
+// Needs the server of scripts/postgres (QOSEARCH_TEST_PG_*); started with
+// `--memory 2GB`, its shared buffers hold the rows and word indexes that the
+// searches read, as the administrators' guide sets up a firm's server.
 
 #include "CorpusGenerator.h"
 #include "central/CentralIndexer.h"
@@ -446,11 +448,18 @@ int main(int argc, char** argv) {
                 broad.median, broad.worst, broad.rows);
 
     CPgConnection sizes(owner);
-    const auto size = sizes.query("SELECT pg_database_size(current_database()), "
-                                  "pg_total_relation_size('qosearch.messages')");
+    const auto size =
+        sizes.query("SELECT pg_database_size(current_database()), "
+                    "pg_total_relation_size('qosearch.messages'), "
+                    "pg_relation_size('qosearch.messages') + pg_indexes_size('qosearch.messages'), "
+                    "current_setting('shared_buffers')");
     std::printf("\ndatabase size: %.0f MB (the messages table with its indexes %.0f MB)\n",
                 static_cast<double>(size.number(0, 0)) / 1048576.0,
                 static_cast<double>(size.number(0, 1)) / 1048576.0);
+    // A search reads the rows it finds and the word indexes, not the long
+    // values kept aside; from the server's memory only when they fit there.
+    std::printf("what searches read: %.0f MB (rows and indexes); the server's shared buffers: %s\n",
+                static_cast<double>(size.number(0, 2)) / 1048576.0, size.text(0, 3).c_str());
     fs::remove_all(work);
     (void)pick;
     return 0;
