@@ -130,20 +130,6 @@ void inSearchTransaction(CPgConnection& connection, const std::function<void()>&
 
 } // namespace
 
-std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
-                                                         const QuireLib::SearchCriteria& criteria,
-                                                         const std::vector<std::wstring>& folders) {
-    const CentralQuery query = buildCentralQuery(criteria, folders);
-    std::optional<CPgResult> answer;
-    inSearchTransaction(connection,
-                        [&] { answer.emplace(connection.query(query.sql, query.params)); });
-    std::vector<QuireLib::CEmailMetadata> records;
-    records.reserve(static_cast<std::size_t>(answer->rows()));
-    for (int r = 0; r < answer->rows(); ++r)
-        records.push_back(recordOf(*answer, r));
-    return records;
-}
-
 void searchCentralIndex(CPgConnection& connection, const QuireLib::SearchCriteria& criteria,
                         const std::vector<std::wstring>& folders,
                         const std::function<void(QuireLib::CEmailMetadata&&)>& onRecord) {

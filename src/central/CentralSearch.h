@@ -33,14 +33,10 @@ bool centralIndexAnswers(const QuireLib::SearchCriteria& criteria);
 CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
                                const std::vector<std::wstring>& folders);
 
-/// Runs the search; one record per matching message, in no set order. The
-/// server ends a search still running after kRunawaySearch.
-std::vector<QuireLib::CEmailMetadata> searchCentralIndex(CPgConnection& connection,
-                                                         const QuireLib::SearchCriteria& criteria,
-                                                         const std::vector<std::wstring>& folders);
-
-/// The same, handing each record over as its row arrives: the first long
-/// before the last of a search that finds tens of thousands.
+/// Runs the search, handing over one record per matching message as its row
+/// arrives, in no set order: the first long before the last of a search that
+/// finds tens of thousands, and none kept waiting for the others. The server
+/// ends a search still running after kRunawaySearch.
 void searchCentralIndex(CPgConnection& connection, const QuireLib::SearchCriteria& criteria,
                         const std::vector<std::wstring>& folders,
                         const std::function<void(QuireLib::CEmailMetadata&&)>& onRecord);

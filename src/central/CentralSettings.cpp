@@ -14,6 +14,10 @@ std::wstring failureNotice(const std::wstring& reason) {
     return L"Locations of the central index not searched: " + reason;
 }
 
+std::wstring interruptedNotice(const std::wstring& reason) {
+    return L"Locations of the central index searched only in part: " + reason;
+}
+
 CentralIndexSettings readCentralIndexSettings() {
     const auto values = QuireLib::openUserSettings();
     values->beginGroup(QStringLiteral("Central Index"));

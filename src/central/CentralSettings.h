@@ -27,6 +27,9 @@ std::wstring fallbackNotice(const std::wstring& reason);
 /// Its note when the central index failed after it had answered: its
 /// locations have no matches in the list.
 std::wstring failureNotice(const std::wstring& reason);
+/// Its note when the central index failed part-way through its rows: the
+/// list holds the matches that came before.
+std::wstring interruptedNotice(const std::wstring& reason);
 
 /// The user's settings, and for what they leave unset the [Central Index]
 /// section of the firm's settings files (CSettingsLayers); nothing set when

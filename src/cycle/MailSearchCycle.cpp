@@ -532,30 +532,36 @@ void CMailSearchCycle::chooseCentralLocations() {
 void CMailSearchCycle::searchCentralIndex() {
     if (!m_pCentral || m_centralLocations.empty())
         return;
-    std::vector<CEmailMetadata> records;
-    try {
-        records = Central::searchCentralIndex(*m_pCentral, m_criteria, m_centralLocations);
-    } catch (const CExceptionBase& e) {
-        // Too late to hand these locations to the per-user index's update:
-        // the status says that their matches are missing.
-        m_pCentral.reset();
-        m_sCentralNotice = Central::failureNotice(e.getMessage());
-        return;
-    }
-    if (records.empty())
-        return;
-    startOptimisedAdd(records.size());
-    for (const CEmailMetadata& record : records) {
+    // Each row goes into the list as it arrives: the list fills while the
+    // server still reads, and no record of tens of thousands waits for it.
+    bool adding = false;
+    std::size_t arrived = 0;
+    const auto insertRow = [&](CEmailMetadata&& record) {
+        ++arrived;
         const std::wstring path = record.GetStringValue(L"Location");
         // The row says the user's role may read the folder; whether this
         // file opens is the file system's word.
         if (m_matchedMessages.count(path) != 0 || ::access(Util::toNarrow(path).c_str(), R_OK) != 0)
-            continue;
+            return;
+        if (!adding) {
+            startOptimisedAdd(0);
+            adding = true;
+        }
         m_matchedMessages.insert(path);
         m_searchedDirectories.insert(path.substr(0, path.find_last_of(L'/') + 1));
         InsertItem(record);
+    };
+    try {
+        Central::searchCentralIndex(*m_pCentral, m_criteria, m_centralLocations, insertRow);
+    } catch (const CExceptionBase& e) {
+        // Too late to hand these locations to the per-user index's update:
+        // the status says that their matches are missing, or some of them.
+        m_pCentral.reset();
+        m_sCentralNotice = arrived == 0 ? Central::failureNotice(e.getMessage())
+                                        : Central::interruptedNotice(e.getMessage());
     }
-    finishOptimisedAdd();
+    if (adding)
+        finishOptimisedAdd();
 }
 
 std::wstring CMailSearchCycle::withCentralNotice(std::wstring status) const {
