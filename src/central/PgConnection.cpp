@@ -59,13 +59,14 @@ long long CPgResult::number(int row, int column) const {
 }
 
 CPgConnection::CPgConnection(const std::string& conninfo, std::chrono::seconds timeout) {
-    // The timeout given here wins over one in the text, so that a caller's
-    // promise to fall back in time holds whatever the settings say.
+    // The keys are read in order, and a later one wins over an earlier.
     // A server whose machine goes away mid-answer sends nothing more and
     // never closes the connection: probes after 5 s of silence, and a limit
     // on data the server leaves unacknowledged, end the wait within about
-    // 15 s instead of the system's quarter of an hour. The connection text
-    // may set these otherwise (it comes after them).
+    // 15 s instead of the system's quarter of an hour; the connection text
+    // (after them) may set them otherwise. The timeout given here comes after
+    // the text, so that a caller's promise to fall back in time holds
+    // whatever the settings say.
     const std::string seconds = std::to_string(std::max<long long>(1, timeout.count()));
     const char* keys[] = {
         "keepalives_idle", "keepalives_interval", "keepalives_count", "tcp_user_timeout",

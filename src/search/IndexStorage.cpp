@@ -181,21 +181,43 @@ bool holdsIndex(const fs::path& directory) {
 // joined again on reading. Our own texts never hold a lone high surrogate
 // (undecodable file-name bytes become U+DC80..U+DCFF), so a high surrogate in
 // stored text always starts a pair.
-std::wstring toStoredText(const std::wstring& text) {
-    // Nearly every text lies in the first plane: copy it in one go.
-    if (std::none_of(text.begin(), text.end(), [](wchar_t c) { return c > 0xFFFF; }))
-        return text;
-    std::wstring stored;
-    stored.reserve(text.size());
+namespace {
+
+bool takesAPair(wchar_t c) {
+    const auto cp = static_cast<std::uint32_t>(c);
+    return cp > 0xFFFF && cp <= 0x10FFFF;
+}
+
+} // namespace
+
+std::size_t storedLength(std::wstring_view text) {
+    return text.size() +
+           static_cast<std::size_t>(std::count_if(text.begin(), text.end(), takesAPair));
+}
+
+void writeStoredText(std::wstring_view text, std::size_t length, wchar_t* out) {
+    // Nearly every text lies in the first plane: copied in one go.
+    if (length == text.size()) {
+        std::wmemcpy(out, text.data(), text.size());
+        return;
+    }
     for (const wchar_t c : text) {
-        const auto cp = static_cast<std::uint32_t>(c);
-        if (cp > 0xFFFF && cp <= 0x10FFFF) {
-            stored.push_back(static_cast<wchar_t>(0xD800 + ((cp - 0x10000) >> 10)));
-            stored.push_back(static_cast<wchar_t>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
+        if (takesAPair(c)) {
+            const auto cp = static_cast<std::uint32_t>(c) - 0x10000;
+            *out++ = static_cast<wchar_t>(0xD800 + (cp >> 10));
+            *out++ = static_cast<wchar_t>(0xDC00 + (cp & 0x3FF));
         } else {
-            stored.push_back(c);
+            *out++ = c;
         }
     }
+}
+
+std::wstring toStoredText(const std::wstring& text) {
+    const std::size_t length = storedLength(text);
+    if (length == text.size())
+        return text;
+    std::wstring stored(length, L'\0');
+    writeStoredText(text, length, stored.data());
     return stored;
 }
 
@@ -355,32 +377,13 @@ namespace {
 /// straight into the one block the field keeps: CLucene would otherwise
 /// copy a copy, and a message body is long.
 Field* storedTextField(const std::wstring& name, const std::wstring& value, int config) {
-    const auto paired = [](wchar_t c) {
-        const auto cp = static_cast<std::uint32_t>(c);
-        return cp > 0xFFFF && cp <= 0x10FFFF;
-    };
-    const auto pairs = static_cast<std::size_t>(std::count_if(value.begin(), value.end(), paired));
+    const std::size_t length = storedLength(value);
     // CLucene frees a field's text with free().
-    auto* text = static_cast<wchar_t*>(std::malloc((value.size() + pairs + 1) * sizeof(wchar_t)));
+    auto* text = static_cast<wchar_t*>(std::malloc((length + 1) * sizeof(wchar_t)));
     if (text == nullptr)
         throw std::bad_alloc();
-    if (pairs == 0) {
-        // Nearly every text lies in the first plane: copied in one go.
-        std::wmemcpy(text, value.data(), value.size());
-        text[value.size()] = 0;
-    } else {
-        wchar_t* out = text;
-        for (const wchar_t c : value) {
-            if (paired(c)) {
-                const auto cp = static_cast<std::uint32_t>(c) - 0x10000;
-                *out++ = static_cast<wchar_t>(0xD800 + (cp >> 10));
-                *out++ = static_cast<wchar_t>(0xDC00 + (cp & 0x3FF));
-            } else {
-                *out++ = c;
-            }
-        }
-        *out = 0;
-    }
+    writeStoredText(value, length, text);
+    text[length] = 0;
     return new Field(name.c_str(), text, config, /*duplicateValue=*/false);
 }
 

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Kerf::Search {
 
@@ -58,6 +59,11 @@ void discardIndex(const std::wstring& indexDirectory);
 /// Text as the index keeps it: CLucene holds 16-bit units, so characters
 /// past U+FFFF go in as UTF-16 pairs; fromStoredText joins them again.
 std::wstring toStoredText(const std::wstring& text);
+/// How many 16-bit units the text takes as the index keeps it.
+std::size_t storedLength(std::wstring_view text);
+/// Writes the text as the index keeps it into `out`, which has room for its
+/// `length` (storedLength) units; writes no NUL.
+void writeStoredText(std::wstring_view text, std::size_t length, wchar_t* out);
 std::wstring fromStoredText(const wchar_t* stored);
 
 /// A CLucene error's text.

@@ -1,6 +1,7 @@
 #include "search/WordAnalyzer.h"
 
 #include "search/CharacterFolding.h"
+#include "search/IndexStorage.h"
 
 #include <CLucene/util/CLStreams.h>
 
@@ -366,27 +367,14 @@ lucene::analysis::Token* CAnalyzedTokenStream::next(lucene::analysis::Token* tok
     ++m_iNext;
     token->clear();
     // The index keeps 16-bit units: characters past U+FFFF go in as pairs,
-    // as stored text does.
-    if (!m_pTerms->beyondBasicPlane()) {
-        // Copied straight into the token's buffer: setText would first
-        // measure the term up to its NUL, which the shared buffer lacks.
-        wchar_t* buffer = token->resizeTermBuffer(term.size() + 1);
-        std::wmemcpy(buffer, term.data(), term.size());
-        buffer[term.size()] = 0;
-        token->setTermLength(static_cast<int32_t>(term.size()));
-    } else {
-        std::wstring units;
-        for (const wchar_t c : term) {
-            const auto cp = static_cast<std::uint32_t>(c);
-            if (cp > 0xFFFF && cp <= 0x10FFFF) {
-                units.push_back(static_cast<wchar_t>(0xD800 + ((cp - 0x10000) >> 10)));
-                units.push_back(static_cast<wchar_t>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
-            } else {
-                units.push_back(c);
-            }
-        }
-        token->setText(units.c_str(), static_cast<int32_t>(units.size()));
-    }
+    // as stored text does. Written straight into the token's buffer: setText
+    // would first measure the term up to its NUL, which the shared buffer
+    // lacks.
+    const std::size_t length = m_pTerms->beyondBasicPlane() ? storedLength(term) : term.size();
+    wchar_t* buffer = token->resizeTermBuffer(length + 1);
+    writeStoredText(term, length, buffer);
+    buffer[length] = 0;
+    token->setTermLength(static_cast<int32_t>(length));
     token->setStartOffset(static_cast<int32_t>(entry.start));
     token->setEndOffset(static_cast<int32_t>(entry.end));
     token->setPositionIncrement(entry.position - m_iLastPosition);
