@@ -34,7 +34,7 @@ std::unique_ptr<Query> parseBelowQuery(const std::wstring& directory) {
     AnalyzerPtr analyzer = Analyzer::create();
     CWordQueryParser parser(L"Body", analyzer.get());
     std::unique_ptr<Query> query(
-        parser.parse(Searcher::buildPhraseQuery(kLocationField, directory).c_str()));
+        parser.parseText(Searcher::buildPhraseQuery(kLocationField, directory)));
     const auto* boolean = dynamic_cast<const BooleanQuery*>(query.get());
     if (!query || (boolean != nullptr && boolean->getClauseCount() == 0))
         return std::make_unique<MatchAllDocsQuery>();

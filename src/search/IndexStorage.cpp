@@ -536,7 +536,7 @@ HitsPtr getHits(IndexSearcher& searcher, lucene::analysis::Analyzer& analyzer,
     CWordQueryParser parser(defaultField.c_str(), &analyzer);
     std::unique_ptr<Query> query;
     try {
-        query.reset(parser.parse(queryText.c_str()));
+        query.reset(parser.parseText(queryText));
     } catch (CLuceneError& e) {
         throw toIndexException(L"", e, 0);
     }

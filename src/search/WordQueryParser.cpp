@@ -27,6 +27,10 @@ CWordQueryParser::CWordQueryParser(const wchar_t* defaultField,
     setEnablePositionIncrements(true);
 }
 
+Query* CWordQueryParser::parseText(const std::wstring& text) {
+    return parse(toStoredText(text).c_str());
+}
+
 Query* CWordQueryParser::getPrefixQuery(const TCHAR* field, TCHAR* termStr) {
     // The parser's own refusal of a leading wildcard stands.
     if (termStr[0] == L'*')

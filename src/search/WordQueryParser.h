@@ -8,11 +8,18 @@
 
 #include <CLucene.h>
 
+#include <string>
+
 namespace Kerf::Search {
 
 class CWordQueryParser : public lucene::queryParser::QueryParser {
 public:
     CWordQueryParser(const wchar_t* defaultField, lucene::analysis::Analyzer* analyzer);
+
+    /// Parses the query text as the index keeps text (characters past
+    /// U+FFFF as UTF-16 pairs): the parser's lexer refuses such a character
+    /// outright, and the pairs reach the words' analysis whole again.
+    lucene::search::Query* parseText(const std::wstring& text);
 
 protected:
     lucene::search::Query* getPrefixQuery(const TCHAR* field, TCHAR* termStr) override;

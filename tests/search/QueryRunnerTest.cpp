@@ -123,7 +123,8 @@ TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
                                                 L"O'Neil+Co (x) say \"hi\"",
                                                 L"annual report 2008",
                                                 L"annual budget",
-                                                L"Report (draft)"};
+                                                L"Report (draft)",
+                                                L"\U00020B9F\u5B50 plan"};
     std::vector<std::pair<std::wstring, std::wstring>> documents;
     for (std::size_t i = 0; i < subjects.size(); ++i)
         documents.emplace_back(
@@ -149,7 +150,8 @@ TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
         {L"o'neil+co (x)", L"g"},
         {L"  plain   msgc ", L"d"},
         {L"ann rep", L"h"},
-        {L"--", L"abcdefghij"}, // no word at all: no criterion, every file
+        {L"\U00020B9F\u5B50", L"k"}, // past U+FFFF: kept in the index as a UTF-16 pair
+        {L"--", L"abcdefghijk"},     // no word at all: no criterion, every file
     };
     for (const auto& [typed, letters] : cases)
         EXPECT_EQ(lettersFound(CQueryRunner::buildMatches(L"Subject", typed)), letters)
@@ -163,10 +165,12 @@ TEST_F(QueryRunner, OnlyFilesBelowTheFolderItselfAreItsHits) {
            {L"/srv/Mail Archive/b.msg", L"two"},
            {L"/home/srv/Mail/c.msg", L"three"},
            {L"/srv/mail/d.msg", L"four"},
-           {L"/srv/Mail/sub/e.msg", L"five"}});
+           {L"/srv/Mail/sub/e.msg", L"five"},
+           {L"/srv/\U00020B9F Jobs/f.msg", L"six"}});
     const std::pair<std::wstring, std::vector<std::wstring>> cases[] = {
         {L"/srv/Mail", {L"/srv/Mail/a.msg", L"/srv/Mail/sub/e.msg"}},
         {L"/srv/Mail Archive/", {L"/srv/Mail Archive/b.msg"}},
+        {L"/srv/\U00020B9F Jobs", {L"/srv/\U00020B9F Jobs/f.msg"}}, // a name past U+FFFF
     };
     for (const auto& [folder, hits] : cases) {
         SCOPED_TRACE(Util::toNarrow(folder));
