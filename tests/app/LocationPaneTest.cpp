@@ -63,10 +63,19 @@ protected:
 
 QO_TESTS_READ_SHARED(Corpus, "LocationPane.*");
 
+// Column titles come from the settings file.
 TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) {
+    QoTest::writeFile(user.appData() / "EmailFiling.cfg", "[Columns]\n"
+                                                          "LocationPriRefAlias=Job\n"
+                                                          "*LocationSecRefAlias=Site\n"
+                                                          "LocationDescAlias=\n");
     dlg = user.openWindow();
     // The mail-client folder is left out.
     EXPECT_EQ(column(list(), PrimaryRef), (std::vector<std::wstring>{L"A100", L"B200", L"C300"}));
+    const auto* model = list().model();
+    for (const auto& [col, title] : {std::pair{PrimaryRef, "Job"}, std::pair{SecondaryRef, "Site"},
+                                     std::pair{Description, "Description"}})
+        EXPECT_EQ(model->headerData(col, Qt::Horizontal).toString(), title);
 
     expectMode(pane(), 0);
     // Several locations and none picked: nothing to search yet.
@@ -195,18 +204,6 @@ TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
         expectMode(pane(), mode);
     }
     EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"/x"});
-}
-
-TEST_F(LocationPane, ColumnTitlesComeFromTheSettingsFile) {
-    QoTest::writeFile(user.appData() / "EmailFiling.cfg", "[Columns]\n"
-                                                          "LocationPriRefAlias=Job\n"
-                                                          "*LocationSecRefAlias=Site\n"
-                                                          "LocationDescAlias=\n");
-    dlg = user.openWindow();
-    const auto* model = list().model();
-    EXPECT_EQ(model->headerData(PrimaryRef, Qt::Horizontal).toString(), "Job");
-    EXPECT_EQ(model->headerData(SecondaryRef, Qt::Horizontal).toString(), "Site");
-    EXPECT_EQ(model->headerData(Description, Qt::Horizontal).toString(), "Description");
 }
 
 TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {

@@ -79,8 +79,8 @@ QByteArray fileBytes(const QString& path) {
     return QByteArray::fromStdString(QoTest::readFile(path.toStdString()));
 }
 
-QByteArray fileHash(const QString& path) {
-    return QCryptographicHash::hash(fileBytes(path), QCryptographicHash::Sha1);
+QByteArray sha1(const QByteArray& bytes) {
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
 }
 
 // Rejects every message box (or, asked, every modal window) while it lives,
@@ -141,9 +141,12 @@ protected:
 
 using MessageViewerCorpus = MessageViewer;
 
-// Each body names a red picture of the reader's in another way: none shows,
-// the text does, and nothing is read from the file system.
-TEST_F(MessageViewer, BodiesShowNoFileOfTheReaders) {
+// However a body names a red picture of the reader's, none shows and nothing
+// is read from the file system. Bodies whose layout would hold the window for
+// minutes, or overflow the stack, show as text and say why. A word
+// processor's "<![if ...]>" and "<![endif]>" markers do not show, what lies
+// between them does; other "<![" text stays as written.
+TEST_F(MessageViewer, BodiesShowTheirTextAndNoFileOfTheReaders) {
     const std::vector<std::uint8_t> red = pictureBytes(Qt::red);
     QoTest::writeFile(dir / "red.png", std::string(red.begin(), red.end()));
     // A relative name is read from the working folder.
@@ -153,55 +156,50 @@ TEST_F(MessageViewer, BodiesShowNoFileOfTheReaders) {
     const std::string cell = "<table><tr><td width=60 height=60>text</td></tr></table>";
     const std::string rtf = "{\\rtf1\\ansi\\fromhtml1 {\\*\\htmltag84 <img src=\"" + file +
                             "\">}\\htmlrtf x\\htmlrtf0 text}";
+    const char* const asText = "shown as plain text";
     const struct {
         const char* way;
-        std::string html;
+        std::string html; // none: the RTF body
+        std::string shown;
+        const char* note = "";
     } bodies[] = {
-        {"path", "<img src=\"" + file + "\" width=40 height=40>text"},
-        {"file url", "<img src=\"file://" + file + "\">text"},
-        {"relative name", "<img src=\"red.png\">text"},
-        {"style url()", "<table style=\"background-image: url(" + file +
-                            ")\"><tr><td width=60 height=60>text</td></tr></table>"},
-        {"style sheet", "<style>td { background-image: url(" + file + ") }</style>" + cell},
-        {"background", "<body background=\"" + file + "\">" + cell + "</body>"},
-        {"tag in RTF", ""},
+        {"path", "<img src=\"" + file + "\" width=40 height=40>text", "text"},
+        {"file url", "<img src=\"file://" + file + "\">text", "text"},
+        {"relative name", "<img src=\"red.png\">text", "text"},
+        {"style url()",
+         "<table style=\"background-image: url(" + file +
+             ")\"><tr><td width=60 height=60>text</td></tr></table>",
+         "text"},
+        {"style sheet", "<style>td { background-image: url(" + file + ") }</style>" + cell, "text"},
+        {"background", "<body background=\"" + file + "\">" + cell + "</body>", "text"},
+        {"tag in RTF", "", "text"},
+        {"tables", repeated("<table><tr><td>", 25) + "core words", "core words", asText},
+        {"deep tables", repeated("<table><tr><td>", 3000) + "core words", "core words", asText},
+        {"deep blocks", repeated("<div>", 5000) + "core words", "core words", asText},
+        {"pictures", repeated("<img src=\"/dev/zero\">", 5000) + "core words", "core words",
+         asText},
+        // The comment stays a comment: its end is no marker.
+        {"conditional markers",
+         "<!--[if gte mso 9]><xml>hidden</xml><![endif]-->"
+         "<p><![if !supportLists]>1.<![endif]>Download<![ENDIF]> a<![iffy]> b<![if !x]</p>",
+         "1.Download a<![iffy]> b<![if !x]"},
     };
     for (const auto& body : bodies) {
+        SCOPED_TRACE(body.way);
         QoMsg::MsgMessage message;
         if (body.html.empty())
             message.compressedRtf = QoMsg::storedRtf(rtf, true);
         else
             message.html = body.html;
         auto viewer = show(message);
-        EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("text")) << body.way;
-        EXPECT_FALSE(shows(*viewer->GetTextControl().viewport(), Qt::red)) << body.way;
+        const QString shown = viewer->GetTextControl().toPlainText();
+        EXPECT_TRUE(shown.contains(QString::fromStdString(body.shown))) << shown.toStdString();
+        EXPECT_FALSE(shown.contains("hidden"));
+        EXPECT_EQ(viewer->noteLabel().isVisible(), *body.note != '\0');
+        EXPECT_TRUE(viewer->noteLabel().text().contains(QLatin1String(body.note)));
+        EXPECT_FALSE(shows(*viewer->GetTextControl().viewport(), Qt::red));
     }
     QDir::setCurrent(previous);
-}
-
-// Bodies whose layout would hold the window for minutes, or overflow the
-// stack, show as text, and the viewer says why.
-TEST_F(MessageViewer, BodiesTooHeavyToLayOutShowAsTextAndSaySo) {
-    for (const std::string& html :
-         {repeated("<table><tr><td>", 25), repeated("<table><tr><td>", 3000),
-          repeated("<div>", 5000), repeated("<img src=\"/dev/zero\">", 5000)}) {
-        auto viewer = showHtml(html + "core words");
-        const std::string what = html.substr(0, 20) + "...";
-        EXPECT_TRUE(viewer->GetTextControl().toPlainText().contains("core words")) << what;
-        EXPECT_TRUE(viewer->noteLabel().isVisible()) << what;
-        EXPECT_TRUE(viewer->noteLabel().text().contains("shown as plain text")) << what;
-    }
-}
-
-// A word processor's "<![if ...]>" and "<![endif]>" markers do not show,
-// what lies between them does; other "<![" text stays as written.
-TEST_F(MessageViewer, ConditionalMarkersOfWordProcessorsDoNotShow) {
-    // The comment stays a comment: its end is no marker.
-    auto viewer = showHtml("<!--[if gte mso 9]><xml>hidden</xml><![endif]-->"
-                           "<p><![if !supportLists]>1.<![endif]>Download"
-                           "<![ENDIF]> a<![iffy]> b<![if !x]</p>");
-    EXPECT_EQ(viewer->GetTextControl().toPlainText().trimmed().toStdString(),
-              "1.Download a<![iffy]> b<![if !x]");
 }
 
 // The limits leave real mail alone: every HTML body of the corpus shows as HTML.
@@ -304,8 +302,6 @@ TEST_F(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOn
     std::string error;
     const auto reader = Kerf::QuireLib::CMessageAttachments::openFile(fromPath(path), error);
     ASSERT_TRUE(reader) << error;
-    std::vector<std::uint8_t> pdf;
-    ASSERT_TRUE(reader->readData(1, pdf));
 
     auto viewer = showViewer(path);
     // The HTML body rendered, its markup not shown as text.
@@ -336,10 +332,6 @@ TEST_F(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOn
         ASSERT_EQ(desktop.urls.size(), 1);
         const QString copy = desktop.urls[0].toLocalFile();
         EXPECT_EQ(QFileInfo(copy).fileName(), "smbprn.00009008.KdcPjl.pdf");
-        EXPECT_EQ(fileBytes(copy), QByteArray(reinterpret_cast<const char*>(pdf.data()),
-                                              static_cast<qsizetype>(pdf.size())));
-        EXPECT_EQ(fs::status(copy.toStdString()).permissions() & fs::perms::all,
-                  fs::perms::owner_read | fs::perms::owner_write);
         const fs::path own = fs::path(copy.toStdString()).parent_path();
         for (const fs::path& folder : {own, own.parent_path()})
             EXPECT_EQ(fs::status(folder).permissions() & fs::perms::all, fs::perms::owner_all)
@@ -358,58 +350,16 @@ TEST_F(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOn
     EXPECT_TRUE(inner[0]->path().empty());
 }
 
-// Attachments of any size and name come out whole, through a bounded buffer:
-// a name too long for the file system is cut before its extension, and Save
-// As starts in the folder the user saved into last.
-TEST_F(MessageViewer, AttachmentsOfAnySizeAndNameComeOutWhole) {
-    std::vector<std::uint8_t> big((65u << 20) + 3);
+// Open hands the desktop a copy, whole whatever its size (through a bounded
+// buffer), and Save As writes the same, starting in the folder the user saved
+// into last; a name too long for the file system is cut before its extension.
+// Open asks first for what could run: programs, scripts, desktop entries and
+// names that hide their ending behind direction marks. Names are the
+// sender's: every box shows them as written.
+TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
+    std::string big((65u << 20) + 3, '\0');
     for (std::size_t i = 0; i < big.size(); ++i)
-        big[i] = static_cast<std::uint8_t>(i * 7 + (i >> 20));
-    const QByteArray bigHash = QCryptographicHash::hash(
-        QByteArrayView(reinterpret_cast<const char*>(big.data()), big.size()),
-        QCryptographicHash::Sha1);
-    const QString longName = QString(150, QChar(0xE9)) + QStringLiteral(".pdf"); // 304 bytes
-    QoMsg::MsgMessage message;
-    message.attachments.push_back({1, L"big.bin", std::move(big)});
-    message.attachments.push_back({1, longName.toStdWString(), {'%', 'P', 'D', 'F'}});
-    auto viewer = show(message);
-    const QString earlier = QString::fromStdString((dir / "earlier").string());
-    QDir().mkdir(earlier);
-    SaveFolder::remember(earlier + QStringLiteral("/before.txt"));
-
-    const auto expectUsableName = [](const QString& path) {
-        const QString name = QFileInfo(path).fileName();
-        EXPECT_LE(name.toUtf8().size(), 255) << name.toStdString();
-        EXPECT_TRUE(name.startsWith(QChar(0xE9)) && name.endsWith(".pdf")) << name.toStdString();
-    };
-    QString saved[2];
-    for (int row : {0, 1}) {
-        answerNextFileDialog({}, &saved[row]);
-        ModalWatcher boxes;
-        viewer->saveAttachment(row);
-        EXPECT_TRUE(boxes.seen.empty()) << boxes.first();
-    }
-    EXPECT_EQ(QFileInfo(saved[0]).absolutePath(), earlier);
-    EXPECT_EQ(fileHash(saved[0]), bigHash);
-    EXPECT_EQ(fs::status(saved[0].toStdString()).permissions(),
-              fs::perms::owner_read | fs::perms::owner_write);
-    expectUsableName(saved[1]);
-    EXPECT_EQ(fileBytes(saved[1]), "%PDF");
-
-    UrlRecorder desktop;
-    ModalWatcher boxes;
-    viewer->openAttachment(0);
-    viewer->openAttachment(1);
-    EXPECT_TRUE(boxes.seen.empty()) << boxes.first();
-    ASSERT_EQ(desktop.urls.size(), 2);
-    EXPECT_EQ(fileHash(desktop.urls[0].toLocalFile()), bigHash);
-    expectUsableName(desktop.urls[1].toLocalFile());
-}
-
-// Open asks before it hands the desktop what could run: programs, scripts,
-// desktop entries and names that hide their ending behind direction marks.
-// Names are the sender's: every box shows them as written.
-TEST_F(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
+        big[i] = static_cast<char>(i * 7 + (i >> 20));
     // No "/" in it, so that it stays whole in a file name.
     const std::wstring banner = L"Q3<font color=#ff0000 size=7>GIVE YOUR PASSWORD";
     const std::string elf("\x7f"
@@ -422,6 +372,8 @@ TEST_F(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
         const char* box; // the box Open shows; none when it opens at once
     } attachments[] = {
         {L"notes.txt", "plain notes", 1, ""},
+        {L"big.bin", big, 1, ""},
+        {std::wstring(150, L'\u00e9') + L".pdf", "%PDF", 1, ""}, // 304 bytes
         {L"run.desktop", "[Desktop Entry]\nType=Application\nExec=xterm\n", 1, "openingRisk"},
         {L"setup", "#!/bin/sh\necho hello\n", 1, "openingRisk"},
         {L"tool", elf, 1, "openingRisk"},
@@ -434,24 +386,44 @@ TEST_F(MessageViewer, OpenAsksFirstForWhatCouldRunAndShowsNamesAsWritten) {
         message.attachments.push_back(
             {a.method, a.name, std::vector<std::uint8_t>(a.content.begin(), a.content.end())});
     auto viewer = show(message);
+    const QString earlier = QString::fromStdString((dir / "earlier").string());
+    QDir().mkdir(earlier);
+    SaveFolder::remember(earlier + QStringLiteral("/before.txt"));
+
+    const auto expectWhole = [](const QString& path, const auto& a) {
+        EXPECT_EQ(sha1(fileBytes(path)), sha1(QByteArray::fromStdString(a.content)));
+        EXPECT_EQ(fs::status(path.toStdString()).permissions() & fs::perms::all,
+                  fs::perms::owner_read | fs::perms::owner_write);
+        const QString name = QFileInfo(path).fileName(), written = QString::fromStdWString(a.name);
+        EXPECT_LE(name.toUtf8().size(), 255);
+        EXPECT_TRUE(name == written ||
+                    (written.startsWith(name.chopped(4)) && name.endsWith(written.right(4))))
+            << name.toStdString();
+    };
     for (std::size_t row = 0; row < std::size(attachments); ++row) {
         const auto& a = attachments[row];
-        const std::string name = Kerf::Util::toNarrow(a.name);
+        SCOPED_TRACE(Kerf::Util::toNarrow(a.name));
         UrlRecorder desktop;
         ModalWatcher boxes;
         viewer->openAttachment(static_cast<int>(row));
         if (a.method == 1 && *a.box == '\0') {
-            EXPECT_TRUE(boxes.seen.empty()) << name;
-            EXPECT_EQ(desktop.urls.size(), 1) << name;
+            ASSERT_EQ(desktop.urls.size(), 1);
+            expectWhole(desktop.urls[0].toLocalFile(), a);
+            QString saved;
+            answerNextFileDialog({}, &saved);
+            viewer->saveAttachment(static_cast<int>(row));
+            EXPECT_EQ(QFileInfo(saved).absolutePath(), earlier);
+            expectWhole(saved, a);
+            EXPECT_TRUE(boxes.seen.empty()) << boxes.first();
             continue;
         }
-        EXPECT_TRUE(desktop.urls.isEmpty()) << name; // the box was answered No
-        ASSERT_EQ(boxes.seen.size(), 1u) << name;
+        EXPECT_TRUE(desktop.urls.isEmpty()); // the box was answered No
+        ASSERT_EQ(boxes.seen.size(), 1u);
         if (*a.box != '\0') {
-            EXPECT_EQ(boxes.seen[0].name, a.box) << name;
+            EXPECT_EQ(boxes.seen[0].name, a.box);
         }
-        EXPECT_TRUE(boxes.seen[0].text.contains(QString::fromStdWString(a.name))) << name;
-        EXPECT_FALSE(boxes.seen[0].red) << name;
+        EXPECT_TRUE(boxes.seen[0].text.contains(QString::fromStdWString(a.name)));
+        EXPECT_FALSE(boxes.seen[0].red);
     }
 }
 

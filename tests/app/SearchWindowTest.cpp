@@ -47,7 +47,7 @@ size_t makeManyMessages(const fs::path& folder, size_t folders) {
 // The tests of an empty window, and of its parts, read no message.
 QO_TESTS_READ_SHARED(Corpus, "SearchWindow.*");
 
-TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
+TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromOffersAFolderAndHelp) {
     User user;
     auto dlg = user.openWindow();
     // No control anywhere still shows the translation mark.
@@ -84,6 +84,30 @@ TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromAndOffersAFolder) {
     EXPECT_FALSE(pane.IsShowingNoLocationsHint());
     EXPECT_TRUE(dlg->findNowButton().toolTip().contains("folder"))
         << dlg->findNowButton().toolTip().toStdString();
+
+    // Help opens the shipped page or says what to install; About is reachable.
+    ASSERT_TRUE(activate(*dlg)); // the folder chooser had it
+    auto recorder = std::make_unique<UrlRecorder>();
+    dlg->findChild<QLabel*>("helpLink")->linkActivated("#");
+    QTest::keyClick(dlg.get(), Qt::Key_F1);
+    ASSERT_EQ(recorder->urls.size(), 2);
+    const QString page = recorder->urls[0].toLocalFile();
+    EXPECT_TRUE(page.endsWith("/QoSearch.html")) << page.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(page));
+    EXPECT_EQ(recorder->urls[1], recorder->urls[0]);
+    // With nothing to open the page, the user is told what to install.
+    recorder.reset();
+    QTest::keyClick(dlg.get(), Qt::Key_F1);
+    auto* missing = dlg->findChild<QMessageBox*>("programMissing");
+    ASSERT_NE(missing, nullptr);
+    EXPECT_TRUE(missing->text().contains("no web browser")) << missing->text().toStdString();
+    EXPECT_TRUE(missing->text().contains("sudo apt install")) << missing->text().toStdString();
+    delete missing;
+
+    QString text;
+    answerNextMessageBox(QMessageBox::Ok, &text);
+    dlg->findChild<QLabel*>("aboutLink")->linkActivated("#");
+    EXPECT_TRUE(text.contains("QoSearch")) << text.toStdString();
 }
 
 // Two thirds of the screen at first; twelve rows on a small screen; the
@@ -265,32 +289,6 @@ TEST(WindowEventSink, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDe
     EXPECT_FALSE(sink.post(IndexerEvent{IndexerMessage::BeginWork, 8}));
     QCoreApplication::processEvents();
     EXPECT_EQ(receiver.events.size(), 1u);
-}
-
-TEST(EmptyWindow, HelpOpensTheShippedPageOrSaysWhatToInstallAndAboutIsReachable) {
-    User user;
-    auto dlg = user.openWindow();
-    auto recorder = std::make_unique<UrlRecorder>();
-    dlg->findChild<QLabel*>("helpLink")->linkActivated("#");
-    QTest::keyClick(dlg.get(), Qt::Key_F1);
-    ASSERT_EQ(recorder->urls.size(), 2);
-    const QString page = recorder->urls[0].toLocalFile();
-    EXPECT_TRUE(page.endsWith("/QoSearch.html")) << page.toStdString();
-    EXPECT_TRUE(QFileInfo::exists(page));
-    EXPECT_EQ(recorder->urls[1], recorder->urls[0]);
-    // With nothing to open the page, the user is told what to install.
-    recorder.reset();
-    QTest::keyClick(dlg.get(), Qt::Key_F1);
-    auto* missing = dlg->findChild<QMessageBox*>("programMissing");
-    ASSERT_NE(missing, nullptr);
-    EXPECT_TRUE(missing->text().contains("no web browser")) << missing->text().toStdString();
-    EXPECT_TRUE(missing->text().contains("sudo apt install")) << missing->text().toStdString();
-    delete missing;
-
-    QString text;
-    answerNextMessageBox(QMessageBox::Ok, &text);
-    dlg->findChild<QLabel*>("aboutLink")->linkActivated("#");
-    EXPECT_TRUE(text.contains("QoSearch")) << text.toStdString();
 }
 
 TEST(SearchWindow, MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffers) {

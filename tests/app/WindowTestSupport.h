@@ -204,14 +204,6 @@ inline std::string status(CQoSearchDlg& dlg) {
     return dlg.statusLabel().text().toStdString();
 }
 
-/// The row showing the file, or -1.
-inline int rowOf(Kerf::QuireLib::CSortListCtrl& list, const std::string& fileName) {
-    for (int row = 0; row < list.GetItemCount(); ++row)
-        if (list.GetItemText(row, 7) == Kerf::Util::toWide(fileName))
-            return row;
-    return -1;
-}
-
 inline void selectRows(Kerf::QuireLib::CSortListCtrl& list, const std::vector<int>& rows) {
     list.clearSelection();
     for (const int row : rows)
@@ -245,7 +237,13 @@ protected:
         ASSERT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()));
     }
     Kerf::QuireLib::CSortListCtrl& list() { return dlg->resultsList(); }
-    int row(const std::string& name) { return rowOf(list(), name); }
+    /// The row showing the file, or -1.
+    int row(const std::string& name) {
+        for (int r = 0; r < list().GetItemCount(); ++r)
+            if (list().GetItemText(r, Filename) == Kerf::Util::toWide(name))
+                return r;
+        return -1;
+    }
     /// The files of the rows shown.
     std::set<std::string> found() {
         std::set<std::string> names;
