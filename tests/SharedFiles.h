@@ -9,11 +9,9 @@ namespace QoTest {
 
 enum class SharedFiles { Corpus, AccessFiles };
 
-/// Notes a gtest name pattern ("Suite.*", "Suite.Name") of tests that need the files.
+/// Notes a gtest name pattern ("Suite.*", "Suite.Name") of tests that need
+/// the files; main() leaves them out when the files are missing.
 bool testsReadShared(SharedFiles files, const char* pattern);
-
-/// Adds the tests whose files are missing to gtest's negative filter.
-void leaveOutTestsWithoutSharedFiles();
 
 } // namespace QoTest
 

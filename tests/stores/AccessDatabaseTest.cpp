@@ -3,12 +3,9 @@
 // top of what the reader gives.
 
 #include "stores/AccessDatabase.h"
-#include "stores/QuartoDb.h"
 
 #include "SharedFiles.h"
 #include "StoresTestSupport.h"
-
-#include <gtest/gtest.h>
 
 #include <utility>
 

@@ -1,9 +1,6 @@
 #include "stores/MsgStoresListModel.h"
-#include "stores/QuartoDb.h"
 
 #include "StoresTestSupport.h"
-
-#include <gtest/gtest.h>
 
 using namespace Kerf::QuireLib;
 using Model = CMsgStoresListModel;

@@ -5,8 +5,6 @@
 
 #include "StoresTestSupport.h"
 
-#include <gtest/gtest.h>
-
 using namespace Kerf::QuireLib;
 using Kerf::Util::toNarrow;
 using Kerf::Util::toWide;

@@ -1,19 +1,28 @@
+// The settings files: how one is read and written, cached, and layered (the
+// firm's under the user's), and the store password kept out of them, in a
+// file only a group may read or in the environment.
+
 #include "stores/QOSettings.h"
 #include "stores/SettingsCache.h"
 #include "stores/SettingsFile.h"
+#include "stores/SettingsLayers.h"
+#include "stores/StoreConnection.h"
+#include "stores/UserSettings.h"
 
 #include "StoresTestSupport.h"
 
-#include <gtest/gtest.h>
+#include <array>
+#include <sys/stat.h>
 
-#include <filesystem>
-#include <functional>
-#include <optional>
-
+namespace fs = std::filesystem;
 using Kerf::CSettingsFile;
 using Kerf::CSettingsFileException;
 using Kerf::QuireLib::CQOSettings;
 using Kerf::QuireLib::CSettingsCache;
+using Kerf::QuireLib::CSettingsLayers;
+using Kerf::QuireLib::ReadPasswordFile;
+using Kerf::QuireLib::SettingsFileState;
+using Kerf::QuireLib::StoreConnection;
 using Kerf::Util::toWide;
 
 namespace {
@@ -117,16 +126,16 @@ TEST(SettingsFile, ErrorsCarryCodeFileLineAndText) {
 TEST(SettingsFile, WritesWhatItReadsAndRefusesWhatAFileCannotHold) {
     QoTest::TempDir dir;
     CSettingsFile s;
-    s.setValue(L"Search", L"Title", L"a=b");
-    s.setValue(L"", L"Top", L"first");
-    s.setValue(L"Other", L"Path", L"\\\\server\\share");
+    const std::array<const wchar_t*, 3> values[] = {
+        {L"Search", L"Title", L"a=b"}, {L"", L"Top", L"first"}, {L"Other", L"Path", L"\\\\s\\x"}};
+    for (const auto& [section, key, value] : values)
+        s.setValue(section, key, value);
     const std::wstring file = toWide((dir / "out.cfg").string());
     s.writeAFile(file);
     CSettingsFile back;
     back.readAFile(file);
-    EXPECT_EQ(lookup(back, L"", L"Top"), L"first");
-    EXPECT_EQ(lookup(back, L"Search", L"Title"), L"a=b");
-    EXPECT_EQ(lookup(back, L"Other", L"Path"), L"\\\\server\\share");
+    for (const auto& [section, key, value] : values)
+        EXPECT_EQ(lookup(back, section, key), value);
 
     EXPECT_THROW(s.setValue(L"S", L"a=b", L"x"), CSettingsFileException);
     EXPECT_THROW(s.setValue(L"S", L"k", L"two\nlines"), CSettingsFileException);
@@ -188,4 +197,119 @@ TEST(QOSettings, ReadsPrefixedKeyFirstThenPlainKey) {
 
     CQOSettings empty(toWide((user.dir.path() / "nothing-here").string()));
     EXPECT_FALSE(empty.Read(L"LocationPriRefAlias", value));
+}
+
+TEST(SettingsLayers, TheUsersFileOverridesTheFirmsKeyByKeyAndTheFirstSystemFolderWins) {
+    StoresTest::ScopedUser user;
+    const fs::path first = user.dir / "first", second = user.dir / "second";
+    const std::string dirs = first.string() + ":relative/ignored:" + second.string();
+    QoTest::ScopedVariable configDirs("XDG_CONFIG_DIRS", dirs.c_str());
+    const fs::path firstPath = first / "Pellam/Quarto/EmailFiling.cfg";
+    const fs::path userPath = user.appData() / "EmailFiling.cfg";
+    QoTest::writeFile(second / "Pellam/Quarto/EmailFiling.cfg",
+                      "[Columns]\nLocationPriRefAlias=second\nLocationSecRefAlias=second\n"
+                      "LocationDescAlias=second\n[Filing Lists]\nJobs=/second/jobs.xml\n"
+                      "Archive=/second/archive.xml\n");
+    QoTest::writeFile(firstPath,
+                      "[Columns]\nLocationPriRefAlias=first\nLocationSecRefAlias=first\n");
+    QoTest::writeFile(userPath,
+                      "[Columns]\nLocationSecRefAlias=user\n[Filing Lists]\nJobs=/user/jobs.xml\n");
+
+    const CSettingsLayers layers = CSettingsLayers::ForThisUser();
+    const std::wstring firstFile = toWide(firstPath.string()), userFile = toWide(userPath.string());
+    const std::wstring secondFile = toWide((second / "Pellam/Quarto/EmailFiling.cfg").string());
+    // The relative folder is left out.
+    ASSERT_EQ(layers.Files().size(), 3u);
+
+    const struct {
+        const wchar_t* key;
+        const wchar_t* value;
+        const std::wstring& from;
+    } cases[] = {{L"LocationPriRefAlias", L"first", firstFile},
+                 {L"LocationSecRefAlias", L"user", userFile},
+                 {L"LocationDescAlias", L"second", secondFile}};
+    for (const auto& c : cases) {
+        std::wstring value, from;
+        EXPECT_TRUE(layers.Lookup(L"Columns", c.key, value, &from));
+        EXPECT_EQ(value, c.value) << c.key;
+        EXPECT_EQ(from, c.from) << c.key;
+        EXPECT_TRUE(layers.ProductSettings().ReadPrefixedOrPlain(c.key, value));
+        EXPECT_EQ(value, c.value) << c.key;
+    }
+    const auto lists = layers.SectionValues(CSettingsLayers::kFilingListsSection);
+    ASSERT_EQ(lists.size(), 2u);
+    EXPECT_EQ(lists[0].second, L"/user/jobs.xml");
+    EXPECT_EQ(lists[1].second, L"/second/archive.xml");
+
+    // A damaged file is named with the reason and takes nothing away.
+    QoTest::writeFile(firstPath, "[]\nLocationPriRefAlias=x\n");
+    const CSettingsLayers damaged = CSettingsLayers::ForThisUser();
+    EXPECT_EQ(damaged.Files()[1].eState, SettingsFileState::Unreadable);
+    EXPECT_NE(damaged.Files()[1].sProblem.find(L"Invalid section"), std::wstring::npos);
+    std::wstring value;
+    EXPECT_TRUE(damaged.Lookup(L"Columns", L"LocationPriRefAlias", value));
+    EXPECT_EQ(value, L"second");
+    fs::remove(userFile);
+    EXPECT_EQ(CSettingsLayers::ForThisUser().Files()[2].eState, SettingsFileState::Absent);
+}
+
+TEST(StorePassword, AFileOnlyAGroupMayReadGivesItsFirstLineAndAnyOtherFileIsRefused) {
+    QoTest::TempDir dir;
+    QoTest::writeFile(dir / "large", std::string(5000, 'x'));
+    fs::create_directory(dir / "folder");
+    const struct {
+        const char* file;
+        const char* content;
+        mode_t mode;
+        const wchar_t* password;
+        const wchar_t* problem;
+    } cases[] = {
+        {"group", "s3cret;x=y\r\nsecond line\n", 0640, L"s3cret;x=y", L""},
+        {"everyone", "s3cret\n", 0644, L"", L"may be read by every user"},
+        {"missing", nullptr, 0, L"", L"No such file or directory"},
+        {"folder", nullptr, 0, L"", L"is not a plain file"},
+        {"large", nullptr, 0600, L"", L"too large"},
+    };
+    for (const auto& c : cases) {
+        if (c.content != nullptr)
+            QoTest::writeFile(dir / c.file, c.content);
+        if (c.mode != 0)
+            ::chmod((dir / c.file).c_str(), c.mode);
+        std::wstring problem;
+        EXPECT_EQ(ReadPasswordFile(toWide((dir / c.file).string()), problem), c.password) << c.file;
+        EXPECT_NE(problem.find(c.problem), std::wstring::npos) << c.file << ": " << problem;
+        EXPECT_EQ(problem.empty(), c.problem[0] == L'\0') << c.file;
+    }
+}
+
+TEST(StorePassword, TheEnvironmentWinsOverTheFileAndTheUsersOwnConnectionOverTheFirms) {
+    StoresTest::ScopedUser user;
+    QoTest::ScopedVariable noPassword(StoreConnection::kPasswordVariable, nullptr);
+    const fs::path passwordFile = user.dir / "store-password";
+    QoTest::writeFile(passwordFile, "from-the-file\n");
+    ::chmod(passwordFile.c_str(), 0640);
+    QoTest::writeFile(QoTest::ScopedUserFolders::systemSettings(user.dir.path()),
+                      "[Store Database]\nConnectionString=DRIVER={MySQL ODBC 3.51 Driver};DB=q;"
+                      "SERVER=db:3306;UID=reader;\nPasswordFile=" +
+                          passwordFile.string() + "\n");
+
+    StoreConnection firm = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
+    EXPECT_EQ(firm.sPassword, L"from-the-file");
+    EXPECT_TRUE(firm.bPasswordGiven);
+    // Describe() names where the password came from, never the password.
+    EXPECT_NE(firm.Describe().find(L"; password from " + toWide(passwordFile.string()) + L")"),
+              std::wstring::npos);
+    EXPECT_EQ(firm.Describe().find(L"from-the-file"), std::wstring::npos);
+
+    QoTest::ScopedVariable password(StoreConnection::kPasswordVariable, "from-the-environment");
+    EXPECT_EQ(StoreConnection::ForThisUser(CSettingsLayers::ForThisUser()).sPassword,
+              L"from-the-environment");
+
+    const fs::path ownSettings = Kerf::QuireLib::userSettingsPath().toStdString();
+    QoTest::writeFile(ownSettings,
+                      "[Store Database]\nConnectionString=\"DRIVER={MySQL ODBC 3.51 Driver};DB=own;"
+                      "SERVER=db:3306;UID=me;\"\n");
+    const StoreConnection own = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
+    EXPECT_EQ(own.sFrom, toWide(ownSettings.string()));
+    EXPECT_NE(own.sConnectionString.find(L"DB=own"), std::wstring::npos);
 }

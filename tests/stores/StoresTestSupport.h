@@ -1,6 +1,6 @@
 #pragma once
-// Shared pieces of the store tests: a redirected user, trace capture, store
-// databases on SQLite and on the MariaDB server that scripts/test starts.
+// Shared pieces of the store tests: a redirected user, store databases on SQLite and on the MariaDB
+// server that scripts/test starts.
 
 #include "TempDir.h"
 
@@ -9,7 +9,6 @@
 #include "support/Exception.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
-#include "support/Trace.h"
 
 #include <gtest/gtest.h>
 
@@ -27,28 +26,6 @@ struct ScopedUser {
     QoTest::ScopedUserFolders folders{dir.path()};
 
     std::filesystem::path appData() const { return dir.path() / "data/Pellam/Quarto"; }
-};
-
-/// Switches the trace on while alive; text() reads what was written so far.
-class TraceCapture {
-public:
-    TraceCapture() {
-        setenv("QOSEARCH_TRACE", "1", 1);
-        Kerf::Trace::reinitialise();
-        m_path = Kerf::Trace::traceFilePath();
-    }
-    ~TraceCapture() {
-        unsetenv("QOSEARCH_TRACE");
-        Kerf::Trace::reinitialise();
-    }
-    std::string text() const {
-        Kerf::Trace::reinitialise(); // flushes
-        setenv("QOSEARCH_TRACE", "1", 1);
-        return QoTest::readFile(m_path);
-    }
-
-private:
-    std::string m_path;
 };
 
 struct MariaDbServer {
