@@ -101,15 +101,12 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
                           {},
                           attachedMessage(L"see attached",
                                           {{1, L"x.pdf", QoMsg::pdfDocument({"bilby"}), {}}})}));
-    write("hostile.msg", [&] {
-        MsgMessage message = QoTest::simpleMessage();
-        const auto pdf = QoMsg::pdfDocument({"page one quokka", "two bilby"});
-        message.attachments.push_back({1, L"bomb.docx", zipBomb(), {}});
-        message.attachments.push_back(
-            {1, L"cut.pdf", {pdf.begin(), pdf.begin() + pdf.size() * 7 / 10}, {}});
-        message.attachments.push_back({1, L"loop.pdf", bytesOf(kLoopingPdf), {}});
-        return message;
-    }());
+    MsgMessage hostile = withAttachment({1, L"bomb.docx", zipBomb(), {}});
+    const auto pdf = QoMsg::pdfDocument({"page one quokka", "two bilby"});
+    hostile.attachments.push_back(
+        {1, L"cut.pdf", {pdf.begin(), pdf.begin() + pdf.size() * 7 / 10}, {}});
+    hostile.attachments.push_back({1, L"loop.pdf", bytesOf(kLoopingPdf), {}});
+    write("hostile.msg", hostile);
 
     using Names = std::multiset<std::string>;
     const struct {

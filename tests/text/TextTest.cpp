@@ -130,6 +130,8 @@ TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
     const std::vector<std::uint8_t> pdf = pdfDocument({"page one quokka", "two bilby"});
     DocumentText::Limits late;
     late.pdfDeadline = std::chrono::milliseconds(0);
+    std::vector<std::uint8_t> docx = docxDocument({"hello wombat"});
+    docx.resize(docx.size() / 2);
     const struct {
         const char* what;
         Kind kind;
@@ -142,14 +144,7 @@ TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
         {"pdf past its deadline", Kind::Pdf, pdf, late},
         {"not a pdf", Kind::Pdf, bytesOf("%PDF-1.7 and then nothing"), {}},
         {"not a zip", Kind::OpenDocument, bytesOf("PK\x03\x04 broken"), {}},
-        {"truncated docx",
-         Kind::OfficeOpenXml,
-         [] {
-             auto docx = docxDocument({"hello wombat"});
-             docx.resize(docx.size() / 2);
-             return docx;
-         }(),
-         {}},
+        {"truncated docx", Kind::OfficeOpenXml, docx, {}},
         {"rtf without its header", Kind::Rtf, bytesOf("just text"), {}},
     };
     for (const auto& c : cases) {
