@@ -1,7 +1,5 @@
 // The reader on messages of known contents, for what the corpus does not
-// hold: large bodies, HTML and RTF bodies, addresses, 8-bit text in each code
-// page, files that are not messages at all; and the attachments of messages,
-// attached messages and messages cut short.
+// hold, and the attachments of messages, attached messages and cut ones.
 
 #include "MsgTestFiles.h"
 #include "SharedFiles.h"
@@ -35,26 +33,6 @@ TEST(MessageReader, BodiesOfEverySizeArriveWhole) {
         EXPECT_EQ(record.GetStringValue(L"Body"), body) << length;
         EXPECT_EQ(record.GetStringValue(L"To").size(), length / 2);
     }
-}
-
-// The body comes from the HTML one only without a plain-text one; text ends
-// at its first NUL.
-TEST(MessageReader, TheRecordTakesTheTextMeantForIt) {
-    QoTest::MsgFiles files;
-    MsgMessage html;
-    html.html = "<p>from <b>html</b></p>";
-    MsgMessage both = html;
-    both.body = L"plain";
-    MsgMessage nul = QoTest::simpleMessage();
-    nul.subject = std::wstring(L"Before\0after", 12);
-    const struct {
-        MsgMessage message;
-        const wchar_t* key;
-        std::wstring text;
-    } cases[] = {
-        {html, L"Body", L"from html"}, {both, L"Body", L"plain"}, {nul, L"Subject", L"Before"}};
-    for (const auto& c : cases)
-        EXPECT_EQ(files.roundTrip(c.message).GetStringValue(c.key), c.text);
 }
 
 // Only Internet addresses are kept: the SMTP-address properties first, else
@@ -144,9 +122,13 @@ TEST(MessageReader, EmptyMissingAndForeignFilesGiveLocationAndSize) {
     }
 }
 
-// Read whole for showing, the HTML body is kept as written.
-TEST(MessageDocument, HtmlBodyAsWrittenFromHtmlElseFromRtfMadeFromHtml) {
+// The record's body is the plain-text one, else the text of the HTML or RTF
+// one; read whole for showing, the HTML body is kept as written, from the
+// HTML one or from RTF made from HTML. Text ends at its first NUL.
+TEST(MessageReader, BodiesForTheIndexAndForShowing) {
     QoTest::MsgFiles files;
+    MsgMessage htmlAlone;
+    htmlAlone.html = "<p>from <b>html</b></p>";
     MsgMessage html = QoTest::simpleMessage();
     html.html = "<p>Caf\xE9 <b>bold</b></p>";
     html.internetCodePage = 1252;
@@ -158,23 +140,30 @@ TEST(MessageDocument, HtmlBodyAsWrittenFromHtmlElseFromRtfMadeFromHtml) {
                          true);
     MsgMessage plainRtf = QoTest::simpleMessage();
     plainRtf.compressedRtf = QoMsg::storedRtf("{\\rtf1\\ansi Plain {\\b rtf}\\par}", true);
+    const std::wstring plain = L"See you on Friday.\r\n", cafe = L"<p>Caf\x00e9 <b>bold</b></p>";
     const struct {
         const char* name;
         MsgMessage message;
-        std::wstring html;
+        std::wstring body, html;
     } cases[] = {
-        {"html", html, L"<p>Caf\x00e9 <b>bold</b></p>"},
-        {"rtf from html", rtfFromHtml, L"<p>Caf\x00e9 <b>bold</b></p>"},
-        {"plain rtf", plainRtf, L""},
-        {"plain text", QoTest::simpleMessage(), L""},
+        {"html alone", htmlAlone, L"from html", L"<p>from <b>html</b></p>"},
+        {"html and plain text", html, plain, cafe},
+        {"rtf from html", rtfFromHtml, L"Caf\x00e9 bold", cafe},
+        {"plain rtf", plainRtf, plain, L""},
+        {"plain text", QoTest::simpleMessage(), plain, L""},
     };
     for (const auto& c : cases) {
-        const CMessageDocument document(
-            Util::fromPath(files.write(std::string(c.name) + ".msg", c.message)));
-        EXPECT_TRUE(document.MessageRead()) << c.name;
-        EXPECT_FALSE(document.Damaged()) << c.name;
-        EXPECT_EQ(document.HtmlBody(), c.html) << c.name;
+        SCOPED_TRACE(c.name);
+        const auto path = files.write(std::string(c.name) + ".msg", c.message);
+        EXPECT_EQ(files.read(path).GetStringValue(L"Body"), c.body);
+        const CMessageDocument document(Util::fromPath(path));
+        EXPECT_TRUE(document.MessageRead());
+        EXPECT_FALSE(document.Damaged());
+        EXPECT_EQ(document.HtmlBody(), c.html);
     }
+    MsgMessage nul = QoTest::simpleMessage();
+    nul.subject = std::wstring(L"Before\0after", 12);
+    EXPECT_EQ(files.roundTrip(nul).GetStringValue(L"Subject"), L"Before");
 }
 
 namespace {

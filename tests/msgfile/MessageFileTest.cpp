@@ -1,9 +1,5 @@
-// The saved-message reader's layers on messages the project's own writer
-// makes: what GetProps returns for missing and oversized values, the error
-// texts the helpers throw, the recipient table, compound files damaged in
-// ways the parser underneath must never see, and the bodies of messages
-// without a plain-text one (HTML in its charset, compressed RTF made from
-// HTML, plain RTF) with the compressed RTF itself.
+// The saved-message reader's layers, from the compound file up to the
+// bodies, on messages the project's own writer makes.
 
 #include "MsgWriter.h"
 #include "SampleMessage.h"

@@ -1,7 +1,5 @@
-// The text of common documents, and of damaged and hostile ones, which give
-// none and never hang; and 8-bit, UTF-16, HTML and RTF text to wide text:
-// code pages, the charset HTML declares, and RTF's binary data and deep
-// nesting.
+// The text of documents (damaged and hostile ones give none and never hang),
+// and 8-bit, UTF-16, HTML and RTF text turned into wide text.
 
 #include "HostileDocuments.h"
 #include "WaitFor.h"
