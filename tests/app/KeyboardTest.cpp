@@ -57,13 +57,15 @@ TEST_F(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocusAndCtr
              &criteria.sentAfterCheck(), &criteria.sentBeforeCheck(), &location.GetFolderRadio(),
              &location.GetLocationsRadio()})
         QObject::connect(button, &QAbstractButton::clicked, [&clicks] { ++clicks; });
+    // Alt+M and Alt+L show their pane; the same letters then mean the
+    // controls of the pane that shows.
     struct Case {
         int key;
         QWidget* focus;
+        int pane = -1;
     };
-    press(*dlg, Qt::Key_M);
-    EXPECT_EQ(dlg->tabs().currentIndex(), CQoSearchDlg::eCriteriaPane);
-    for (const Case& c : std::vector<Case>{{Qt::Key_U, &criteria.subjectEdit()},
+    for (const Case& c : std::vector<Case>{{Qt::Key_M, nullptr, CQoSearchDlg::eCriteriaPane},
+                                           {Qt::Key_U, &criteria.subjectEdit()},
                                            {Qt::Key_Y, &criteria.bodyEdit()},
                                            {Qt::Key_O, &criteria.fromEdit()},
                                            {Qt::Key_T, &criteria.toEdit()},
@@ -72,26 +74,24 @@ TEST_F(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocusAndCtr
                                            {Qt::Key_I, &criteria.fileNameEdit()},
                                            {Qt::Key_H, &criteria.attachmentEdit()},
                                            {Qt::Key_A, &criteria.sentAfterCheck()},
-                                           {Qt::Key_N, &criteria.sentBeforeCheck()}}) {
-        press(*dlg, c.key);
-        EXPECT_EQ(QApplication::focusWidget(), c.focus)
-            << QKeySequence(c.key).toString().toStdString();
-    }
-    // Alt+A and Alt+N ticked the date boxes; the search below has no dates.
-    ASSERT_TRUE(waitUntil([&] { return clicks == 2; }, 30000)) << clicks;
-    EXPECT_TRUE(criteria.sentAfterCheck().isChecked() && criteria.sentBeforeCheck().isChecked());
-    criteria.clearCriteria();
-    // The same letters mean the location pane's controls while it shows.
-    press(*dlg, Qt::Key_L);
-    for (const Case& c : std::vector<Case>{{Qt::Key_O, &location.GetFolderRadio()},
+                                           {Qt::Key_N, &criteria.sentBeforeCheck()},
+                                           {Qt::Key_L, nullptr, CQoSearchDlg::eLocationPane},
+                                           {Qt::Key_O, &location.GetFolderRadio()},
                                            {Qt::Key_G, &location.GetLocationsRadio()},
                                            {Qt::Key_T, &location.GetFilterEdit()}}) {
         press(*dlg, c.key);
-        EXPECT_EQ(QApplication::focusWidget(), c.focus)
-            << QKeySequence(c.key).toString().toStdString();
+        if (c.focus == nullptr)
+            EXPECT_EQ(dlg->tabs().currentIndex(), c.pane);
+        else
+            EXPECT_EQ(QApplication::focusWidget(), c.focus)
+                << QKeySequence(c.key).toString().toStdString();
     }
+    // Alt+A and Alt+N ticked the date boxes (the search below has none);
+    // Alt+G came last of the location pane's choices.
     ASSERT_TRUE(waitUntil([&] { return clicks == 4; }, 30000)) << clicks;
-    EXPECT_TRUE(location.GetLocationsRadio().isChecked()); // Alt+G came last
+    EXPECT_TRUE(criteria.sentAfterCheck().isChecked() && criteria.sentBeforeCheck().isChecked());
+    EXPECT_TRUE(location.GetLocationsRadio().isChecked());
+    criteria.clearCriteria();
 
     // Ctrl+L from anywhere, choosing the filing locations where a folder was chosen.
     QTest::mouseClick(&location.GetFolderRadio(), Qt::LeftButton);
@@ -128,7 +128,6 @@ TEST_F(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocusAndCtr
     } cases[] = {
         // subject, body phrase
         {"asdf \"lazy dog\"", {"mr_test.msg", "poi_quick.msg", "poi_example_sent_regular.msg"}},
-        {"\"brown dog\"", {}}, // not a phrase there
         // subject, sender
         {"transformer xmailuser",
          {"poi_quick.msg", "mr_sent.msg", "mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg"}},

@@ -183,30 +183,9 @@ TEST_F(LocationPane, FiltersOnEveryKeystrokeALoneRowCountsAsChosenAndClearingSho
     EXPECT_EQ(column(list(), PrimaryRef), byDescription);
 }
 
-TEST_F(LocationPane, ModeAndFolderAreKeptAcrossARestart) {
-    dlg = user.openWindow();
-    QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
-    QTest::keyClicks(&pane().GetFolderEdit(), QString::fromStdString((jobs / "B200").string()));
-    dlg.reset(); // the pane writes its choice when it goes
-
-    dlg = user.openWindow();
-    expectMode(pane(), 1);
-    EXPECT_EQ(pane().GetFolderEdit().text().toStdWString(), fromPath(jobs / "B200"));
-    EXPECT_TRUE(dlg->findNowButton().isEnabled());
-
-    // A stored mode above 1 starts with the filing locations; a negative one
-    // is kept: no choice ticked, nothing enabled, the folder searched.
-    for (const auto& [stored, mode] : {std::pair{5, 0}, std::pair{-1, -1}}) {
-        dlg.reset();
-        Kerf::QuireLib::openUserSettings()->setValue("Search/m_iLocationOrFolder", stored);
-        Kerf::QuireLib::openUserSettings()->setValue("Search/m_sSearchFolder", "/x");
-        dlg = user.openWindow();
-        expectMode(pane(), mode);
-    }
-    EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"/x"});
-}
-
-TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {
+// Browse puts the chosen folder in the folder field; the mode and the folder
+// are kept across a restart.
+TEST_F(LocationPane, BrowsedFolderAndModeAreKeptAcrossARestart) {
     dlg = user.openWindow();
     QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
     const QString target = QString::fromStdString((jobs / "C300").string());
@@ -226,7 +205,23 @@ TEST_F(LocationPane, BrowsingPutsTheChosenFolderInTheFolderField) {
     QTest::mouseClick(&pane().GetBrowseButton(), Qt::LeftButton);
     ASSERT_TRUE(answered);
     EXPECT_EQ(pane().GetFolderEdit().text(), target);
+    dlg.reset(); // the pane writes its choice when it goes
+
+    dlg = user.openWindow();
+    expectMode(pane(), 1);
+    EXPECT_EQ(pane().GetFolderEdit().text(), target);
     EXPECT_TRUE(dlg->findNowButton().isEnabled());
+
+    // A stored mode above 1 starts with the filing locations; a negative one
+    // is kept: no choice ticked, nothing enabled, the folder searched.
+    for (const auto& [stored, mode] : {std::pair{5, 0}, std::pair{-1, -1}}) {
+        dlg.reset();
+        Kerf::QuireLib::openUserSettings()->setValue("Search/m_iLocationOrFolder", stored);
+        Kerf::QuireLib::openUserSettings()->setValue("Search/m_sSearchFolder", "/x");
+        dlg = user.openWindow();
+        expectMode(pane(), mode);
+    }
+    EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"/x"});
 }
 
 // A store server that takes the connection and never answers: the window

@@ -28,14 +28,11 @@ RR::Hit hit(const std::wstring& subject, const std::wstring& normalised, DateTim
     return h;
 }
 
-struct ResultsList : testing::Test {
-    ResultsList() { list.SetHeadings(RR::kHeadings); }
-    CSortListCtrl list{1004};
-};
-
 } // namespace
 
-TEST_F(ResultsList, CellsShowAndSortAsTheResultsListNeeds) {
+TEST(ResultsList, CellsShowAndSortAsTheResultsListNeeds) {
+    CSortListCtrl list(1004);
+    list.SetHeadings(RR::kHeadings);
     const int row = RR::insertRow(
         list, RR::buildTexts(hit(L"RE: Budget", L"Budget", {2013, 11, 18, 9, 26, 24}, 1023, 0)));
     EXPECT_EQ(list.GetItemText(row, RR::Subject), L"RE: Budget");
@@ -50,22 +47,6 @@ TEST_F(ResultsList, CellsShowAndSortAsTheResultsListNeeds) {
     const RR::Texts big = RR::buildTexts(hit(L"S", L"S", {2020, 1, 2}, 2147483647, 3));
     EXPECT_EQ(big.display[RR::Size], L"2097151 KB");
     EXPECT_EQ(big.display[RR::Attachments], L"3");
-}
-
-TEST_F(ResultsList, SentSortFollowsDateAndTimeAndPutsUnsentFirst) {
-    // In this locale's short form "1/2/14" would come before "12/31/13".
-    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-    RR::insertRow(list, RR::buildTexts(hit(L"late", L"late", {2013, 12, 31, 17, 0, 0})));
-    RR::insertRow(list, RR::buildTexts(hit(L"new year", L"new year", {2014, 1, 2, 8, 0, 0})));
-    RR::insertRow(list, RR::buildTexts(hit(L"unsent", L"unsent", DateTime{})));
-    RR::insertRow(list, RR::buildTexts(hit(L"early", L"early", {2013, 12, 31, 8, 30, 0})));
-    RR::insertRow(list, RR::buildTexts(hit(L"old", L"old", {1900, 1, 1, 0, 0, 0})));
-    QLocale::setDefault(QLocale::system());
-    list.Sort(RR::Sent, true);
-    EXPECT_EQ(column(list, RR::Subject),
-              (std::vector<std::wstring>{L"unsent", L"old", L"early", L"late", L"new year"}));
-    EXPECT_EQ(list.GetItemText(0, RR::Sent), L"");
-    EXPECT_EQ(list.GetItemText(2, RR::Sent), list.GetItemText(3, RR::Sent));
 }
 
 TEST(ResultsListDates, ShowFourDigitYearsInTheLocalesOrder) {
@@ -84,28 +65,45 @@ TEST(ResultsListDates, ShowFourDigitYearsInTheLocalesOrder) {
     }
 }
 
-TEST(ResultsListNumbers, SortNumericallyThroughTheirPaddingInEveryLocale) {
-    const std::vector<std::int32_t> sizes{20000, 5, 1023, 100, 2147483647, 0};
-    const std::vector<std::int32_t> attachments{10, 0, 2, 1, 100, 9};
-    // Collations that skip blanks would order the padded texts by their
-    // first digit.
+// Numbers sort by value through their padding: collations that skip blanks
+// would order the padded texts by their first digit. Sent sorts by date and
+// time, unsent first: in the short US form "1/2/14" comes before "12/31/13".
+TEST(ResultsList, NumbersAndDatesSortByValueInEveryLocale) {
+    const struct {
+        const wchar_t* subject;
+        std::int32_t size, attachments;
+        DateTime sent;
+    } rows[] = {
+        {L"late", 20000, 10, {2013, 12, 31, 17, 0, 0}},
+        {L"new year", 5, 0, {2014, 1, 2, 8, 0, 0}},
+        {L"unsent", 1023, 2, {}},
+        {L"early", 100, 1, {2013, 12, 31, 8, 30, 0}},
+        {L"old", 2147483647, 100, {1900, 1, 1, 0, 0, 0}},
+        {L"none", 0, 9, {2013, 6, 1, 12, 0, 0}},
+    };
     for (const QLocale& locale : {QLocale::c(), QLocale(QLocale::English, QLocale::UnitedStates),
                                   QLocale(QLocale::German, QLocale::Germany)}) {
         SCOPED_TRACE(locale.name().toStdString());
         QLocale::setDefault(locale);
         CSortListCtrl list(1004);
         list.SetHeadings(RR::kHeadings);
-        for (size_t i = 0; i < sizes.size(); ++i)
-            RR::insertRow(list, RR::buildTexts(hit(std::to_wstring(sizes[i]), L"x", {2014, 1, 1},
-                                                   sizes[i], attachments[i])));
+        for (const auto& r : rows)
+            RR::insertRow(list,
+                          RR::buildTexts(hit(r.subject, r.subject, r.sent, r.size, r.attachments)));
         list.Sort(RR::Size, true);
         const auto bySize = column(list, RR::Subject);
         list.Sort(RR::Attachments, true);
         const auto byAttachments = column(list, RR::Attachments);
+        list.Sort(RR::Sent, true);
+        const auto bySent = column(list, RR::Subject);
         QLocale::setDefault(QLocale::system());
-        EXPECT_EQ(bySize, (std::vector<std::wstring>{L"0", L"5", L"100", L"1023", L"20000",
-                                                     L"2147483647"}));
+        EXPECT_EQ(bySize, (std::vector<std::wstring>{L"none", L"new year", L"early", L"unsent",
+                                                     L"late", L"old"}));
         EXPECT_EQ(byAttachments, (std::vector<std::wstring>{L"", L"1", L"2", L"9", L"10", L"100"}));
+        EXPECT_EQ(bySent, (std::vector<std::wstring>{L"unsent", L"old", L"none", L"early", L"late",
+                                                     L"new year"}));
+        EXPECT_EQ(list.GetItemText(0, RR::Sent), L"");
+        EXPECT_EQ(list.GetItemText(3, RR::Sent), list.GetItemText(4, RR::Sent));
     }
 }
 
