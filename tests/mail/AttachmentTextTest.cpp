@@ -13,7 +13,6 @@
 using namespace Kerf::QuireLib;
 using QoMsg::MsgMessage;
 using QoTest::bytesOf;
-using QoTest::kLoopingPdf;
 using QoTest::zipBomb;
 
 namespace {
@@ -63,7 +62,10 @@ TEST(AttachmentText, TheMessagesTimeBudgetCutsSlowDocumentsShort) {
 // document gives its text in the text tests; here one of them stands for all.
 class AttachmentSearch : public QoTest::FilingFolder {
 protected:
-    void write(const std::string& name, const MsgMessage& message) {
+    /// A message whose one attachment is the given one.
+    void write(const std::string& name, QoMsg::MsgAttachment attachment) {
+        MsgMessage message = QoTest::simpleMessage();
+        message.attachments.push_back(std::move(attachment));
         std::filesystem::create_directories(mail);
         QoMsg::writeMsgFile(mail / name, message);
     }
@@ -73,12 +75,6 @@ protected:
         return result.fileNames();
     }
 };
-
-MsgMessage withAttachment(QoMsg::MsgAttachment attachment) {
-    MsgMessage message = QoTest::simpleMessage();
-    message.attachments.push_back(std::move(attachment));
-    return message;
-}
 
 std::shared_ptr<MsgMessage> attachedMessage(const std::wstring& body,
                                             std::vector<QoMsg::MsgAttachment> attachments = {}) {
@@ -91,22 +87,17 @@ std::shared_ptr<MsgMessage> attachedMessage(const std::wstring& body,
 
 TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
     const std::vector<std::uint8_t> noise = {0x89, 'P', 'N', 'G', 0, 1, 2};
-    write("pdf.msg", withAttachment({1, L"plan.pdf", QoMsg::pdfDocument({"cover", "quokka"}), {}}));
-    write("csv.msg", withAttachment({1, L"list.csv", bytesOf("id;dunnart\r\n1;2"), {}}));
-    write("name.msg", withAttachment({1, L"platypus-plan.bin", noise, {}}));
-    write("attached.msg", withAttachment({5, L"Forwarded", {}, attachedMessage(L"numbat")}));
+    write("pdf.msg", {1, L"plan.pdf", QoMsg::pdfDocument({"cover", "quokka"}), {}});
+    write("csv.msg", {1, L"list.csv", bytesOf("id;dunnart\r\n1;2"), {}});
+    write("name.msg", {1, L"platypus-plan.bin", noise, {}});
+    write("attached.msg", {5, L"Forwarded", {}, attachedMessage(L"numbat")});
     write("nested.msg",
-          withAttachment({5,
-                          L"Forwarded",
-                          {},
-                          attachedMessage(L"see attached",
-                                          {{1, L"x.pdf", QoMsg::pdfDocument({"bilby"}), {}}})}));
-    MsgMessage hostile = withAttachment({1, L"bomb.docx", zipBomb(), {}});
-    const auto pdf = QoMsg::pdfDocument({"page one quokka", "two bilby"});
-    hostile.attachments.push_back(
-        {1, L"cut.pdf", {pdf.begin(), pdf.begin() + pdf.size() * 7 / 10}, {}});
-    hostile.attachments.push_back({1, L"loop.pdf", bytesOf(kLoopingPdf), {}});
-    write("hostile.msg", hostile);
+          {5,
+           L"Forwarded",
+           {},
+           attachedMessage(L"see attached", {{1, L"x.pdf", QoMsg::pdfDocument({"bilby"}), {}}})});
+    // Each hostile document gives no text in the text tests; its message is still found.
+    write("hostile.msg", {1, L"bomb.docx", zipBomb(), {}});
 
     using Names = std::multiset<std::string>;
     const struct {
@@ -118,7 +109,7 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
         {"platypus", {"name.msg"}},
         {"numbat", {"attached.msg"}},
         {"bilby", {"nested.msg"}},
-        {"loop", {"hostile.msg"}},
+        {"bomb", {"hostile.msg"}},
         {"forwarded", {"attached.msg", "nested.msg"}},
     };
     EXPECT_EQ(found({"--subject", "site"}).size(), 6u) << "indexing every message";

@@ -191,11 +191,10 @@ TEST(DocumentText, APdfReaderDiesWithTheProcessThatStartedIt) {
 }
 
 TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0804), 936);  // Chinese, PRC
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0C04), 950);  // Chinese, Hong Kong
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0C1A), 1251); // Serbian, Cyrillic
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x081A), 1250); // Serbian, Latin
-    EXPECT_EQ(CodePages::ansiCodePageOfLocale(0x0411), 932);
+    // Chinese of the PRC and of Hong Kong, Serbian in Cyrillic and in Latin, Japanese.
+    for (const auto& [locale, codePage] :
+         {std::pair{0x0804, 936}, {0x0C04, 950}, {0x0C1A, 1251}, {0x081A, 1250}, {0x0411, 932}})
+        EXPECT_EQ(CodePages::ansiCodePageOfLocale(locale), codePage) << locale;
 
     // Shift-JIS, a byte no code page maps, a truncated lead byte.
     EXPECT_EQ(CodePages::decode("\x93\xfa\x96\x7b", 932), L"\x65e5\x672c");
