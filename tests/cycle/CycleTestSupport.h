@@ -11,6 +11,8 @@
 #include "MailIndexFolder.h"
 #include "MsgWriter.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>

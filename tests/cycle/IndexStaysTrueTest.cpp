@@ -6,10 +6,6 @@
 #include "CycleTestSupport.h"
 #include "PermissionOverride.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-
 namespace fs = std::filesystem;
 using namespace Kerf;
 using namespace Kerf::QuireLib;

@@ -1,10 +1,6 @@
 #include "CycleTestSupport.h"
 #include "WaitFor.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <future>
 #include <map>
@@ -83,10 +79,13 @@ protected:
         made->initialise();
         return made;
     }
-    /// Every read goes through a gate that holds all but the first `passing`.
-    std::shared_ptr<Gate> gateReads(std::size_t passing) {
+    /// Find Now with every read going through a gate that lets the first
+    /// `passing` through, once the read after them is held.
+    std::shared_ptr<Gate> findNowHoldingReadsAfter(std::size_t passing) {
         auto gate = std::make_shared<Gate>(passing);
         cycle->setMessageReader([gate](const std::wstring& path) { return gate->read(path); });
+        EXPECT_TRUE(findNow());
+        EXPECT_GE(gate->waitForReads(passing + 1), passing + 1);
         return gate;
     }
     bool findNow() { return cycle->findNow(SearchCriteria(), {Util::fromPath(mail)}); }
@@ -114,9 +113,7 @@ protected:
 };
 
 TEST_F(MailSearchCycleTest, StopWithAReadThatHangsReturnsAtOnceAndEndsWhenTheReadReturns) {
-    auto gate = gateReads(0);
-    ASSERT_TRUE(findNow());
-    ASSERT_GE(gate->waitForReads(1), 1u);
+    auto gate = findNowHoldingReadsAfter(0);
     whileAReadIsHeld(*gate, [&] { cycle->stop(); });
     EXPECT_EQ(cycle->getStatusText(), L"Stopping...");
     EXPECT_TRUE(cycle->isStopping());
@@ -133,10 +130,8 @@ TEST_F(MailSearchCycleTest, StopWithAReadThatHangsReturnsAtOnceAndEndsWhenTheRea
 
 TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnlyWhatItLeft) {
     constexpr std::size_t kPassing = 50;
-    auto gate = gateReads(kPassing);
-    ASSERT_TRUE(findNow());
+    auto gate = findNowHoldingReadsAfter(kPassing);
     // The first files are in the writer and the next read hangs: stop then.
-    ASSERT_GE(gate->waitForReads(kPassing + 1), kPassing + 1);
     ASSERT_TRUE(
         pumpUntil([&] { return cycle->getIndexer()->getCompletedItemsTotal() == kPassing; }));
     whileAReadIsHeld(*gate, [&] {
@@ -162,9 +157,7 @@ TEST_F(MailSearchCycleTest, FindNowWhileAStoppedRunEndsStartsAfterItAndReadsOnly
 }
 
 TEST_F(MailSearchCycleTest, ClosingWhileAReadHangsLetsTheRunGoAndItClosesTheIndexLater) {
-    auto gate = gateReads(0);
-    ASSERT_TRUE(findNow());
-    ASSERT_GE(gate->waitForReads(1), 1u);
+    auto gate = findNowHoldingReadsAfter(0);
     whileAReadIsHeld(*gate, [&] { cycle.reset(); });
 
     // Once the read returns, the run ends on its own and lets go of the

@@ -10,8 +10,6 @@
 
 #include "EngineTestSupport.h"
 
-#include <gtest/gtest.h>
-
 using namespace EngineTest;
 using namespace Kerf;
 using namespace Kerf::Search;
@@ -67,36 +65,25 @@ TEST(DocumentLayout, ReadersStopWhereTheOrderLetsThem) {
 
 TEST(FileStateText, ReadsBackWhatWasWrittenAndRefusesOtherText) {
     const std::wstring sep(1, L'\x1f');
-    struct Case {
-        std::wstring text;
-        bool valid;
-        std::wstring path;
-        FileState state;
-    };
-    const std::vector<Case> cases = {
-        {fileStateText(L"/a/b.msg", {12, 34}), true, L"/a/b.msg", {12, 34}},
-        // The separator and digits in the path itself.
-        {fileStateText(L"/a" + sep + L"9" + sep + L"9/b.msg", {5, -1}),
-         true,
-         L"/a" + sep + L"9" + sep + L"9/b.msg",
-         {5, -1}},
-        {fileStateText(L"/\U0001F600.msg", {-3, 0}), true, L"/\U0001F600.msg", {-3, 0}},
-        {L"/a/b.msg", false, {}, {}},
-        {L"/a/b.msg" + sep + L"12", false, {}, {}},
-        {L"/a/b.msg" + sep + L"1x" + sep + L"3", false, {}, {}},
-        {L"/a/b.msg" + sep + L"1" + sep, false, {}, {}},
-        {L"/a/b.msg" + sep + L"1" + sep + L"99999999999999999999999", false, {}, {}},
-    };
-    for (const auto& c : cases) {
+    // The separator and digits in the path itself, and a letter past U+FFFF.
+    for (const auto& [path, state] : std::vector<std::pair<std::wstring, FileState>>{
+             {L"/a/b.msg", {12, 34}},
+             {L"/a" + sep + L"9" + sep + L"9/b.msg", {5, -1}},
+             {L"/\U0001F600.msg", {-3, 0}}}) {
+        std::wstring readPath;
+        FileState readState{77, 77};
+        EXPECT_TRUE(parseFileStateText(fileStateText(path, state), readPath, readState));
+        EXPECT_EQ(readPath, path);
+        EXPECT_EQ(readState, state);
+    }
+    for (const std::wstring& text :
+         {std::wstring(L"/a/b.msg"), L"/a/b.msg" + sep + L"12",
+          L"/a/b.msg" + sep + L"1x" + sep + L"3", L"/a/b.msg" + sep + L"1" + sep,
+          L"/a/b.msg" + sep + L"1" + sep + L"99999999999999999999999"}) {
         std::wstring path = L"unchanged";
         FileState state{77, 77};
-        EXPECT_EQ(parseFileStateText(c.text, path, state), c.valid) << Util::toNarrow(c.text);
-        if (c.valid) {
-            EXPECT_EQ(path, c.path);
-            EXPECT_EQ(state, c.state);
-        } else {
-            EXPECT_EQ(path, L"unchanged");
-        }
+        EXPECT_FALSE(parseFileStateText(text, path, state)) << Util::toNarrow(text);
+        EXPECT_EQ(path, L"unchanged");
     }
 }
 

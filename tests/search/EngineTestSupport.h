@@ -35,12 +35,6 @@ inline std::vector<std::wstring> sorted(std::vector<std::wstring> v) {
     std::sort(v.begin(), v.end());
     return v;
 }
-inline std::vector<std::wstring> sortedPaths(const std::vector<fs::path>& paths) {
-    std::vector<std::wstring> result;
-    for (const auto& p : paths)
-        result.push_back(wide(p));
-    return sorted(result);
-}
 
 using QoTest::waitFor;
 

@@ -2,8 +2,6 @@
 
 #include "search/PathQueue.h"
 
-#include <gtest/gtest.h>
-
 #include <future>
 
 using EngineTest::waitFor;

@@ -3,8 +3,6 @@
 #include "search/ThreadPriority.h"
 #include "support/Assert.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
 #include <map>

@@ -25,6 +25,11 @@ TEST(WordAnalyzer, TermsAndPositions) {
     } cases[] = {
         {L"Straße STRASSE ΣΟΦΟΣ σοφός", WordUse::Indexing, L"strasse@0 strasse@1 σοφοσ@2 σοφοσ@3"},
         {L"Ёлка łøđ Æble Œuvre ıİ", WordUse::Indexing, L"елка@0 lod@1 aeble@2 oeuvre@3 ii@4"},
+        // Typed words fold as the index's words do.
+        {L"Àéroport téléphonique ёлка ПРИВЕТ Łódź Ørsted Örsted Bestellbestätigung",
+         WordUse::Searching,
+         L"aeroport@0 telephonique@1 елка@2 привет@3 lodz@4 orsted@5 orsted@6 "
+         L"bestellbestatigung@7"},
         {L"Bestell\u00ADbestätigung, e-mail", WordUse::Indexing,
          L"bestellbestatigung@0 e@1 mail@2"},
         {L"John.Smith@firm.co.uk", WordUse::Indexing,
