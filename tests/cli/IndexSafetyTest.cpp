@@ -5,14 +5,11 @@
 #include "FilingFolder.h"
 #include "SharedFiles.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <map>
-#include <set>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -21,32 +18,29 @@ using QoTest::endedSaying;
 
 namespace {
 
-/// A folder mounted over itself read-only, or a small tmpfs, while alive.
-class ScopedMount {
-public:
-    static std::unique_ptr<ScopedMount> readOnly(const fs::path& folder) {
-        if (::mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) != 0)
-            return nullptr;
-        auto mounted = std::unique_ptr<ScopedMount>(new ScopedMount(folder));
-        if (::mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) !=
-            0)
-            return nullptr;
-        return mounted;
-    }
-    static std::unique_ptr<ScopedMount> tmpfs(const fs::path& folder, const char* options) {
-        fs::create_directories(folder);
-        if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, options) != 0)
-            return nullptr;
-        return std::unique_ptr<ScopedMount>(new ScopedMount(folder));
-    }
-    ~ScopedMount() { ::umount2(m_folder.c_str(), MNT_DETACH); }
-    ScopedMount(const ScopedMount&) = delete;
-    ScopedMount& operator=(const ScopedMount&) = delete;
-
-private:
-    explicit ScopedMount(fs::path folder) : m_folder(std::move(folder)) {}
-    fs::path m_folder;
+/// Undoes a mount over the folder when it goes.
+struct Unmounted {
+    fs::path folder;
+    ~Unmounted() { ::umount2(folder.c_str(), MNT_DETACH); }
 };
+
+/// The folder mounted over itself read-only; null where it cannot be.
+std::unique_ptr<Unmounted> mountReadOnly(const fs::path& folder) {
+    if (::mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) != 0)
+        return nullptr;
+    auto mounted = std::make_unique<Unmounted>(folder);
+    if (::mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
+        return nullptr;
+    return mounted;
+}
+
+/// A small tmpfs mounted over the folder; null where it cannot be.
+std::unique_ptr<Unmounted> mountTmpfs(const fs::path& folder, const char* options) {
+    fs::create_directories(folder);
+    if (::mount("tmpfs", folder.c_str(), "tmpfs", 0, options) != 0)
+        return nullptr;
+    return std::make_unique<Unmounted>(folder);
+}
 
 /// Every file of a folder with its size and contents' time: what "left
 /// intact" compares.
@@ -94,9 +88,9 @@ TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
     fs::copy_file(mail / "poi_message_1979.msg", mail / "Copy of option.msg");
     const auto before = snapshot(index);
     // Permissions do not hold back a privileged user: a read-only mount does.
-    std::unique_ptr<ScopedMount> readOnly;
+    std::unique_ptr<Unmounted> readOnly;
     if (geteuid() == 0) {
-        readOnly = ScopedMount::readOnly(index);
+        readOnly = mountReadOnly(index);
         if (!readOnly)
             GTEST_SKIP() << "no read-only mount here: " << std::strerror(errno);
     } else {
@@ -119,7 +113,7 @@ TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
 }
 
 TEST_F(IndexSafety, AFullFileSystemStopsIndexingWithAMessage) {
-    const auto small = ScopedMount::tmpfs(index, "size=64k,mode=700");
+    const auto small = mountTmpfs(index, "size=64k,mode=700");
     if (!small)
         GTEST_SKIP() << "no tmpfs mount here: " << std::strerror(errno);
     EXPECT_TRUE(endedSaying(indexAll(), 1, "Indexing stopped: "));

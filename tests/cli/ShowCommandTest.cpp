@@ -5,7 +5,6 @@
 #include "CommandLine.h"
 #include "MsgTestFiles.h"
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>

@@ -14,8 +14,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 
 namespace fs = std::filesystem;
