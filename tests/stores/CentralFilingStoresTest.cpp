@@ -67,43 +67,44 @@ TEST_F(CentralFilingStores, ReadsLocationsAsCentralRowsThroughAPerUserCache) {
     EXPECT_EQ(load({remote}).lists[0].sCacheFile, first.lists[0].sCacheFile);
 }
 
-TEST_F(CentralFilingStores, InvalidOrDamagedListsYieldNothingAndSpoilNoOtherList) {
-    const auto invalid = share / "invalid.xml";
-    const auto damaged = share / "damaged.xml";
-    QoTest::writeFile(invalid, "<filinglocations><locations><location primaryref=\"no path\"/>"
-                               "</locations></filinglocations>");
-    QoTest::writeFile(damaged, std::string(kValidList).substr(0, 120));
-
-    testing::internal::CaptureStderr();
-    const Loaded loaded = load({invalid, damaged, remote});
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    ASSERT_EQ(loaded.rows.size(), 2u);
-    EXPECT_EQ(loaded.rows[0].at(L"primary_ref"), L"1001");
-    // Each list that failed says why.
-    ASSERT_EQ(loaded.lists.size(), 3u);
-    for (const auto& [list, why] :
-         {std::pair{0, L"'path' is required"}, {1, L"xmlReadFile failed"}}) {
-        EXPECT_EQ(loaded.lists[list].eState, CCentralFilingStores::ListState::Unreadable);
-        EXPECT_NE(loaded.lists[list].sProblem.find(why), std::wstring::npos)
-            << toNarrow(loaded.lists[list].sProblem);
-    }
-}
-
-// A list of hundreds of megabytes took a minute and gigabytes to parse.
-TEST_F(CentralFilingStores, AListOverTheSizeLimitIsRefusedWithAMessage) {
-    const auto huge = share / "huge.xml";
+// A list that cannot be used gives nothing, says why, and spoils no other
+// list. One of hundreds of megabytes took a minute and gigabytes to parse.
+TEST_F(CentralFilingStores, InvalidDamagedOrOversizedListsYieldNothingAndSpoilNoOtherList) {
     std::string padded = kValidList;
     padded.insert(padded.find("<filinglocations>"),
                   "<!--" + std::string(CCentralFilingStores::kMaxListBytes, ' ') + "-->");
-    QoTest::writeFile(huge, padded);
-    const Loaded refused = load({huge});
-    EXPECT_TRUE(refused.rows.empty());
-    ASSERT_EQ(refused.problems.size(), 1u);
-    EXPECT_NE(refused.problems[0].find(L"\"" + toWide(huge.string()) + L"\" is not read"),
+    const struct {
+        std::filesystem::path file;
+        std::string text;
+        const wchar_t* why;
+    } bad[] = {
+        {share / "invalid.xml",
+         "<filinglocations><locations><location primaryref=\"no path\"/></locations>"
+         "</filinglocations>",
+         L"'path' is required"},
+        {share / "damaged.xml", std::string(kValidList).substr(0, 120), L"xmlReadFile failed"},
+        {share / "huge.xml", padded, L"more than"},
+    };
+    for (const auto& list : bad)
+        QoTest::writeFile(list.file, list.text);
+
+    testing::internal::CaptureStderr();
+    const Loaded loaded = load({bad[0].file, bad[1].file, bad[2].file, remote});
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    ASSERT_EQ(loaded.rows.size(), 2u);
+    EXPECT_EQ(loaded.rows[0].at(L"primary_ref"), L"1001");
+    ASSERT_EQ(loaded.lists.size(), 4u);
+    for (std::size_t i = 0; i < std::size(bad); ++i) {
+        EXPECT_EQ(loaded.lists[i].eState, CCentralFilingStores::ListState::Unreadable) << i;
+        EXPECT_NE(loaded.lists[i].sProblem.find(bad[i].why), std::wstring::npos)
+            << toNarrow(loaded.lists[i].sProblem);
+    }
+    // Only the size is a problem of the whole load: the others are the lists' own.
+    ASSERT_EQ(loaded.problems.size(), 1u);
+    EXPECT_NE(loaded.problems[0].find(L"\"" + toWide(bad[2].file.string()) + L"\" is not read"),
               std::wstring::npos);
 
     // A list that grows past the limit keeps the copy read before, and says so.
-    ASSERT_EQ(load({remote}).rows.size(), 2u);
     QoTest::writeFile(remote, padded);
     const Loaded grown = load({remote});
     EXPECT_EQ(grown.rows.size(), 2u);
