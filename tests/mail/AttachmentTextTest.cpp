@@ -58,8 +58,8 @@ TEST(AttachmentText, TheMessagesTimeBudgetCutsSlowDocumentsShort) {
 }
 
 // Messages that differ only in where one word is: each is found by that word
-// among its attachments, through the index, and by nothing else. Each kind of
-// document gives its text in the text tests; here one of them stands for all.
+// among its attachments, through the index, and by nothing else. How each kind
+// of document gives its text, and how names match, the text and cycle tests say.
 class AttachmentSearch : public QoTest::FilingFolder {
 protected:
     /// A message whose one attachment is the given one.
@@ -86,10 +86,8 @@ std::shared_ptr<MsgMessage> attachedMessage(const std::wstring& body,
 }
 
 TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
-    const std::vector<std::uint8_t> noise = {0x89, 'P', 'N', 'G', 0, 1, 2};
     write("pdf.msg", {1, L"plan.pdf", QoMsg::pdfDocument({"cover", "quokka"}), {}});
     write("csv.msg", {1, L"list.csv", bytesOf("id;dunnart\r\n1;2"), {}});
-    write("name.msg", {1, L"platypus-plan.bin", noise, {}});
     write("attached.msg", {5, L"Forwarded", {}, attachedMessage(L"numbat")});
     write("nested.msg",
           {5,
@@ -104,21 +102,17 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
         const char* word;
         Names files;
     } cases[] = {
-        {"quokka", {"pdf.msg"}},
-        {"dunnart", {"csv.msg"}},
-        {"platypus", {"name.msg"}},
-        {"numbat", {"attached.msg"}},
-        {"bilby", {"nested.msg"}},
-        {"bomb", {"hostile.msg"}},
-        {"forwarded", {"attached.msg", "nested.msg"}},
+        {"quokka", {"pdf.msg"}},      {"dunnart", {"csv.msg"}},
+        {"numbat", {"attached.msg"}}, {"bilby", {"nested.msg"}},
+        {"bomb", {"hostile.msg"}},    {"forwarded", {"attached.msg", "nested.msg"}},
     };
-    EXPECT_EQ(found({"--subject", "site"}).size(), 6u) << "indexing every message";
+    EXPECT_EQ(found({"--subject", "site"}).size(), 5u) << "indexing every message";
     for (const auto& c : cases) {
         EXPECT_EQ(found({"--no-update", "--attachment", c.word}), c.files) << c.word;
         EXPECT_EQ(found({"--no-update", "--keywords", c.word}), c.files) << c.word;
         EXPECT_EQ(found({"--no-update", "--body", c.word}), Names{}) << c.word;
     }
-    EXPECT_EQ(found({"--no-update", "--attachment", "plat"}), Names{"name.msg"}) << "a prefix";
+    EXPECT_EQ(found({"--no-update", "--attachment", "dunn"}), Names{"csv.msg"}) << "a prefix";
     // A raw query is taken whole, inside the folder, and every other criterion is dropped.
     EXPECT_EQ(found({"--no-update", "--subject", "none", "--after", "2099-01-01", "--query",
                      "Attachments:dunnart OR Attachments:quokka"}),
