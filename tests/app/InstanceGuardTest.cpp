@@ -53,9 +53,12 @@ void expectOneOwnerThatIsRaised(const QString& name, const QStringList& files = 
 
 } // namespace
 
-TEST(InstanceGuard, ASecondStartEndsAndAsksTheFirstToRaise) {
+TEST(InstanceGuard, ASecondStartEndsAndAsksTheFirstToRaiseOrToOpenItsFiles) {
     app();
     expectOneOwnerThatIsRaised(uniqueName());
+    // Opening message files while the program runs: the running one opens them.
+    expectOneOwnerThatIsRaised(uniqueName(), {"/tmp/a b/Quarterly report.msg",
+                                              "/tmp/line\nbreak #1%.msg", "/tmp/Grüße/はい.msg"});
 }
 
 TEST(InstanceGuard, ANameLeftByACrashedInstanceIsTakenOver) {
@@ -71,13 +74,6 @@ TEST(InstanceGuard, ANameLeftByACrashedInstanceIsTakenOver) {
     ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
     ::close(fd);
     expectOneOwnerThatIsRaised(name);
-}
-
-// Opening message files while the program runs: the running one opens them.
-TEST(InstanceGuard, FilesGivenToASecondStartGoToTheFirstWhole) {
-    app();
-    expectOneOwnerThatIsRaised(uniqueName(), {"/tmp/a b/Quarterly report.msg",
-                                              "/tmp/line\nbreak #1%.msg", "/tmp/Grüße/はい.msg"});
 }
 
 namespace {

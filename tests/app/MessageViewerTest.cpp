@@ -131,11 +131,6 @@ protected:
         QoMsg::writeMsgFile(dir / "written.msg", message);
         return showViewer(dir / "written.msg");
     }
-    std::unique_ptr<CMessageViewer> showHtml(const std::string& html) {
-        QoMsg::MsgMessage message;
-        message.html = html;
-        return show(message);
-    }
     QoTest::TempDir dir;
 };
 
@@ -228,14 +223,15 @@ TEST_F(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
             .arg(server.serverPort())
             .arg(QLatin1String(path));
     };
-    auto viewer =
-        showHtml(QStringLiteral("<html><head><link rel=\"stylesheet\" href=\"%1\">"
-                                "<script>document.write('scripted')</script></head><body>"
-                                "<p style=\"background-image: url(%2)\">Hello <b>reader</b></p>"
-                                "<img src=\"%3\">"
-                                "<a href=\"https://example.org/offer\">offer</a></body></html>")
-                     .arg(url("style.css"), url("back.png"), url("pixel.png"))
-                     .toStdString());
+    QoMsg::MsgMessage message;
+    message.html = QStringLiteral("<html><head><link rel=\"stylesheet\" href=\"%1\">"
+                                  "<script>document.write('scripted')</script></head><body>"
+                                  "<p style=\"background-image: url(%2)\">Hello <b>reader</b></p>"
+                                  "<img src=\"%3\">"
+                                  "<a href=\"https://example.org/offer\">offer</a></body></html>")
+                       .arg(url("style.css"), url("back.png"), url("pixel.png"))
+                       .toStdString();
+    auto viewer = show(message);
     CSafeTextBrowser& body = viewer->GetTextControl();
     const QString shown = body.toPlainText();
     EXPECT_TRUE(shown.contains("Hello reader") && shown.contains("offer")) << shown.toStdString();

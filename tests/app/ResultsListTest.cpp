@@ -60,7 +60,7 @@ protected:
 
 QO_TESTS_READ_SHARED(Corpus, "WindowResultsList.*");
 
-TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsNewestFirst) {
+TEST_F(WindowResultsList, SortsKeepRepliesWithTheirOriginalNewestFirstAndAcrossANewSearch) {
     clickHeading(list(), Subject);
     // The two answers show their own subjects but sort by the original's.
     const int items = row("mr_voteItems.msg"), yes = row("mr_voteYes.msg"),
@@ -79,6 +79,26 @@ TEST_F(WindowResultsList, SubjectSortKeepsRepliesWithTheirOriginalAndSentSortsNe
     EXPECT_GT(row("mr_voteYes.msg"), row("mr_voteNo.msg"));
     for (const char* undated : {"mr_Simple.msg", "poi_ASCII_UTF-8_CP1252_LCID1031.msg"})
         EXPECT_GE(row(undated), list().GetItemCount() - 2) << undated;
+
+    // A new search keeps the chosen sort.
+    clickHeading(list(), Size);
+    ASSERT_TRUE(searchAgain(*dlg));
+    EXPECT_EQ(list().GetSortColumn(), Size);
+    const auto sizes = column(list(), Size, true);
+    EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
+    // The file's own size; no attachments shows nothing, while the message
+    // with attachments counts them.
+    const int quick = row("poi_quick.msg");
+    const auto bytes = fs::file_size(mail / "Beta" / "poi_quick.msg");
+    EXPECT_EQ(list().GetItemText(quick, Size), std::to_wstring(bytes / 1024) + L" KB");
+    EXPECT_EQ(list().GetItemText(quick, Attachments), L"");
+    EXPECT_NE(list().GetItemText(row("poi_attachment_test_msg.msg"), Attachments), L"");
+    // The folder below the folder searched; the full path in its tooltip.
+    EXPECT_EQ(list().GetItemText(quick, Folder), L"mail/Beta/");
+    const QModelIndex folder = list().model()->index(quick, Folder);
+    EXPECT_EQ(folder.data(Qt::ToolTipRole).toString().toStdWString(),
+              fromPath(mail / "Beta") + L"/");
+    EXPECT_EQ(dlg->getItemPath(quick), fromPath(mail / "Beta" / "poi_quick.msg"));
 }
 
 // Enter in the folder field searches it (with no folder, nothing); Clear
@@ -116,27 +136,6 @@ TEST_F(WindowResultsList, EnterInTheFolderSearchesAndClearEmptiesAllButTheLocati
     EXPECT_TRUE(dlg->previewPane().GetPreviewControl().toPlainText().isEmpty());
     EXPECT_EQ(dlg->criteriaPane().get().m_sSubject, L"");
     EXPECT_EQ(dlg->locationPane().GetSearchFolder(), fromPath(mail));
-}
-
-TEST_F(WindowResultsList, ANewSearchKeepsTheChosenSortAndShowsTheIndexedNumbers) {
-    clickHeading(list(), Size);
-    ASSERT_TRUE(searchAgain(*dlg));
-    EXPECT_EQ(list().GetSortColumn(), Size);
-    const auto sizes = column(list(), Size, true);
-    EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
-    // The file's own size; no attachments shows nothing, while the message
-    // with attachments counts them.
-    const int quick = row("poi_quick.msg");
-    const auto bytes = fs::file_size(mail / "Beta" / "poi_quick.msg");
-    EXPECT_EQ(list().GetItemText(quick, Size), std::to_wstring(bytes / 1024) + L" KB");
-    EXPECT_EQ(list().GetItemText(quick, Attachments), L"");
-    EXPECT_NE(list().GetItemText(row("poi_attachment_test_msg.msg"), Attachments), L"");
-    // The folder below the folder searched; the full path in its tooltip.
-    EXPECT_EQ(list().GetItemText(quick, Folder), L"mail/Beta/");
-    const QModelIndex folder = list().model()->index(quick, Folder);
-    EXPECT_EQ(folder.data(Qt::ToolTipRole).toString().toStdWString(),
-              fromPath(mail / "Beta") + L"/");
-    EXPECT_EQ(dlg->getItemPath(quick), fromPath(mail / "Beta" / "poi_quick.msg"));
 }
 
 TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {

@@ -13,15 +13,14 @@ using Kerf::QuireLib::CSortListCtrl;
 using Kerf::QuireLib::HeadingColumn;
 using Kerf::QuireLib::parseHeadingText;
 
-TEST(HeadingText, TextsWithoutCommaDeclareNothingAndWidthsAreLeadingDigits) {
+TEST(HeadingText, TextsWithoutCommaDeclareNothingWidthsAreLeadingDigitsAndZeroHides) {
     EXPECT_TRUE(parseHeadingText(L"No columns here").empty());
     // A trailing stretch without "," declares nothing.
     EXPECT_EQ(parseHeadingText(L"A,10;B"), (std::vector<HeadingColumn>{{L"A", 10}}));
     EXPECT_EQ(parseHeadingText(L"X,  7px;Y,wide"),
               (std::vector<HeadingColumn>{{L"X", 7}, {L"Y", 0}}));
-}
 
-TEST(SortListCtrl, DeclaresColumnsWithWidthsAndHidesWidthZero) {
+    // A list declares them with their widths, and hides those of width zero.
     CSortListCtrl list(1);
     EXPECT_TRUE(list.SetHeadings(L"A,40;Hidden, 0;B,50"));
     EXPECT_TRUE(list.SetHeadings(L"C,60;")); // appended after the first set
