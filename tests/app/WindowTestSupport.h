@@ -166,12 +166,6 @@ public:
             db.TablesUpdateOrInsertStore(row.at(0), row.at(1), row.at(2), row.at(3), L"msg", 0);
     }
 
-    /// Copies the corpus messages into the folder "mail" below the user's own; returns it.
-    fs::path mail(const std::vector<std::string>& names) const {
-        copyCorpus(root() / "mail", names);
-        return root() / "mail";
-    }
-
     std::unique_ptr<CQoSearchDlg> openWindow() const {
         auto dlg = std::make_unique<CQoSearchDlg>(indexPlace());
         dlg->show();
