@@ -63,23 +63,20 @@ TEST(CentralClient, FindAsksTheCentralIndexOrItsStandbyAndFallsBackWhenItDoesNot
     const std::vector<std::string> find = {"find", "--subject", "budget", "--folder",
                                            tree.root.string()};
     SilentServer silent;
+    const std::multiset<std::string> seenByA = {"1.msg", "3.msg"},
+                                     all = {"1.msg", "2.msg", "3.msg"};
+    const std::string fellBack = "Searched the per-user index instead of the central index";
     struct Case {
         std::string conninfo, option;
         std::multiset<std::string> files;
         std::string status;
     };
     std::vector<Case> cases = {
-        {server.userA, "", {"1.msg", "3.msg"}, "2 matches found"},
-        {server.userA, "--central", {"1.msg", "3.msg"}, "2 matches found"},
-        {server.userA, "--local-only", {"1.msg", "2.msg", "3.msg"}, "3 matches found"},
-        {"host=127.0.0.1 port=1 dbname=none",
-         "",
-         {"1.msg", "2.msg", "3.msg"},
-         "Searched the per-user index instead of the central index"},
-        {"host=127.0.0.1 port=" + std::to_string(silent.port) + " dbname=none",
-         "",
-         {"1.msg", "2.msg", "3.msg"},
-         "Searched the per-user index instead of the central index"},
+        {server.userA, "", seenByA, "2 matches found"},
+        {server.userA, "--central", seenByA, "2 matches found"},
+        {server.userA, "--local-only", all, "3 matches found"},
+        {"host=127.0.0.1 port=1 dbname=none", "", all, fellBack},
+        {"host=127.0.0.1 port=" + std::to_string(silent.port) + " dbname=none", "", all, fellBack},
     };
     if (server.standbyA.empty()) {
         std::printf("no standby: eval \"$(scripts/postgres standby)\" after starting the server\n");
@@ -94,7 +91,7 @@ TEST(CentralClient, FindAsksTheCentralIndexOrItsStandbyAndFallsBackWhenItDoesNot
                        .text(0, 0) == "t";
         };
         ASSERT_TRUE(QoTest::waitFor(replayed)) << "the standby did not catch up within two minutes";
-        cases.push_back({server.standbyA, "", {"1.msg", "3.msg"}, "2 matches found"});
+        cases.push_back({server.standbyA, "", seenByA, "2 matches found"});
     }
     for (const Case& c : cases) {
         SCOPED_TRACE(c.conninfo + " " + c.option);

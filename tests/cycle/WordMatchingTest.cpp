@@ -125,11 +125,9 @@ TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
         {Where::To, L"\"peter pan\"", L"Pan <peter@neverland.com>", false},
         // An Exchange address is no words.
         {Where::To, L"exchange", L"Ann </O=FIRM/OU=EXCHANGE/CN=ANN>", false},
-        // Keywords that are parser syntax are words.
-        {Where::Keywords, L"re:", L"Re: hello", true},
-        {Where::Keywords, L"plain!", L"plain text", true},
-        {Where::Keywords, L"a:b", L"ratio a:b", true},
-        {Where::Keywords, L"\"quoted", L"quoted words", true},
+        // Keywords that are parser syntax are words (how each splits is the
+        // word analyzer's own test); a lone backslash is no word at all.
+        {Where::Keywords, L"re: plain! a:b \"quoted", L"Re: plain text, ratio a:b, quoted", true},
         {Where::Keywords, L"\\", L"anything", true},
     };
     for (std::size_t i = 0; i < std::size(rows); ++i)

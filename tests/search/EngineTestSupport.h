@@ -148,15 +148,19 @@ public:
         return result;
     }
 
-    // Test controls, called from the hooks' threads.
+    // Test controls, called from the hooks' threads: onBuild as a file is
+    // read, onHook as each hook is recorded (before the base's own work).
     std::function<void(const std::wstring&)> onBuild;
-    std::function<void(const std::wstring&)> onScanningFile;
-    std::function<void(const std::wstring&)> onUpdatingIndexItem;
+    std::function<void(const std::string& hook, const std::wstring& argument)> onHook;
 
 protected:
     void record(const char* name, const std::wstring& argument = {}) {
-        std::lock_guard lock(m_eventsLock);
-        m_events.push_back({std::this_thread::get_id(), name, argument});
+        {
+            std::lock_guard lock(m_eventsLock);
+            m_events.push_back({std::this_thread::get_id(), name, argument});
+        }
+        if (onHook)
+            onHook(name, argument);
     }
 
 // Every hook records its name, then does what the base does.
@@ -176,6 +180,7 @@ protected:
     RECORDED_HOOK(endScanningDirectoryThread)
     RECORDED_PATH_HOOK(beginScanningDirectory)
     RECORDED_PATH_HOOK(endScanningDirectory)
+    RECORDED_PATH_HOOK(beginScanningFile)
     RECORDED_PATH_HOOK(endScanningFile)
     RECORDED_HOOK(beginBuildingMetadataThread)
     RECORDED_HOOK(endBuildingMetadataThread)
@@ -187,20 +192,10 @@ protected:
     RECORDED_HOOK(endUpdatingIndexThread)
     RECORDED_HOOK(beginUpdatingIndex)
     RECORDED_HOOK(endUpdatingIndex)
+    RECORDED_PATH_HOOK(beginUpdatingIndexItem)
     RECORDED_PATH_HOOK(endUpdatingIndexItem)
 #undef RECORDED_HOOK
 #undef RECORDED_PATH_HOOK
-
-    void beginScanningFile(const std::wstring& path) override {
-        record("beginScanningFile", path);
-        if (onScanningFile)
-            onScanningFile(path);
-    }
-    void beginUpdatingIndexItem(const std::wstring& location) override {
-        record("beginUpdatingIndexItem", location);
-        if (onUpdatingIndexItem)
-            onUpdatingIndexItem(location);
-    }
 
 private:
     mutable std::mutex m_eventsLock;

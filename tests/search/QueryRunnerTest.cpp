@@ -89,29 +89,6 @@ TEST_F(QueryRunner, HooksComeInOrderWithWholeDocumentsForNewHits) {
     EXPECT_EQ(directories, (CQueryRunner::PathSet{L"/srv/Mail"}));
 }
 
-TEST_F(QueryRunner, TheNameFilterLooksAtTheLowerCasedFileNameOnly) {
-    index({{L"/srv/Mail/Invoice 12.msg", L"one"}, {L"/srv/Inv/Letter.msg", L"two"}});
-    auto r = run({L"/srv"}, L"INV");
-    EXPECT_EQ(r->hits.size(), 2u);
-    EXPECT_EQ(r->newHits, std::vector<std::wstring>{L"/srv/Mail/Invoice 12.msg"});
-}
-
-TEST_F(QueryRunner, AFileIsANewHitOnceAcrossDirectoriesAndRuns) {
-    index({{L"/srv/Mail/2008/a.msg", L"one"},
-           {L"/srv/Mail/B.msg", L"two"},
-           {L"/srv/Mail/b.msg", L"three"}});
-    found.insert(L"/srv/Mail/B.msg"); // reported by an earlier run
-    auto r = run({L"/srv/Mail", L"/srv/Mail/2008"});
-    EXPECT_EQ(r->hits.size(), 4u);
-    EXPECT_EQ(sorted(r->newHits), sorted({L"/srv/Mail/2008/a.msg", L"/srv/Mail/b.msg"}));
-    EXPECT_EQ(found.size(), 3u);
-    EXPECT_EQ(r->getFoundDirectoriesCount(), 2u);
-
-    auto second = run({L"/srv"});
-    EXPECT_EQ(second->hits.size(), 3u);
-    EXPECT_TRUE(second->newHits.empty());
-}
-
 TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
     // The files are named a.msg, b.msg, ...; each case lists the letters of those it finds.
     const std::vector<std::wstring> subjects = {L"Lowe, Charles",
@@ -160,21 +137,41 @@ TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
     EXPECT_EQ(lettersFound(L" AND " + CQueryRunner::buildMatch(L"Subject", L"say \"hi\"")), L"g");
 }
 
-TEST_F(QueryRunner, OnlyFilesBelowTheFolderItselfAreItsHits) {
+// Each run in turn: the hits are the files below the folder itself (not one
+// whose name only begins alike, nor one in another letter case); a file is a
+// new hit once across folders and runs, and only when its lower-cased file
+// name (not its folder's) holds the filter.
+TEST_F(QueryRunner, NewHitsAreFilesBelowTheFolderItselfOnceAcrossFoldersAndRuns) {
     index({{L"/srv/Mail/a.msg", L"one"},
-           {L"/srv/Mail Archive/b.msg", L"two"},
-           {L"/home/srv/Mail/c.msg", L"three"},
-           {L"/srv/mail/d.msg", L"four"},
-           {L"/srv/Mail/sub/e.msg", L"five"},
-           {L"/srv/\U00020B9F Jobs/f.msg", L"six"}});
-    const std::pair<std::wstring, std::vector<std::wstring>> cases[] = {
-        {L"/srv/Mail", {L"/srv/Mail/a.msg", L"/srv/Mail/sub/e.msg"}},
-        {L"/srv/Mail Archive/", {L"/srv/Mail Archive/b.msg"}},
-        {L"/srv/\U00020B9F Jobs", {L"/srv/\U00020B9F Jobs/f.msg"}}, // a name past U+FFFF
+           {L"/srv/Mail/B.msg", L"two"},
+           {L"/srv/Mail/b.msg", L"three"},
+           {L"/srv/Mail Archive/c.msg", L"four"},
+           {L"/home/srv/Mail/d.msg", L"five"},
+           {L"/srv/mail/e.msg", L"six"},
+           {L"/srv/Mail/2008/Invoice 12.msg", L"seven"},
+           {L"/srv/Inv/Letter.msg", L"eight"},
+           {L"/srv/\U00020B9F Jobs/f.msg", L"nine"}});
+    found.insert(L"/srv/Mail/B.msg"); // reported by an earlier run
+    const struct {
+        CQueryRunner::Directories folders;
+        std::wstring filter;
+        std::size_t hits;
+        std::vector<std::wstring> newHits;
+    } runs[] = {
+        {{L"/srv/Mail Archive/"}, L"", 1, {L"/srv/Mail Archive/c.msg"}},
+        {{L"/srv/\U00020B9F Jobs"}, L"", 1, {L"/srv/\U00020B9F Jobs/f.msg"}}, // past U+FFFF
+        {{L"/srv/Mail", L"/srv/Mail/2008"}, L"INV", 5, {L"/srv/Mail/2008/Invoice 12.msg"}},
+        {{L"/srv/Mail", L"/srv/Mail/2008"}, L"", 5, {L"/srv/Mail/a.msg", L"/srv/Mail/b.msg"}},
+        {{L"/srv"}, L"", 8, {L"/srv/Inv/Letter.msg", L"/srv/mail/e.msg"}},
+        {{L"/srv"}, L"", 8, {}},
     };
-    for (const auto& [folder, hits] : cases) {
-        SCOPED_TRACE(Util::toNarrow(folder));
-        auto r = run({folder});
-        EXPECT_EQ(r->newHits, hits);
+    for (const auto& r : runs) {
+        SCOPED_TRACE(Util::toNarrow(r.folders.front() + L" " + r.filter));
+        auto runner = run(r.folders, r.filter);
+        EXPECT_EQ(runner->hits.size(), r.hits);
+        EXPECT_EQ(sorted(runner->newHits), r.newHits);
     }
+    EXPECT_EQ(directories,
+              (CQueryRunner::PathSet{L"/srv/Mail Archive", L"/srv/\U00020B9F Jobs",
+                                     L"/srv/Mail/2008", L"/srv/Mail", L"/srv/Inv", L"/srv/mail"}));
 }

@@ -159,8 +159,8 @@ TEST_F(RecursiveIndexer, StopDuringALongWalkEndsAtTheNextEntryAndClosesTheWriter
     CTextIndexer indexer(folders, {wide(folders.tree)});
     std::promise<void> walking;
     int matched = 0;
-    indexer.onScanningFile = [&](const std::wstring&) {
-        if (++matched == 10) {
+    indexer.onHook = [&](const std::string& hook, const std::wstring&) {
+        if (hook == "beginScanningFile" && ++matched == 10) {
             walking.set_value();
             waitFor([&] { return indexer.isStopRequested(); });
         }
@@ -187,9 +187,11 @@ TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
     // The index stage holds its first item until a stop is asked for, so
     // both queues fill and both producers wait.
     std::atomic<bool> holding{false};
-    indexer.onUpdatingIndexItem = [&](const std::wstring&) {
-        holding = true;
-        waitFor([&] { return indexer.isStopRequested(); });
+    indexer.onHook = [&](const std::string& hook, const std::wstring&) {
+        if (hook == "beginUpdatingIndexItem") {
+            holding = true;
+            waitFor([&] { return indexer.isStopRequested(); });
+        }
     };
     indexer.go();
     ASSERT_TRUE(waitFor([&] {
@@ -208,8 +210,8 @@ TEST_F(RecursiveIndexer, AFailingIndexWriteEndsTheRunWithItsMessageAndNoHang) {
         file("f" + std::to_string(f) + ".txt");
     CTextIndexer indexer(folders, {wide(folders.tree)});
     indexer.setQueueCapacity(2);
-    indexer.onUpdatingIndexItem = [&](const std::wstring&) {
-        if (indexer.getCompletedItemsTotal() == 3)
+    indexer.onHook = [&](const std::string& hook, const std::wstring&) {
+        if (hook == "beginUpdatingIndexItem" && indexer.getCompletedItemsTotal() == 3)
             throw CExceptionBase(L"disk full");
     };
     ASSERT_TRUE(indexer.runToEnd());
@@ -219,19 +221,16 @@ TEST_F(RecursiveIndexer, AFailingIndexWriteEndsTheRunWithItsMessageAndNoHang) {
 }
 
 TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriority) {
-    // The worker, which only waits for the stages, steps back mildly.
-    struct CWorkerPriority : CTextIndexer {
-        using CTextIndexer::CTextIndexer;
-        std::atomic<int> workerPriority{-100};
-        void endWorkThread() override {
-            workerPriority = threadPriority();
-            CTextIndexer::endWorkThread();
-        }
-    };
     file("a.txt");
-    CWorkerPriority indexer(folders, {wide(folders.tree)});
+    CTextIndexer indexer(folders, {wide(folders.tree)});
     std::vector<int> priorities;
     indexer.onBuild = [&](const std::wstring&) { priorities.push_back(threadPriority()); };
+    // The worker, which only waits for the stages, steps back mildly.
+    std::atomic<int> workerPriority{-100};
+    indexer.onHook = [&](const std::string& hook, const std::wstring&) {
+        if (hook == "endWorkThread")
+            workerPriority = threadPriority();
+    };
     const int callers = threadPriority();
     const unsigned assertionsBefore = failedAssertionCount();
     indexer.go();
@@ -245,7 +244,7 @@ TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriorit
     indexer.stop();
     EXPECT_EQ(folders.locations().size(), 2u);
     EXPECT_EQ(priorities, (std::vector<int>{callers, callers}));
-    EXPECT_EQ(indexer.workerPriority, std::min(callers + kMildNiceIncrement, 19));
+    EXPECT_EQ(workerPriority, std::min(callers + kMildNiceIncrement, 19));
     EXPECT_EQ(failedAssertionCount(), assertionsBefore);
 }
 
