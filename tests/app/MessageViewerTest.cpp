@@ -75,12 +75,8 @@ std::string repeated(const char* s, int n) {
     return QByteArray(s).repeated(n).toStdString();
 }
 
-QByteArray fileBytes(const QString& path) {
-    return QByteArray::fromStdString(QoTest::readFile(path.toStdString()));
-}
-
-QByteArray sha1(const QByteArray& bytes) {
-    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
+QByteArray sha1(const std::string& bytes) {
+    return QCryptographicHash::hash(QByteArray::fromStdString(bytes), QCryptographicHash::Sha1);
 }
 
 // Rejects every message box (or, asked, every modal window) while it lives,
@@ -387,7 +383,7 @@ TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
     SaveFolder::remember(earlier + QStringLiteral("/before.txt"));
 
     const auto expectWhole = [](const QString& path, const auto& a) {
-        EXPECT_EQ(sha1(fileBytes(path)), sha1(QByteArray::fromStdString(a.content)));
+        EXPECT_EQ(sha1(QoTest::readFile(path.toStdString())), sha1(a.content));
         EXPECT_EQ(fs::status(path.toStdString()).permissions() & fs::perms::all,
                   fs::perms::owner_read | fs::perms::owner_write);
         const QString name = QFileInfo(path).fileName(), written = QString::fromStdWString(a.name);
