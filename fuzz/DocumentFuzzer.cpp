@@ -1,6 +1,6 @@
 // libFuzzer target: the readers of attached documents on their own. The first
 // byte chooses the reader; the PDF reader runs in this process, without the
-// child process and deadline that guard it in the indexer, so that the
+// helper process and deadline that guard it in the indexer, so that the
 // fuzzer's own timeout and sanitizers see whatever poppler does.
 
 #include "text/DocumentText.h"

@@ -34,19 +34,20 @@ std::string homeFromPasswordDatabase() {
     throw std::runtime_error("No home folder is known for this user: set HOME");
 }
 
-// The nearest "share/qosearch" folder at or above the executable's folder:
-// "<prefix>/bin/.." when installed, the top of the build tree when run from
-// there (a few folders below it). Empty when there is none.
-std::wstring dataDirectoryNearExecutable() {
+// The nearest `relative` at or above the executable's folder: "<prefix>/bin/.."
+// when installed, the top of the build tree when run from there (a few
+// folders below it). Empty when there is none.
+std::filesystem::path nearExecutable(const std::filesystem::path& relative, bool directory) {
     std::error_code ec;
     const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", ec);
     if (ec)
         return {};
     std::filesystem::path dir = exe.parent_path();
     for (int level = 0; level < 4 && !dir.empty(); ++level) {
-        const std::filesystem::path candidate = dir / "share" / "qosearch";
-        if (std::filesystem::is_directory(candidate, ec))
-            return TrailDirectorySlash(Util::toWide(candidate.string()));
+        const std::filesystem::path candidate = dir / relative;
+        if (directory ? std::filesystem::is_directory(candidate, ec)
+                      : std::filesystem::is_regular_file(candidate, ec))
+            return candidate;
         if (dir == dir.parent_path())
             break;
         dir = dir.parent_path();
@@ -105,7 +106,12 @@ std::wstring installationDirectory() {
     const char* env = std::getenv("QOSEARCH_DATA_DIR");
     if (env != nullptr && env[0] != '\0')
         return TrailDirectorySlash(Util::toWide(env));
-    return dataDirectoryNearExecutable();
+    const std::filesystem::path near = nearExecutable("share/qosearch", true);
+    return near.empty() ? std::wstring() : TrailDirectorySlash(Util::toWide(near.string()));
+}
+
+std::string helperProgram(const std::string& name) {
+    return nearExecutable(std::filesystem::path("libexec/qosearch") / name, false).string();
 }
 
 } // namespace Kerf::Paths

@@ -36,6 +36,11 @@ std::error_code makePrivateFolder(const std::string& folder);
 /// above the executable's folder; empty when neither is there.
 std::wstring installationDirectory();
 
+/// The program's helper `name`: the nearest "libexec/qosearch/<name>" at or
+/// above the executable's folder, where the package installs its helpers and
+/// the build tree puts them too; empty when there is none.
+std::string helperProgram(const std::string& name);
+
 } // namespace Kerf::Paths
 
 namespace Kerf::QuireLib {

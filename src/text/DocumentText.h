@@ -4,8 +4,8 @@
 // OpenDocument (.odt, .ods, .odp). Other types have no text here.
 //
 // Every reader is bounded: it gives at most `maxChars` characters, zip
-// members are read only up to a decompressed-size cap, and a PDF is read in
-// a child process that is killed at a deadline (or when the process that
+// members are read only up to a decompressed-size cap, and a PDF is read by
+// a helper program that is killed at a deadline (or when the process that
 // started it dies). Damaged or hostile input
 // gives no text (or what came before the damage), never a crash or a hang.
 
@@ -62,7 +62,7 @@ std::wstring plainText(std::span<const std::uint8_t> bytes, int codePage, std::s
 std::wstring zipDocumentText(Kind kind, std::span<const std::uint8_t> bytes, const Limits& limits);
 /// In this process, without the deadline: the PDF reader's own work.
 std::wstring pdfTextInProcess(std::span<const std::uint8_t> bytes, const Limits& limits);
-/// In a child process, with the deadline and the memory cap.
+/// By the helper program qosearch-pdf-text, with the deadline and the memory cap.
 std::wstring pdfText(std::span<const std::uint8_t> bytes, const Limits& limits);
 
 /// Text in `utf8` (as libraries hand it out) to wide text, at most `maxChars`.

@@ -1,61 +1,44 @@
 // PDF text through poppler. Poppler has no way to stop a document that makes
 // it loop or to bound what it allocates, so the indexer never runs it in its
-// own process: a forked child reads the document (its pages up to a cap) and
-// writes the text into a pipe; the parent takes the text only when the child
-// ends by itself before the deadline, and kills it otherwise. A child that
-// crashes or runs out of its memory cap gives no text either. Poppler is
-// never used in the parent, so none of its locks can be held across the fork.
+// own process: the helper program qosearch-pdf-text (PdfTextProgram.cpp)
+// reads the document (its pages up to a cap) under a processor and memory
+// cap and writes the text into a pipe; the indexer takes the text only when
+// the helper ends by itself before the deadline, and kills it otherwise. A
+// helper that crashes or runs out of its memory gives no text either. The
+// helper is a fresh program, not a fork of the indexer: a forked copy of a
+// process whose other threads hold a lock (the allocator's, a library's)
+// can wait on that lock forever.
 
 #include "text/DocumentText.h"
 
+#include "support/Paths.h"
 #include "support/Strings.h"
+#include "support/Trace.h"
 
 #include <poppler/cpp/poppler-document.h>
 #include <poppler/cpp/poppler-global.h>
 #include <poppler/cpp/poppler-page.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
+#include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-// An address-space cap would starve the sanitizers' shadow memory.
-#if defined(__SANITIZE_ADDRESS__)
-#define QOSEARCH_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QOSEARCH_ADDRESS_SANITIZER 1
-#endif
-#endif
+extern char** environ;
 
 namespace Kerf::QuireLib::DocumentText {
 namespace {
 
 void ignorePopplerMessage(const std::string&, void*) {}
 
-#ifndef QOSEARCH_ADDRESS_SANITIZER
-// Address space the process has mapped already: the child's cap comes on top.
-// (The sanitizers map terabytes of shadow memory, so their builds set none.)
-std::uint64_t mappedBytes() {
-    const int fd = ::open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return 0;
-    char text[64] = {};
-    const ssize_t n = ::read(fd, text, sizeof text - 1);
-    ::close(fd);
-    if (n <= 0)
-        return 0;
-    return std::strtoull(text, nullptr, 10) * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-}
-#endif
-
-bool writeAll(int fd, const char* data, std::size_t size) {
+bool writeAll(int fd, const std::uint8_t* data, std::size_t size) {
     while (size > 0) {
         const ssize_t n = ::write(fd, data, size);
         if (n < 0 && errno == EINTR)
@@ -68,39 +51,52 @@ bool writeAll(int fd, const char* data, std::size_t size) {
     return true;
 }
 
-[[noreturn]] void runChild(int out, pid_t parent, std::span<const std::uint8_t> bytes,
-                           const Limits& limits) {
-    // Killed with the process that waits for it, even by SIGKILL: an orphan
-    // would read on for nobody. The parent may have died before this was
-    // set, and then the child belongs to another process already.
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != parent)
-        ::_exit(1);
-    // And a limit of its own, past the deadline: a process that is never
-    // waited for still ends.
-    const auto seconds = static_cast<rlim_t>(limits.pdfProcessorTime().count());
-    const rlimit processor{seconds, seconds + 1};
-    ::setrlimit(RLIMIT_CPU, &processor);
-    // Pipes of other threads' children must not stay open here, or their
-    // readers would wait for this child too.
-    if (out > 3)
-        ::close_range(3, static_cast<unsigned>(out) - 1, 0);
-    ::close_range(static_cast<unsigned>(out) + 1, ~0u, 0);
-    const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (null >= 0)
-        ::dup2(null, STDERR_FILENO);
-#ifndef QOSEARCH_ADDRESS_SANITIZER
-    const std::uint64_t cap = mappedBytes() + limits.maxPdfMemoryBytes;
-    const rlimit memory{cap, cap};
-    ::setrlimit(RLIMIT_AS, &memory);
-#endif
-    int status = 1;
-    try {
-        const std::string text = Util::toNarrow(pdfTextInProcess(bytes, limits));
-        status = writeAll(out, text.data(), text.size()) ? 0 : 1;
-    } catch (...) {
+// The document as a file in memory, to be the helper's standard input: no
+// writing into one pipe while reading from another. -1 when none can be made.
+int documentFile(std::span<const std::uint8_t> bytes) {
+    const int fd = ::memfd_create("qosearch-pdf", MFD_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    if (!writeAll(fd, bytes.data(), bytes.size()) || ::lseek(fd, 0, SEEK_SET) != 0) {
+        ::close(fd);
+        return -1;
     }
-    ::_exit(status);
+    return fd;
+}
+
+// Starts the helper with the document as its input and `out` as its output;
+// only those and its error output (to /dev/null) stay open in it, so that
+// pipes of other threads' helpers do not keep their readers waiting. 0 when
+// none could be started.
+pid_t startHelper(const std::string& helper, int document, int out, const Limits& limits) {
+    const std::string args[] = {helper,
+                                std::to_string(::getpid()),
+                                std::to_string(limits.maxPdfPages),
+                                std::to_string(limits.maxChars),
+                                std::to_string(limits.pdfProcessorTime().count()),
+                                std::to_string(limits.maxPdfMemoryBytes)};
+    char* argv[std::size(args) + 1] = {};
+    for (std::size_t i = 0; i < std::size(args); ++i)
+        argv[i] = const_cast<char*>(args[i].c_str());
+
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_adddup2(&actions, document, STDIN_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
+    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    ::posix_spawnattr_init(&attributes);
+    // The calling thread may block signals; the helper starts with none blocked.
+    sigset_t none;
+    sigemptyset(&none);
+    ::posix_spawnattr_setsigmask(&attributes, &none);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    pid_t pid = 0;
+    const int error = ::posix_spawn(&pid, helper.c_str(), &actions, &attributes, argv, environ);
+    ::posix_spawnattr_destroy(&attributes);
+    ::posix_spawn_file_actions_destroy(&actions);
+    return error == 0 ? pid : 0;
 }
 
 } // namespace
@@ -130,23 +126,30 @@ std::wstring pdfTextInProcess(std::span<const std::uint8_t> bytes, const Limits&
 std::wstring pdfText(std::span<const std::uint8_t> bytes, const Limits& limits) {
     if (bytes.empty())
         return {};
-    int fds[2];
-    if (::pipe2(fds, O_CLOEXEC) != 0)
+    static const std::string helper = Paths::helperProgram("qosearch-pdf-text");
+    if (helper.empty()) {
+        static std::atomic_flag told;
+        if (!told.test_and_set())
+            Trace::tracef("PDF text: the helper qosearch-pdf-text is not installed\n");
         return {};
+    }
     const auto deadline =
         std::min(std::chrono::steady_clock::now() + limits.pdfDeadline, limits.until);
-    const pid_t parent = ::getpid();
-    const pid_t pid = ::fork();
-    if (pid < 0) {
-        ::close(fds[0]);
-        ::close(fds[1]);
+    const int document = documentFile(bytes);
+    if (document < 0)
+        return {};
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0) {
+        ::close(document);
         return {};
     }
+    const pid_t pid = startHelper(helper, document, fds[1], limits);
+    ::close(document);
+    ::close(fds[1]);
     if (pid == 0) {
         ::close(fds[0]);
-        runChild(fds[1], parent, bytes, limits);
+        return {};
     }
-    ::close(fds[1]);
 
     const std::size_t maxBytes = limits.maxChars * 4;
     std::string text;
