@@ -160,7 +160,10 @@ TEST_F(QueryRunner, NewHitsAreFilesBelowTheFolderItselfOnceAcrossFoldersAndRuns)
     } runs[] = {
         {{L"/srv/Mail Archive/"}, L"", 1, {L"/srv/Mail Archive/c.msg"}},
         {{L"/srv/\U00020B9F Jobs"}, L"", 1, {L"/srv/\U00020B9F Jobs/f.msg"}}, // past U+FFFF
-        {{L"/srv/Mail", L"/srv/Mail/2008"}, L"INV", 5, {L"/srv/Mail/2008/Invoice 12.msg"}},
+        {{L"/srv/Mail", L"/srv/Mail/2008", L"/srv/Inv"},
+         L"INV",
+         6,
+         {L"/srv/Mail/2008/Invoice 12.msg"}},
         {{L"/srv/Mail", L"/srv/Mail/2008"}, L"", 5, {L"/srv/Mail/a.msg", L"/srv/Mail/b.msg"}},
         {{L"/srv"}, L"", 8, {L"/srv/Inv/Letter.msg", L"/srv/mail/e.msg"}},
         {{L"/srv"}, L"", 8, {}},
