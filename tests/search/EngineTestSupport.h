@@ -14,11 +14,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <thread>
 
 namespace EngineTest {
@@ -122,17 +120,13 @@ public:
     }
 
     CMetadataPtr buildMetadata(const std::wstring& path) override {
-        std::ifstream in(Kerf::Util::toPath(path), std::ios::binary);
-        if (!in)
-            throw std::runtime_error("cannot open " + Kerf::Util::toNarrow(path));
-        std::stringstream body;
-        body << in.rdbuf();
+        const std::string body = QoTest::readFile(Kerf::Util::toPath(path));
         if (onBuild)
             onBuild(path);
         auto record = std::make_shared<CMetadata>();
         record->SetStringValue(L"Location", path);
-        record->SetStringValue(L"Body", Kerf::Util::toWide(body.str()));
-        record->SetSize(static_cast<std::int32_t>(body.str().size()));
+        record->SetStringValue(L"Body", Kerf::Util::toWide(body));
+        record->SetSize(static_cast<std::int32_t>(body.size()));
         return record;
     }
 
