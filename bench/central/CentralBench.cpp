@@ -250,9 +250,13 @@ Sample writeRows(const std::string& owner, std::size_t rows, const std::string& 
     const auto indexStart = Clock::now();
     connection.run("SET maintenance_work_mem = '256MB'");
     Central::createSchema(connection);
-    connection.run("ANALYZE qosearch.messages; ANALYZE qosearch.folders; "
-                   "ANALYZE qosearch.folder_readers");
     std::printf("indexes built:             %8.0f s\n", secondsSince(indexStart));
+    // The server's own vacuum would start on a million new rows in the
+    // middle of the searches and take a processor from them; a firm's server
+    // has long done it. Done here, before anything is timed.
+    const auto vacuumStart = Clock::now();
+    connection.run("VACUUM (ANALYZE) qosearch.messages, qosearch.folders, qosearch.folder_readers");
+    std::printf("vacuumed:                  %8.0f s\n", secondsSince(vacuumStart));
     return sample;
 }
 
