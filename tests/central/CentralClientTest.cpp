@@ -8,8 +8,6 @@
 #include "SharedFiles.h"
 
 #include "CorpusGenerator.h"
-#include "MailIndexFolder.h"
-#include "cycle/MailSearchCycle.h"
 #include "stores/UserSettings.h"
 
 #include <cstdio>
@@ -185,61 +183,4 @@ TEST(CentralClient, KilledServiceResumesWithItsCommittedRows) {
         std::string::npos)
         << said;
     EXPECT_EQ(rowsCount(server.indexd), std::to_string(kMessages));
-}
-
-// A front end whose server goes away at the first row: the user's search is
-// ended on the server while the rest of the rows are still on their way.
-struct ServerLostAtFirstRow : Kerf::QuireLib::ISearchView {
-    std::string conninfo;
-    std::size_t rows = 0;
-    void setStatusText(const std::wstring&) override {}
-    void deleteAllRows() override { rows = 0; }
-    void startOptimisedAdd(std::size_t) override {}
-    void insertItem(const Kerf::QuireLib::CEmailMetadata&) override {
-        if (rows++ == 0)
-            Kerf::Central::CPgConnection(conninfo).query(
-                "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
-                "WHERE usename = current_user AND pid <> pg_backend_pid()");
-    }
-    void finishOptimisedAdd() override {}
-    std::size_t getItemCount() const override { return rows; }
-};
-
-using CentralClientCycle = QoTest::IndexFolder;
-
-TEST_F(CentralClientCycle, AServerLostPartWayLeavesTheRowsThatCameAndSaysSo) {
-    QO_REQUIRE_POSTGRES(server);
-    constexpr int kRows = 500;
-    const fs::path mail = QoTest::copiesOfTheSample(dir.path(), kRows);
-    {
-        // Rows of 64 KB each: far more than the connection holds in flight.
-        Kerf::Central::CPgConnection db(server.indexd);
-        Kerf::Central::createSchema(db);
-        const std::string folder = mail.string() + "/";
-        db.query("INSERT INTO qosearch.folders (id, path) VALUES (1, $1)", {folder});
-        db.query("INSERT INTO qosearch.folder_readers VALUES (1, 'public')");
-        db.query("INSERT INTO qosearch.messages (path, location, folder_id, file_name, "
-                 "modified_ns, size, subject, subject_words) SELECT $1 || 'm' || i || '.msg', "
-                 "$1, 1, 'm' || i || '.msg', 0, 0, repeat('budget ', 9000), 'budget' "
-                 "FROM generate_series(0, $2::integer - 1) i",
-                 {folder, std::to_string(kRows)});
-    }
-    ServerLostAtFirstRow view;
-    view.conninfo = server.userA;
-    Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
-    cycle.initialise();
-    cycle.setCentralIndex({server.userA, {Kerf::Util::fromPath(dir.path())}});
-    Kerf::QuireLib::SearchCriteria criteria;
-    criteria.m_sSubject = L"budget";
-    ASSERT_TRUE(cycle.findNow(criteria, {Kerf::Util::fromPath(mail)}));
-    EXPECT_TRUE(QoTest::waitFor([&] {
-        if (auto event = sink->take(std::chrono::milliseconds(20)))
-            cycle.handle(*event);
-        return !cycle.isIndexing();
-    }));
-    EXPECT_GT(view.rows, 0u);
-    EXPECT_LT(view.rows, static_cast<std::size_t>(kRows));
-    EXPECT_NE(cycle.getStatusText().find(L"central index searched only in part"),
-              std::wstring::npos)
-        << Kerf::Util::toNarrow(cycle.getStatusText());
 }

@@ -1,0 +1,58 @@
+// The search cycle over the central index when its server goes away in the
+// middle of the rows: those that came stay in the list, and the status says
+// that the rest may be missing.
+
+#include "CycleTestSupport.h"
+#include "central/CentralTestSupport.h"
+
+namespace {
+
+// The user's search is ended on the server at the first row, while the rest
+// of the rows are still on their way.
+struct ServerLostAtFirstRow : CycleTest::RowsView {
+    std::string conninfo;
+    void insertItem(const Kerf::QuireLib::CEmailMetadata& record) override {
+        if (rows.empty())
+            Kerf::Central::CPgConnection(conninfo).query(
+                "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
+                "WHERE usename = current_user AND pid <> pg_backend_pid()");
+        RowsView::insertItem(record);
+    }
+};
+
+using CentralRows = QoTest::IndexFolder;
+
+} // namespace
+
+TEST_F(CentralRows, AServerLostPartWayLeavesTheRowsThatCameAndSaysSo) {
+    QO_REQUIRE_POSTGRES(server);
+    constexpr int kRows = 500;
+    const std::filesystem::path mail = QoTest::copiesOfTheSample(dir.path(), kRows);
+    {
+        // Rows of 64 KB each: far more than the connection holds in flight.
+        Kerf::Central::CPgConnection db(server.indexd);
+        Kerf::Central::createSchema(db);
+        const std::string folder = mail.string() + "/";
+        db.query("INSERT INTO qosearch.folders (id, path) VALUES (1, $1)", {folder});
+        db.query("INSERT INTO qosearch.folder_readers VALUES (1, 'public')");
+        db.query("INSERT INTO qosearch.messages (path, location, folder_id, file_name, "
+                 "modified_ns, size, subject, subject_words) SELECT $1 || 'm' || i || '.msg', "
+                 "$1, 1, 'm' || i || '.msg', 0, 0, repeat('budget ', 9000), 'budget' "
+                 "FROM generate_series(0, $2::integer - 1) i",
+                 {folder, std::to_string(kRows)});
+    }
+    ServerLostAtFirstRow view;
+    view.conninfo = server.userA;
+    Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
+    cycle.initialise();
+    cycle.setCentralIndex({server.userA, {Kerf::Util::fromPath(dir.path())}});
+    Kerf::QuireLib::SearchCriteria criteria;
+    criteria.m_sSubject = L"budget";
+    ASSERT_TRUE(cycle.findNow(criteria, {Kerf::Util::fromPath(mail)}));
+    EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isIndexing(); }));
+    EXPECT_GT(view.rows.size(), 0u);
+    EXPECT_LT(view.rows.size(), static_cast<std::size_t>(kRows));
+    EXPECT_NE(cycle.getStatusText().find(L"central index searched only in part"),
+              std::wstring::npos)
+        << Kerf::Util::toNarrow(cycle.getStatusText());
+}
