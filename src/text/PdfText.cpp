@@ -14,6 +14,7 @@
 #include "support/Paths.h"
 #include "support/Strings.h"
 #include "support/Trace.h"
+#include "support/WriteAll.h"
 
 #include <poppler/cpp/poppler-document.h>
 #include <poppler/cpp/poppler-global.h>
@@ -38,26 +39,13 @@ namespace {
 
 void ignorePopplerMessage(const std::string&, void*) {}
 
-bool writeAll(int fd, const std::uint8_t* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        data += n;
-        size -= static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
 // The document as a file in memory, to be the helper's standard input: no
 // writing into one pipe while reading from another. -1 when none can be made.
 int documentFile(std::span<const std::uint8_t> bytes) {
     const int fd = ::memfd_create("qosearch-pdf", MFD_CLOEXEC);
     if (fd < 0)
         return -1;
-    if (!writeAll(fd, bytes.data(), bytes.size()) || ::lseek(fd, 0, SEEK_SET) != 0) {
+    if (!Util::writeAll(fd, bytes.data(), bytes.size()) || ::lseek(fd, 0, SEEK_SET) != 0) {
         ::close(fd);
         return -1;
     }

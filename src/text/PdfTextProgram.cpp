@@ -8,6 +8,7 @@
 #include "text/DocumentText.h"
 
 #include "support/Strings.h"
+#include "support/WriteAll.h"
 
 #include <cerrno>
 #include <charconv>
@@ -69,19 +70,6 @@ bool readAll(int fd, std::vector<std::uint8_t>& bytes) {
     }
 }
 
-bool writeAll(int fd, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        data += n;
-        size -= static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -114,7 +102,7 @@ int main(int argc, char** argv) {
         if (readAll(STDIN_FILENO, bytes)) {
             const std::string text =
                 Kerf::Util::toNarrow(Kerf::QuireLib::DocumentText::pdfTextInProcess(bytes, limits));
-            status = writeAll(STDOUT_FILENO, text.data(), text.size()) ? 0 : 1;
+            status = Kerf::Util::writeAll(STDOUT_FILENO, text.data(), text.size()) ? 0 : 1;
         }
     } catch (...) {
     }
