@@ -228,7 +228,7 @@ protected:
         copyCorpus(mail / "Alpha", {kMessages.begin(), kMessages.begin() + 5});
         copyCorpus(mail / "Beta", {kMessages.begin() + 5, kMessages.end()});
         dlg = user.searchedWindow(mail);
-        ASSERT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size()));
+        ASSERT_EQ(list().GetItemCount(), static_cast<int>(kMessages.size())) << status(*dlg);
     }
     Kerf::QuireLib::CSortListCtrl& list() { return dlg->resultsList(); }
     /// The row showing the file, or -1.
