@@ -10,17 +10,17 @@
 #include "support/Strings.h"
 #include "support/WriteAll.h"
 
-#include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
+#include <span>
 #include <string_view>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 // An address-space cap would starve the sanitizers' shadow memory.
 #if defined(__SANITIZE_ADDRESS__)
@@ -53,21 +53,17 @@ std::uint64_t mappedBytes() {
 }
 #endif
 
-bool readAll(int fd, std::vector<std::uint8_t>& bytes) {
+// The document, mapped rather than read into a copy: the indexer hands it
+// over as a file in memory. Empty when the input is empty or no file.
+std::span<const std::uint8_t> mappedInput() {
     struct stat info {};
-    if (::fstat(fd, &info) == 0 && info.st_size > 0)
-        bytes.reserve(static_cast<std::size_t>(info.st_size));
-    std::uint8_t buffer[64 * 1024];
-    for (;;) {
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return false;
-        if (n == 0)
-            return true;
-        bytes.insert(bytes.end(), buffer, buffer + n);
-    }
+    if (::fstat(STDIN_FILENO, &info) != 0 || info.st_size <= 0)
+        return {};
+    const auto size = static_cast<std::size_t>(info.st_size);
+    void* bytes = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, STDIN_FILENO, 0);
+    if (bytes == MAP_FAILED)
+        return {};
+    return {static_cast<const std::uint8_t*>(bytes), size};
 }
 
 } // namespace
@@ -98,12 +94,9 @@ int main(int argc, char** argv) {
 #endif
     int status = 1;
     try {
-        std::vector<std::uint8_t> bytes;
-        if (readAll(STDIN_FILENO, bytes)) {
-            const std::string text =
-                Kerf::Util::toNarrow(Kerf::QuireLib::DocumentText::pdfTextInProcess(bytes, limits));
-            status = Kerf::Util::writeAll(STDOUT_FILENO, text.data(), text.size()) ? 0 : 1;
-        }
+        const std::string text = Kerf::Util::toNarrow(
+            Kerf::QuireLib::DocumentText::pdfTextInProcess(mappedInput(), limits));
+        status = Kerf::Util::writeAll(STDOUT_FILENO, text.data(), text.size()) ? 0 : 1;
     } catch (...) {
     }
     // Without the leak checker's pass at exit: what poppler keeps until the
