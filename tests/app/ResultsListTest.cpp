@@ -98,7 +98,6 @@ TEST_F(WindowResultsList, SortsKeepRepliesWithTheirOriginalNewestFirstAndAcrossA
     const QModelIndex folder = list().model()->index(quick, Folder);
     EXPECT_EQ(folder.data(Qt::ToolTipRole).toString().toStdWString(),
               fromPath(mail / "Beta") + L"/");
-    EXPECT_EQ(dlg->getItemPath(quick), fromPath(mail / "Beta" / "poi_quick.msg"));
 }
 
 // Enter in the folder field searches it (with no folder, nothing); Clear
@@ -166,9 +165,6 @@ TEST_F(WindowResultsList, SelectingARowPreviewsItsRecordFromTheIndex) {
     list().setCurrentIndex(list().model()->index(row("poi_example_sent_regular.msg"), 0));
     const QString full = preview.toPlainText();
     EXPECT_TRUE(full.contains("\nCc:\t\t") && full.contains("\nBcc:\t\t")) << full.toStdString();
-    // A message the index holds without a date.
-    list().setCurrentIndex(list().model()->index(row("mr_Simple.msg"), 0));
-    EXPECT_TRUE(preview.toPlainText().startsWith("Sent:\t\t(not sent)\n"));
 }
 
 TEST_F(WindowResultsList, CtrlCAndCtrlXPutTheFilesOnTheClipboardForFileManagers) {

