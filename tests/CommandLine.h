@@ -18,17 +18,11 @@ struct CommandResult {
     int status = -1;
     std::string out;
     std::string err;
-    std::vector<std::string> lines() const {
-        std::vector<std::string> result;
-        std::istringstream in(out);
-        for (std::string line; std::getline(in, line);)
-            result.push_back(line);
-        return result;
-    }
     /// The last field of every row "find" printed: the message files found.
     std::multiset<std::string> fileNames() const {
         std::multiset<std::string> names;
-        for (const std::string& line : lines())
+        std::istringstream in(out);
+        for (std::string line; std::getline(in, line);)
             names.insert(line.substr(line.rfind('\t') + 1));
         return names;
     }
