@@ -62,6 +62,10 @@ TEST(MessageReader, AddressesAreTheSmtpOnesOfSenderAndEachRecipient) {
                           {L"Ben", L"ben@x.org", 2, L"SMTP", {}},
                           {L"Cy", L"/O=FIRM/CN=CY", 3, L"EX", {}},
                           {L"Di", L"di@x.org", 1, L"SMTP", {}}};
+    // An attached message's recipients are its own, not this message's.
+    auto inner = std::make_shared<MsgMessage>();
+    inner->recipients = {{L"Inner", L"inner@x.org", 1, L"SMTP", {}}};
+    message.attachments.push_back({5, L"fw.msg", {}, inner});
     const CEmailMetadata_File record = files.roundTrip(message);
     EXPECT_EQ(record.GetRecipients(RecipientKind::To),
               (std::vector<MailRecipient>{{L"Ann", L"ann@firm.com"}, {L"Di", L"di@x.org"}}));

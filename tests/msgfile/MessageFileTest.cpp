@@ -95,29 +95,6 @@ TEST(PropertyReader, FailuresCarryTheirContext) {
                  CMapiException);
 }
 
-TEST(MapiMessage, RecipientTableListsThisMessagesOwnRecipients) {
-    MsgMessage written = QoTest::simpleMessage();
-    written.recipients = {{L"Ben Clarke", L"ben@example.com", 1, L"SMTP", {}},
-                          {L"Clara Dubois", L"clara@example.com", 2, L"SMTP", {}},
-                          {L"Dora Evans", L"dora@example.com", 3, L"SMTP", {}}};
-    auto inner = std::make_shared<MsgMessage>();
-    inner->recipients = {{L"Inner Person", L"inner@example.com", 1, L"SMTP", {}}};
-    written.attachments.push_back({5, L"fw.msg", {}, inner, {}});
-    OpenedMessage m = open(written);
-    ASSERT_TRUE(m.message);
-
-    std::unique_ptr<CTable> recipients;
-    ASSERT_EQ(m.message->GetRecipientTable(recipients), S_OK);
-    const ULONG columns[] = {PR_DISPLAY_NAME_W, PR_RECIPIENT_TYPE};
-    recipients->SetColumns(columns);
-    std::vector<std::vector<SPropValue>> rows;
-    ASSERT_EQ(recipients->QueryRows(rows), S_OK);
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[0][0].text, L"Ben Clarke");
-    EXPECT_EQ(rows[1][1].l(), 2);
-    EXPECT_EQ(rows[2][0].text, L"Dora Evans");
-}
-
 TEST(CompoundStorage, RefusesDamageThePartUnderneathCannotBearItself) {
     const std::vector<std::uint8_t> good = QoMsg::writeMsgBytes(QoTest::simpleMessage());
     const std::uint32_t directorySector = good[0x30] | good[0x31] << 8 | good[0x32] << 16;
