@@ -36,10 +36,6 @@ namespace {
 const auto* const g_environment =
     ::testing::AddGlobalTestEnvironment(new QoTest::WidgetTestEnvironment("text_tests"));
 
-std::string narrow(const std::wstring& text) {
-    return Kerf::Util::toNarrow(text);
-}
-
 std::string slide(const std::string& text) {
     return "<p:sld xmlns:p=\"p\" xmlns:a=\"a\"><a:p><a:r><a:t>" + text +
            "</a:t></a:r></a:p></p:sld>";
@@ -70,7 +66,7 @@ TEST(DocumentText, KindFollowsTheExtensionElseTheMimeType) {
         {L"archive.tar.gz", L"", Kind::None},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(DocumentText::kindOf(c.name, c.mime), c.kind) << narrow(c.name);
+        EXPECT_EQ(DocumentText::kindOf(c.name, c.mime), c.kind) << Util::toNarrow(c.name);
 }
 
 TEST(DocumentText, CommonDocumentsGiveTheirTextInOrder) {
@@ -114,7 +110,8 @@ TEST(DocumentText, CommonDocumentsGiveTheirTextInOrder) {
          {"echidna", "café"}},
     };
     for (const auto& c : cases) {
-        const std::string text = narrow(DocumentText::extract(c.kind, c.bytes, c.codePage, limits));
+        const std::string text =
+            Util::toNarrow(DocumentText::extract(c.kind, c.bytes, c.codePage, limits));
         std::size_t at = 0;
         for (const std::string& part : c.inOrder) {
             const std::size_t found = text.find(part, at);
@@ -147,7 +144,7 @@ TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
     };
     for (const auto& c : cases) {
         const std::wstring text = DocumentText::extract(c.kind, c.bytes, 1252, c.limits);
-        EXPECT_FALSE(hasWords(text)) << c.what << ": " << narrow(text);
+        EXPECT_FALSE(hasWords(text)) << c.what << ": " << Util::toNarrow(text);
     }
     // The same documents within their limits do give text.
     EXPECT_NE(DocumentText::pdfText(pdf, {}).find(L"bilby"), std::wstring::npos);
