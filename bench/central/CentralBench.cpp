@@ -413,7 +413,7 @@ int main(int argc, char** argv) {
             std::size_t found = 0;
             try {
                 Central::searchCentralIndex(reader, kind.criteria(i), everywhere,
-                                            [&](QuireLib::CEmailMetadata&&) {
+                                            [&](QuireLib::CEmailMetadata&&, std::size_t) {
                                                 onRow();
                                                 ++found;
                                             });
@@ -453,7 +453,7 @@ int main(int argc, char** argv) {
         dateRange(c, i, std::max<int>(1, static_cast<int>(10000.0 * 15 * 365 / (rows * 2.0 / 3))));
         std::size_t found = 0;
         Central::searchCentralIndex(reader, c, everywhere,
-                                    [&found](QuireLib::CEmailMetadata&&) { ++found; });
+                                    [&found](QuireLib::CEmailMetadata&&, std::size_t) { ++found; });
         return found;
     });
     std::printf("%-26s median %7.1f ms, worst %7.1f ms (%6zu rows)\n", "a broad date range",

@@ -385,12 +385,14 @@ void CQoSearchDlg::updateButtons() {
         m_pRefreshTimer->start();
     else if (!indexing)
         m_pRefreshTimer->stop();
+    // The central index's rows may still come after the indexing ended.
+    const bool busy = m_cycle.isBusy();
     // A stopped run that is still ending cannot be stopped again.
-    m_pStop->setEnabled(indexing && !m_cycle.isStopping());
+    m_pStop->setEnabled(busy && !m_cycle.isStopping());
     // Busy until the first counts arrive, and while a stopped run ends.
-    if (indexing && (m_pProgress->isHidden() || m_cycle.isStopping()))
+    if (busy && (!indexing || m_pProgress->isHidden() || m_cycle.isStopping()))
         m_pProgress->setRange(0, 0);
-    m_pProgress->setVisible(indexing);
+    m_pProgress->setVisible(busy);
 }
 
 void CQoSearchDlg::showIndexerCounts(std::size_t indexed, std::size_t remaining) {
@@ -464,7 +466,7 @@ void CQoSearchDlg::OnEscape() {
         edit->clear();
         return;
     }
-    if (m_cycle.isIndexing() && !m_cycle.isStopping())
+    if (m_cycle.isBusy() && !m_cycle.isStopping())
         OnBnClickedStop();
 }
 
@@ -528,7 +530,8 @@ void CQoSearchDlg::bringToFront() {
 bool CQoSearchDlg::event(QEvent* e) {
     if (const auto event = CWindowEventSink::indexerEventOf(*e)) {
         m_cycle.handle(*event);
-        if (event->message == Kerf::Search::IndexerMessage::EndWork)
+        if (event->message == Kerf::Search::IndexerMessage::EndWork ||
+            event->message == Kerf::Search::IndexerMessage::RowsArrived)
             updateButtons();
         return true;
     }

@@ -58,7 +58,7 @@ public:
         const bool loading = m_dlg->locationPane().GetLocationsList().IsLoading();
         const bool busy = duringIndexing
                               ? m_dlg->cycle().isIndexing() && m_dlg->progressBar().value() <= 0
-                              : m_dlg->cycle().isIndexing() || loading;
+                              : m_dlg->cycle().isBusy() || loading;
         if (busy && m_waitedMs < kSearchLimitMs) {
             const int pollMs = duringIndexing ? 20 : 200;
             m_waitedMs += pollMs;

@@ -7,7 +7,7 @@ using Kerf::Search::IndexerMessage;
 
 namespace {
 constexpr int kFirstMessage = static_cast<int>(IndexerMessage::BeginWork);
-constexpr int kLastMessage = static_cast<int>(IndexerMessage::EndUpdatingIndexItem);
+constexpr int kLastMessage = static_cast<int>(IndexerMessage::RowsArrived);
 
 /// A Qt event that keeps the indexer event it was made from.
 class IndexerQtEvent : public QEvent {

@@ -131,13 +131,16 @@ void inSearchTransaction(CPgConnection& connection, const std::function<void()>&
 } // namespace
 
 void searchCentralIndex(CPgConnection& connection, const QuireLib::SearchCriteria& criteria,
-                        const std::vector<std::wstring>& folders,
-                        const std::function<void(QuireLib::CEmailMetadata&&)>& onRecord) {
+                        const std::vector<std::wstring>& folders, const OnCentralRecord& onRecord) {
     const CentralQuery query = buildCentralQuery(criteria, folders);
     inSearchTransaction(connection, [&] {
         connection.queryRows(query.sql, query.params, [&](const CPgResult& rows) {
-            for (int r = 0; r < rows.rows(); ++r)
-                onRecord(recordOf(rows, r));
+            for (int r = 0; r < rows.rows(); ++r) {
+                std::size_t textBytes = 0;
+                for (int c = 0; c < 7; ++c)
+                    textBytes += rows.view(r, c).size();
+                onRecord(recordOf(rows, r), textBytes);
+            }
         });
     });
 }

@@ -33,12 +33,15 @@ bool centralIndexAnswers(const QuireLib::SearchCriteria& criteria);
 CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
                                const std::vector<std::wstring>& folders);
 
+/// Takes one matching message's record and the bytes of text its row held.
+using OnCentralRecord = std::function<void(QuireLib::CEmailMetadata&&, std::size_t textBytes)>;
+
 /// Runs the search, handing over one record per matching message as its row
 /// arrives, in no set order: the first long before the last of a search that
 /// finds tens of thousands, and none kept waiting for the others. The server
-/// ends a search still running after kRunawaySearch.
+/// ends a search still running after kRunawaySearch; one that onRecord
+/// throws out of is stopped there.
 void searchCentralIndex(CPgConnection& connection, const QuireLib::SearchCriteria& criteria,
-                        const std::vector<std::wstring>& folders,
-                        const std::function<void(QuireLib::CEmailMetadata&&)>& onRecord);
+                        const std::vector<std::wstring>& folders, const OnCentralRecord& onRecord);
 
 } // namespace Kerf::Central

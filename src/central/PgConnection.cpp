@@ -149,12 +149,26 @@ void CPgConnection::queryRows(const std::string& sql, const Params& params,
             if (!failure && rows.rows() > 0)
                 onRows(rows);
         } catch (...) {
+            // The rest of the answer is of no use: the server is asked to
+            // stop sending it rather than read to its end.
+            if (!failure && PQresultStatus(result) == PGRES_SINGLE_TUPLE)
+                cancelStatement();
             if (!failure)
                 failure = std::current_exception();
         }
     }
     if (failure)
         std::rethrow_exception(failure);
+}
+
+void CPgConnection::cancelStatement() {
+    PGcancel* cancel = PQgetCancel(m_pConn);
+    if (cancel == nullptr)
+        return;
+    char reason[256];
+    if (PQcancel(cancel, reason, sizeof reason) != 1)
+        Trace::tracef("The central index's statement could not be cancelled: %s\n", reason);
+    PQfreeCancel(cancel);
 }
 
 CPgResult CPgConnection::queryPrepared(const std::string& sql, const Params& params) {

@@ -53,7 +53,9 @@ public:
     CPgResult query(const std::string& sql, const Params& params = {});
     /// Runs one statement and hands its rows over as they arrive, one
     /// result a row (libpq's single-row mode): the first are there long
-    /// before the last. Throws as query() does, once the answer has ended.
+    /// before the last. Throws as query() does, once the answer has ended;
+    /// when onRows throws, the server is asked to stop the statement and
+    /// that exception is thrown.
     void queryRows(const std::string& sql, const Params& params,
                    const std::function<void(const CPgResult& rows)>& onRows);
     /// The same for a statement run many times over: the server parses and
@@ -72,6 +74,8 @@ public:
     std::string user() const;
 
 private:
+    /// Asks the server to stop the statement this connection runs.
+    void cancelStatement();
     CPgResult check(pg_result* result, const std::string& sql);
 
     pg_conn* m_pConn = nullptr;

@@ -120,13 +120,12 @@ int runFind(const Args& args) {
     }
     cycle.initialise();
     if (cycle.getLastError().empty()) {
-        if (options->noUpdate) {
-            cycle.searchIndexOnly(options->criteria, options->folders);
-        } else if (cycle.findNow(options->criteria, options->folders)) {
-            while (cycle.isIndexing())
-                if (auto message = sink->take(std::chrono::milliseconds(200)))
-                    cycle.handle(*message);
-        }
+        const bool started = options->noUpdate
+                                 ? cycle.searchIndexOnly(options->criteria, options->folders)
+                                 : cycle.findNow(options->criteria, options->folders);
+        while (started && cycle.isBusy())
+            if (auto message = sink->take(std::chrono::milliseconds(200)))
+                cycle.handle(*message);
     }
     const bool failed = !cycle.getLastError().empty();
     // Rows found before indexing stopped are still the answer, if a partial one.

@@ -6,8 +6,6 @@
 #include "support/Strings.h"
 #include "support/Trace.h"
 
-#include <unistd.h>
-
 namespace Kerf::QuireLib {
 
 using Search::IndexerMessage;
@@ -22,6 +20,7 @@ CMailSearchCycle::CMailSearchCycle(ISearchView& view, std::shared_ptr<Search::IE
     : m_view(view), m_pSink(std::move(sink)), m_place(std::move(place)) {}
 
 CMailSearchCycle::~CMailSearchCycle() {
+    m_pCentralRun.reset();
     closeIndexer();
 }
 
@@ -129,6 +128,7 @@ void CMailSearchCycle::indexingStopped(const std::wstring& reason) {
 bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories& locations) {
     KERF_TRACE_ENTRY("CQoSearchDlg::startSearch");
     askIndexerToStop();
+    m_pCentralRun.reset();
     m_bStartPending = false;
     m_stoppedStatus.reset();
     m_sLastError.clear();
@@ -148,6 +148,7 @@ bool CMailSearchCycle::prepare(const SearchCriteria& criteria, const Directories
     m_searchedDirectories.clear();
     m_view.deleteAllRows();
     m_view.clearPreview();
+    startCentralSearch(std::move(m_pCentral));
     return true;
 }
 
@@ -184,11 +185,19 @@ bool CMailSearchCycle::searchIndexOnly(const SearchCriteria& criteria,
     }
     if (!m_sLastError.empty())
         return false;
-    setStatus(withCentralNotice(StatusTexts::matchesFound(matchCount(), 0)));
+    m_finalStatus = [this] {
+        return withCentralNotice(StatusTexts::matchesFound(matchCount(), 0));
+    };
+    setStatus(m_finalStatus());
     return true;
 }
 
 void CMailSearchCycle::handle(const Search::IndexerEvent& event) {
+    if (event.message == IndexerMessage::RowsArrived) {
+        if (m_pCentralRun && event.run == m_pCentralRun->run())
+            takeCentralRows();
+        return;
+    }
     if (m_pStopping && event.run == m_pStopping->getRunNumber()) {
         if (event.message == IndexerMessage::EndWork)
             finishStopping();
@@ -251,6 +260,9 @@ void CMailSearchCycle::showSearchFinish(bool stopped) {
         m_view.clearPreview();
         m_matchedMessages.clear();
         m_searchedDirectories.clear();
+        // The central index's rows went with them: it is asked again.
+        if (!m_centralLocations.empty())
+            startCentralSearch(nullptr);
     }
     refreshSearch();
     if (!m_sLastError.empty())
@@ -274,17 +286,21 @@ void CMailSearchCycle::showSearchFinish(bool stopped) {
     };
     const std::wstring status = m_finalStatus();
     setStatus(status);
-    setIncomplete(stopped || !notSearched.empty() ? status : L"");
+    setIncomplete(stopped || !notSearched.empty() || m_bCentralIncomplete ? status : L"");
 }
 
 void CMailSearchCycle::forgetMessages(const std::vector<std::wstring>& paths) {
     for (const std::wstring& path : paths)
         if (m_matchedMessages.contains(path))
             m_forgotten.insert(path);
+    showFinalStatusAgain(false);
+}
+
+void CMailSearchCycle::showFinalStatusAgain(bool incomplete) {
     // While it runs the search's own status follows the count.
     if (!m_finalStatus || isIndexing())
         return;
-    const bool incomplete = m_sIncomplete == m_sStatus;
+    incomplete = incomplete || (!m_sIncomplete.empty() && m_sIncomplete == m_sStatus);
     setStatus(m_finalStatus());
     if (incomplete)
         setIncomplete(m_sStatus);
@@ -321,13 +337,17 @@ void CMailSearchCycle::updateStatusViaIndexer() {
 }
 
 void CMailSearchCycle::stop() {
-    if (m_pIndexer)
+    const bool centralStopped = stopCentralSearch();
+    if (m_pIndexer) {
         showSearchFinish(true);
-    else if (m_bStartPending)
+    } else if (m_bStartPending) {
         // The search waited for the previous run to end and never began.
         setStatus(StatusTexts::matchesFound(matchCount(), 0));
-    else
-        return; // nothing runs, or it is ending already
+    } else {
+        if (centralStopped)
+            showFinalStatusAgain(true);
+        return; // nothing else runs, or it is ending already
+    }
     KERF_TRACE_ENTRY("CQoSearchDlg::stopSearch");
     m_bStartPending = false;
     askIndexerToStop();
@@ -338,6 +358,7 @@ void CMailSearchCycle::stop() {
 void CMailSearchCycle::clear() {
     KERF_TRACE_ENTRY("CQoSearchDlg::stopSearch");
     askIndexerToStop();
+    m_pCentralRun.reset();
     m_bStartPending = false;
     m_stoppedStatus.reset();
     m_view.deleteAllRows();
@@ -434,7 +455,6 @@ void CMailSearchCycle::searchDirectories() {
     const int waitDepth = m_iWaitDepth;
     try {
         runner.go();
-        searchCentralIndex();
         return;
     } catch (const CIndexException& e) {
         if (e.getFault() == IndexFault::Query)
@@ -529,39 +549,52 @@ void CMailSearchCycle::chooseCentralLocations() {
     }
 }
 
-void CMailSearchCycle::searchCentralIndex() {
-    if (!m_pCentral || m_centralLocations.empty())
+void CMailSearchCycle::startCentralSearch(std::unique_ptr<Central::CPgConnection> connection) {
+    m_pCentralRun.reset();
+    m_bCentralIncomplete = false;
+    if (m_centralLocations.empty())
         return;
-    // Each row goes into the list as it arrives: the list fills while the
-    // server still reads, and no record of tens of thousands waits for it.
-    bool adding = false;
-    std::size_t arrived = 0;
-    const auto insertRow = [&](CEmailMetadata&& record) {
-        ++arrived;
-        const std::wstring path = record.GetStringValue(L"Location");
-        // The row says the user's role may read the folder; whether this
-        // file opens is the file system's word.
-        if (m_matchedMessages.count(path) != 0 || ::access(Util::toNarrow(path).c_str(), R_OK) != 0)
-            return;
-        if (!adding) {
-            startOptimisedAdd(0);
-            adding = true;
+    m_sCentralNotice.clear();
+    m_pCentralRun =
+        std::make_unique<CCentralSearchRun>(std::move(connection), m_central.conninfo, m_criteria,
+                                            m_centralLocations, m_pSink, ++m_iCentralRun);
+}
+
+void CMailSearchCycle::takeCentralRows() {
+    CCentralSearchRun::Batch batch = m_pCentralRun->take();
+    if (!batch.records.empty()) {
+        startOptimisedAdd(0);
+        for (const CEmailMetadata& record : batch.records) {
+            const std::wstring path = record.GetStringValue(L"Location");
+            if (!m_matchedMessages.insert(path).second)
+                continue;
+            m_searchedDirectories.insert(path.substr(0, path.find_last_of(L'/') + 1));
+            InsertItem(record);
         }
-        m_matchedMessages.insert(path);
-        m_searchedDirectories.insert(path.substr(0, path.find_last_of(L'/') + 1));
-        InsertItem(record);
-    };
-    try {
-        Central::searchCentralIndex(*m_pCentral, m_criteria, m_centralLocations, insertRow);
-    } catch (const CExceptionBase& e) {
+        finishOptimisedAdd();
+    }
+    if (!batch.finished) {
+        showFinalStatusAgain(false);
+        return;
+    }
+    m_pCentralRun.reset();
+    if (!batch.error.empty()) {
         // Too late to hand these locations to the per-user index's update:
         // the status says that their matches are missing, or some of them.
-        m_pCentral.reset();
-        m_sCentralNotice = arrived == 0 ? Central::failureNotice(e.getMessage())
-                                        : Central::interruptedNotice(e.getMessage());
+        m_bCentralIncomplete = true;
+        m_sCentralNotice = batch.arrived == 0 ? Central::failureNotice(batch.error)
+                                              : Central::interruptedNotice(batch.error);
     }
-    if (adding)
-        finishOptimisedAdd();
+    showFinalStatusAgain(m_bCentralIncomplete);
+}
+
+bool CMailSearchCycle::stopCentralSearch() {
+    if (!m_pCentralRun)
+        return false;
+    m_pCentralRun.reset();
+    m_bCentralIncomplete = true;
+    m_sCentralNotice = Central::interruptedNotice(L"the search was stopped");
+    return true;
 }
 
 std::wstring CMailSearchCycle::withCentralNotice(std::wstring status) const {

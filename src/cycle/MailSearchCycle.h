@@ -14,6 +14,7 @@
 
 #include "central/CentralSettings.h"
 #include "central/PgConnection.h"
+#include "cycle/CentralSearchRun.h"
 #include "mail/MailQueryRunner.h"
 #include "mail/RecursiveMailIndexer.h"
 #include "mail/SearchCriteria.h"
@@ -128,6 +129,9 @@ public:
 
     /// True while a run works, is ending after Stop, or waits to start.
     bool isIndexing() const { return m_pIndexer != nullptr || m_pStopping != nullptr; }
+    /// True while indexing, or while the central index's rows still come:
+    /// the front end hands over events and offers Stop until it is false.
+    bool isBusy() const { return isIndexing() || m_pCentralRun != nullptr; }
     /// True while a stopped run ends and no search waits to start after it.
     bool isStopping() const { return m_pStopping != nullptr && !m_bStartPending; }
     const std::wstring& getStatusText() const { return m_sStatus; }
@@ -192,9 +196,17 @@ private:
     /// Moves the locations the central index covers out of m_locations when
     /// it answers; otherwise leaves them to the per-user index with a notice.
     void chooseCentralLocations();
-    /// Adds the central index's matches that are not shown yet and that the
-    /// user may open.
-    void searchCentralIndex();
+    /// Starts the central index's search on its own thread, with the
+    /// connection made for it or, without one, a new one.
+    void startCentralSearch(std::unique_ptr<Central::CPgConnection> connection);
+    /// Adds the central index's rows that came and are not shown yet; when
+    /// its search has ended, the status says so.
+    void takeCentralRows();
+    /// Ends the central index's search; false when none ran.
+    bool stopCentralSearch();
+    /// The final status again, for a count or a notice that changed after it
+    /// was shown; the incomplete-results bar follows it when it showed it.
+    void showFinalStatusAgain(bool incomplete);
     /// The final status with what the central index left to say.
     std::wstring withCentralNotice(std::wstring status) const;
     void setStatus(const std::wstring& text);
@@ -232,7 +244,11 @@ private:
     Central::CentralIndexSettings m_central;
     std::unique_ptr<Central::CPgConnection> m_pCentral;
     Directories m_centralLocations;
+    std::unique_ptr<CCentralSearchRun> m_pCentralRun;
+    std::uint64_t m_iCentralRun = 0;
     std::wstring m_sCentralNotice;
+    /// The central index's search ended early (stopped, or the server failed).
+    bool m_bCentralIncomplete = false;
     PathSet m_matchedMessages;
     /// Matches whose files the user removed since the search began.
     PathSet m_forgotten;

@@ -26,6 +26,9 @@ enum class IndexerMessage : int {
     EndUpdatingIndex = 12,
     BeginUpdatingIndexItem = 13,
     EndUpdatingIndexItem = 14,
+    /// Rows of a search that runs on a thread of its own wait to be taken;
+    /// the number is that search's, not an indexer run's.
+    RowsArrived = 15,
 };
 
 /// One message of one run of an indexer.

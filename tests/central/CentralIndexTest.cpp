@@ -50,7 +50,7 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayRead) {
         std::set<std::string> found;
         Kerf::Central::searchCentralIndex(
             connection, criteria, {tree.root.wstring()},
-            [&](Kerf::QuireLib::CEmailMetadata&& record) {
+            [&](Kerf::QuireLib::CEmailMetadata&& record, std::size_t) {
                 const std::string relative = fs::path(record.GetStringValue(L"Location"))
                                                  .lexically_relative(tree.root)
                                                  .string();

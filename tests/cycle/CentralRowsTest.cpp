@@ -20,17 +20,18 @@ struct ServerLostAtFirstRow : CycleTest::RowsView {
     }
 };
 
-using CentralRows = QoTest::IndexFolder;
+// Rows of 64 KB each under `mail`, readable by every role: far more than the
+// connection holds in flight, or than the search keeps waiting for the list.
+class CentralRows : public QoTest::IndexFolder {
+protected:
+    static constexpr int kRows = 500;
+    std::filesystem::path mail = QoTest::copiesOfTheSample(dir.path(), kRows);
 
-} // namespace
-
-TEST_F(CentralRows, AServerLostPartWayLeavesTheRowsThatCameAndSaysSo) {
-    QO_REQUIRE_POSTGRES(server);
-    constexpr int kRows = 500;
-    const std::filesystem::path mail = QoTest::copiesOfTheSample(dir.path(), kRows);
-    {
-        // Rows of 64 KB each: far more than the connection holds in flight.
+    template <typename View>
+    void search(const QoTest::PostgresServer& server, Kerf::QuireLib::CMailSearchCycle& cycle,
+                View& view) {
         Kerf::Central::CPgConnection db(server.indexd);
+        db.run("DROP SCHEMA IF EXISTS qosearch CASCADE");
         Kerf::Central::createSchema(db);
         const std::string folder = mail.string() + "/";
         db.query("INSERT INTO qosearch.folders (id, path) VALUES (1, $1)", {folder});
@@ -40,19 +41,40 @@ TEST_F(CentralRows, AServerLostPartWayLeavesTheRowsThatCameAndSaysSo) {
                  "$1, 1, 'm' || i || '.msg', 0, 0, repeat('budget ', 9000), 'budget' "
                  "FROM generate_series(0, $2::integer - 1) i",
                  {folder, std::to_string(kRows)});
+        cycle.initialise();
+        cycle.setCentralIndex({server.userA, {Kerf::Util::fromPath(dir.path())}});
+        Kerf::QuireLib::SearchCriteria criteria;
+        criteria.m_sSubject = L"budget";
+        ASSERT_TRUE(cycle.findNow(criteria, {Kerf::Util::fromPath(mail)}));
+        EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !view.rows.empty(); }));
     }
-    ServerLostAtFirstRow view;
-    view.conninfo = server.userA;
-    Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
-    cycle.initialise();
-    cycle.setCentralIndex({server.userA, {Kerf::Util::fromPath(dir.path())}});
-    Kerf::QuireLib::SearchCriteria criteria;
-    criteria.m_sSubject = L"budget";
-    ASSERT_TRUE(cycle.findNow(criteria, {Kerf::Util::fromPath(mail)}));
-    EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isIndexing(); }));
-    EXPECT_GT(view.rows.size(), 0u);
-    EXPECT_LT(view.rows.size(), static_cast<std::size_t>(kRows));
-    EXPECT_NE(cycle.getStatusText().find(L"central index searched only in part"),
-              std::wstring::npos)
-        << Kerf::Util::toNarrow(cycle.getStatusText());
+};
+
+} // namespace
+
+TEST_F(CentralRows, AServerLostOrAStopPartWayLeavesTheRowsThatCameAndSaysSo) {
+    QO_REQUIRE_POSTGRES(server);
+    {
+        ServerLostAtFirstRow view;
+        view.conninfo = server.userA;
+        Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
+        search(server, cycle, view);
+        EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isBusy(); }));
+        EXPECT_LT(view.rows.size(), static_cast<std::size_t>(kRows));
+        EXPECT_NE(cycle.getStatusText().find(L"central index searched only in part"),
+                  std::wstring::npos)
+            << Kerf::Util::toNarrow(cycle.getStatusText());
+    }
+    {
+        // Stop ends the central index's search at once, while its rows come.
+        CycleTest::RowsView view;
+        Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
+        search(server, cycle, view);
+        cycle.stop();
+        EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isBusy(); }));
+        EXPECT_LT(view.rows.size(), static_cast<std::size_t>(kRows));
+        EXPECT_NE(cycle.getStatusText().find(L"searched only in part: the search was stopped"),
+                  std::wstring::npos)
+            << Kerf::Util::toNarrow(cycle.getStatusText());
+    }
 }

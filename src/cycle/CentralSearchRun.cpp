@@ -1,0 +1,155 @@
+#include "cycle/CentralSearchRun.h"
+
+#include "central/CentralSearch.h"
+#include "central/CentralSettings.h"
+#include "support/Exception.h"
+#include "support/Strings.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <optional>
+
+namespace Kerf::QuireLib {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Text waiting for the front end beyond this holds the server's rows back:
+/// a list that fills slower than the server sends costs no more memory.
+constexpr std::size_t kMaxWaitingBytes = 16 << 20;
+/// Each batch sorts the list again; a new one is announced at most this
+/// often, except the first, which shows at once.
+constexpr std::chrono::milliseconds kBatchEvery{100};
+/// How long the front end waits for an ended search's thread.
+constexpr std::chrono::milliseconds kEndGrace{500};
+
+struct Cancelled {};
+
+} // namespace
+
+struct CCentralSearchRun::Shared {
+    std::mutex lock;
+    std::condition_variable changed;
+    Batch waiting;
+    std::size_t waitingBytes = 0;
+    /// A RowsArrived event is on its way and its batch not yet taken.
+    bool announced = false;
+    std::optional<Clock::time_point> lastAnnounced;
+    bool cancelled = false;
+    bool ended = false;
+
+    /// Under the lock: whether the caller is to post a RowsArrived event.
+    bool claimAnnouncement(bool force) {
+        const Clock::time_point now = Clock::now();
+        if (announced || (!force && lastAnnounced && now - *lastAnnounced < kBatchEvery))
+            return false;
+        announced = true;
+        lastAnnounced = now;
+        return true;
+    }
+};
+
+CCentralSearchRun::CCentralSearchRun(std::unique_ptr<Central::CPgConnection> connection,
+                                     std::string conninfo, SearchCriteria criteria,
+                                     std::vector<std::wstring> folders,
+                                     std::shared_ptr<Search::IEventSink> sink, std::uint64_t run)
+    : m_pShared(std::make_shared<Shared>()), m_iRun(run) {
+    m_thread = std::thread([shared = m_pShared, connection = std::move(connection),
+                            conninfo = std::move(conninfo), criteria = std::move(criteria),
+                            folders = std::move(folders), sink = std::move(sink), run]() mutable {
+        const auto announce = [&] { sink->post({Search::IndexerMessage::RowsArrived, run}); };
+        std::size_t arrived = 0;
+        std::wstring error;
+        try {
+            if (!connection)
+                connection =
+                    std::make_unique<Central::CPgConnection>(conninfo, Central::kAnswerWithin);
+            Central::searchCentralIndex(
+                *connection, criteria, folders, [&](CEmailMetadata&& record, std::size_t bytes) {
+                    ++arrived;
+                    // The row says the user's role may read the folder;
+                    // whether this file opens is the file system's word.
+                    const std::wstring path = record.GetStringValue(L"Location");
+                    const bool opens = ::access(Util::toNarrow(path).c_str(), R_OK) == 0;
+                    std::unique_lock hold(shared->lock);
+                    if (shared->waitingBytes >= kMaxWaitingBytes) {
+                        if (shared->claimAnnouncement(true)) {
+                            hold.unlock();
+                            announce();
+                            hold.lock();
+                        }
+                        shared->changed.wait(hold, [&] {
+                            return shared->cancelled || shared->waitingBytes < kMaxWaitingBytes;
+                        });
+                    }
+                    if (shared->cancelled)
+                        throw Cancelled{};
+                    shared->waiting.arrived = arrived;
+                    if (!opens)
+                        return;
+                    shared->waiting.records.push_back(std::move(record));
+                    shared->waitingBytes += bytes * sizeof(wchar_t) + sizeof(CEmailMetadata);
+                    const bool post = shared->claimAnnouncement(false);
+                    hold.unlock();
+                    if (post)
+                        announce();
+                });
+        } catch (const Cancelled&) {
+        } catch (const CExceptionBase& e) {
+            error = e.getMessage();
+        } catch (const std::exception& e) {
+            // Nothing may leave the thread: the search ends and says why.
+            error = Util::toWide(e.what());
+        }
+        // The connection goes before the end is told: the front end may
+        // close once it knows.
+        connection.reset();
+        bool post = false;
+        {
+            std::lock_guard hold(shared->lock);
+            shared->waiting.arrived = arrived;
+            shared->waiting.error = error;
+            shared->waiting.finished = true;
+            shared->ended = true;
+            if (!shared->cancelled)
+                post = shared->claimAnnouncement(true);
+        }
+        shared->changed.notify_all();
+        if (post)
+            announce();
+    });
+}
+
+CCentralSearchRun::~CCentralSearchRun() {
+    std::unique_lock hold(m_pShared->lock);
+    m_pShared->cancelled = true;
+    m_pShared->changed.notify_all();
+    if (m_pShared->changed.wait_for(hold, kEndGrace, [&] { return m_pShared->ended; })) {
+        hold.unlock();
+        m_thread.join();
+        return;
+    }
+    // A server or share that stopped answering must not hold up the front
+    // end: the thread keeps what it uses and ends on its own.
+    m_thread.detach();
+}
+
+CCentralSearchRun::Batch CCentralSearchRun::take() {
+    Batch batch;
+    {
+        std::lock_guard hold(m_pShared->lock);
+        batch = std::move(m_pShared->waiting);
+        m_pShared->waiting = Batch{};
+        m_pShared->waiting.arrived = batch.arrived;
+        m_pShared->waitingBytes = 0;
+        m_pShared->announced = false;
+    }
+    m_pShared->changed.notify_all();
+    return batch;
+}
+
+} // namespace Kerf::QuireLib
