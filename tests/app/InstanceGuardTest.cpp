@@ -59,12 +59,10 @@ TEST(InstanceGuard, ASecondStartEndsAndAsksTheFirstToRaiseOrToOpenItsFiles) {
     // Opening message files while the program runs: the running one opens them.
     expectOneOwnerThatIsRaised(uniqueName(), {"/tmp/a b/Quarterly report.msg",
                                               "/tmp/line\nbreak #1%.msg", "/tmp/Grüße/はい.msg"});
-}
 
-TEST(InstanceGuard, ANameLeftByACrashedInstanceIsTakenOver) {
-    app();
+    // A name left by a crashed instance is taken over: a socket file that
+    // nobody listens on, as a killed instance leaves it.
     const QString name = uniqueName();
-    // A socket file that nobody listens on, as a killed instance leaves it.
     const QByteArray path = CInstanceGuard::socketPath(name).toLocal8Bit();
     const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_GE(fd, 0);

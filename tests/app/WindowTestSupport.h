@@ -9,7 +9,7 @@
 
 #include "app/QoSearchDlg.h"
 #include "app/SearchLocation.h"
-#include "controls/SortListCtrl.h"
+#include "controls/ResultsRow.h"
 #include "stores/QuartoDb.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
@@ -210,7 +210,7 @@ inline void selectRows(Kerf::QuireLib::CSortListCtrl& list, const std::vector<in
 /// normalised subject.
 class SearchedWindow : public testing::Test {
 protected:
-    enum Column { From, To, Subject, Sent, Attachments, Size, Folder, Filename };
+    using enum Kerf::QuireLib::ResultsRow::Column;
     static inline const std::vector<std::string> kMessages = {
         "mr_voteItems.msg",
         "mr_voteYes.msg",
