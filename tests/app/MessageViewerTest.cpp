@@ -250,13 +250,11 @@ TEST_F(MessageViewerCorpus, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
     const std::string bytes = QoTest::readFile(corpus("poi_quick.msg"));
     QoTest::writeFile(dir / "cut.msg", bytes.substr(0, bytes.size() * 7 / 10));
     QoTest::writeFile(dir / "text.msg", "not a message");
-    QoTest::writeFile(dir / "whole.msg", bytes);
     const struct {
         const char* name;
         const char* note;
         bool subjectShown;
     } cases[] = {
-        {"whole.msg", "", true},
         {"cut.msg", "the rest could not be read", true},
         {"text.msg", "could not be read as a message", false},
     };

@@ -251,9 +251,10 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
 TEST(WindowEventSink, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetached) {
     using Kerf::Search::IndexerEvent;
     using Kerf::Search::IndexerMessage;
-    // Plain events of types just outside the indexer's carry none.
-    for (const int type : {int(QEvent::User), QEvent::User + 15})
-        EXPECT_FALSE(CWindowEventSink::indexerEventOf(QEvent(QEvent::Type(type)))) << type;
+    // Plain events carry none, of a type outside the indexer's or of one of its own.
+    for (const QEvent::Type type :
+         {QEvent::User, CWindowEventSink::eventType(IndexerMessage::EndWork)})
+        EXPECT_FALSE(CWindowEventSink::indexerEventOf(QEvent(type))) << type;
 
     struct Receiver : QObject {
         std::vector<IndexerEvent> events;
