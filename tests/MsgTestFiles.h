@@ -24,10 +24,8 @@ public:
                                              bool countAttachments = true) const {
         return Kerf::QuireLib::CEmailMetadata_File(Kerf::Util::fromPath(path), countAttachments);
     }
-    Kerf::QuireLib::CEmailMetadata_File roundTrip(const QoMsg::MsgMessage& message,
-                                                  bool countAttachments = true) {
-        return read(write("message" + std::to_string(++m_iCount) + ".msg", message),
-                    countAttachments);
+    Kerf::QuireLib::CEmailMetadata_File roundTrip(const QoMsg::MsgMessage& message) {
+        return read(write("message" + std::to_string(++m_iCount) + ".msg", message));
     }
     const std::filesystem::path& folder() const { return m_dir.path(); }
 

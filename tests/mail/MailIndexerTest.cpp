@@ -39,9 +39,7 @@ protected:
 };
 
 TEST_F(MailIndexerTest, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {
-    for (int i = 0; i < 25; ++i)
-        fs::copy_file(sampleMessage(),
-                      mail / ("m" + std::to_string(i) + (i % 2 ? ".msg" : ".MSG")));
+    copiesOfTheSample(dir.path(), 25);
     QoTest::writeFile(mail / "notes.txt", "not a message");
     CRecursiveMailIndexer indexer(sink, SearchCriteria(), {Util::fromPath(mail)}, nullptr, place);
     EXPECT_EQ(index(indexer), (std::vector<IndexerMessage>{

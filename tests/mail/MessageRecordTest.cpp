@@ -210,7 +210,6 @@ TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     std::shared_ptr<CMessageAttachments> attached = message->openMessage(1);
     message.reset();
     ASSERT_TRUE(attached);
-    EXPECT_EQ(attached->depth(), 1);
     const CEmailMetadata_Message record(*attached);
     EXPECT_EQ(record.GetStringValue(L"Subject"), L"Inner subject");
     EXPECT_EQ(record.GetStringValue(L"Body"), L"Inner body");
