@@ -293,7 +293,6 @@ TEST(StorePassword, TheEnvironmentWinsOverTheFileAndTheUsersOwnConnectionOverThe
 
     StoreConnection firm = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
     EXPECT_EQ(firm.sPassword, L"from-the-file");
-    EXPECT_TRUE(firm.bPasswordGiven);
     // Describe() names where the password came from, never the password.
     EXPECT_NE(firm.Describe().find(L"; password from " + toWide(passwordFile.string()) + L")"),
               std::wstring::npos);
