@@ -49,14 +49,9 @@ QAction* menuEntry(QMenu& menu, const QString& text) {
     return nullptr;
 }
 
-class WindowResultsList : public SearchedWindow {
-protected:
-    std::unique_ptr<QMenu> menu() {
-        return std::unique_ptr<QMenu>(dlg->createResultsMenu(dlg.get()));
-    }
-};
-
 } // namespace
+
+using WindowResultsList = SearchedWindow;
 
 QO_TESTS_READ_SHARED(Corpus, "WindowResultsList.*");
 
@@ -207,7 +202,7 @@ TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
         selectRows(list(), {row("mr_test.msg"), row("mr_sent.msg"), row("poi_quick.msg")});
     };
     // The context menu offers every action on the rows.
-    auto m = menu();
+    const std::unique_ptr<QMenu> m(dlg->createResultsMenu(dlg.get()));
     for (const char* entry : {"&Open", "Open Containing &Folder", "Cut", "Copy", "Delete"})
         EXPECT_TRUE(menuEntry(*m, entry) && menuEntry(*m, entry)->isEnabled()) << entry;
 
