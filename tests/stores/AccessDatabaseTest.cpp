@@ -91,7 +91,6 @@ TEST(AccessDatabase, ReadsTablesAsTheirExportHasThemAndNamesThem) {
     const auto names = db.TableNames();
     EXPECT_EQ(names.size(), 9u);
     EXPECT_NE(std::find(names.begin(), names.end(), L"Ums\u00e4tze"), names.end());
-    EXPECT_TRUE(db.HasTable(L"customers") && !db.HasTable(L"tbl_stores"));
 }
 
 TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
