@@ -87,10 +87,12 @@ CSearchLocation::CSearchLocation(QWidget* parent)
     m_pNoLocationsText->setObjectName(QStringLiteral("noLocationsText"));
     m_pNoLocationsText->setTextFormat(Qt::PlainText);
     m_pNoLocationsText->setWordWrap(true);
-    m_pNoLocationsText->setText(QStringLiteral(
-        "No filing locations are listed yet. They come from Quarto's filing-store list: "
-        "the store database or the central filing list named in the Quarto settings.\n\n"
-        "Meanwhile you can search any folder of saved messages."));
+    const QString product = QString::fromStdWString(Kerf::Paths::productName());
+    m_pNoLocationsText->setText(
+        QStringLiteral("No filing locations are listed yet. They come from %1's filing-store list: "
+                       "the store database or the central filing list named in the %1 settings."
+                       "\n\nMeanwhile you can search any folder of saved messages.")
+            .arg(product));
     m_pSearchAFolder->setObjectName(QStringLiteral("searchAFolder"));
     m_pSearchAFolder->setAutoDefault(false);
     auto* hint = new QWidget;
