@@ -12,8 +12,9 @@
 //      finds none. The rows are taken as they arrive, as the window takes
 //      them: the time until every row is in the client, and (fewer runs)
 //      until the first is. The generator draws senders and subject words from small
-//      pools, so a sender or a prefix matches a few percent of all rows; the
-//      output says how small the pools are.
+//      pools, so a sender's surname or a prefix matches a few percent of all
+//      rows, and a sender's whole name one in a few hundred; the output says
+//      how small the pools are.
 // Needs the server of scripts/postgres (QOSEARCH_TEST_PG_*); started with
 // `--memory 2GB`, its shared buffers hold the rows and word indexes that the
 // searches read, as the administrators' guide sets up a firm's server.
@@ -138,7 +139,7 @@ std::vector<std::wstring> wordsOf(const std::wstring& text) {
 }
 
 struct Sample {
-    std::vector<std::wstring> bodyWords, senders, subjectPairs, codes;
+    std::vector<std::wstring> bodyWords, senders, fullSenders, subjectPairs, codes;
 };
 
 // The generated text has about 170 words, each in at least 3% of the
@@ -234,6 +235,7 @@ Sample writeRows(const std::string& owner, std::size_t rows, const std::string& 
                     const auto names = wordsOf(sender);
                     if (!names.empty())
                         sample.senders.push_back(names.back());
+                    sample.fullSenders.push_back(sender);
                     const auto title = wordsOf(subject);
                     if (title.size() >= 2)
                         sample.subjectPairs.push_back(title[0] + L" " + title[1]);
@@ -357,10 +359,16 @@ int main(int argc, char** argv) {
              c.m_sBody = from(sample.codes, i);
              return c;
          }},
-        {"a sender",
+        {"a sender (surname)",
          [&](std::size_t i) {
              SearchCriteria c;
              c.m_sFrom = from(sample.senders, i);
+             return c;
+         }},
+        {"a sender (whole name)",
+         [&](std::size_t i) {
+             SearchCriteria c;
+             c.m_sFrom = from(sample.fullSenders, i);
              return c;
          }},
         {"a date range (7 days)",
