@@ -187,7 +187,7 @@ void CDbTableHelper::open(Engine engine, const std::wstring& sDatabase, const st
     std::error_code ec;
     switch (engine) {
     case Engine::Access:
-        // CQuartoDb reads an Access file through CAccessDatabase.
+        // CStoreDatabase reads an Access file through CAccessDatabase.
         throw CDbException(L"The Access store database \"" + sDatabase +
                            L"\" is read through CAccessDatabase, not through SQL");
     case Engine::MySql: {

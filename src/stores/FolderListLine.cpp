@@ -1,5 +1,5 @@
 // The pattern that splits a line of "Folders.txt" or "OutlookFolders.txt".
-#include "stores/QuartoDb.h"
+#include "stores/StoreDatabase.h"
 
 #include "support/Assert.h"
 
@@ -11,8 +11,8 @@
 
 namespace Kerf::QuireLib {
 
-bool CQuartoDb::ParseFolderListLine(const std::wstring& sLine, std::wstring& sParent,
-                                    std::wstring& sFolder) {
+bool CStoreDatabase::ParseFolderListLine(const std::wstring& sLine, std::wstring& sParent,
+                                         std::wstring& sFolder) {
     // The last two components of a path written with either separator.
     static const std::wregex re(LR"(^.*[\\/](.*)[\\/](.*)$)");
     std::wsmatch reResult;

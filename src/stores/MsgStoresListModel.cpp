@@ -1,7 +1,7 @@
 #include "stores/MsgStoresListModel.h"
 
 #include "stores/CentralFilingStores.h"
-#include "stores/QuartoDb.h"
+#include "stores/StoreDatabase.h"
 #include "stores/UnicodeText.h"
 #include "support/Assert.h"
 #include "support/Paths.h"
@@ -126,7 +126,7 @@ CMsgStoresListModel::ReadCentralRows(const CSettingsLayers& layers, std::wstring
 bool CMsgStoresListModel::ReadDatabaseRows(SourceRows& rows) {
     Trace::tracef("Kerf::QuireLib::CMsgStoresListModel::LoadDBStoreLocations() ...\n");
     try {
-        CQuartoDb db;
+        CStoreDatabase db;
         rows.sDatabase = db.GetDescription();
         if (!db.GetOpenError().empty())
             throw CExceptionBase(db.GetOpenError());

@@ -1,6 +1,6 @@
 #pragma once
 // Which store database the settings name, and its password. The connection
-// string comes from the user's Quarto.conf ([Store Database] ConnectionString,
+// string comes from the user's <product>.conf ([Store Database] ConnectionString,
 // the older place) or else from the settings files (CSettingsLayers). Its
 // password need not be in it: the environment variable
 // QOSEARCH_STORE_PASSWORD, or else the file named by [Store Database]

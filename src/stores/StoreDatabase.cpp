@@ -1,4 +1,4 @@
-#include "stores/QuartoDb.h"
+#include "stores/StoreDatabase.h"
 
 #include "stores/StoreConnection.h"
 #include "stores/UnicodeText.h"
@@ -33,15 +33,15 @@ std::wstring today() {
 
 } // namespace
 
-std::wstring CQuartoDb::sqliteFileName() {
+std::wstring CStoreDatabase::sqliteFileName() {
     return Paths::productName() + L".db";
 }
 
-std::wstring CQuartoDb::mdbFileName() {
+std::wstring CStoreDatabase::mdbFileName() {
     return Paths::productName() + L".mdb";
 }
 
-CQuartoDb::CQuartoDb(Mode mode) {
+CStoreDatabase::CStoreDatabase(Mode mode) {
     try {
         if (mode == eBuildFromFolderLists)
             buildFromFolderLists();
@@ -54,20 +54,20 @@ CQuartoDb::CQuartoDb(Mode mode) {
     }
 }
 
-CQuartoDb::CQuartoDb(const std::wstring& sDbType, const std::wstring& sDatabase,
-                     const std::wstring& sServer, const std::wstring& sUser,
-                     const std::wstring& sPassword) {
+CStoreDatabase::CStoreDatabase(const std::wstring& sDbType, const std::wstring& sDatabase,
+                               const std::wstring& sServer, const std::wstring& sUser,
+                               const std::wstring& sPassword) {
     if (CDbTableHelper::EngineFromType(sDbType) == CDbTableHelper::Engine::Access)
         openAccess(sDatabase);
     else
         m_db.Attach(sDbType, sDatabase, sServer, sUser, sPassword);
 }
 
-void CQuartoDb::openAccess(const std::wstring& sPath) {
+void CStoreDatabase::openAccess(const std::wstring& sPath) {
     m_pAccess = std::make_unique<CAccessDatabase>(sPath);
 }
 
-void CQuartoDb::openDefault() {
+void CStoreDatabase::openDefault() {
     const StoreConnection connection = StoreConnection::ForThisUser(CSettingsLayers::ForThisUser());
     if (!connection.sConnectionString.empty()) {
         m_sDescription = connection.Describe();
@@ -104,7 +104,7 @@ void CQuartoDb::openDefault() {
     }
 }
 
-void CQuartoDb::buildFromFolderLists() {
+void CStoreDatabase::buildFromFolderLists() {
     const std::wstring folder = CQOUtils::GetQOAppDataDir();
     m_db.Attach(CDbTableHelper::kTypeSqlite, folder + sqliteFileName(), {}, {}, {});
     CreateTables();
@@ -113,7 +113,7 @@ void CQuartoDb::buildFromFolderLists() {
             ImportFolderList(folder + list, L"msg");
 }
 
-void CQuartoDb::CreateTables() {
+void CStoreDatabase::CreateTables() {
     if (m_pAccess)
         throw CDbException(L"The Access store database is read only");
     switch (m_db.GetEngine()) {
@@ -142,7 +142,7 @@ void CQuartoDb::CreateTables() {
     }
 }
 
-void CQuartoDb::GetStoreLocationsByType(LocationRows& rows, const std::wstring& sTypeName) {
+void CStoreDatabase::GetStoreLocationsByType(LocationRows& rows, const std::wstring& sTypeName) {
     if (m_pAccess) {
         // Read one after the other, so a missing table is named in this order.
         const auto types = m_pAccess->ReadTable(kTypes, {L"type_id", L"type"});
@@ -172,10 +172,10 @@ void CQuartoDb::GetStoreLocationsByType(LocationRows& rows, const std::wstring& 
              LocationKey::kDescription, LocationKey::kPathLocation}));
 }
 
-LocationRows CQuartoDb::JoinStoreLocations(const std::vector<CAccessDatabase::Row>& types,
-                                           const std::vector<CAccessDatabase::Row>& links,
-                                           const std::vector<CAccessDatabase::Row>& stores,
-                                           const std::wstring& sTypeName) {
+LocationRows CStoreDatabase::JoinStoreLocations(const std::vector<CAccessDatabase::Row>& types,
+                                                const std::vector<CAccessDatabase::Row>& links,
+                                                const std::vector<CAccessDatabase::Row>& stores,
+                                                const std::wstring& sTypeName) {
     const auto id = [](const CAccessDatabase::Row& row, const wchar_t* column) {
         const auto it = row.find(column);
         try {
@@ -217,12 +217,12 @@ LocationRows CQuartoDb::JoinStoreLocations(const std::vector<CAccessDatabase::Ro
     return rows;
 }
 
-long CQuartoDb::TablesUpdateOrInsertStore(const std::wstring& sPathLocation,
-                                          const std::wstring& sPrimaryRef,
-                                          const std::wstring& sSecondaryRef,
-                                          const std::wstring& sDescription,
-                                          const std::wstring& sTypeName, long storeId) {
-    KERF_TRACE_ENTRY("Kerf::QuireLib::CQuartoDb::TablesUpdateOrInsertStore");
+long CStoreDatabase::TablesUpdateOrInsertStore(const std::wstring& sPathLocation,
+                                               const std::wstring& sPrimaryRef,
+                                               const std::wstring& sSecondaryRef,
+                                               const std::wstring& sDescription,
+                                               const std::wstring& sTypeName, long storeId) {
+    KERF_TRACE_ENTRY("Kerf::QuireLib::CStoreDatabase::TablesUpdateOrInsertStore");
     KERF_ASSERT(m_db.CanTransact());
     if (!m_db.BeginTrans())
         return storeId;
@@ -257,7 +257,8 @@ long CQuartoDb::TablesUpdateOrInsertStore(const std::wstring& sPathLocation,
     return storeId;
 }
 
-size_t CQuartoDb::ImportFolderList(const std::wstring& sListPath, const std::wstring& sTypeName) {
+size_t CStoreDatabase::ImportFolderList(const std::wstring& sListPath,
+                                        const std::wstring& sTypeName) {
     const auto lines = UnicodeText::readLines(sListPath);
     if (!lines)
         throw CExceptionBase(L"Cannot read the folder list " + sListPath);

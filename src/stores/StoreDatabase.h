@@ -22,7 +22,7 @@
 
 namespace Kerf::QuireLib {
 
-class CQuartoDb {
+class CStoreDatabase {
 public:
     enum Mode {
         eOpenExisting = 0,        ///< read the database that is there
@@ -37,11 +37,11 @@ public:
 
     /// Opens the user's database. A failure is traced as "Exception: %s\n" and
     /// kept in GetOpenError(); the object is then closed.
-    explicit CQuartoDb(Mode mode = eOpenExisting);
+    explicit CStoreDatabase(Mode mode = eOpenExisting);
     /// Opens the named database; throws when it cannot.
-    CQuartoDb(const std::wstring& sDbType, const std::wstring& sDatabase,
-              const std::wstring& sServer, const std::wstring& sUser,
-              const std::wstring& sPassword);
+    CStoreDatabase(const std::wstring& sDbType, const std::wstring& sDatabase,
+                   const std::wstring& sServer, const std::wstring& sUser,
+                   const std::wstring& sPassword);
 
     bool IsOpen() const { return m_db.IsOpen() || m_pAccess != nullptr; }
     /// Why the default constructor could not open the database; empty when it
