@@ -11,6 +11,11 @@
 
 namespace QoTest {
 
+/// The maker's and the product's names as the build sets them: the folders
+/// and files the program names after them.
+inline const std::string kVendor = QOSEARCH_VENDOR_NAME;
+inline const std::string kProduct = QOSEARCH_PRODUCT_NAME;
+
 class TempDir {
 public:
     TempDir() {
@@ -74,7 +79,7 @@ public:
 
     /// The firm's settings file below the system-wide folder.
     static std::filesystem::path systemSettings(const std::filesystem::path& base) {
-        return base / "xdg/Pellam/Quarto/EmailFiling.cfg";
+        return base / "xdg" / kVendor / kProduct / "EmailFiling.cfg";
     }
 
 private:

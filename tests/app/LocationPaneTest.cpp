@@ -228,7 +228,7 @@ TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirs
     silent.pauseAccepting();
     Kerf::QuireLib::openUserSettings()->setValue(
         "Store Database/ConnectionString",
-        QStringLiteral("DRIVER={MySQL ODBC 3.51 Driver};DB=quarto;SERVER=127.0.0.1:%1;UID=qo;"
+        QStringLiteral("DRIVER={MySQL ODBC 3.51 Driver};DB=stores;SERVER=127.0.0.1:%1;UID=qo;"
                        "PASSWORD=pw;OPTION=2048;")
             .arg(silent.serverPort()));
     const fs::path central = user.root() / "share" / "central.xml";

@@ -10,7 +10,7 @@
 #include "app/QoSearchDlg.h"
 #include "app/SearchLocation.h"
 #include "controls/ResultsRow.h"
-#include "stores/QuartoDb.h"
+#include "stores/StoreDatabase.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
 
@@ -158,8 +158,9 @@ public:
 
     /// The user's store database listing the folders as filing locations.
     void writeStores(const std::vector<std::vector<std::wstring>>& rows) const {
-        Kerf::QuireLib::CQuartoDb db(Kerf::QuireLib::CDbTableHelper::kTypeSqlite,
-                                     Kerf::Util::fromPath(appData() / "Quarto.db"), L"", L"", L"");
+        Kerf::QuireLib::CStoreDatabase db(
+            Kerf::QuireLib::CDbTableHelper::kTypeSqlite,
+            Kerf::Util::fromPath(appData() / (QoTest::kProduct + ".db")), L"", L"", L"");
         db.CreateTables();
         // path, primary, secondary, description
         for (const auto& row : rows)

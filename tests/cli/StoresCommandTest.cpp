@@ -4,7 +4,7 @@
 // list's schema, the help page) beside its programs, wherever the tree is
 // moved, and never reaches back into the build tree for them.
 
-#include "stores/QuartoDb.h"
+#include "stores/StoreDatabase.h"
 #include "support/Strings.h"
 
 #include "CommandLine.h"
@@ -32,15 +32,15 @@ class StoresCommand : public ::testing::Test {
 protected:
     QoTest::TempDir dir;
     QoTest::ScopedUserFolders folders{dir.path()};
-    fs::path appData = dir / "data/Pellam/Quarto";
+    fs::path appData = dir / "data" / QoTest::kVendor / QoTest::kProduct;
     fs::path firm = QoTest::ScopedUserFolders::systemSettings(dir.path());
 
     /// The user's store database with the stores (path, reference, name,
     /// description), numbered in this order.
     void storeDatabase(const std::vector<std::array<std::wstring, 4>>& stores) {
         fs::create_directories(appData);
-        Kerf::QuireLib::CQuartoDb db(L"SQLITE", Kerf::Util::fromPath(appData / "Quarto.db"), L"",
-                                     L"", L"");
+        Kerf::QuireLib::CStoreDatabase db(
+            L"SQLITE", Kerf::Util::fromPath(appData / (QoTest::kProduct + ".db")), L"", L"", L"");
         db.CreateTables();
         for (const auto& [path, reference, name, description] : stores)
             db.TablesUpdateOrInsertStore(path, reference, name, description, L"msg", 0);
@@ -87,9 +87,9 @@ TEST_F(StoresCommand, NothingToReadEndsWithStatusOneAndSaysWhatWasLookedFor) {
         const std::string said = result.err + result.out;
         for (const std::string& text :
              {"settings " + firm.string() + ": not there",
-              "store database: none: no ConnectionString in the settings, and no Quarto.db or "
-              "Quarto.mdb in " +
-                  appData.string() + "/: nothing to read",
+              "store database: none: no ConnectionString in the settings, and no " +
+                  QoTest::kProduct + ".db or " + QoTest::kProduct + ".mdb in " + appData.string() +
+                  "/: nothing to read",
               std::string("central lists: none named")})
             EXPECT_NE(said.find(text), std::string::npos) << command << ": " << text << "\n"
                                                           << said;
@@ -119,7 +119,8 @@ TEST_F(StoresCommand, EachSourceSaysWhetherItWasReadFromItsCacheOrNotAtAll) {
     for (const std::string& text :
          {"settings " + firm.string() + ": read",
           "settings " + (appData / "EmailFiling.cfg").string() + ": not there",
-          "store database: SQLite file " + (appData / "Quarto.db").string() + ": read, 2 locations",
+          "store database: SQLite file " + (appData / (QoTest::kProduct + ".db")).string() +
+              ": read, 2 locations",
           "central list " + (dir / "share/central.xml").string() + ": read, 1 location\n",
           std::string("central list /mnt/nowhere/central.xml: unreadable: no such file, and it "
                       "was never copied here"),
@@ -150,7 +151,7 @@ TEST_F(StoresCommand, EachSourceSaysWhetherItWasReadFromItsCacheOrNotAtAll) {
 }
 
 TEST_F(StoresCommand, ADamagedDatabaseIsNamedAndNothingIsListed) {
-    QoTest::writeFile(appData / "Quarto.db", std::string(4096, '\x13'));
+    QoTest::writeFile(appData / (QoTest::kProduct + ".db"), std::string(4096, '\x13'));
     const QoTest::CommandResult damaged = runCli({"stores"});
     EXPECT_TRUE(QoTest::endedSaying(damaged, 1, "Cannot open the store database"));
     EXPECT_EQ(damaged.out, "");
@@ -194,7 +195,7 @@ TEST(InstalledTree, FindsHelpPageAndSchemaBesideItsProgramsOnly) {
     QoTest::ScopedUserFolders user(tmp / "user");
     QoTest::writeFile(tmp / "lists/central.xml",
                       centralList("/srv/filing/J1001", "J1001", "checked by the schema"));
-    QoTest::writeFile(tmp / "user/data/Pellam/Quarto/qoFilingLists.txt",
+    QoTest::writeFile(tmp / "user/data" / QoTest::kVendor / QoTest::kProduct / "qoFilingLists.txt",
                       (tmp / "lists/central.xml").string() + "\n");
     unsetenv("QOSEARCH_DATA_DIR");
     const std::string cli = (root / "bin/qosearch-cli").string();

@@ -1,6 +1,7 @@
 #include "controls/SortListCtrl.h"
 
 #include "ListColumn.h"
+#include "TempDir.h"
 
 #include <QAction>
 #include <QDataStream>
@@ -17,7 +18,7 @@ const wchar_t* const kThree = L"From,90;Hidden,0;Subject,150;";
 const wchar_t* const kNine = L"A,41;B,42;C,43;D,44;E,45;F,46;G,47;H,48;I,49;";
 
 void storeWidths(int id, const QByteArray& bytes) {
-    QSettings settings("Pellam", "Quarto");
+    QSettings settings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str());
     settings.beginGroup("ListCtrls");
     settings.setValue(QString::number(id), bytes);
 }
@@ -55,8 +56,9 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettingsAndThoseThatDoNotFitAre
         list.SaveColumnInfo();
     }
     // The value sits in this run's temporary configuration folder.
-    EXPECT_TRUE(QFile::exists(qEnvironmentVariable("XDG_CONFIG_HOME") + "/Pellam/Quarto.conf"));
-    QSettings settings("Pellam", "Quarto");
+    EXPECT_TRUE(QFile::exists(qEnvironmentVariable("XDG_CONFIG_HOME") + "/" +
+                              QoTest::kVendor.c_str() + "/" + QoTest::kProduct.c_str() + ".conf"));
+    QSettings settings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str());
     EXPECT_EQ(settings.value("ListCtrls/1004").toByteArray(), widthsOf({123, 0, narrowest}));
 
     const auto again = loaded(1004, kThree);
@@ -108,10 +110,12 @@ TEST(ColumnInfo, ColumnsFillTheListUntilTheUserSetsAWidth) {
     list.resize(700, 300);
     EXPECT_EQ(list.GetColumnWidth(0), 77);
     list.SaveColumnInfo();
-    EXPECT_TRUE(QSettings("Pellam", "Quarto").contains("ListCtrls/3001"));
+    EXPECT_TRUE(
+        QSettings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str()).contains("ListCtrls/3001"));
     list.GetHeaderCtrl().findChild<QAction*>("resetColumns")->trigger();
     EXPECT_TRUE(filled());
     // Fitted widths are not stored: the next start fits its own width.
     list.SaveColumnInfo();
-    EXPECT_FALSE(QSettings("Pellam", "Quarto").contains("ListCtrls/3001"));
+    EXPECT_FALSE(
+        QSettings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str()).contains("ListCtrls/3001"));
 }

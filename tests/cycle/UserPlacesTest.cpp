@@ -12,11 +12,14 @@ TEST(UserPlaces, TheIndexLivesBelowTheUsersDataAndItsInstanceNameFollowsItsPath)
     QoTest::TempDir dir;
     QoTest::ScopedUserFolders folders(dir.path());
     const std::wstring root = UserPlaces::buildIndexRootDirectory();
-    EXPECT_EQ(root, Kerf::Util::fromPath(dir / "data") + L"/Pellam/Quarto/Index/");
+    EXPECT_EQ(root,
+              Kerf::Util::fromPath(dir / "data" / QoTest::kVendor / QoTest::kProduct / "Index") +
+                  L"/");
     EXPECT_TRUE(UserPlaces::buildIndexDirectory().starts_with(root));
     // The folders made on the way hold the user's mail text: the user's alone.
     Kerf::Paths::applicationDataDirectory();
-    for (const auto& made : {dir / "data" / "Pellam", dir / "data" / "Pellam" / "Quarto"})
+    for (const auto& made :
+         {dir / "data" / QoTest::kVendor, dir / "data" / QoTest::kVendor / QoTest::kProduct})
         EXPECT_EQ(std::filesystem::status(made).permissions() & std::filesystem::perms::all,
                   std::filesystem::perms::owner_all)
             << made;

@@ -96,7 +96,7 @@ TEST(AccessDatabase, ReadsTablesAsTheirExportHasThemAndNamesThem) {
 TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
     QoTest::TempDir dir;
     QoTest::writeFile(dir / "text.mdb", "just some text, long enough to hold a header");
-    const std::wstring missing = toWide((dir / "Quarto.mdb").string());
+    const std::wstring missing = toWide((dir / "missing.mdb").string());
     const std::wstring text = toWide((dir / "text.mdb").string());
     const std::wstring message = toWide(QOSEARCH_CORPUS_DIR "/msg/mr_200 recipients.msg");
     const std::wstring nwind = mdbFile("nwind.mdb");
@@ -108,7 +108,7 @@ TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
         std::wstring expected;
     } cases[] = {
         {[&] { CAccessDatabase db(missing); }, L"Store database not found: " + missing},
-        {[&] { CQuartoDb db(L"MDB", missing, L"", L"Admin", L""); },
+        {[&] { CStoreDatabase db(L"MDB", missing, L"", L"Admin", L""); },
          L"Store database not found: " + missing},
         {[&] { CAccessDatabase db(text); },
          L"Cannot open the store database \"" + text + L"\": not an Access database"},
@@ -124,7 +124,7 @@ TEST(AccessDatabase, MissingOrForeignFilesTablesAndColumnsGiveClearMessages) {
          L"Table \"Shippers\" of \"" + nwind + L"\" has no column \"path_location\""},
         // An Access file without the store tables has no stores to give.
         {[&] {
-             CQuartoDb db(L"MDB", nwind, L"", L"Admin", L"");
+             CStoreDatabase db(L"MDB", nwind, L"", L"Admin", L"");
              LocationRows rows;
              db.GetStoreLocationsByType(rows, L"msg");
          },
@@ -168,7 +168,7 @@ TEST(AccessStoreJoin, FollowsTheLinksOfTheOneMatchingType) {
     for (const auto& c : cases) {
         std::wstring joined;
         try {
-            for (const auto& row : CQuartoDb::JoinStoreLocations(
+            for (const auto& row : CStoreDatabase::JoinStoreLocations(
                      rows(L"type_id", L"type", c.types), rows(L"store_id", L"type_id", c.links),
                      stores, L"msg"))
                 joined += row.at(L"path_location") + L";";

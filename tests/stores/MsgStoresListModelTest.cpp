@@ -107,7 +107,7 @@ TEST(MsgStoresListModel, LoadsDatabaseAndCentralListsNamedInTheUsersFile) {
                       "\xEF\xBB\xBF" + (share / "missing.xml").string() + "\r\n" +
                           (share / "a.xml").string() + "\r\n\r\n");
     {
-        const auto db = StoresTest::sqliteStores(user.appData() / "Quarto.db");
+        const auto db = StoresTest::sqliteStores(user.appData() / (QoTest::kProduct + ".db"));
         db->TablesUpdateOrInsertStore(L"/srv/local", L"L1", L"", L"", L"msg", 0);
         db->TablesUpdateOrInsertStore(L"/srv/docs", L"D1", L"", L"", L"doc", 0);
     }
@@ -119,10 +119,10 @@ TEST(MsgStoresListModel, LoadsDatabaseAndCentralListsNamedInTheUsersFile) {
     EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"C1", L"L1"}));
 
     // A damaged database is reported once; the central rows still show.
-    QoTest::writeFile(user.appData() / "Quarto.db", std::string(8192, '\x07'));
+    QoTest::writeFile(user.appData() / (QoTest::kProduct + ".db"), std::string(8192, '\x07'));
     EXPECT_FALSE(model.LoadStoreLocations(eFileSystemFolder));
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_NE(errors[0].find(L"Cannot open the store database"), std::wstring::npos);
-    EXPECT_NE(errors[0].find(L"Quarto.db"), std::wstring::npos);
+    EXPECT_NE(errors[0].find(Kerf::Util::toWide(QoTest::kProduct + ".db")), std::wstring::npos);
     EXPECT_EQ(column(model, Model::eColPrimaryRef), (Texts{L"C1"}));
 }

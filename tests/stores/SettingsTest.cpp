@@ -202,9 +202,9 @@ TEST(SettingsLayers, TheUsersFileOverridesTheFirmsKeyByKeyAndTheFirstSystemFolde
     const fs::path first = user.dir / "first", second = user.dir / "second";
     const std::string dirs = first.string() + ":relative/ignored:" + second.string();
     QoTest::ScopedVariable configDirs("XDG_CONFIG_DIRS", dirs.c_str());
-    const fs::path firstPath = first / "Pellam/Quarto/EmailFiling.cfg";
+    const fs::path firstPath = first / QoTest::kVendor / QoTest::kProduct / "EmailFiling.cfg";
     const fs::path userPath = user.appData() / "EmailFiling.cfg";
-    QoTest::writeFile(second / "Pellam/Quarto/EmailFiling.cfg",
+    QoTest::writeFile(second / QoTest::kVendor / QoTest::kProduct / "EmailFiling.cfg",
                       "[Columns]\nLocationPriRefAlias=second\nLocationSecRefAlias=second\n"
                       "LocationDescAlias=second\n[Filing Lists]\nJobs=/second/jobs.xml\n"
                       "Archive=/second/archive.xml\n");
@@ -215,7 +215,8 @@ TEST(SettingsLayers, TheUsersFileOverridesTheFirmsKeyByKeyAndTheFirstSystemFolde
 
     const CSettingsLayers layers = CSettingsLayers::ForThisUser();
     const std::wstring firstFile = toWide(firstPath.string()), userFile = toWide(userPath.string());
-    const std::wstring secondFile = toWide((second / "Pellam/Quarto/EmailFiling.cfg").string());
+    const std::wstring secondFile =
+        toWide((second / QoTest::kVendor / QoTest::kProduct / "EmailFiling.cfg").string());
     // The relative folder is left out.
     ASSERT_EQ(layers.Files().size(), 3u);
 

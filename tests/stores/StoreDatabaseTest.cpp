@@ -29,7 +29,7 @@ TEST(StoreDatabaseTexts, ConnectionStringsReadBackAndNameTheirEngine) {
     } cases[] = {
         {L"MDB",
          Engine::Access,
-         {L"/u/Quarto.mdb", L"", L"Admin", L"{x"},
+         {L"/u/stores.mdb", L"", L"Admin", L"{x"},
          {L"DBQ", {}, L"UID", L"PWD"}},
         {L"MYSQL",
          Engine::MySql,
@@ -65,7 +65,7 @@ class StoreTables : public ::testing::TestWithParam<Backend> {
 protected:
     void SetUp() override {
         if (GetParam() == Backend::Sqlite) {
-            m_db = StoresTest::sqliteStores(m_dir / "Quarto.db");
+            m_db = StoresTest::sqliteStores(m_dir / "stores.db");
             return;
         }
         const auto server = StoresTest::mariaDbServer();
@@ -83,7 +83,7 @@ protected:
 
     QoTest::TempDir m_dir;
     std::optional<StoresTest::MariaDbDatabase> m_mariaDb;
-    std::unique_ptr<CQuartoDb> m_db;
+    std::unique_ptr<CStoreDatabase> m_db;
 };
 
 } // namespace
@@ -195,11 +195,11 @@ TEST(StoreDatabaseMariaDb, ReachableThroughItsSocketAndTheFirmsSettingsWithAPass
                       "[Store Database]\nConnectionString=" + Kerf::Util::toNarrow(connection) +
                           "\nPasswordFile=" + passwordFile.string() + "\n");
     ::chmod(passwordFile.c_str(), 0640);
-    CQuartoDb db;
+    CStoreDatabase db;
     ASSERT_TRUE(db.IsOpen()) << Kerf::Util::toNarrow(db.GetOpenError());
     EXPECT_EQ(locations(db, L"msg").size(), 2u);
     ::chmod(passwordFile.c_str(), 0644);
-    const CQuartoDb refused;
+    const CStoreDatabase refused;
     EXPECT_FALSE(refused.IsOpen());
     EXPECT_NE(refused.GetOpenError().find(L"may be read by every user"), std::wstring::npos);
 }
@@ -210,7 +210,7 @@ TEST(StoreDatabaseSqlite, FolderListLinesBecomeStoresOnce) {
         user.appData() / "Folders.txt",
         "\\\\server\\share\\Client\\Job_1\r\nnot a path\r\nC:\\top\r\n/srv/filing/Acme/2020\r\n");
     {
-        CQuartoDb built(CQuartoDb::eBuildFromFolderLists);
+        CStoreDatabase built(CStoreDatabase::eBuildFromFolderLists);
         ASSERT_TRUE(built.IsOpen()) << Kerf::Util::toNarrow(built.GetOpenError());
         const auto rows = locations(built, L"msg");
         ASSERT_EQ(rows.size(), 2u);
@@ -223,27 +223,28 @@ TEST(StoreDatabaseSqlite, FolderListLinesBecomeStoresOnce) {
         EXPECT_EQ(built.ImportFolderList(toWide((user.appData() / "more.txt").string()), L"msg"),
                   1u);
     }
-    CQuartoDb again(CQuartoDb::eBuildFromFolderLists);
+    CStoreDatabase again(CStoreDatabase::eBuildFromFolderLists);
     EXPECT_EQ(locations(again, L"msg").size(), 3u);
 }
 
 TEST(StoreDatabaseChoice, SettingsThenSqliteThenAccessThenNothing) {
     StoresTest::ScopedUser user;
     {
-        CQuartoDb none;
+        CStoreDatabase none;
         EXPECT_FALSE(none.IsOpen());
         EXPECT_TRUE(none.GetOpenError().empty());
     }
-    QoTest::writeFile(user.appData() / "Quarto.mdb", "not an access file");
+    QoTest::writeFile(user.appData() / (QoTest::kProduct + ".mdb"), "not an access file");
     {
-        CQuartoDb mdb;
+        CStoreDatabase mdb;
         EXPECT_FALSE(mdb.IsOpen());
-        EXPECT_NE(mdb.GetOpenError().find(L"Quarto.mdb"), std::wstring::npos);
+        EXPECT_NE(mdb.GetOpenError().find(Kerf::Util::toWide(QoTest::kProduct + ".mdb")),
+                  std::wstring::npos);
     }
-    StoresTest::sqliteStores(user.appData() / "Quarto.db")
+    StoresTest::sqliteStores(user.appData() / (QoTest::kProduct + ".db"))
         ->TablesUpdateOrInsertStore(L"/local", L"L", L"", L"", L"msg", 0);
     {
-        CQuartoDb preferred;
+        CStoreDatabase preferred;
         ASSERT_TRUE(preferred.IsOpen()) << Kerf::Util::toNarrow(preferred.GetOpenError());
         EXPECT_EQ(locations(preferred, L"msg").size(), 1u);
     }
@@ -252,7 +253,7 @@ TEST(StoreDatabaseChoice, SettingsThenSqliteThenAccessThenNothing) {
     openUserSettings()->setValue(
         QStringLiteral("Store Database/ConnectionString"),
         QString::fromStdWString(L"Driver={SQLite3};Database=" + other + L";"));
-    CQuartoDb configured;
+    CStoreDatabase configured;
     ASSERT_TRUE(configured.IsOpen());
     EXPECT_TRUE(locations(configured, L"msg").empty());
 }

@@ -5,7 +5,7 @@
 #include "TempDir.h"
 
 #include "stores/DbTableHelper.h"
-#include "stores/QuartoDb.h"
+#include "stores/StoreDatabase.h"
 #include "support/Exception.h"
 #include "support/Paths.h"
 #include "support/Strings.h"
@@ -25,7 +25,9 @@ struct ScopedUser {
     QoTest::TempDir dir;
     QoTest::ScopedUserFolders folders{dir.path()};
 
-    std::filesystem::path appData() const { return dir.path() / "data/Pellam/Quarto"; }
+    std::filesystem::path appData() const {
+        return dir.path() / "data" / QoTest::kVendor / QoTest::kProduct;
+    }
 };
 
 struct MariaDbServer {
@@ -68,13 +70,13 @@ public:
 
     /// The store database in it, reached through the given server text
     /// (host and port, or the socket) with the given password.
-    std::unique_ptr<Kerf::QuireLib::CQuartoDb> open(const std::wstring& server,
-                                                    const std::string& password) const {
-        return std::make_unique<Kerf::QuireLib::CQuartoDb>(L"MYSQL", m_sName, server,
-                                                           Kerf::Util::toWide(m_server.user),
-                                                           Kerf::Util::toWide(password));
+    std::unique_ptr<Kerf::QuireLib::CStoreDatabase> open(const std::wstring& server,
+                                                         const std::string& password) const {
+        return std::make_unique<Kerf::QuireLib::CStoreDatabase>(L"MYSQL", m_sName, server,
+                                                                Kerf::Util::toWide(m_server.user),
+                                                                Kerf::Util::toWide(password));
     }
-    std::unique_ptr<Kerf::QuireLib::CQuartoDb> open() const {
+    std::unique_ptr<Kerf::QuireLib::CStoreDatabase> open() const {
         return open(m_server.tcpServer(), m_server.password);
     }
     std::wstring connectionString() const {
@@ -90,14 +92,15 @@ private:
 };
 
 /// A SQLite store database in the file, with its tables.
-inline std::unique_ptr<Kerf::QuireLib::CQuartoDb> sqliteStores(const std::filesystem::path& file) {
-    auto db = std::make_unique<Kerf::QuireLib::CQuartoDb>(
+inline std::unique_ptr<Kerf::QuireLib::CStoreDatabase>
+sqliteStores(const std::filesystem::path& file) {
+    auto db = std::make_unique<Kerf::QuireLib::CStoreDatabase>(
         Kerf::QuireLib::CDbTableHelper::kTypeSqlite, Kerf::Util::fromPath(file), L"", L"", L"");
     db->CreateTables();
     return db;
 }
 
-inline Kerf::QuireLib::LocationRows locations(Kerf::QuireLib::CQuartoDb& db,
+inline Kerf::QuireLib::LocationRows locations(Kerf::QuireLib::CStoreDatabase& db,
                                               const std::wstring& type) {
     Kerf::QuireLib::LocationRows rows;
     db.GetStoreLocationsByType(rows, type);

@@ -139,7 +139,8 @@ TEST(Trace, OffUnlessSwitchedOnAndThenWritesToTheUsersDataFolder) {
     Trace::reinitialise();
     ASSERT_TRUE(Trace::isOn());
     const std::string path = Trace::traceFilePath();
-    EXPECT_EQ(path, (dir.path() / "data/Pellam/Quarto/trace.log").string());
+    EXPECT_EQ(path,
+              (dir.path() / "data" / QoTest::kVendor / QoTest::kProduct / "trace.log").string());
 
     KERF_TRACE_ENTRY("Kerf::Search::Writer::create");
     const unsigned before = failedAssertionCount();
