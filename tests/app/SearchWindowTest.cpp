@@ -290,7 +290,7 @@ TEST(SearchWindow, MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffer
     // The file manager offers the program for saved messages, under the
     // name its window bears.
     const QString text =
-        QString::fromStdString(QoTest::readFile(QOSEARCH_DATA_DIR "/qosearch.desktop"));
+        QString::fromStdString(QoTest::readFile(QOSEARCH_BINARY_DIR "/share/applications/qosearch.desktop"));
     EXPECT_TRUE(text.contains("\nName=" + CQoSearchApp::windowTitle() + "\n"))
         << text.toStdString();
     EXPECT_TRUE(
