@@ -73,28 +73,6 @@ TEST_F(FindCommand, RowsCarryTheResultColumnsAsTextOrJson) {
     }
 }
 
-// The index folder named among the user's own files: what one command wrote
-// the other finds up to date, and nothing beside the index is touched.
-TEST_F(FindCommand, AnUpToDateIndexIsNotWrittenAgainAndNothingBesideItIsTouched) {
-    const std::vector<fs::path> theUsers = {index.parent_path() / "notes.txt",
-                                            index.parent_path() / "Photos" / "a.jpg"};
-    for (const fs::path& file : theUsers)
-        QoTest::writeFile(file, "keep");
-    const auto first = indexAll();
-    EXPECT_NE(first.out.find("Indexed 86 new, 0 changed, 0 removed messages"), std::string::npos)
-        << first.out << first.err;
-    const auto again = find({"--subject", "option"});
-    EXPECT_EQ(QoTest::documentsIn(index), 86);
-    EXPECT_EQ(again.fileNames().size(), 3u);
-    const auto counted = indexAll();
-    EXPECT_EQ(counted.status, 0) << counted.err;
-    EXPECT_NE(counted.out.find("Indexed 0 new, 0 changed, 0 removed messages"), std::string::npos)
-        << counted.out;
-    for (const fs::path& kept :
-         {theUsers[0], theUsers[1], mail / "poi_message_1979.msg", dir / "data"})
-        EXPECT_TRUE(fs::exists(kept)) << kept;
-}
-
 TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
     ASSERT_EQ(find({}).status, 0);
     EXPECT_TRUE(endedSaying(find({"--query", "Subject:(unclosed"}), 1,

@@ -62,25 +62,38 @@ const Names kOptionMessages = {"poi_message_1979.msg", "poi_message_1980.msg",
 
 QO_TESTS_READ_SHARED(Corpus, "IndexSafety.*");
 
-// Which of its files is damaged is the engine's concern (IndexStorage tests
-// cut each kind); here one is, and the next search rebuilds the index.
-TEST_F(IndexSafety, ADamagedIndexIsRebuiltByTheNextSearch) {
-    ASSERT_EQ(find({}).status, 0);
-    const std::vector<std::string> userFiles = {"notes.txt", "_notes.txt"};
-    for (const auto& name : userFiles)
-        QoTest::writeFile(index / name, "the user's own");
+// What one command wrote the other finds up to date; a damaged index (which
+// of its files is the engine's concern) is rebuilt by the next search; and
+// nothing beside the index, nor in its folder, is ever touched.
+TEST_F(IndexSafety, AnUpToDateIndexIsNotWrittenAgainAndADamagedOneIsRebuiltByTheNextSearch) {
+    const std::vector<fs::path> theUsers = {index.parent_path() / "notes.txt",
+                                            index.parent_path() / "Photos" / "a.jpg",
+                                            index / "notes.txt", index / "_notes.txt"};
+    for (const fs::path& file : {theUsers[0], theUsers[1]})
+        QoTest::writeFile(file, "the user's own");
+    const auto first = indexAll();
+    EXPECT_NE(first.out.find("Indexed 86 new, 0 changed, 0 removed messages"), std::string::npos)
+        << first.out << first.err;
+    for (const fs::path& file : {theUsers[2], theUsers[3]})
+        QoTest::writeFile(file, "the user's own");
+    EXPECT_EQ(find({"--subject", "option"}).fileNames(), kOptionMessages);
+    const auto again = indexAll();
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_NE(again.out.find("Indexed 0 new, 0 changed, 0 removed messages"), std::string::npos)
+        << again.out;
+
     for (const auto& entry : fs::directory_iterator(index))
         if (entry.path().filename().string().starts_with("segments_")) {
             fs::resize_file(entry.path(), entry.file_size() / 2);
             break;
         }
-
     const auto result = find({"--subject", "option"});
     EXPECT_TRUE(endedSaying(result, 0, "The index was damaged and is being rebuilt"));
     EXPECT_EQ(result.fileNames(), kOptionMessages);
     EXPECT_EQ(QoTest::documentsIn(index), 86);
-    for (const auto& name : userFiles)
-        EXPECT_TRUE(fs::exists(index / name)) << name;
+    for (const fs::path& kept : theUsers)
+        EXPECT_TRUE(fs::exists(kept)) << kept;
+    EXPECT_TRUE(fs::exists(mail / "poi_message_1979.msg") && fs::exists(dir / "data"));
 }
 
 TEST_F(IndexSafety, AnIndexFolderThatCannotBeWrittenIsReportedAndLeftIntact) {
