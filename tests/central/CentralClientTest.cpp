@@ -11,11 +11,9 @@
 #include "stores/UserSettings.h"
 
 #include <cstdio>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <QProcess>
+#include <QTcpServer>
 
 namespace fs = std::filesystem;
 
@@ -26,23 +24,6 @@ void setCentralIndex(const std::string& conninfo, const fs::path& root) {
     settings->setValue("Central Index/Connection", QString::fromStdString(conninfo));
     settings->setValue("Central Index/Roots", QStringList{QString::fromStdString(root.string())});
 }
-
-// A loopback port that takes connections and never answers.
-struct SilentServer {
-    int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    int port = 0;
-    SilentServer() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        ::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        ::listen(socket, 8);
-        ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
-        port = ntohs(address.sin_port);
-    }
-    ~SilentServer() { ::close(socket); }
-};
 
 std::string rowsCount(const std::string& conninfo) {
     return Kerf::Central::CPgConnection(conninfo)
@@ -62,7 +43,9 @@ TEST(CentralClient, FindAsksTheCentralIndexOrItsStandbyAndFallsBackWhenItDoesNot
     // User A's role sees a/ and shared/ only; the per-user index sees all.
     const std::vector<std::string> find = {"find", "--subject", "budget", "--folder",
                                            tree.root.string()};
-    SilentServer silent;
+    // A loopback port that takes connections and never answers.
+    QTcpServer silent;
+    ASSERT_TRUE(silent.listen(QHostAddress::LocalHost));
     const std::multiset<std::string> seenByA = {"1.msg", "3.msg"},
                                      all = {"1.msg", "2.msg", "3.msg"};
     const std::string fellBack = "Searched the per-user index instead of the central index";
@@ -76,7 +59,8 @@ TEST(CentralClient, FindAsksTheCentralIndexOrItsStandbyAndFallsBackWhenItDoesNot
         {server.userA, "--central", seenByA, "2 matches found"},
         {server.userA, "--local-only", all, "3 matches found"},
         {"host=127.0.0.1 port=1 dbname=none", "", all, fellBack},
-        {"host=127.0.0.1 port=" + std::to_string(silent.port) + " dbname=none", "", all, fellBack},
+        {"host=127.0.0.1 port=" + std::to_string(silent.serverPort()) + " dbname=none", "", all,
+         fellBack},
     };
     if (server.standbyA.empty()) {
         std::printf("no standby: eval \"$(scripts/postgres standby)\" after starting the server\n");
