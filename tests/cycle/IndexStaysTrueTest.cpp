@@ -1,5 +1,5 @@
-// Files that are deleted, moved and saved again between two searches: the
-// rows and the index follow them.
+// The index a search finds: one written before documents carried their
+// file's state, and a folder that cannot be read.
 
 #include "search/IndexMigration.h"
 
@@ -10,36 +10,6 @@ namespace fs = std::filesystem;
 using namespace Kerf;
 using namespace Kerf::QuireLib;
 using IndexStaysTrue = CycleTest::SavedMail;
-
-namespace {
-
-void touchLater(const fs::path& path) {
-    fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(10));
-}
-
-} // namespace
-
-TEST_F(IndexStaysTrue, DeletedMovedAndSavedAgainFilesAreFollowed) {
-    const fs::path a = mail / "A", b = mail / "B";
-    const auto gone = save("A/gone.msg", L"Deleted duplicate");
-    const auto moved = save("A/moved.msg", L"Refiled report");
-    const auto saved = save("B/saved.msg", L"Alpha budget");
-    const auto kept = save("B/kept.msg", L"Untouched");
-    ASSERT_EQ(find({a, b}).size(), 4u);
-
-    fs::remove(gone);
-    const fs::path movedTo = b / "moved.msg";
-    fs::rename(moved, movedTo);
-    save("B/saved.msg", L"Omega plans");
-    touchLater(saved);
-
-    const std::vector<std::wstring> now = {Util::fromPath(kept), Util::fromPath(movedTo),
-                                           Util::fromPath(saved)};
-    EXPECT_EQ(find({a, b}), now);
-    EXPECT_EQ(indexed(), now);
-    EXPECT_EQ(find({a, b}, L"Omega"), std::vector{Util::fromPath(saved)});
-    EXPECT_TRUE(find({a, b}, L"Alpha").empty());
-}
 
 TEST_F(IndexStaysTrue, AnIndexOfDocumentsWithoutFileStatesIsBroughtOverOnce) {
     const auto first = save("one.msg", L"First");
