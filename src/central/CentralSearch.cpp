@@ -53,16 +53,20 @@ CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
     q.query().sql += ")";
 
     if (!criteria.m_sKeywords.empty()) {
-        // Keywords: each whole word in any of the text fields.
+        // Keywords: any of the whole words in any of the text fields, as the
+        // per-user index finds them.
+        std::string any;
         for (const auto& word : Util::splitTokens(criteria.m_sKeywords, L" ")) {
             const std::string whole = toPhraseQueryText(word);
             if (whole.empty())
                 continue;
             const std::string value = q.bind(whole) + "::tsquery";
-            q.require("(subject_words @@ " + value + " OR body_words @@ " + value +
-                      " OR from_words @@ " + value + " OR to_words @@ " + value +
-                      " OR cc_words @@ " + value + " OR bcc_words @@ " + value + ")");
+            for (const char* column : {"subject_words", "body_words", "from_words", "to_words",
+                                       "cc_words", "bcc_words", "attachment_words"})
+                any += (any.empty() ? "" : " OR ") + std::string(column) + " @@ " + value;
         }
+        if (!any.empty())
+            q.require("(" + any + ")");
     } else {
         // Every word of every criterion as a word prefix in its field.
         const std::pair<const std::wstring*, const char*> fields[] = {
