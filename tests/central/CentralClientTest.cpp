@@ -1,14 +1,13 @@
 // The front ends over the central index: qosearch-cli find asks it for the
-// folders under its roots, falls back to the per-user index when it does not
-// answer, and finds what the per-user index finds; the service resumes a
-// round it was killed in without losing what it had committed.
+// folders under its roots and falls back to the per-user index when it does
+// not answer (that it finds what the per-user index finds is FindCommand's
+// test); the service resumes a round it was killed in without losing what it
+// had committed.
 
 #include "CentralTestSupport.h"
 #include "CommandLine.h"
-#include "SharedFiles.h"
 
 #include "CorpusGenerator.h"
-#include "stores/UserSettings.h"
 
 #include <cstdio>
 
@@ -18,12 +17,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-void setCentralIndex(const std::string& conninfo, const fs::path& root) {
-    auto settings = Kerf::QuireLib::openUserSettings();
-    settings->setValue("Central Index/Connection", QString::fromStdString(conninfo));
-    settings->setValue("Central Index/Roots", QStringList{QString::fromStdString(root.string())});
-}
 
 std::string rowsCount(const std::string& conninfo) {
     return Kerf::Central::CPgConnection(conninfo)
@@ -79,7 +72,7 @@ TEST(CentralClient, FindAsksTheCentralIndexOrItsStandbyAndFallsBackWhenItDoesNot
     }
     for (const Case& c : cases) {
         SCOPED_TRACE(c.conninfo + " " + c.option);
-        setCentralIndex(c.conninfo, tree.root);
+        QoTest::setCentralIndex(c.conninfo, tree.root);
         std::vector<std::string> args = find;
         if (!c.option.empty())
             args.push_back(c.option);
@@ -87,38 +80,6 @@ TEST(CentralClient, FindAsksTheCentralIndexOrItsStandbyAndFallsBackWhenItDoesNot
         EXPECT_TRUE(QoTest::endedSaying(result, 0, c.status));
         EXPECT_EQ(result.fileNames(), c.files);
     }
-}
-
-QO_TESTS_READ_SHARED(Corpus, "CentralClient.SameFilesAsThePerUserIndexOverTheCorpus");
-TEST(CentralClient, SameFilesAsThePerUserIndexOverTheCorpus) {
-    QO_REQUIRE_POSTGRES(server);
-    const fs::path corpus = QOSEARCH_CORPUS_DIR "/msg";
-    QoTest::TempDir temp;
-    QoTest::ScopedUserFolders folders(temp.path());
-    QoTest::runCentralRound(server.indexd, {corpus.wstring()});
-    setCentralIndex(server.indexd, corpus);
-
-    const std::vector<std::vector<std::string>> searches = {
-        {"--subject", "re"},       {"--from", "a"},
-        {"--body", "the"},         {"--body", "meeting"},
-        {"--keywords", "invoice"}, {"--after", "2010-01-01", "--before", "2015-12-31"},
-        {"--filename", "test"},    {"--to", "ku"},
-        {"--attachment", "pdf"},
-    };
-    std::size_t found = 0;
-    for (const auto& search : searches) {
-        SCOPED_TRACE(search.front() + " " + search[1]);
-        std::vector<std::string> args = {"find", "--folder", corpus.string()};
-        args.insert(args.end(), search.begin(), search.end());
-        args.push_back("--central");
-        const auto central = QoTest::runCli(args);
-        args.back() = "--local-only";
-        const auto local = QoTest::runCli(args);
-        EXPECT_EQ(central.fileNames(), local.fileNames());
-        EXPECT_EQ(central.err.find("per-user index instead"), std::string::npos) << central.err;
-        found += local.fileNames().size();
-    }
-    EXPECT_GT(found, 0u);
 }
 
 TEST(CentralClient, KilledServiceResumesWithItsCommittedRows) {

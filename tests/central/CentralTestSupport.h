@@ -8,6 +8,7 @@
 #include "central/CentralIndexer.h"
 #include "central/CentralSchema.h"
 #include "central/PgConnection.h"
+#include "stores/UserSettings.h"
 
 #include <sys/acl.h>
 
@@ -77,6 +78,13 @@ inline void runCentralRound(const std::string& conninfo, const std::vector<std::
 }
 
 namespace fs = std::filesystem;
+
+/// The user's settings name the central index and its one root.
+inline void setCentralIndex(const std::string& conninfo, const fs::path& root) {
+    auto settings = Kerf::QuireLib::openUserSettings();
+    settings->setValue("Central Index/Connection", QString::fromStdString(conninfo));
+    settings->setValue("Central Index/Roots", QStringList{QString::fromStdString(root.string())});
+}
 
 inline void writeMessage(const fs::path& path, const std::wstring& subject, bool sent = true) {
     QoMsg::MsgMessage message;

@@ -1,5 +1,6 @@
 #include "FilingFolder.h"
 #include "SharedFiles.h"
+#include "central/CentralTestSupport.h"
 
 namespace fs = std::filesystem;
 using QoTest::endedSaying;
@@ -10,10 +11,19 @@ using Names = std::multiset<std::string>;
 
 QO_TESTS_READ_SHARED(Corpus, "FindCommand.*");
 
+// Each criterion finds exactly its files in the per-user index. Where a
+// PostgreSQL server runs, the central index finds the same files, for these
+// and for broader words over the whole corpus.
 TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
+    const auto server = QoTest::postgresServer();
+    if (server) {
+        Kerf::Central::CPgConnection(server->indexd).run("DROP SCHEMA IF EXISTS qosearch CASCADE");
+        QoTest::runCentralRound(server->indexd, {mail.wstring()});
+        QoTest::setCentralIndex(server->indexd, mail);
+    }
     const struct {
         std::vector<std::string> criteria;
-        Names files;
+        Names files; // none: the two indexes are only compared
     } cases[] = {
         {{"--subject", "reseller"},
          {"poi_message_extra_hyphen_submission_chunk.msg",
@@ -33,12 +43,32 @@ TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
          {"poi_53784_fails.msg", "poi_53784_succeeds.msg",
           "poi_message_extra_hyphen_submission_chunk.msg",
           "poi_message_normal_submission_chunk.msg"}},
+        {{"--subject", "re"}, {}},
+        {{"--from", "a"}, {}},
+        {{"--body", "the"}, {}},
+        {{"--body", "meeting"}, {}},
+        {{"--keywords", "test"}, {}},
+        {{"--after", "2010-01-01", "--before", "2015-12-31"}, {}},
+        {{"--filename", "test"}, {}},
+        {{"--to", "ku"}, {}},
+        {{"--attachment", "pdf"}, {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.criteria[0] + " " + c.criteria[1]);
-        const auto result = find(c.criteria);
-        EXPECT_TRUE(endedSaying(result, 0, std::to_string(c.files.size()) + " match"));
-        EXPECT_EQ(result.fileNames(), c.files);
+        std::vector<std::string> args = c.criteria;
+        args.push_back("--local-only");
+        const auto local = find(args);
+        if (!c.files.empty()) {
+            EXPECT_TRUE(endedSaying(local, 0, std::to_string(c.files.size()) + " match"));
+            EXPECT_EQ(local.fileNames(), c.files);
+        }
+        EXPECT_FALSE(local.fileNames().empty());
+        if (!server)
+            continue;
+        args.back() = "--central";
+        const auto central = find(args);
+        EXPECT_EQ(central.fileNames(), local.fileNames());
+        EXPECT_EQ(central.err.find("per-user index instead"), std::string::npos) << central.err;
     }
 }
 
