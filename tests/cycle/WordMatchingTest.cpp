@@ -144,6 +144,9 @@ TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
     }
 }
 
+// The addresses of real messages, where the sender's and recipients' tables
+// hold them. (How their texts decode is the corpus test's, and how words of
+// other scripts match is the table above's.)
 QO_TESTS_READ_SHARED(Corpus, "WordMatching.RealMessagesAreFoundByTheirWords");
 TEST_F(WordMatching, RealMessagesAreFoundByTheirWords) {
     const fs::path corpus = fs::path(QOSEARCH_CORPUS_DIR) / "msg";
@@ -153,13 +156,6 @@ TEST_F(WordMatching, RealMessagesAreFoundByTheirWords) {
         const wchar_t* typed;
         bool meets;
     } rows[] = {
-        {"poi_chinese-traditional.msg", Where::Subject, L"測試", true},
-        {"poi_chinese-traditional.msg", Where::Subject, L"試測", false},
-        {"poi_chinese-traditional.msg", Where::Body, L"中文", true},
-        {"mr_nonUnicodeCP932.msg", Where::Body, L"本文", true},
-        {"mr_Hello +CJK.msg", Where::Body, L"こんにちは", true},
-        {"poi_cyrillic_message.msg", Where::Subject, L"АВТОМАТИЧЕСКИЙ ОТВЕТ", true},
-        {"poi_cyrillic_message.msg", Where::Subject, L"\"ответ автоматический\"", false},
         {"poi_cyrillic_message.msg", Where::From, L"niips.ru", true},
         {"poi_simple_test_msg.msg", Where::From, L"travis@overwrittenstack.com", true},
         {"poi_example_sent_regular.msg", Where::To, L"alfresco.com", true},
