@@ -12,6 +12,7 @@
 #include "msgfile/PropertyReader.h"
 #include "support/DateTime.h"
 #include "support/Strings.h"
+#include "text/ViewableHtml.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -157,8 +158,10 @@ TEST_P(MessageCorpus, ReadsAsItsExpectedValuesSay) {
     EXPECT_EQ(record.GetEmbeddedAttachments(), want.at("EmbeddedAttachments").get<int>());
     EXPECT_EQ(record.GetNonEmbeddedAttachments(), want.at("NonEmbeddedAttachments").get<int>());
 
-    // A false alarm would put a warning over a good message.
+    // A false alarm would put a warning over a good message; the viewer's
+    // limits leave real mail alone, showing every HTML body as HTML.
     EXPECT_FALSE(document.Damaged());
+    EXPECT_EQ(Html::makeViewable(Util::toNarrow(document.HtmlBody())).refusal, "");
     const std::shared_ptr<CMessageAttachments>& attachments = document.Message();
     ASSERT_TRUE(attachments);
     EXPECT_EQ(attachments->attachments().size(),

@@ -171,7 +171,7 @@ TEST(MessageReader, BodiesForTheIndexAndForShowing) {
 
 // An attached message counts as non-embedded, an OLE object as embedded;
 // the attached message reads like a file of its own, outlives its parent,
-// and its values and attachments stay its own.
+// and its values and attachments stay its own, also once saved as a file.
 TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     QoTest::MsgFiles files;
     auto inner = std::make_shared<MsgMessage>(QoTest::simpleMessage());
@@ -179,6 +179,7 @@ TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     inner->body = L"Inner body";
     inner->submitTime = QoMsg::fileTimeFromUtc(2001, 2, 3, 4, 5, 6);
     inner->attachments.push_back({1, L"inner.txt", {'h', 'i'}, nullptr});
+    inner->attachments.push_back({5, L"deeper", {}, std::make_shared<MsgMessage>()});
     MsgMessage outer;
     outer.displayTo = L"Someone";
     outer.attachments.push_back({1, L"data.bin", std::vector<std::uint8_t>(5000, 9), nullptr});
@@ -207,16 +208,21 @@ TEST(MessageAttachments, AttachedMessageReadsLikeAFileAndOutlivesItsParent) {
     EXPECT_FALSE(message->readData(1, data)) << "an attached message has no data";
     EXPECT_FALSE(message->readData(2, data)) << "an OLE object has no data";
 
+    std::vector<std::uint8_t> saved;
+    ASSERT_TRUE(message->messageFileBytes(1, saved, error)) << error;
     std::shared_ptr<CMessageAttachments> attached = message->openMessage(1);
     message.reset();
-    ASSERT_TRUE(attached);
-    const CEmailMetadata_Message record(*attached);
-    EXPECT_EQ(record.GetStringValue(L"Subject"), L"Inner subject");
-    EXPECT_EQ(record.GetStringValue(L"Body"), L"Inner body");
-    EXPECT_EQ(record.GetSentDate().m_dt, Kerf::Dates::oleDateFromFileTime(*inner->submitTime));
-    EXPECT_EQ(record.GetNonEmbeddedAttachments(), 1);
-    ASSERT_TRUE(attached->readData(0, data));
-    EXPECT_EQ(std::string(data.begin(), data.end()), "hi");
+    for (const auto& read : {attached, CMessageAttachments::openBytes(saved, error)}) {
+        ASSERT_TRUE(read) << error;
+        const CEmailMetadata_Message record(*read);
+        EXPECT_EQ(record.GetStringValue(L"Subject"), L"Inner subject");
+        EXPECT_EQ(record.GetStringValue(L"Body"), L"Inner body");
+        EXPECT_EQ(record.GetSentDate().m_dt, Kerf::Dates::oleDateFromFileTime(*inner->submitTime));
+        EXPECT_EQ(record.GetNonEmbeddedAttachments(), 2);
+        ASSERT_TRUE(read->readData(0, data));
+        EXPECT_EQ(std::string(data.begin(), data.end()), "hi");
+        EXPECT_TRUE(read->openMessage(1));
+    }
 }
 
 TEST(MessageAttachments, AttachedMessagesOpenDownToTheThirdLevelOnly) {

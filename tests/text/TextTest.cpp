@@ -231,9 +231,13 @@ TEST(HtmlText, DropsMarkupScriptsAndStylesAndBreaksBlocks) {
         L"<html><head><title>Title</title><style>p{color:red}</style></head><body>"
         L"<script>var x = 1;</script><p>First&nbsp;para&amp;graph,\n   wrapped</p>"
         L"<div>Second<br>line</div><table><tr><td>a</td><td>b</td></tr></table>"
-        L"<pre>  kept\n  as is</pre><!-- hidden --> Caf&eacute; &#x20AC;</body></html>");
+        L"<pre>  kept\n  as is</pre><!-- hidden --> Caf&eacute; &#x20AC;"
+        // A word processor's markers go, what lies between them stays; other
+        // "<![" text stays as written, and a comment's end is no marker.
+        L"<!--[if gte mso 9]><xml>hidden</xml><![endif]--><p><![if !supportLists]>1.<![endif]>"
+        L"Download<![ENDIF]> a<![iffy]> b<![if !x]</p></body></html>");
     EXPECT_EQ(text, L"First para&graph, wrapped\r\nSecond\r\nline\r\na b\r\n  kept\r\n  as is\r\n"
-                    L"Caf\x00e9 \x20ac");
+                    L"Caf\x00e9 \x20ac\r\n1.Download a<![iffy]> b<![if !x]");
 }
 
 TEST(HtmlText, FindsTheDeclaredCharset) {
