@@ -33,7 +33,6 @@ TEST(UserPlaces, TheIndexLivesBelowTheUsersDataAndItsInstanceNameFollowsItsPath)
     const std::wstring longName =
         UserPlaces::buildInstanceName(L"/" + std::wstring(300, L'D') + L"/Tail/0.4");
     EXPECT_EQ(longName.size(), 9u + 250u);
-    EXPECT_EQ(longName.substr(0, 9), L"QOSEARCH_");
     EXPECT_EQ(longName.substr(longName.size() - 9), L"_tail_0.4");
     EXPECT_EQ(longName.find(L'/'), std::wstring::npos);
 }

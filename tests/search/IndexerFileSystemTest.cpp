@@ -79,9 +79,6 @@ TEST_F(IndexerFileSystem, OnlyAFolderListedToTheEndTellsThatItsFilesAreGone) {
         bool needsLockedFolder = false;
     };
     const std::vector<Case> cases = {
-        {"a file deleted",
-         [](const fs::path& t) { fs::remove(t / "b.txt"); },
-         {"sub/a.txt", "sub/deeper/c.txt"}},
         {"a folder deleted with its files",
          [](const fs::path& t) { fs::remove_all(t / "sub"); },
          {"b.txt"}},
