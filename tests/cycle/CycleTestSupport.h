@@ -90,12 +90,6 @@ protected:
         std::sort(view.rows.begin(), view.rows.end());
         return view.rows;
     }
-    std::vector<std::wstring> find(const std::vector<fs::path>& folders,
-                                   const std::wstring& subject) {
-        Kerf::QuireLib::SearchCriteria criteria;
-        criteria.m_sSubject = subject;
-        return find(folders, criteria);
-    }
 
     /// Every document's location, as a fresh searcher sees the index.
     std::vector<std::wstring> indexed() const {

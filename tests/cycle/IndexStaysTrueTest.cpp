@@ -31,7 +31,9 @@ TEST_F(IndexStaysTrue, AnIndexOfDocumentsWithoutFileStatesIsBroughtOverOnce) {
     }
     ASSERT_TRUE(Search::needsBringingOver(place.directory));
     const std::vector<std::wstring> both = {Util::fromPath(first), Util::fromPath(second)};
-    EXPECT_EQ(find({mail}, L"First"), std::vector{Util::fromPath(first)});
+    SearchCriteria byItsSubject;
+    byItsSubject.m_sSubject = L"First";
+    EXPECT_EQ(find({mail}, byItsSubject), std::vector{Util::fromPath(first)});
     EXPECT_EQ(indexed(), both);
     EXPECT_FALSE(Search::needsBringingOver(place.directory));
     auto searcher = Search::createIndexSearcher(place.directory);
