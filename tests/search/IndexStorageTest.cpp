@@ -50,7 +50,6 @@ TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
 TEST_F(IndexStorage, TheIndexFolderIsTheUsersOwnAndPlantedLinksAreNeverFollowed) {
     {
         auto writer = createIndexWriter(wide(root), wide(live));
-        EXPECT_TRUE(writer->getUseCompoundFile());
         addDoc(*writer, L"/mail/a.msg", L"salary review");
     }
     EXPECT_EQ(fs::status(live).permissions(), fs::perms::owner_all);
