@@ -4,13 +4,11 @@
 
 #include <glib.h>
 
-#include <atomic>
 #include <mutex>
 
 namespace Kerf::GLibLog {
 namespace {
 
-std::atomic<unsigned> g_routed{0};
 thread_local unsigned t_routed = 0;
 
 const char* levelName(GLogLevelFlags level) {
@@ -28,7 +26,6 @@ const char* levelName(GLogLevelFlags level) {
 }
 
 void toTrace(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer) {
-    g_routed.fetch_add(1, std::memory_order_relaxed);
     ++t_routed;
     Trace::tracef("GLib %s [%s]: %s\n", levelName(level), domain != nullptr ? domain : "-",
                   message != nullptr ? message : "");
@@ -48,10 +45,6 @@ void routeToTrace() {
              {"libgsf", "libgsf:msole", "libgsf:utils", "GLib", "GLib-GObject", "GLib-GIO"})
             g_log_set_handler(domain, levels, toTrace, nullptr);
     });
-}
-
-unsigned routedCount() {
-    return g_routed.load(std::memory_order_relaxed);
 }
 
 unsigned routedOnThisThread() {

@@ -8,9 +8,6 @@ namespace Kerf::GLibLog {
 /// Installs the handlers; safe to call from any thread, any number of times.
 void routeToTrace();
 
-/// How many GLib log lines were routed since the start (read by tests).
-unsigned routedCount();
-
 /// How many were routed from the calling thread: a reader compares the
 /// count before and after reading to learn that the file was damaged.
 unsigned routedOnThisThread();

@@ -72,7 +72,6 @@ public:
     bool opened() const { return m_pMessage != nullptr; }
     const std::shared_ptr<Mapi::CStorage>& storage() const { return m_pStorage; }
     Mapi::MessageKind kind() const { return m_kind; }
-    int depth() const { return m_iDepth; }
 
     /// Every attachment in the message's order.
     const std::vector<CAttachmentInfo>& attachments() const { return m_attachments; }

@@ -73,25 +73,6 @@ CAccessDatabase::CAccessDatabase(const std::wstring& sPath)
 
 CAccessDatabase::~CAccessDatabase() = default;
 
-std::vector<std::wstring> CAccessDatabase::TableNames() {
-    std::vector<std::wstring> names;
-    if (mdb_read_catalog(m_pHandle->mdb, MDB_TABLE) == nullptr)
-        throw CDbException(L"Cannot read the table list of \"" + m_sPath + L"\"");
-    for (unsigned i = 0; i < m_pHandle->mdb->num_catalog; ++i) {
-        auto* entry = static_cast<MdbCatalogEntry*>(g_ptr_array_index(m_pHandle->mdb->catalog, i));
-        if (mdb_is_user_table(entry))
-            names.push_back(Util::toWide(entry->object_name));
-    }
-    return names;
-}
-
-bool CAccessDatabase::HasTable(const std::wstring& sTable) {
-    for (const auto& name : TableNames())
-        if (Util::compareNoCase(name, sTable) == 0)
-            return true;
-    return false;
-}
-
 std::vector<CAccessDatabase::Row>
 CAccessDatabase::ReadTable(const std::wstring& sTable, const std::vector<std::wstring>& vColumns) {
     MdbHandle* mdb = m_pHandle->mdb;

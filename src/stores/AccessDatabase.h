@@ -26,11 +26,6 @@ public:
     CAccessDatabase& operator=(const CAccessDatabase&) = delete;
 
     const std::wstring& GetPath() const { return m_sPath; }
-    /// The user tables, in the file's catalogue order.
-    std::vector<std::wstring> TableNames();
-    /// Whether there is a user table of that name (letter case ignored, as
-    /// Access compares names).
-    bool HasTable(const std::wstring& sTable);
     /// Every row of the table with the named columns (all columns when none
     /// are named), keyed by the names as given. Throws CDbException naming the
     /// table or column that is missing.

@@ -36,14 +36,6 @@ std::wstring toLower(std::wstring_view text);
 /// Case-insensitive comparison: -1, 0 or 1.
 int compareNoCase(std::wstring_view a, std::wstring_view b);
 
-/// Strict weak ordering that treats two texts differing only in letter case
-/// as one; every set of paths in the program is ordered by it.
-struct CString_iless {
-    bool operator()(const std::wstring& a, const std::wstring& b) const {
-        return compareNoCase(a, b) < 0;
-    }
-};
-
 /// Splits on any of the separator characters; runs of separators, and
 /// separators at either end, give no empty pieces.
 std::vector<std::wstring> splitTokens(std::wstring_view text, std::wstring_view separators = L" ");
