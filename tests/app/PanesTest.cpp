@@ -120,6 +120,14 @@ TEST(Preview, ShowsOnlyLinesWithValuesAlwaysSentAndScrollsToTheTop) {
     QTextBrowser& view = pane.GetPreviewControl();
     EXPECT_EQ(view.toPlainText().left(view.toPlainText().indexOf("\n\nfirst")),
               "From:\t\tAnn Smith\nSent:\t\t(not sent)");
+    // Labels bold, values regular, nothing italic.
+    QStringList bold;
+    for (auto it = view.document()->firstBlock().begin(); !it.atEnd(); ++it) {
+        if (it.fragment().charFormat().fontWeight() == QFont::Bold)
+            bold << it.fragment().text();
+        EXPECT_FALSE(it.fragment().charFormat().fontItalic()) << it.fragment().text().toStdString();
+    }
+    EXPECT_EQ(bold, QStringList{"From:\t\t"});
     EXPECT_TRUE(view.toPlainText().contains("\n\nfirst line\nsecond line\n"));
     for (const char* absent : {"\r", "Subject:", "To:"})
         EXPECT_FALSE(view.toPlainText().contains(absent)) << absent;
