@@ -10,6 +10,9 @@
 #include "text/DocumentText.h"
 #include "text/HtmlText.h"
 #include "text/RtfText.h"
+#include "text/ViewableHtml.h"
+
+#include <QByteArray>
 
 #include <gtest/gtest.h>
 
@@ -238,6 +241,23 @@ TEST(HtmlText, DropsMarkupScriptsAndStylesAndBreaksBlocks) {
         L"Download<![ENDIF]> a<![iffy]> b<![if !x]</p></body></html>");
     EXPECT_EQ(text, L"First para&graph, wrapped\r\nSecond\r\nline\r\na b\r\n  kept\r\n  as is\r\n"
                     L"Caf\x00e9 \x20ac\r\n1.Download a<![iffy]> b<![if !x]");
+}
+
+// A body the viewer could not lay out in time, or without overflowing the
+// stack, is refused; each limit on its own.
+TEST(ViewableHtml, BodiesPastALimitAreRefusedSayingWhich) {
+    const auto times = [](const char* html, int n) {
+        return QByteArray(html).repeated(n).toStdString();
+    };
+    const std::pair<std::string, const char*> bodies[] = {
+        {times("<table><tr><td>", 12) + times("<b>x</b>", 20), "would take too long"},
+        {times("<table><tr><td>", 13), "more than 12 tables deep"},
+        {times("<div>", 401), "more than 400 elements deep"},
+        {times("<img src=x>", 501), "more than 500 pictures"},
+        {times("<br>", 30001), "more than 30000 elements"},
+    };
+    for (const auto& [html, reason] : bodies)
+        EXPECT_NE(Html::makeViewable(html).refusal.find(reason), std::string::npos) << reason;
 }
 
 TEST(HtmlText, FindsTheDeclaredCharset) {
