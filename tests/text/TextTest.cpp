@@ -258,9 +258,10 @@ TEST(ViewableHtml, BodiesPastALimitAreRefusedSayingWhich) {
     };
     for (const auto& [html, reason] : bodies)
         EXPECT_NE(Html::makeViewable(html).refusal.find(reason), std::string::npos) << reason;
-    // Styles name no file to load, neither in an element nor in a style sheet.
+    // Styles and attributes name no file to load.
     for (const char* html : {"<p style=\"background: url(/etc/x.png)\">t</p>",
-                             "<style>p { background: url(/etc/x.png) }</style><p>t</p>"})
+                             "<style>p { background: url(/etc/x.png) }</style><p>t</p>",
+                             "<body background=\"/etc/x.png\"><p>t</p></body>"})
         EXPECT_EQ(Html::makeViewable(html).html.find("/etc/x.png"), std::string::npos) << html;
 }
 
