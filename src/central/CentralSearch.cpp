@@ -103,8 +103,9 @@ namespace {
 
 QuireLib::CEmailMetadata recordOf(const CPgResult& rows, int r) {
     // Made once: a key made for every value of tens of thousands of rows
-    // costs as much as the value.
-    static const std::wstring keys[] = {
+    // costs as much as the value. Never destroyed: a search thread let go
+    // when the program ends may still be reading rows then.
+    static const std::wstring* const keys = new std::wstring[7]{
         L"Location", L"Subject", L"Normalised_Subject", L"From", L"To", L"Cc", L"Bcc"};
     QuireLib::CEmailMetadata record;
     for (int c = 0; c < 7; ++c)
