@@ -246,13 +246,17 @@ TEST(WindowEventSink, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDe
         }
     } receiver;
     CWindowEventSink sink(&receiver);
-    EXPECT_TRUE(sink.post(IndexerEvent{IndexerMessage::EndWork, 7}));
+    // The last of the numbers, the central index's rows, travels too.
+    const std::vector<IndexerEvent> posted = {{IndexerMessage::EndWork, 7},
+                                              {IndexerMessage::RowsArrived, 9}};
+    for (const IndexerEvent& event : posted)
+        EXPECT_TRUE(sink.post(event));
     QCoreApplication::processEvents();
-    EXPECT_EQ(receiver.events, (std::vector<IndexerEvent>{{IndexerMessage::EndWork, 7}}));
+    EXPECT_EQ(receiver.events, posted);
     sink.detach();
     EXPECT_FALSE(sink.post(IndexerEvent{IndexerMessage::BeginWork, 8}));
     QCoreApplication::processEvents();
-    EXPECT_EQ(receiver.events.size(), 1u);
+    EXPECT_EQ(receiver.events.size(), 2u);
 }
 
 TEST(SearchWindow, MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffers) {
@@ -289,8 +293,8 @@ TEST(SearchWindow, MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffer
 
     // The file manager offers the program for saved messages, under the
     // name its window bears.
-    const QString text =
-        QString::fromStdString(QoTest::readFile(QOSEARCH_BINARY_DIR "/share/applications/qosearch.desktop"));
+    const QString text = QString::fromStdString(
+        QoTest::readFile(QOSEARCH_BINARY_DIR "/share/applications/qosearch.desktop"));
     EXPECT_TRUE(text.contains("\nName=" + CQoSearchApp::windowTitle() + "\n"))
         << text.toStdString();
     EXPECT_TRUE(
