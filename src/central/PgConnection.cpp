@@ -152,7 +152,7 @@ void CPgConnection::queryRows(const std::string& sql, const Params& params,
             // The rest of the answer is of no use: the server is asked to
             // stop sending it rather than read to its end.
             if (!failure && PQresultStatus(result) == PGRES_SINGLE_TUPLE)
-                cancelStatement();
+                canceller()->cancel();
             if (!failure)
                 failure = std::current_exception();
         }
@@ -161,14 +161,21 @@ void CPgConnection::queryRows(const std::string& sql, const Params& params,
         std::rethrow_exception(failure);
 }
 
-void CPgConnection::cancelStatement() {
-    PGcancel* cancel = PQgetCancel(m_pConn);
-    if (cancel == nullptr)
-        return;
+CPgCanceller::CPgCanceller(pg_conn* connection) : m_pCancel(PQgetCancel(connection)) {}
+
+CPgCanceller::~CPgCanceller() {
+    if (m_pCancel != nullptr)
+        PQfreeCancel(m_pCancel);
+}
+
+void CPgCanceller::cancel() const {
     char reason[256];
-    if (PQcancel(cancel, reason, sizeof reason) != 1)
+    if (m_pCancel != nullptr && PQcancel(m_pCancel, reason, sizeof reason) != 1)
         Trace::tracef("The central index's statement could not be cancelled: %s\n", reason);
-    PQfreeCancel(cancel);
+}
+
+std::shared_ptr<CPgCanceller> CPgConnection::canceller() const {
+    return std::make_shared<CPgCanceller>(m_pConn);
 }
 
 CPgResult CPgConnection::queryPrepared(const std::string& sql, const Params& params) {

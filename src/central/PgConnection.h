@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+struct pg_cancel;
 struct pg_conn;
 struct pg_result;
 
@@ -32,6 +33,21 @@ public:
 
 private:
     std::shared_ptr<pg_result> m_pResult;
+};
+
+/// Asks the server to stop the statement a connection runs. Usable from any
+/// thread, also while the connection's own thread waits for the answer; it
+/// opens a connection of its own for the request, and may wait for it.
+class CPgCanceller {
+public:
+    explicit CPgCanceller(pg_conn* connection);
+    ~CPgCanceller();
+    CPgCanceller(const CPgCanceller&) = delete;
+    CPgCanceller& operator=(const CPgCanceller&) = delete;
+    void cancel() const;
+
+private:
+    pg_cancel* m_pCancel;
 };
 
 class CPgConnection {
@@ -72,10 +88,10 @@ public:
 
     /// The role the server knows this connection as.
     std::string user() const;
+    /// What stops this connection's statement from another thread.
+    std::shared_ptr<CPgCanceller> canceller() const;
 
 private:
-    /// Asks the server to stop the statement this connection runs.
-    void cancelStatement();
     CPgResult check(pg_result* result, const std::string& sql);
 
     pg_conn* m_pConn = nullptr;

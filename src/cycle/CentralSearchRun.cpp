@@ -41,6 +41,8 @@ struct CCentralSearchRun::Shared {
     std::optional<Clock::time_point> lastAnnounced;
     bool cancelled = false;
     bool ended = false;
+    /// Stops the statement on the server, once there is a connection.
+    std::shared_ptr<Central::CPgCanceller> canceller;
 
     /// Under the lock: whether the caller is to post a RowsArrived event.
     bool claimAnnouncement(bool force) {
@@ -68,6 +70,12 @@ CCentralSearchRun::CCentralSearchRun(std::unique_ptr<Central::CPgConnection> con
             if (!connection)
                 connection =
                     std::make_unique<Central::CPgConnection>(conninfo, Central::kAnswerWithin);
+            {
+                std::lock_guard hold(shared->lock);
+                if (shared->cancelled)
+                    throw Cancelled{};
+                shared->canceller = connection->canceller();
+            }
             Central::searchCentralIndex(
                 *connection, criteria, folders, [&](CEmailMetadata&& record, std::size_t bytes) {
                     ++arrived;
@@ -128,6 +136,12 @@ CCentralSearchRun::~CCentralSearchRun() {
     std::unique_lock hold(m_pShared->lock);
     m_pShared->cancelled = true;
     m_pShared->changed.notify_all();
+    // Between rows the thread sees the flag at the next one; a statement
+    // still waiting for its first row (a slow plan, a table locked on the
+    // server) is stopped on the server. The request opens a connection of
+    // its own, so it is sent from a thread that nothing waits for.
+    if (!m_pShared->ended && m_pShared->canceller)
+        std::thread([canceller = m_pShared->canceller] { canceller->cancel(); }).detach();
     if (m_pShared->changed.wait_for(hold, kEndGrace, [&] { return m_pShared->ended; })) {
         hold.unlock();
         m_thread.join();

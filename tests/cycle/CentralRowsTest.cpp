@@ -1,9 +1,11 @@
-// The search cycle over the central index when its server goes away in the
-// middle of the rows: those that came stay in the list, and the status says
-// that the rest may be missing.
+// The search cycle over the central index when its server goes away or the
+// user stops in the middle of the rows: those that came stay in the list, the
+// status says that the rest may be missing, and the server works no longer.
 
 #include "CycleTestSupport.h"
 #include "central/CentralTestSupport.h"
+
+#include "WaitFor.h"
 
 namespace {
 
@@ -27,9 +29,7 @@ protected:
     static constexpr int kRows = 500;
     std::filesystem::path mail = QoTest::copiesOfTheSample(dir.path(), kRows);
 
-    template <typename View>
-    void search(const QoTest::PostgresServer& server, Kerf::QuireLib::CMailSearchCycle& cycle,
-                View& view) {
+    void fill(const QoTest::PostgresServer& server) {
         Kerf::Central::CPgConnection db(server.indexd);
         db.run("DROP SCHEMA IF EXISTS qosearch CASCADE");
         Kerf::Central::createSchema(db);
@@ -41,11 +41,19 @@ protected:
                  "$1, 1, 'm' || i || '.msg', 0, 0, repeat('budget ', 9000), 'budget' "
                  "FROM generate_series(0, $2::integer - 1) i",
                  {folder, std::to_string(kRows)});
+    }
+    void start(const QoTest::PostgresServer& server, Kerf::QuireLib::CMailSearchCycle& cycle) {
         cycle.initialise();
         cycle.setCentralIndex({server.userA, {Kerf::Util::fromPath(dir.path())}});
         Kerf::QuireLib::SearchCriteria criteria;
         criteria.m_sSubject = L"budget";
         ASSERT_TRUE(cycle.findNow(criteria, {Kerf::Util::fromPath(mail)}));
+    }
+    template <typename View>
+    void searchUntilRows(const QoTest::PostgresServer& server,
+                         Kerf::QuireLib::CMailSearchCycle& cycle, View& view) {
+        fill(server);
+        start(server, cycle);
         EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !view.rows.empty(); }));
     }
 };
@@ -58,7 +66,7 @@ TEST_F(CentralRows, AServerLostOrAStopPartWayLeavesTheRowsThatCameAndSaysSo) {
         ServerLostAtFirstRow view;
         view.conninfo = server.userA;
         Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
-        search(server, cycle, view);
+        searchUntilRows(server, cycle, view);
         EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isBusy(); }));
         EXPECT_LT(view.rows.size(), static_cast<std::size_t>(kRows));
         EXPECT_NE(cycle.getStatusText().find(L"central index searched only in part"),
@@ -69,12 +77,33 @@ TEST_F(CentralRows, AServerLostOrAStopPartWayLeavesTheRowsThatCameAndSaysSo) {
         // Stop ends the central index's search at once, while its rows come.
         CycleTest::RowsView view;
         Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
-        search(server, cycle, view);
+        searchUntilRows(server, cycle, view);
         cycle.stop();
         EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isBusy(); }));
         EXPECT_LT(view.rows.size(), static_cast<std::size_t>(kRows));
         EXPECT_NE(cycle.getStatusText().find(L"searched only in part: the search was stopped"),
                   std::wstring::npos)
             << Kerf::Util::toNarrow(cycle.getStatusText());
+    }
+    {
+        // A statement that has sent no row yet (here it waits for a table
+        // another session holds locked) is stopped on the server too, not
+        // left running to its time limit of 30 s.
+        fill(server);
+        Kerf::Central::CPgConnection locker(server.indexd);
+        locker.run("BEGIN; LOCK TABLE qosearch.messages IN ACCESS EXCLUSIVE MODE");
+        Kerf::Central::CPgConnection watcher(server.userA);
+        const auto runningOfA = [&] {
+            return watcher
+                .query("SELECT count(*) FROM pg_stat_activity WHERE usename = current_user "
+                       "AND state = 'active' AND pid <> pg_backend_pid()")
+                .number(0, 0);
+        };
+        CycleTest::RowsView view;
+        Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
+        start(server, cycle);
+        ASSERT_TRUE(QoTest::waitFor([&] { return runningOfA() == 1; }));
+        cycle.stop();
+        EXPECT_TRUE(QoTest::waitFor([&] { return runningOfA() == 0; }, std::chrono::seconds(10)));
     }
 }
