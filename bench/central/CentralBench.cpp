@@ -420,11 +420,12 @@ int main(int argc, char** argv) {
         const auto search = [&](std::size_t i, const std::function<void()>& onRow) {
             std::size_t found = 0;
             try {
-                Central::searchCentralIndex(reader, kind.criteria(i), everywhere,
-                                            [&](QuireLib::CEmailMetadata&&, std::size_t) {
-                                                onRow();
-                                                ++found;
-                                            });
+                Central::searchCentralIndex(
+                    reader, kind.criteria(i), everywhere,
+                    [&](QuireLib::CEmailMetadata&&, const Central::CentralRow&) {
+                        onRow();
+                        ++found;
+                    });
             } catch (const CExceptionBase&) {
                 ++ended;
             }
@@ -460,8 +461,9 @@ int main(int argc, char** argv) {
         SearchCriteria c;
         dateRange(c, i, std::max<int>(1, static_cast<int>(10000.0 * 15 * 365 / (rows * 2.0 / 3))));
         std::size_t found = 0;
-        Central::searchCentralIndex(reader, c, everywhere,
-                                    [&found](QuireLib::CEmailMetadata&&, std::size_t) { ++found; });
+        Central::searchCentralIndex(
+            reader, c, everywhere,
+            [&found](QuireLib::CEmailMetadata&&, const Central::CentralRow&) { ++found; });
         return found;
     });
     std::printf("%-26s median %7.1f ms, worst %7.1f ms (%6zu rows)\n", "a broad date range",

@@ -141,10 +141,10 @@ void searchCentralIndex(CPgConnection& connection, const QuireLib::SearchCriteri
     inSearchTransaction(connection, [&] {
         connection.queryRows(query.sql, query.params, [&](const CPgResult& rows) {
             for (int r = 0; r < rows.rows(); ++r) {
-                std::size_t textBytes = 0;
+                CentralRow row{rows.view(r, 0)};
                 for (int c = 0; c < 7; ++c)
-                    textBytes += rows.view(r, c).size();
-                onRecord(recordOf(rows, r), textBytes);
+                    row.textBytes += rows.view(r, c).size();
+                onRecord(recordOf(rows, r), row);
             }
         });
     });

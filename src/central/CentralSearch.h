@@ -11,6 +11,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kerf::Central {
@@ -33,8 +34,16 @@ bool centralIndexAnswers(const QuireLib::SearchCriteria& criteria);
 CentralQuery buildCentralQuery(const QuireLib::SearchCriteria& criteria,
                                const std::vector<std::wstring>& folders);
 
-/// Takes one matching message's record and the bytes of text its row held.
-using OnCentralRecord = std::function<void(QuireLib::CEmailMetadata&&, std::size_t textBytes)>;
+/// What a matching row says beside its record, without a conversion: the
+/// file's path as the server sent it (UTF-8, as the file system names it)
+/// and the bytes of text the row held.
+struct CentralRow {
+    std::string_view path;
+    std::size_t textBytes = 0;
+};
+
+/// Takes one matching message's record and its row.
+using OnCentralRecord = std::function<void(QuireLib::CEmailMetadata&&, const CentralRow& row)>;
 
 /// Runs the search, handing over one record per matching message as its row
 /// arrives, in no set order: the first long before the last of a search that

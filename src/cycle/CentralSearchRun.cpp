@@ -36,6 +36,8 @@ struct CCentralSearchRun::Shared {
     std::condition_variable changed;
     Batch waiting;
     std::size_t waitingBytes = 0;
+    /// Rows the server has sent so far.
+    std::size_t arrived = 0;
     /// A RowsArrived event is on its way and its batch not yet taken.
     bool announced = false;
     std::optional<Clock::time_point> lastAnnounced;
@@ -64,7 +66,6 @@ CCentralSearchRun::CCentralSearchRun(std::unique_ptr<Central::CPgConnection> con
                             conninfo = std::move(conninfo), criteria = std::move(criteria),
                             folders = std::move(folders), sink = std::move(sink), run]() mutable {
         const auto announce = [&] { sink->post({Search::IndexerMessage::RowsArrived, run}); };
-        std::size_t arrived = 0;
         std::wstring error;
         try {
             if (!connection)
@@ -77,12 +78,11 @@ CCentralSearchRun::CCentralSearchRun(std::unique_ptr<Central::CPgConnection> con
                 shared->canceller = connection->canceller();
             }
             Central::searchCentralIndex(
-                *connection, criteria, folders, [&](CEmailMetadata&& record, std::size_t bytes) {
-                    ++arrived;
+                *connection, criteria, folders,
+                [&](CEmailMetadata&& record, const Central::CentralRow& row) {
                     // The row says the user's role may read the folder;
                     // whether this file opens is the file system's word.
-                    const std::wstring path = record.GetStringValue(L"Location");
-                    const bool opens = ::access(Util::toNarrow(path).c_str(), R_OK) == 0;
+                    const bool opens = ::access(std::string(row.path).c_str(), R_OK) == 0;
                     std::unique_lock hold(shared->lock);
                     if (shared->waitingBytes >= kMaxWaitingBytes) {
                         if (shared->claimAnnouncement(true)) {
@@ -96,11 +96,12 @@ CCentralSearchRun::CCentralSearchRun(std::unique_ptr<Central::CPgConnection> con
                     }
                     if (shared->cancelled)
                         throw Cancelled{};
-                    shared->waiting.arrived = arrived;
+                    ++shared->arrived;
                     if (!opens)
                         return;
                     shared->waiting.records.push_back(std::move(record));
-                    shared->waitingBytes += bytes * sizeof(wchar_t) + sizeof(CEmailMetadata);
+                    shared->waitingBytes +=
+                        row.textBytes * sizeof(wchar_t) + sizeof(CEmailMetadata);
                     const bool post = shared->claimAnnouncement(false);
                     hold.unlock();
                     if (post)
@@ -119,7 +120,6 @@ CCentralSearchRun::CCentralSearchRun(std::unique_ptr<Central::CPgConnection> con
         bool post = false;
         {
             std::lock_guard hold(shared->lock);
-            shared->waiting.arrived = arrived;
             shared->waiting.error = error;
             shared->waiting.finished = true;
             shared->ended = true;
@@ -157,8 +157,8 @@ CCentralSearchRun::Batch CCentralSearchRun::take() {
     {
         std::lock_guard hold(m_pShared->lock);
         batch = std::move(m_pShared->waiting);
+        batch.arrived = m_pShared->arrived;
         m_pShared->waiting = Batch{};
-        m_pShared->waiting.arrived = batch.arrived;
         m_pShared->waitingBytes = 0;
         m_pShared->announced = false;
     }

@@ -51,7 +51,7 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayReadAndTheRowsFollowTheFi
         std::set<std::string> found;
         Kerf::Central::searchCentralIndex(
             connection, criteria, {root},
-            [&](Kerf::QuireLib::CEmailMetadata&& record, std::size_t) {
+            [&](Kerf::QuireLib::CEmailMetadata&& record, const Kerf::Central::CentralRow&) {
                 const std::string relative = fs::path(record.GetStringValue(L"Location"))
                                                  .lexically_relative(tree.root)
                                                  .string();
