@@ -4,11 +4,8 @@
 // list's schema, the help page) beside its programs, wherever the tree is
 // moved, and never reaches back into the build tree for them.
 
-#include "stores/StoreDatabase.h"
-#include "support/Strings.h"
-
 #include "CommandLine.h"
-#include "TempDir.h"
+#include "stores/StoresTestSupport.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -28,22 +25,17 @@ std::string centralList(const std::string& location, const char* reference,
 }
 
 // The user's folders are redirected in this process, so also in the program.
-class StoresCommand : public ::testing::Test {
+class StoresCommand : public ::testing::Test, protected StoresTest::ScopedUser {
 protected:
-    QoTest::TempDir dir;
-    QoTest::ScopedUserFolders folders{dir.path()};
-    fs::path appData = dir / "data" / QoTest::kVendor / QoTest::kProduct;
-    fs::path firm = QoTest::ScopedUserFolders::systemSettings(dir.path());
+    const fs::path firm = QoTest::ScopedUserFolders::systemSettings(dir.path());
 
     /// The user's store database with the stores (path, reference, name,
     /// description), numbered in this order.
     void storeDatabase(const std::vector<std::array<std::wstring, 4>>& stores) {
-        fs::create_directories(appData);
-        Kerf::QuireLib::CStoreDatabase db(
-            L"SQLITE", Kerf::Util::fromPath(appData / (QoTest::kProduct + ".db")), L"", L"", L"");
-        db.CreateTables();
+        fs::create_directories(appData());
+        const auto db = StoresTest::sqliteStores(appData() / (QoTest::kProduct + ".db"));
         for (const auto& [path, reference, name, description] : stores)
-            db.TablesUpdateOrInsertStore(path, reference, name, description, L"msg", 0);
+            db->TablesUpdateOrInsertStore(path, reference, name, description, L"msg", 0);
     }
 };
 
@@ -55,7 +47,7 @@ TEST_F(StoresCommand, PrintsTheListInDisplayOrderAsTextOrJson) {
                    {L"Outlook:\\\\Mailbox\\\\Inbox", L"C-3", L"", L""}});
     QoTest::writeFile(dir / "share/list.xml",
                       centralList("\\\\server\\central", "Z-9", "from the share"));
-    QoTest::writeFile(appData / "qoFilingLists.txt", (dir / "share/list.xml").string() + "\n");
+    QoTest::writeFile(appData() / "qoFilingLists.txt", (dir / "share/list.xml").string() + "\n");
     const QoTest::CommandResult text = runCli({"stores"});
     EXPECT_EQ(text.status, 0) << text.err;
     EXPECT_EQ(text.out, "2\tLocal\tA-1\tBolt\t\t/srv/jobs/a\n"
@@ -88,8 +80,8 @@ TEST_F(StoresCommand, NothingToReadEndsWithStatusOneAndSaysWhatWasLookedFor) {
         for (const std::string& text :
              {"settings " + firm.string() + ": not there",
               "store database: none: no ConnectionString in the settings, and no " +
-                  QoTest::kProduct + ".db or " + QoTest::kProduct + ".mdb in " + appData.string() +
-                  "/: nothing to read",
+                  QoTest::kProduct + ".db or " + QoTest::kProduct + ".mdb in " +
+                  appData().string() + "/: nothing to read",
               std::string("central lists: none named")})
             EXPECT_NE(said.find(text), std::string::npos) << command << ": " << text << "\n"
                                                           << said;
@@ -109,7 +101,7 @@ TEST_F(StoresCommand, EachSourceSaysWhetherItWasReadFromItsCacheOrNotAtAll) {
                       centralList((dir / "filing/cached").string(), "C-1", "central"));
     QoTest::writeFile(firm, "[Filing Lists]\nJobs=" + (dir / "share/central.xml").string() +
                                 "\nNowhere=/mnt/nowhere/central.xml\n");
-    QoTest::writeFile(appData / "qoFilingLists.txt", (dir / "share/cached.xml").string() + "\n");
+    QoTest::writeFile(appData() / "qoFilingLists.txt", (dir / "share/cached.xml").string() + "\n");
     ASSERT_EQ(runCli({"stores"}).status, 0); // copies both lists into the cache
     fs::remove(dir / "share/cached.xml");
 
@@ -118,8 +110,8 @@ TEST_F(StoresCommand, EachSourceSaysWhetherItWasReadFromItsCacheOrNotAtAll) {
     const std::string cached = (dir / "share/cached.xml").string();
     for (const std::string& text :
          {"settings " + firm.string() + ": read",
-          "settings " + (appData / "EmailFiling.cfg").string() + ": not there",
-          "store database: SQLite file " + (appData / (QoTest::kProduct + ".db")).string() +
+          "settings " + (appData() / "EmailFiling.cfg").string() + ": not there",
+          "store database: SQLite file " + (appData() / (QoTest::kProduct + ".db")).string() +
               ": read, 2 locations",
           "central list " + (dir / "share/central.xml").string() + ": read, 1 location\n",
           std::string("central list /mnt/nowhere/central.xml: unreadable: no such file, and it "
@@ -132,7 +124,7 @@ TEST_F(StoresCommand, EachSourceSaysWhetherItWasReadFromItsCacheOrNotAtAll) {
     const auto doctor = runCli({"doctor"});
     EXPECT_EQ(doctor.status, 0) << doctor.err;
     for (const std::string& text :
-         {"index folder " + (appData / "Index/").string(),
+         {"index folder " + (appData() / "Index/").string(),
           std::string(": not made yet (the first search makes it)\n"),
           "location " + here.string() + ": reachable\n",
           "location " + gone.string() + ": not reachable: Folder not found: " + gone.string(),
@@ -151,7 +143,7 @@ TEST_F(StoresCommand, EachSourceSaysWhetherItWasReadFromItsCacheOrNotAtAll) {
 }
 
 TEST_F(StoresCommand, ADamagedDatabaseIsNamedAndNothingIsListed) {
-    QoTest::writeFile(appData / (QoTest::kProduct + ".db"), std::string(4096, '\x13'));
+    QoTest::writeFile(appData() / (QoTest::kProduct + ".db"), std::string(4096, '\x13'));
     const QoTest::CommandResult damaged = runCli({"stores"});
     EXPECT_TRUE(QoTest::endedSaying(damaged, 1, "Cannot open the store database"));
     EXPECT_EQ(damaged.out, "");

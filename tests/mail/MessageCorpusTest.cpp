@@ -51,14 +51,6 @@ std::vector<std::string> corpusFileNames() {
     return names;
 }
 
-/// A test name made of the letters and digits of a file name.
-std::string testNameOf(const std::string& fileName) {
-    std::string name;
-    for (char c : fileName.substr(0, fileName.rfind('.')))
-        name.push_back(std::isalnum(static_cast<unsigned char>(c)) ? c : '_');
-    return name;
-}
-
 // The record's local sent date in UTC, as digits only.
 std::string sentDateUtc(const OleDate& date) {
     const std::int64_t seconds = Dates::toUnixLocal(Dates::fromOleDate(date.m_dt));
@@ -247,7 +239,13 @@ TEST(MessageCorpusThreads, ReadersOnSeveralThreadsAgree) {
         thread.join();
 }
 
+// Each case is named with the letters and digits of its file's name.
 INSTANTIATE_TEST_SUITE_P(AllFiles, MessageCorpus, testing::ValuesIn(corpusFileNames()),
-                         [](const auto& info) { return testNameOf(info.param); });
+                         [](const auto& info) {
+                             std::string name = info.param.substr(0, info.param.rfind('.'));
+                             for (char& c : name)
+                                 c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+                             return name;
+                         });
 // Without the corpus there are no files to make cases of.
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(MessageCorpus);

@@ -48,15 +48,6 @@ CSettingsFileException::Code codeOf(const std::function<void()>& action,
     return CSettingsFileException::eUnknownError;
 }
 
-// What reading the text from a file throws; without text, the file is missing.
-CSettingsFileException::Code parseError(const std::optional<std::string>& text,
-                                        std::wstring* message = nullptr) {
-    QoTest::TempDir dir;
-    if (text)
-        QoTest::writeFile(dir / "bad.cfg", *text);
-    return codeOf([&] { CSettingsFile().readAFile(toWide((dir / "bad.cfg").string())); }, message);
-}
-
 // The text in UTF-16 of the given byte order, with its mark.
 std::string utf16(const std::u16string& text, QStringConverter::Encoding order) {
     QStringEncoder encode(order, QStringConverter::Flag::WriteBom);
@@ -67,15 +58,8 @@ std::string utf16(const std::u16string& text, QStringConverter::Encoding order) 
 
 TEST(SettingsFile, LinesAreCommentsSectionsOrPairs) {
     CSettingsFile s;
-    s.parseText(L"Top = outside\n"
-                L"[Search]\n"
-                L"Title=a=b\n"
-                L";Title=x\n"
-                L"[Broken\n"
-                L"  Alias =  Job number  \n"
-                L"\n"
-                L"[[Other]]\n"
-                L"Title=other\n");
+    s.parseText(L"Top = outside\n[Search]\nTitle=a=b\n;Title=x\n[Broken\n"
+                L"  Alias =  Job number  \n\n[[Other]]\nTitle=other\n");
     EXPECT_EQ(lookup(s, L"", L"Top"), L"outside");
     EXPECT_EQ(lookup(s, L"Search", L"Title"), L"a=b");
     // "[Broken" has no closing bracket: the pair after it stays in [Search].
@@ -108,17 +92,28 @@ TEST(SettingsFile, ReadsUtf16EitherOrderAndUtf8WithOrWithoutMark) {
 }
 
 TEST(SettingsFile, ErrorsCarryCodeFileLineAndText) {
-    std::wstring message;
-    EXPECT_EQ(parseError("[S]\nA=1\njust words\n", &message),
-              CSettingsFileException::eTokenisingError);
-    EXPECT_NE(message.find(L"@ line 3) : Tokenising error"), std::wstring::npos) << message;
-    EXPECT_NE(message.find(L"just words"), std::wstring::npos) << message;
-    EXPECT_EQ(parseError("[]\n"), CSettingsFileException::eInvalidSection);
-    EXPECT_EQ(parseError("[S]\n=value\n"), CSettingsFileException::eInvalidKey);
-    EXPECT_EQ(parseError(std::nullopt, &message), CSettingsFileException::eErrorOpeningFile);
-    EXPECT_TRUE(message.starts_with(L"Error (<<") &&
-                message.ends_with(L"bad.cfg>>) : Error opening file"))
-        << message;
+    QoTest::TempDir dir;
+    const std::wstring file = toWide((dir / "bad.cfg").string()), at = L"Error (<<" + file;
+    const struct {
+        const char* text; // none: the file is missing
+        CSettingsFileException::Code code;
+        std::wstring message;
+    } cases[] = {
+        {nullptr, CSettingsFileException::eErrorOpeningFile, at + L">>) : Error opening file"},
+        {"[S]\nA=1\njust words\n", CSettingsFileException::eTokenisingError,
+         at + L">> @ line 3) : Tokenising error: no \"=\" in \"just words\""},
+        {"[]\n", CSettingsFileException::eInvalidSection,
+         at + L">> @ line 1) : Invalid section: []"},
+        {"[S]\n=value\n", CSettingsFileException::eInvalidKey,
+         at + L">> @ line 2) : Invalid key: =value"},
+    };
+    for (const auto& c : cases) {
+        if (c.text != nullptr)
+            QoTest::writeFile(dir / "bad.cfg", c.text);
+        std::wstring message;
+        EXPECT_EQ(codeOf([&] { CSettingsFile().readAFile(file); }, &message), c.code);
+        EXPECT_EQ(message, c.message);
+    }
 }
 
 TEST(SettingsFile, WritesWhatItReadsAndRefusesWhatAFileCannotHold) {
@@ -178,11 +173,9 @@ TEST(SettingsCache, ParsesAgainOnlyWhenTheFileChangedOnDisk) {
 TEST(QOSettings, ReadsPrefixedKeyFirstThenPlainKey) {
     StoresTest::ScopedUser user;
     const auto folder = user.dir.path() / "store";
-    QoTest::writeFile(folder / "EmailFiling.cfg", "[Columns]\n"
-                                                  "LocationPriRefAlias=Job\n"
-                                                  "*LocationPriRefAlias=Matter\n"
-                                                  "Count=42\n"
-                                                  "NotANumber=4x\n");
+    QoTest::writeFile(folder / "EmailFiling.cfg",
+                      "[Columns]\nLocationPriRefAlias=Job\n*LocationPriRefAlias=Matter\nCount=42\n"
+                      "NotANumber=4x\n");
     CQOSettings settings(toWide(folder.string()));
     std::wstring value;
     ASSERT_TRUE(settings.ReadPrefixedOrPlain(L"LocationPriRefAlias", value));
@@ -199,12 +192,13 @@ TEST(QOSettings, ReadsPrefixedKeyFirstThenPlainKey) {
 
 TEST(SettingsLayers, TheUsersFileOverridesTheFirmsKeyByKeyAndTheFirstSystemFolderWins) {
     StoresTest::ScopedUser user;
-    const fs::path first = user.dir / "first", second = user.dir / "second";
-    const std::string dirs = first.string() + ":relative/ignored:" + second.string();
+    const std::string dirs = (user.dir / "first/xdg").string() +
+                             ":relative/ignored:" + (user.dir / "second/xdg").string();
     QoTest::ScopedVariable configDirs("XDG_CONFIG_DIRS", dirs.c_str());
-    const fs::path firstPath = first / QoTest::kVendor / QoTest::kProduct / "EmailFiling.cfg";
-    const fs::path userPath = user.appData() / "EmailFiling.cfg";
-    QoTest::writeFile(second / QoTest::kVendor / QoTest::kProduct / "EmailFiling.cfg",
+    const fs::path firstPath = QoTest::ScopedUserFolders::systemSettings(user.dir / "first"),
+                   secondPath = QoTest::ScopedUserFolders::systemSettings(user.dir / "second"),
+                   userPath = user.appData() / "EmailFiling.cfg";
+    QoTest::writeFile(secondPath,
                       "[Columns]\nLocationPriRefAlias=second\nLocationSecRefAlias=second\n"
                       "LocationDescAlias=second\n[Filing Lists]\nJobs=/second/jobs.xml\n"
                       "Archive=/second/archive.xml\n");
@@ -214,24 +208,21 @@ TEST(SettingsLayers, TheUsersFileOverridesTheFirmsKeyByKeyAndTheFirstSystemFolde
                       "[Columns]\nLocationSecRefAlias=user\n[Filing Lists]\nJobs=/user/jobs.xml\n");
 
     const CSettingsLayers layers = CSettingsLayers::ForThisUser();
-    const std::wstring firstFile = toWide(firstPath.string()), userFile = toWide(userPath.string());
-    const std::wstring secondFile =
-        toWide((second / QoTest::kVendor / QoTest::kProduct / "EmailFiling.cfg").string());
     // The relative folder is left out.
     ASSERT_EQ(layers.Files().size(), 3u);
 
     const struct {
         const wchar_t* key;
         const wchar_t* value;
-        const std::wstring& from;
-    } cases[] = {{L"LocationPriRefAlias", L"first", firstFile},
-                 {L"LocationSecRefAlias", L"user", userFile},
-                 {L"LocationDescAlias", L"second", secondFile}};
+        const fs::path& from;
+    } cases[] = {{L"LocationPriRefAlias", L"first", firstPath},
+                 {L"LocationSecRefAlias", L"user", userPath},
+                 {L"LocationDescAlias", L"second", secondPath}};
     for (const auto& c : cases) {
         std::wstring value, from;
         EXPECT_TRUE(layers.Lookup(L"Columns", c.key, value, &from));
         EXPECT_EQ(value, c.value) << c.key;
-        EXPECT_EQ(from, c.from) << c.key;
+        EXPECT_EQ(from, toWide(c.from.string())) << c.key;
         EXPECT_TRUE(layers.ProductSettings().ReadPrefixedOrPlain(c.key, value));
         EXPECT_EQ(value, c.value) << c.key;
     }
@@ -248,7 +239,7 @@ TEST(SettingsLayers, TheUsersFileOverridesTheFirmsKeyByKeyAndTheFirstSystemFolde
     std::wstring value;
     EXPECT_TRUE(damaged.Lookup(L"Columns", L"LocationPriRefAlias", value));
     EXPECT_EQ(value, L"second");
-    fs::remove(userFile);
+    fs::remove(userPath);
     EXPECT_EQ(CSettingsLayers::ForThisUser().Files()[2].eState, SettingsFileState::Absent);
 }
 
