@@ -1,7 +1,6 @@
 #pragma once
-// What the mail indexer's and the search cycle's tests share: a temporary
-// folder with an index place and a queue for the indexer's events, and
-// folders of copies of one message.
+// What the mail indexer's and the search cycle's tests share: a temporary folder with an index
+// place and a queue for the indexer's events, and folders of copies of one message.
 
 #include "SampleMessage.h"
 #include "TempDir.h"

@@ -1,9 +1,8 @@
 #pragma once
-// Tests that read the files of ../shared beside the checkout (real messages
-// with expected values, real Access files) name themselves with
-// QO_TESTS_READ_SHARED. A clone without those files leaves them out: they are
-// not even listed, so CTest registers nothing for them (CMake says so once
-// when it configures the tests).
+// Tests that read the files of ../shared beside the checkout (real messages with expected values,
+// real Access files) name themselves with QO_TESTS_READ_SHARED. A clone without those files leaves
+// them out: they are not even listed, so CTest registers nothing for them (CMake says so once when
+// it configures the tests).
 
 namespace QoTest {
 

@@ -41,8 +41,7 @@ private:
     std::filesystem::path m_path;
 };
 
-/// Sets (or, given null, unsets) an environment variable while alive, then
-/// puts back what it was.
+/// Sets (or, given null, unsets) an environment variable while alive, then puts back what it was.
 class ScopedVariable {
 public:
     ScopedVariable(const char* name, const char* value) : m_name(name) {
@@ -67,9 +66,8 @@ private:
     std::optional<std::string> m_old;
 };
 
-/// Points XDG_DATA_HOME, XDG_CONFIG_HOME and the system-wide XDG_CONFIG_DIRS
-/// into a temporary folder while alive, so that no settings of this computer
-/// reach the test.
+/// Points XDG_DATA_HOME, XDG_CONFIG_HOME and the system-wide XDG_CONFIG_DIRS into a temporary
+/// folder while alive, so that no settings of this computer reach the test.
 class ScopedUserFolders {
 public:
     explicit ScopedUserFolders(const std::filesystem::path& base)

@@ -1,8 +1,7 @@
-// The front ends over the central index: qosearch-cli find asks it for the
-// folders under its roots and falls back to the per-user index when it does
-// not answer (that it finds what the per-user index finds is FindCommand's
-// test); the service resumes a round it was killed in without losing what it
-// had committed.
+// The front ends over the central index: qosearch-cli find asks it for the folders under its roots
+// and falls back to the per-user index when it does not answer (that it finds what the per-user
+// index finds is FindCommand's test); the service resumes a round it was killed in without losing
+// what it had committed.
 
 #include "CentralTestSupport.h"
 #include "CommandLine.h"

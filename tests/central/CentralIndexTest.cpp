@@ -2,18 +2,14 @@
 // and how the rows follow the files from one round to the next.
 
 #include "CentralTestSupport.h"
-#include "TempDir.h"
 
 #include "central/CentralSearch.h"
 #include "support/Exception.h"
-#include "support/Strings.h"
 
-#include <filesystem>
 #include <set>
 
 namespace fs = std::filesystem;
 using Kerf::Central::CPgConnection;
-using QoTest::allowOnly;
 
 namespace {
 
@@ -92,7 +88,7 @@ TEST(CentralIndex, EachUserSeesOnlyRowsOfFoldersTheyMayReadAndTheRowsFollowTheFi
     // moved, and folder b opened to A without any of its files changing.
     fs::remove(tree.root / "shared" / "3.msg");
     fs::rename(tree.root / "a" / "1.msg", tree.root / "shared" / "1.msg");
-    allowOnly(tree.root / "b", server.nameA);
+    QoTest::allowOnly(tree.root / "b", server.nameA);
     QoTest::runCentralRound(server.indexd, {root});
     EXPECT_EQ(visiblePaths(server.indexd, tree.root),
               (std::set<std::string>{"b/2.msg", "shared/1.msg"}));

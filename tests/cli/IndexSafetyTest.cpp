@@ -42,8 +42,7 @@ std::unique_ptr<Unmounted> mountTmpfs(const fs::path& folder, const char* option
     return std::make_unique<Unmounted>(folder);
 }
 
-/// Every file of a folder with its size and contents' time: what "left
-/// intact" compares.
+/// Every file of a folder with its size and contents' time: what "left intact" compares.
 std::map<std::string, std::pair<std::uintmax_t, fs::file_time_type>>
 snapshot(const fs::path& folder) {
     std::map<std::string, std::pair<std::uintmax_t, fs::file_time_type>> files;

@@ -68,9 +68,8 @@ TEST(ShowCommand, JsonCarriesEveryValueExactly) {
     EXPECT_EQ(runCli({"show", first.string(), second.string()}).status, 0);
 }
 
-// A message can retitle or clear the terminal, or make a name read backwards,
-// through what show and find print; every such character comes out escaped.
-// The text form has one block per file.
+// A message can retitle or clear the terminal, or make a name read backwards, through what show and
+// find print; every such character comes out escaped. The text form has one block per file.
 TEST(ShowCommand, TextOutputHasOneBlockPerFileAndShowsControlCharactersAsEscapes) {
     QoTest::MsgFiles files;
     QoMsg::MsgMessage hostile = QoTest::simpleMessage();

@@ -1,8 +1,7 @@
-// qosearch-cli stores and doctor, run as separate programs on a redirected
-// user: the filing-store list as text or JSON, where each part of it came
-// from, and what is missing. An installed tree finds its shipped files (the
-// list's schema, the help page) beside its programs, wherever the tree is
-// moved, and never reaches back into the build tree for them.
+// qosearch-cli stores and doctor, run as separate programs on a redirected user: the filing-store
+// list as text or JSON, where each part of it came from, and what is missing. An installed tree
+// finds its shipped files (the list's schema, the help page) beside its programs, wherever the tree
+// is moved, and never reaches back into the build tree for them.
 
 #include "CommandLine.h"
 #include "stores/StoresTestSupport.h"

@@ -73,9 +73,8 @@ TEST_F(CentralRows, AServerLostOrAStopPartWayLeavesTheRowsThatCameAndSaysSo) {
             << Kerf::Util::toNarrow(cycle.getStatusText());
     }
     {
-        // A statement that has sent no row yet (here it waits for a table
-        // another session holds locked) is stopped on the server too, not
-        // left running to its time limit of 30 s.
+        // A statement that has sent no row yet (here it waits for a table another session holds
+        // locked) is stopped on the server too, not left running to its time limit of 30 s.
         fill(server);
         Kerf::Central::CPgConnection locker(server.indexd);
         locker.run("BEGIN; LOCK TABLE qosearch.messages IN ACCESS EXCLUSIVE MODE");

@@ -10,8 +10,6 @@
 namespace fs = std::filesystem;
 using namespace Kerf;
 using namespace Kerf::QuireLib;
-using Kerf::Search::IndexerMessage;
-using QoTest::copiesOfTheSample;
 
 namespace {
 
@@ -45,8 +43,7 @@ public:
         return m_iReads;
     }
 
-    /// Files read so far, and of the files let through at once those that
-    /// were read more than once.
+    /// Files read so far, and of the files let through at once those that were read more than once.
     std::pair<std::size_t, std::size_t> filesAndPassedReadAgain() {
         std::lock_guard lock(m_lock);
         const auto again = std::count_if(m_passed.begin(), m_passed.end(),
@@ -70,7 +67,7 @@ class MailSearchCycleTest : public CycleTest::SavedMail {
 protected:
     static constexpr std::size_t kFiles = 200;
 
-    MailSearchCycleTest() { copiesOfTheSample(dir.path(), kFiles); }
+    MailSearchCycleTest() { QoTest::copiesOfTheSample(dir.path(), kFiles); }
     CycleTest::RowsView view;
     std::unique_ptr<CMailSearchCycle> cycle = newCycle();
 
@@ -174,11 +171,10 @@ TEST_F(MailSearchCycleTest, ClosingWhileAReadHangsLetsTheRunGoAndItClosesTheInde
 
 TEST_F(MailSearchCycleTest, ALateEndOfWorkOfAnEarlierRunDoesNotEndTheCurrentOne) {
     ASSERT_TRUE(findNow());
-    // The first run ends and is closed, but its end is still queued when
-    // Find Now is pressed again.
+    // The first run ends and is closed, but its end is still queued when Find Now is pressed again.
     std::optional<Search::IndexerEvent> lateEnd;
     while (auto event = sink->take(std::chrono::seconds(60)))
-        if (event->message == IndexerMessage::EndWork) {
+        if (event->message == Search::IndexerMessage::EndWork) {
             lateEnd = event;
             break;
         }

@@ -40,29 +40,20 @@ QoMsg::MsgMessage messageHolding(Where where, const std::wstring& stored) {
     // Recipients of types 1 to 3, in the order of Where; an Exchange address has no SMTP one.
     const auto type = static_cast<std::int32_t>(where) - static_cast<std::int32_t>(Where::From);
     const bool exchange = address.starts_with(L"/");
-    switch (where) {
-    case Where::Subject:
-    case Where::Keywords:
+    if (where == Where::Subject || where == Where::Keywords) {
         message.subject = stored;
-        break;
-    case Where::Body:
+    } else if (where == Where::Body) {
         message.body = stored;
-        break;
-    case Where::From:
+    } else if (where == Where::From) {
         message.senderName = name;
         if (!address.empty())
             message.senderSmtpAddress = address;
-        break;
-    case Where::To:
-    case Where::Cc:
-    case Where::Bcc:
+    } else if (where == Where::Attachment) {
+        message.attachments.push_back({1, stored, {'x'}, {}});
+    } else {
         (type == 1 ? message.displayTo : type == 2 ? message.displayCc : message.displayBcc) = name;
         message.recipients.push_back({name, address, type, exchange ? L"EX" : L"SMTP",
                                       exchange ? std::optional<std::wstring>() : address});
-        break;
-    case Where::Attachment:
-        message.attachments.push_back({1, stored, {'x'}, {}});
-        break;
     }
     return message;
 }
@@ -144,9 +135,8 @@ TEST_F(WordMatching, TypedWordsMeetStoredTextsAsTheAnalyzerSays) {
     }
 }
 
-// The addresses of real messages, where the sender's and recipients' tables
-// hold them. (How their texts decode is the corpus test's, and how words of
-// other scripts match is the table above's.)
+// The addresses of real messages, where the sender's and recipients' tables hold them. (How their
+// texts decode is the corpus test's, and how words of other scripts match is the table above's.)
 QO_TESTS_READ_SHARED(Corpus, "WordMatching.RealMessagesAreFoundByTheirWords");
 TEST_F(WordMatching, RealMessagesAreFoundByTheirWords) {
     const fs::path corpus = fs::path(QOSEARCH_CORPUS_DIR) / "msg";

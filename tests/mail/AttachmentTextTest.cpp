@@ -13,7 +13,6 @@
 using namespace Kerf::QuireLib;
 using QoMsg::MsgMessage;
 using QoTest::bytesOf;
-using QoTest::zipBomb;
 
 namespace {
 
@@ -95,7 +94,7 @@ TEST_F(AttachmentSearch, AWordOnlyInAnAttachmentFindsItsMessage) {
            {},
            attachedMessage(L"see attached", {{1, L"x.pdf", QoMsg::pdfDocument({"bilby"}), {}}})});
     // Each hostile document gives no text in the text tests; its message is still found.
-    write("hostile.msg", {1, L"bomb.docx", zipBomb(), {}});
+    write("hostile.msg", {1, L"bomb.docx", QoTest::zipBomb(), {}});
 
     using Names = std::multiset<std::string>;
     const struct {

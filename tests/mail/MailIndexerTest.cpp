@@ -4,8 +4,6 @@
 #include "MailIndexFolder.h"
 #include "WaitFor.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <ctime>
@@ -17,10 +15,9 @@ using namespace Kerf;
 using namespace Kerf::QuireLib;
 using Kerf::Search::IndexerMessage;
 using QoTest::copiesOfTheSample;
-using QoTest::IndexFolder;
 using QoTest::sampleMessage;
 
-class MailIndexerTest : public IndexFolder {
+class MailIndexerTest : public QoTest::IndexFolder {
 protected:
     const fs::path mail = dir / "mail";
     MailIndexerTest() { fs::create_directories(mail); }

@@ -184,8 +184,7 @@ TEST_P(MessageCorpus, ReadsAsItsExpectedValuesSay) {
 
     ASSERT_TRUE(message);
     EXPECT_EQ(message->codePage(), want.at("MessageCodepage").get<int>());
-    // Real compressed RTF, with back references: it unpacks to exactly its
-    // stated size and is RTF.
+    // Real compressed RTF, with back references: it unpacks to exactly its stated size and is RTF.
     const auto rtfStream = stream(Mapi::PR_RTF_COMPRESSED);
     if (!rtfStream)
         return;

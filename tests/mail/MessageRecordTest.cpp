@@ -19,8 +19,7 @@ using QoMsg::MsgMessage;
 TEST(MessageReader, BodiesOfEverySizeArriveWhole) {
     QoTest::MsgFiles files;
     // Past the 4096-byte mini-stream cutoff, and past what GetProps returns.
-    for (std::size_t length : {std::size_t{2047}, std::size_t{2048}, std::size_t{5000},
-                               std::size_t{40000}, std::size_t{300000}}) {
+    for (const std::size_t length : std::vector<std::size_t>{2047, 2048, 5000, 40000, 300000}) {
         MsgMessage message = QoTest::simpleMessage();
         std::wstring body;
         for (std::size_t i = 0; body.size() < length; ++i)

@@ -1,8 +1,7 @@
-// What the index keeps of each file: its fields in an order that lets readers
-// stop early, its state as text that reads back, and the listing of what it
-// holds, looked up by folder range (paths that share a beginning, files
-// beside sub-folders, and a listing in another order must still find exactly
-// their own file).
+// What the index keeps of each file: its fields in an order that lets readers stop early, its state
+// as text that reads back, and the listing of what it holds, looked up by folder range (paths that
+// share a beginning, files beside sub-folders, and a listing in another order must still find
+// exactly their own file).
 
 #include "search/DocumentLayout.h"
 #include "search/FileState.h"
@@ -43,17 +42,15 @@ TEST(DocumentLayout, ReadersStopWhereTheOrderLetsThem) {
     auto searcher = folders.searcher();
     auto& reader = *searcher->getReader();
 
-    Document whole;
-    reader.document(0, whole);
-    EXPECT_EQ(storedNames(whole),
-              (std::vector<std::wstring>{L"Location", L"Subject", L"Size", L"FileState", L"Body"}));
-    Document locationAlone;
-    reader.document(0, locationAlone, &locationOnly());
-    EXPECT_EQ(storedNames(locationAlone), std::vector<std::wstring>{L"Location"});
-    Document withoutBody;
-    reader.document(0, withoutBody, &allButBody());
-    EXPECT_EQ(storedNames(withoutBody),
-              (std::vector<std::wstring>{L"Location", L"Subject", L"Size", L"FileState"}));
+    const std::pair<const lucene::document::FieldSelector*, std::vector<std::wstring>> reads[] = {
+        {nullptr, {L"Location", L"Subject", L"Size", L"FileState", L"Body"}},
+        {&locationOnly(), {L"Location"}},
+        {&allButBody(), {L"Location", L"Subject", L"Size", L"FileState"}}};
+    for (const auto& [selector, names] : reads) {
+        Document document;
+        reader.document(0, document, selector);
+        EXPECT_EQ(storedNames(document), names);
+    }
 }
 
 TEST(FileStateText, ReadsBackWhatWasWrittenAndRefusesOtherText) {

@@ -1,5 +1,4 @@
-// The index on disk: where it lives, who may open it, what it keeps, and
-// how it fails and heals.
+// The index on disk: where it lives, who may open it, what it keeps, and how it fails and heals.
 
 #include "EngineTestSupport.h"
 

@@ -9,8 +9,6 @@
 #include <sys/stat.h>
 
 using namespace EngineTest;
-using QoTest::canList;
-using QoTest::WithoutPermissionOverride;
 using namespace Kerf;
 using namespace Kerf::Search;
 
@@ -97,8 +95,8 @@ TEST_F(IndexerFileSystem, OnlyAFolderListedToTheEndTellsThatItsFilesAreGone) {
         ASSERT_TRUE(indexFiles(place, {"b.txt", "sub/a.txt", "sub/deeper/c.txt"}));
         c.change(place.tree);
         {
-            WithoutPermissionOverride lowered;
-            if (c.needsLockedFolder && canList(place.tree / "sub")) {
+            QoTest::WithoutPermissionOverride lowered;
+            if (c.needsLockedFolder && QoTest::canList(place.tree / "sub")) {
                 fs::permissions(place.tree / "sub", fs::perms::owner_all);
                 std::printf("skipped: this process reads folders whatever their permissions\n");
                 continue;

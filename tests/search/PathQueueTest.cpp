@@ -45,9 +45,8 @@ TEST(PathQueue, PathsOfAnyLengthComeOutWholeAndInOrderAndAResetQueueIsUsableAgai
     EXPECT_EQ(taken, expected);
     EXPECT_EQ(lapping.bytes(), 0u);
 
-    // A closed queue takes nothing; a reset makes it usable again. (Waiting
-    // at the byte cap, and a close letting the walk go, are the indexer's
-    // StopReleasesStagesWaitingOnFullQueues.)
+    // A closed queue takes nothing; a reset makes it usable again. (Waiting at the byte cap, and a
+    // close letting the walk go, are the indexer's StopReleasesStagesWaitingOnFullQueues.)
     lapping.close();
     EXPECT_FALSE(lapping.push(L"/closed"));
     lapping.reset();

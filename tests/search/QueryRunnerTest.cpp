@@ -137,10 +137,9 @@ TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
     EXPECT_EQ(lettersFound(L" AND " + CQueryRunner::buildMatch(L"Subject", L"say \"hi\"")), L"g");
 }
 
-// Each run in turn: the hits are the files below the folder itself (not one
-// whose name only begins alike, nor one in another letter case); a file is a
-// new hit once across folders and runs, and only when its lower-cased file
-// name (not its folder's) holds the filter.
+// Each run in turn: the hits are the files below the folder itself (not one whose name only begins
+// alike, nor one in another letter case); a file is a new hit once across folders and runs, and
+// only when its lower-cased file name (not its folder's) holds the filter.
 TEST_F(QueryRunner, NewHitsAreFilesBelowTheFolderItselfOnceAcrossFoldersAndRuns) {
     index({{L"/srv/Mail/a.msg", L"one"},
            {L"/srv/Mail/B.msg", L"two"},

@@ -17,12 +17,6 @@ using namespace Kerf::Search;
 
 using RecursiveIndexer = IndexerTest;
 
-namespace {
-int threadPriority() {
-    return getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
-}
-} // namespace
-
 TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceLeavesOutUnreadableOnesAndSkipsThemLater) {
     const auto a = file("a.txt", "quarterly invoice");
     const auto b = file("sub/deeper/B.TXT", "annual report");
@@ -49,8 +43,7 @@ TEST_F(RecursiveIndexer, IndexesMatchingFilesOnceLeavesOutUnreadableOnesAndSkips
     ASSERT_EQ(hits->length(), 1u);
     EXPECT_EQ(Searcher::getAsInt32(hits->doc(0), L"Size"), 13);
 
-    // A later run knows both from the index; a new file and the one that
-    // failed are the only work.
+    // A later run knows both from the index; a new file and the one that failed are the only work.
     const auto c = file("sub/c.txt");
     CTextIndexer again(folders, {wide(folders.tree)});
     ASSERT_TRUE(again.runToEnd());
@@ -223,6 +216,9 @@ TEST_F(RecursiveIndexer, AFailingIndexWriteEndsTheRunWithItsMessageAndNoHang) {
 TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriority) {
     file("a.txt");
     CTextIndexer indexer(folders, {wide(folders.tree)});
+    const auto threadPriority = [] {
+        return getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
+    };
     std::vector<int> priorities;
     indexer.onBuild = [&](const std::wstring&) { priorities.push_back(threadPriority()); };
     // The worker, which only waits for the stages, steps back mildly.

@@ -1,6 +1,5 @@
-// Access files read with the library, checked against the contents the
-// shared test databases were exported with, and the store tables joined on
-// top of what the reader gives.
+// Access files read with the library, checked against the contents the shared test databases were
+// exported with, and the store tables joined on top of what the reader gives.
 
 #include "stores/AccessDatabase.h"
 
@@ -10,7 +9,6 @@
 #include <utility>
 
 using namespace Kerf::QuireLib;
-using Kerf::Util::toNarrow;
 using Kerf::Util::toWide;
 
 namespace {
@@ -83,7 +81,7 @@ TEST(AccessDatabase, ReadsTablesAsTheirExportHasThemAndNamesThem) {
         };
         for (size_t r = 0; r < rows.size(); ++r)
             for (size_t col = 0; col < columns.size(); ++col)
-                EXPECT_EQ(lf(toNarrow(rows[r].at(columns[col]))), lf(csv[r + 1][col]))
+                EXPECT_EQ(lf(Kerf::Util::toNarrow(rows[r].at(columns[col]))), lf(csv[r + 1][col]))
                     << "row " << r << " column " << csv[0][col];
         EXPECT_EQ(rows[0].size(), columns.size());
     }

@@ -7,7 +7,6 @@
 
 using namespace Kerf::QuireLib;
 using Kerf::Util::toNarrow;
-using Kerf::Util::toWide;
 
 namespace {
 
@@ -67,5 +66,5 @@ TEST(PathMapping, TheUsersSettingsFileMapsADriveToAFolderHere) {
     const CPathMapper mapper = CPathMapper::ForThisUser();
     const LocatedPath there = mapper.Locate(L"J:\\J1001");
     EXPECT_TRUE(there.IsReachable()) << toNarrow(there.sReason);
-    EXPECT_EQ(there.sPath, toWide((user.dir.path() / "srv/jobs/J1001").string()));
+    EXPECT_EQ(there.sPath, Kerf::Util::toWide((user.dir.path() / "srv/jobs/J1001").string()));
 }

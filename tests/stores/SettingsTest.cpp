@@ -20,7 +20,6 @@ namespace fs = std::filesystem;
 using Kerf::CSettingsFile;
 using Kerf::CSettingsFileException;
 using Kerf::QuireLib::CQOSettings;
-using Kerf::QuireLib::CSettingsCache;
 using Kerf::QuireLib::CSettingsLayers;
 using Kerf::QuireLib::ReadPasswordFile;
 using Kerf::QuireLib::SettingsFileState;
@@ -147,7 +146,7 @@ TEST(SettingsCache, ParsesAgainOnlyWhenTheFileChangedOnDisk) {
     const auto path = dir / "EmailFiling.cfg";
     QoTest::writeFile(path, "[S]\nKey=one\n");
     const auto stamp = std::filesystem::last_write_time(path);
-    CSettingsCache cache;
+    Kerf::QuireLib::CSettingsCache cache;
     const std::wstring file = toWide(path.string());
 
     EXPECT_EQ(lookup(*cache.get(file), L"S", L"Key"), L"one");

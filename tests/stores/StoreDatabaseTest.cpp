@@ -1,6 +1,5 @@
-// The store database: the same cases against SQLite and a real MariaDB server
-// (scripts/test starts it; without it those cases skip), and which database a
-// user's set-up opens.
+// The store database: the same cases against SQLite and a real MariaDB server (scripts/test starts
+// it; without it those cases skip), and which database a user's set-up opens.
 
 #include "stores/StoreConnection.h"
 #include "stores/UserSettings.h"

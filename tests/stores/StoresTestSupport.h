@@ -118,8 +118,8 @@ inline std::wstring messageOf(const std::function<void()>& action) {
 }
 
 inline constexpr const char* kNoServerMessage =
-    "no MariaDB server: run scripts/test, or start one with "
-    "'eval \"$(scripts/mariadb start)\"' and run this binary again "
-    "(scripts/mariadb stop ends it)";
+    "no MariaDB server: run scripts/test, or start one with 'eval \"$(scripts/mariadb start)\"' "
+    "and "
+    "run this binary again (scripts/mariadb stop ends it)";
 
 } // namespace StoresTest

@@ -29,7 +29,6 @@ using namespace Kerf;
 using namespace Kerf::QuireLib;
 using DocumentText::Kind;
 using QoTest::bytesOf;
-using QoTest::kLoopingPdf;
 using QoTest::zipBomb;
 using namespace QoMsg;
 
@@ -138,7 +137,7 @@ TEST(DocumentText, DamagedAndHostileDocumentsGiveNoText) {
     } cases[] = {
         {"zip bomb", Kind::OfficeOpenXml, zipBomb(), {}},
         {"truncated pdf", Kind::Pdf, {pdf.begin(), pdf.begin() + pdf.size() * 7 / 10}, {}},
-        {"looping pdf", Kind::Pdf, bytesOf(kLoopingPdf), {}},
+        {"looping pdf", Kind::Pdf, bytesOf(QoTest::kLoopingPdf), {}},
         {"pdf past its deadline", Kind::Pdf, pdf, late},
         {"not a pdf", Kind::Pdf, bytesOf("%PDF-1.7 and then nothing"), {}},
         {"not a zip", Kind::OpenDocument, bytesOf("PK\x03\x04 broken"), {}},
@@ -206,9 +205,8 @@ TEST(CodePages, LocaleLanguagesAndUndecodableBytes) {
     EXPECT_EQ(CodePages::decodeUtf16le(utf16, sizeof utf16, true), L"a\xfffd"
                                                                    L"b\x1F600");
 
-    // Long text goes eight units at a time: a pair across a block boundary,
-    // a lone low surrogate and a NUL well inside, text after the NUL only
-    // when it does not end the string.
+    // Long text goes eight units at a time: a pair across a block boundary, a lone low surrogate
+    // and a NUL well inside, text after the NUL only when it does not end the string.
     std::wstring expected;
     std::vector<std::uint8_t> longText;
     auto add = [&](const std::u16string& units, const std::wstring& decoded) {
