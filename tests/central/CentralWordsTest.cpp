@@ -5,6 +5,7 @@
 #include "central/FolderReaders.h"
 #include "central/TextVectors.h"
 
+#include <QString>
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/acl.h>
@@ -44,10 +45,7 @@ TEST(CentralWords, TextBecomesVectorAndQueryText) {
     EXPECT_EQ(toTsVectorText({L"Ku Lee", L"ku@x.jp"}),
               "'jp':105 'ku':1,103 'ku@x.jp':103 'lee':2 'x':104 'x.jp':104");
     // A word said more often than a vector holds keeps its first positions.
-    std::wstring often;
-    for (int i = 0; i < 20000; ++i)
-        often += L"go ";
-    const std::string vector = toTsVectorText(often);
+    const std::string vector = toTsVectorText(QString("go ").repeated(20000).toStdWString());
     EXPECT_EQ(std::count(vector.begin(), vector.end(), ','), kMaxPositionsPerWord - 1);
 }
 

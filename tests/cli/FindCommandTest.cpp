@@ -102,9 +102,7 @@ TEST_F(FindCommand, BadQueriesAndFoldersGiveClearMessagesAndLoseNothing) {
     EXPECT_TRUE(endedSaying(find({"--query", "Subject:(unclosed"}), 1,
                             "The query could not be understood"));
     // Past its buffer CLucene's parser misreads the text, and may crash.
-    std::string manyWords;
-    for (int i = 0; i < 20000; ++i)
-        manyWords += "x ";
+    const std::string manyWords = QByteArray("x ").repeated(20000).toStdString();
     EXPECT_TRUE(
         endedSaying(find({"--subject", manyWords, "--no-update"}), 1, "The search is too long"));
     const auto after = find({"--query", "Subject:reseller", "--no-update"});

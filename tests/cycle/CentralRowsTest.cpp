@@ -72,24 +72,22 @@ TEST_F(CentralRows, AServerLostOrAStopPartWayLeavesTheRowsThatCameAndSaysSo) {
         EXPECT_NE(cycle.getStatusText().find(said), std::wstring::npos)
             << Kerf::Util::toNarrow(cycle.getStatusText());
     }
-    {
-        // A statement that has sent no row yet (here it waits for a table another session holds
-        // locked) is stopped on the server too, not left running to its time limit of 30 s.
-        fill(server);
-        Kerf::Central::CPgConnection locker(server.indexd);
-        locker.run("BEGIN; LOCK TABLE qosearch.messages IN ACCESS EXCLUSIVE MODE");
-        Kerf::Central::CPgConnection watcher(server.userA);
-        const auto runningOfA = [&] {
-            return watcher
-                .query("SELECT count(*) FROM pg_stat_activity WHERE usename = current_user "
-                       "AND state = 'active' AND pid <> pg_backend_pid()")
-                .number(0, 0);
-        };
-        CycleTest::RowsView view;
-        Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
-        start(server, cycle);
-        ASSERT_TRUE(QoTest::waitFor([&] { return runningOfA() == 1; }));
-        cycle.stop();
-        EXPECT_TRUE(QoTest::waitFor([&] { return runningOfA() == 0; }, std::chrono::seconds(10)));
-    }
+    // A statement that has sent no row yet (here it waits for a table another session holds
+    // locked) is stopped on the server too, not left running to its time limit of 30 s.
+    fill(server);
+    Kerf::Central::CPgConnection locker(server.indexd);
+    locker.run("BEGIN; LOCK TABLE qosearch.messages IN ACCESS EXCLUSIVE MODE");
+    Kerf::Central::CPgConnection watcher(server.userA);
+    const auto runningOfA = [&] {
+        return watcher
+            .query("SELECT count(*) FROM pg_stat_activity WHERE usename = current_user "
+                   "AND state = 'active' AND pid <> pg_backend_pid()")
+            .number(0, 0);
+    };
+    CycleTest::RowsView view;
+    Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
+    start(server, cycle);
+    ASSERT_TRUE(QoTest::waitFor([&] { return runningOfA() == 1; }));
+    cycle.stop();
+    EXPECT_TRUE(QoTest::waitFor([&] { return runningOfA() == 0; }, std::chrono::seconds(10)));
 }

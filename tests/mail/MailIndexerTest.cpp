@@ -8,7 +8,6 @@
 #include <chrono>
 #include <ctime>
 #include <mutex>
-#include <utime.h>
 
 namespace fs = std::filesystem;
 using namespace Kerf;
@@ -49,13 +48,12 @@ TEST_F(MailIndexerTest, PostsBeginEndAndEveryTenthItemOnlyForMessageFiles) {
 TEST_F(MailIndexerTest, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
     fs::copy_file(sampleMessage(), mail / "old.msg");
     fs::copy_file(sampleMessage(), mail / "new.msg");
-    const std::int64_t now = std::time(nullptr);
-    utimbuf twoDaysAgo{static_cast<time_t>(now - 2 * 86400), static_cast<time_t>(now - 2 * 86400)};
-    ASSERT_EQ(utime((mail / "old.msg").c_str(), &twoDaysAgo), 0);
+    fs::last_write_time(mail / "old.msg",
+                        fs::file_time_type::clock::now() - std::chrono::hours(48));
 
     SearchCriteria criteria;
     criteria.m_bSentAfter = true;
-    criteria.m_dtSentAfter = Dates::fromUnixLocal(now - 86400);
+    criteria.m_dtSentAfter = Dates::fromUnixLocal(std::time(nullptr) - 86400);
     criteria.adjustDatesForSearch();
     CRecursiveMailIndexer indexer(sink, criteria, {Util::fromPath(mail)}, nullptr, place);
     index(indexer);

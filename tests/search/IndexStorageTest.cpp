@@ -10,11 +10,8 @@ using namespace EngineTest;
 using namespace Kerf;
 using namespace Kerf::Search;
 
-class IndexStorage : public ::testing::Test {
+class IndexStorage : public ::testing::Test, protected IndexFolders {
 protected:
-    QoTest::TempDir dir;
-    fs::path root = dir / "Index";
-    fs::path live = root / "0.4";
     void addDoc(lucene::index::IndexWriter& writer, const std::wstring& location,
                 const std::wstring& body) {
         addDocument(writer, {{L"Location", location}, {L"Body", body}});
@@ -22,41 +19,41 @@ protected:
 };
 
 TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
-    { createIndexWriter(L"", wide(live)); }
+    { createIndexWriter(L"", wide(index)); }
     QoTest::writeFile(root / "notes.txt", "x");
     QoTest::writeFile(root / "photos" / "deep" / "a.jpg", "x");
     // However the live index is spelt, it and everything that is not an
     // index survive; the index of another version goes, and of a folder that
     // holds the user's own files beside an index only the index's files go.
-    for (const std::wstring& spelling : {wide(live), wide(live) + L"/", wide(root / "." / "0.4"),
+    for (const std::wstring& spelling : {wide(index), wide(index) + L"/", wide(root / "." / "0.4"),
                                          wide(root / "x" / ".." / "0.4")}) {
         { createIndexWriter(L"", wide(root / "0.3")); }
         { createIndexWriter(L"", wide(root / "mine")); }
         QoTest::writeFile(root / "mine" / "keep.txt", "the user's own");
         tidyIndexDirectory(wide(root), spelling);
         EXPECT_FALSE(fs::exists(root / "0.3")) << Util::toNarrow(spelling);
-        EXPECT_TRUE(fs::exists(live / "segments.gen")) << Util::toNarrow(spelling);
+        EXPECT_TRUE(fs::exists(index / "segments.gen")) << Util::toNarrow(spelling);
         EXPECT_TRUE(fs::exists(root / "notes.txt"));
         EXPECT_TRUE(fs::exists(root / "photos" / "deep" / "a.jpg"));
         EXPECT_TRUE(fs::exists(root / "mine" / "keep.txt"));
         EXPECT_FALSE(fs::exists(root / "mine" / "segments.gen"));
     }
-    EXPECT_NO_THROW(tidyIndexDirectory(wide(dir / "missing"), wide(dir / "missing" / "0.4")));
+    EXPECT_NO_THROW(tidyIndexDirectory(wide(temp / "missing"), wide(temp / "missing" / "0.4")));
 }
 
 // The index holds the text of every message: its folder is 0700, its files
 // 0600, and a folder others could plant links in is never written.
 TEST_F(IndexStorage, TheIndexFolderIsTheUsersOwnAndPlantedLinksAreNeverFollowed) {
     {
-        auto writer = createIndexWriter(wide(root), wide(live));
+        auto writer = createIndexWriter(wide(root), wide(index));
         addDoc(*writer, L"/mail/a.msg", L"salary review");
     }
-    EXPECT_EQ(fs::status(live).permissions(), fs::perms::owner_all);
-    for (const auto& entry : fs::directory_iterator(live))
+    EXPECT_EQ(fs::status(index).permissions(), fs::perms::owner_all);
+    for (const auto& entry : fs::directory_iterator(index))
         EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write)
             << entry.path();
 
-    const fs::path elsewhere = dir / "elsewhere";
+    const fs::path elsewhere = temp / "elsewhere";
     const auto plant = [&](const fs::path& folder) {
         fs::create_directories(folder);
         for (const char* name : {"segments_1", "_0.cfs", "qosearch-file-states"})
@@ -83,7 +80,7 @@ TEST_F(IndexStorage, TheIndexFolderIsTheUsersOwnAndPlantedLinksAreNeverFollowed)
          "belongs to another user"},
     };
     for (const auto& c : cases) {
-        const fs::path folder = dir / c.what;
+        const fs::path folder = temp / c.what;
         c.prepare(folder);
         if (IsSkipped())
             return;
@@ -105,14 +102,14 @@ TEST_F(IndexStorage, QueriesPastTheClauseLimitSucceedUpToTheHighestLimit) {
     for (std::size_t i = 0; i <= kHighestClauseLimit; ++i)
         manyWords += L"x" + std::to_wstring(i) + L" ";
     {
-        auto writer = createIndexWriter(wide(root), wide(live));
+        auto writer = createIndexWriter(wide(root), wide(index));
         for (int i = 0; i < 2100; ++i)
             addDoc(*writer, L"/m/" + std::to_wstring(i), L"w" + std::to_wstring(100000 + i));
         addDoc(*writer, L"/m/many", manyWords);
         for (const std::wstring subject : {L"they say \"hi\" now and then", L"now say hi"})
             addDocument(*writer, {{L"Subject", subject}});
     }
-    auto searcher = createIndexSearcher(wide(live));
+    auto searcher = createIndexSearcher(wide(index));
     lucene::search::BooleanQuery::setMaxClauseCount(7);
     EXPECT_EQ(countHits(searcher, L"w1*"), 2100u);
     EXPECT_EQ(lucene::search::BooleanQuery::getMaxClauseCount(), kRestingClauseLimit);
@@ -132,14 +129,14 @@ TEST_F(IndexStorage, QueriesPastTheClauseLimitSucceedUpToTheHighestLimit) {
 
 TEST_F(IndexStorage, DirtyWhenNullOrChangedSinceOpening) {
     EXPECT_TRUE(Searcher::isIndexDirty(static_cast<lucene::index::IndexReader*>(nullptr)));
-    auto writer = createIndexWriter(wide(root), wide(live));
+    auto writer = createIndexWriter(wide(root), wide(index));
     writer->flush();
-    auto searcher = createIndexSearcher(wide(live));
+    auto searcher = createIndexSearcher(wide(index));
     EXPECT_FALSE(Searcher::isIndexDirty(searcher));
     addDoc(*writer, L"/m/1", L"body");
     writer->flush();
     EXPECT_TRUE(Searcher::isIndexDirty(searcher));
-    EXPECT_FALSE(Searcher::isIndexDirty(createIndexSearcher(wide(live))));
+    EXPECT_FALSE(Searcher::isIndexDirty(createIndexSearcher(wide(index))));
 }
 
 TEST_F(IndexStorage, TypedValuesRoundTripAndDatesStayFourteenDigits) {
@@ -160,7 +157,7 @@ TEST_F(IndexStorage, TypedValuesRoundTripAndDatesStayFourteenDigits) {
                  {DateTime{-40, 1, 1, 0, 0, 0}, L"10000101000000"},
                  {DateTime{2013, 11, 18, 9, 26, 24}, L"20131118092624"}};
     {
-        auto writer = createIndexWriter(wide(root), wide(live));
+        auto writer = createIndexWriter(wide(root), wide(index));
         for (const auto& d : dates) {
             Document doc;
             Writer::add(doc, L"Location", L"/d/" + std::to_wstring(&d - dates));
@@ -169,7 +166,7 @@ TEST_F(IndexStorage, TypedValuesRoundTripAndDatesStayFourteenDigits) {
             Writer::add(*writer, doc);
         }
     }
-    auto searcher = createIndexSearcher(wide(live));
+    auto searcher = createIndexSearcher(wide(index));
     for (const auto& d : dates) {
         auto hits = Searcher::getHits(*searcher, L"Location", L"/d/" + std::to_wstring(&d - dates));
         ASSERT_EQ(hits->length(), 1u);
@@ -190,42 +187,42 @@ TEST_F(IndexStorage, TypedValuesRoundTripAndDatesStayFourteenDigits) {
 // in this process never is.
 TEST_F(IndexStorage, OpensAfterAWriterWhoseProcessDiedButNeverBesideALiveOne) {
     {
-        auto writer = createIndexWriter(wide(root), wide(live));
+        auto writer = createIndexWriter(wide(root), wide(index));
         addDoc(*writer, L"/m/kept", L"survivor");
     }
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        auto writer = Writer::create(wide(live));
+        auto writer = Writer::create(wide(index));
         addDoc(*writer, L"/m/lost", L"unflushed");
         _exit(0); // dies holding the index lock
     }
     int status = 0;
     waitpid(child, &status, 0);
-    ASSERT_TRUE(lucene::index::IndexReader::isLocked(Util::toNarrow(wide(live)).c_str()));
+    ASSERT_TRUE(lucene::index::IndexReader::isLocked(Util::toNarrow(wide(index)).c_str()));
 
-    auto writer = createIndexWriter(wide(root), wide(live));
+    auto writer = createIndexWriter(wide(root), wide(index));
     EXPECT_EQ(writer->docCount(), 1);
     addDoc(*writer, L"/m/new", L"after");
-    EXPECT_THROW(Writer::create(wide(live)), CExceptionBase);
+    EXPECT_THROW(Writer::create(wide(index)), CExceptionBase);
     addDoc(*writer, L"/m/2", L"two");
     writer.reset();
-    EXPECT_EQ(countHits(createIndexSearcher(wide(live)), L"survivor after two unflushed"), 3u);
+    EXPECT_EQ(countHits(searcher(), L"survivor after two unflushed"), 3u);
 }
 
 // A missing index is not damage: nothing is discarded. (One that cannot be
 // made is the command line's IndexSafety case.)
 TEST_F(IndexStorage, AMissingIndexCarriesTheDescribedTextAndItsCauseAndIsNoDamage) {
-    const auto e = thrown<CIndexException>([&] { createIndexSearcher(wide(dir / "none")); });
+    const auto e = thrown<CIndexException>([&] { createIndexSearcher(wide(temp / "none")); });
     ASSERT_TRUE(e && e->getInner());
-    EXPECT_EQ(e->getMessage(), L"Index usage problem (" + wide(dir / "none") + L")");
+    EXPECT_EQ(e->getMessage(), L"Index usage problem (" + wide(temp / "none") + L")");
     EXPECT_FALSE(e->isDamage());
     EXPECT_FALSE(e->getInner()->getMessage().empty());
 }
 
 TEST_F(IndexStorage, ADamagedIndexIsToldApartAndOnlyItsOwnFilesAreDiscarded) {
     const auto fileNamed = [this](const std::string& prefix) {
-        for (const auto& entry : fs::directory_iterator(live))
+        for (const auto& entry : fs::directory_iterator(index))
             if (entry.path().filename().string().rfind(prefix, 0) == 0 &&
                 entry.path().extension() != ".gen")
                 return entry.path();
@@ -234,33 +231,33 @@ TEST_F(IndexStorage, ADamagedIndexIsToldApartAndOnlyItsOwnFilesAreDiscarded) {
     const std::vector<std::string> userFiles = {"notes.txt", "Read me"};
     for (const std::string prefix : {"_", "segments_"}) {
         SCOPED_TRACE(prefix);
-        fs::remove_all(live);
+        fs::remove_all(index);
         {
-            auto writer = createIndexWriter(L"", wide(live));
+            auto writer = createIndexWriter(L"", wide(index));
             for (int i = 0; i < 30; ++i)
                 addDoc(*writer, L"/m/" + std::to_wstring(i), L"body text " + std::to_wstring(i));
         }
         fs::resize_file(fileNamed(prefix), fs::file_size(fileNamed(prefix)) / 2);
         for (const auto& name : userFiles)
-            QoTest::writeFile(live / name, "the user's");
+            QoTest::writeFile(index / name, "the user's");
 
-        const auto damaged = thrown<CIndexException>([&] { createIndexSearcher(wide(live)); });
+        const auto damaged = thrown<CIndexException>([&] { searcher(); });
         EXPECT_TRUE(damaged && damaged->isDamage());
         // A writer may open it, but never replaces it unasked.
         try {
-            Writer::create(wide(live));
+            Writer::create(wide(index));
         } catch (const CIndexException& e) {
             EXPECT_TRUE(e.isDamage());
         }
-        EXPECT_THROW(createIndexSearcher(wide(live)), CIndexException);
+        EXPECT_THROW(searcher(), CIndexException);
 
-        discardIndex(wide(live));
+        discardIndex(wide(index));
         std::vector<std::string> left;
-        for (const auto& entry : fs::directory_iterator(live))
+        for (const auto& entry : fs::directory_iterator(index))
             left.push_back(entry.path().filename().string());
         std::sort(left.begin(), left.end());
         EXPECT_EQ(left,
                   (std::vector<std::string>{"Read me", "notes.txt", "qosearch-writer.owner"}));
-        EXPECT_EQ(createIndexWriter(L"", wide(live))->docCount(), 0);
+        EXPECT_EQ(createIndexWriter(L"", wide(index))->docCount(), 0);
     }
 }

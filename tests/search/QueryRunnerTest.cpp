@@ -91,22 +91,17 @@ TEST_F(QueryRunner, HooksComeInOrderWithWholeDocumentsForNewHits) {
 
 TEST_F(QueryRunner, ATypedWordFindsWhatTheAnalyzerMadeOfTheIndexedText) {
     // The files are named a.msg, b.msg, ...; each case lists the letters of those it finds.
-    const std::vector<std::wstring> subjects = {L"Lowe, Charles",
-                                                L"FW: budget for e-mail",
-                                                L"Shkolnik M.I.",
-                                                L"MSGConvert -- plain text",
-                                                L"minutes of 2008-01-15",
-                                                L"Charles Lowell",
-                                                L"O'Neil+Co (x) say \"hi\"",
-                                                L"annual report 2008",
-                                                L"annual budget",
-                                                L"Report (draft)",
-                                                L"\U00020B9F\u5B50 plan"};
-    std::vector<std::pair<std::wstring, std::wstring>> documents;
-    for (std::size_t i = 0; i < subjects.size(); ++i)
-        documents.emplace_back(
-            L"/srv/Mail/" + std::wstring(1, static_cast<wchar_t>(L'a' + i)) + L".msg", subjects[i]);
-    index(documents);
+    index({{L"/srv/Mail/a.msg", L"Lowe, Charles"},
+           {L"/srv/Mail/b.msg", L"FW: budget for e-mail"},
+           {L"/srv/Mail/c.msg", L"Shkolnik M.I."},
+           {L"/srv/Mail/d.msg", L"MSGConvert -- plain text"},
+           {L"/srv/Mail/e.msg", L"minutes of 2008-01-15"},
+           {L"/srv/Mail/f.msg", L"Charles Lowell"},
+           {L"/srv/Mail/g.msg", L"O'Neil+Co (x) say \"hi\""},
+           {L"/srv/Mail/h.msg", L"annual report 2008"},
+           {L"/srv/Mail/i.msg", L"annual budget"},
+           {L"/srv/Mail/j.msg", L"Report (draft)"},
+           {L"/srv/Mail/k.msg", L"\U00020B9F\u5B50 plan"}});
     const auto lettersFound = [&](const std::wstring& criterion) {
         found.clear();
         auto r = run({L"/srv/Mail"}, L"", criterion);

@@ -228,25 +228,18 @@ TEST(StoreDatabaseSqlite, FolderListLinesBecomeStoresOnce) {
 
 TEST(StoreDatabaseChoice, SettingsThenSqliteThenAccessThenNothing) {
     StoresTest::ScopedUser user;
-    {
-        CStoreDatabase none;
-        EXPECT_FALSE(none.IsOpen());
-        EXPECT_TRUE(none.GetOpenError().empty());
-    }
+    const CStoreDatabase none;
+    EXPECT_FALSE(none.IsOpen());
+    EXPECT_TRUE(none.GetOpenError().empty());
     QoTest::writeFile(user.appData() / (QoTest::kProduct + ".mdb"), "not an access file");
-    {
-        CStoreDatabase mdb;
-        EXPECT_FALSE(mdb.IsOpen());
-        EXPECT_NE(mdb.GetOpenError().find(Kerf::Util::toWide(QoTest::kProduct + ".mdb")),
-                  std::wstring::npos);
-    }
+    const CStoreDatabase mdb;
+    EXPECT_FALSE(mdb.IsOpen());
+    EXPECT_NE(mdb.GetOpenError().find(toWide(QoTest::kProduct + ".mdb")), std::wstring::npos);
     StoresTest::sqliteStores(user.appData() / (QoTest::kProduct + ".db"))
         ->TablesUpdateOrInsertStore(L"/local", L"L", L"", L"", L"msg", 0);
-    {
-        CStoreDatabase preferred;
-        ASSERT_TRUE(preferred.IsOpen()) << Kerf::Util::toNarrow(preferred.GetOpenError());
-        EXPECT_EQ(locations(preferred, L"msg").size(), 1u);
-    }
+    CStoreDatabase preferred;
+    ASSERT_TRUE(preferred.IsOpen()) << Kerf::Util::toNarrow(preferred.GetOpenError());
+    EXPECT_EQ(locations(preferred, L"msg").size(), 1u);
     const std::wstring other = toWide((user.dir.path() / "other.db").string());
     StoresTest::sqliteStores(user.dir.path() / "other.db");
     openUserSettings()->setValue(

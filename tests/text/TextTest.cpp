@@ -12,7 +12,7 @@
 #include "text/RtfText.h"
 #include "text/ViewableHtml.h"
 
-#include <QByteArray>
+#include <QString>
 
 #include <gtest/gtest.h>
 
@@ -279,15 +279,10 @@ TEST(RtfText, SkipsBinaryDataAndSurvivesDeepNesting) {
         L"ab\x00e9"
         L"c");
     // Deep nesting ends the text (of HTML) but not the program.
-    std::string deep = "{\\rtf1 x";
-    std::wstring html = L"<p>before</p>";
-    for (int i = 0; i < 100000; ++i) {
-        deep += "{";
-        html += L"<div><span>";
-    }
-    deep += "y";
+    const std::string deep = "{\\rtf1 x" + QByteArray("{").repeated(100000).toStdString() + "y";
     EXPECT_EQ(Kerf::Rtf::extract(deep, 1252).text, L"xy");
-    EXPECT_EQ(Html::toPlainText(html + L"deep").substr(0, 6), L"before");
+    const QString html = "<p>before</p>" + QString("<div><span>").repeated(100000) + "deep";
+    EXPECT_EQ(Html::toPlainText(html.toStdWString()).substr(0, 6), L"before");
     // A \bin length past the end stops at the end.
     EXPECT_EQ(Kerf::Rtf::extract("{\\rtf1 z\\bin999999 abc", 1252).text, L"z");
 }
