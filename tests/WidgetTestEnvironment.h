@@ -20,25 +20,26 @@ public:
     explicit WidgetTestEnvironment(const char* programName) : m_programName(programName) {}
 
     void SetUp() override {
-        m_dir = std::make_unique<TempDir>();
-        m_folders = std::make_unique<ScopedUserFolders>(m_dir->path());
-        // No test talks to the desktop's session bus (its file manager).
-        m_noBus = std::make_unique<ScopedVariable>("DBUS_SESSION_BUS_ADDRESS", nullptr);
-        static int argc = 1;
-        static char* argv[] = {m_programName.data(), nullptr};
         s_standardHandler = qInstallMessageHandler(quietHandler);
-        m_app = std::make_unique<QApplication>(argc, argv);
+        m_run = std::make_unique<Run>(m_programName.data());
         QApplication::setOrganizationName(QString::fromStdWString(Kerf::Paths::vendorName()));
         QApplication::setApplicationName(QString::fromStdWString(Kerf::Paths::productName()));
     }
-    void TearDown() override {
-        m_app.reset();
-        m_folders.reset();
-        m_noBus.reset();
-        m_dir.reset();
-    }
+    void TearDown() override { m_run.reset(); }
 
 private:
+    // Made top to bottom, so the folders are in place before the application.
+    struct Run {
+        explicit Run(char* programName) : argv{programName, nullptr} {}
+        TempDir dir;
+        ScopedUserFolders folders{dir.path()};
+        // No test talks to the desktop's session bus (its file manager).
+        ScopedVariable noBus{"DBUS_SESSION_BUS_ADDRESS", nullptr};
+        int argc = 1;
+        char* argv[2];
+        QApplication app{argc, argv};
+    };
+
     // The offscreen platform says on every window that it lacks features of
     // a real display; those lines would bury the test output.
     static void quietHandler(QtMsgType type, const QMessageLogContext& context,
@@ -49,10 +50,7 @@ private:
 
     static inline QtMessageHandler s_standardHandler = nullptr;
     std::string m_programName;
-    std::unique_ptr<TempDir> m_dir;
-    std::unique_ptr<ScopedUserFolders> m_folders;
-    std::unique_ptr<ScopedVariable> m_noBus;
-    std::unique_ptr<QApplication> m_app;
+    std::unique_ptr<Run> m_run;
 };
 
 } // namespace QoTest

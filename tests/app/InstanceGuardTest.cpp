@@ -92,25 +92,18 @@ TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     const auto data = longFolder(temp / "data", 200);
     const auto runtime = longFolder(temp / "run", 200);
     ASSERT_EQ(runtime.string().size(), 200u);
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("XDG_DATA_HOME", QString::fromStdString(data.string()));
-    env.insert("XDG_CONFIG_HOME", QString::fromStdString((temp / "config").string()));
-    env.insert("XDG_RUNTIME_DIR", QString::fromStdString(runtime.string()));
-    env.insert("QT_QPA_PLATFORM", "offscreen");
-
-    // In this process, the way the program derives its name.
-    qputenv("XDG_DATA_HOME", data.string().c_str());
-    qputenv("XDG_RUNTIME_DIR", runtime.string().c_str());
+    // The windows started below inherit these; this process derives the name as they do.
+    QoTest::ScopedVariable dataHome("XDG_DATA_HOME", data.c_str());
+    QoTest::ScopedVariable configHome("XDG_CONFIG_HOME", (temp / "config").c_str());
+    QoTest::ScopedVariable runtimeDir("XDG_RUNTIME_DIR", runtime.c_str());
+    QoTest::ScopedVariable platform("QT_QPA_PLATFORM", "offscreen");
     const QString name = QString::fromStdWString(Kerf::QuireLib::UserPlaces::buildInstanceName(
         Kerf::QuireLib::UserPlaces::buildIndexDirectory()));
-    qunsetenv("XDG_DATA_HOME");
-    qunsetenv("XDG_RUNTIME_DIR");
 
     // The window itself: the first start stays up, a second one ends at once.
     // The second starts once the first owns the name, however slow its start.
     const QString program = QStringLiteral(QOSEARCH_BINARY_DIR "/src/app/qosearch");
     QProcess window;
-    window.setProcessEnvironment(env);
     window.start(program, {});
     ASSERT_TRUE(window.waitForStarted(30000));
     const QString socket = CInstanceGuard::socketPath(name);
@@ -119,7 +112,6 @@ TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     ASSERT_TRUE(QFile::exists(socket));
     EXPECT_FALSE(window.waitForFinished(1000)) << window.readAllStandardError().toStdString();
     QProcess again;
-    again.setProcessEnvironment(env);
     again.start(program, {});
     EXPECT_TRUE(again.waitForFinished(120000));
     EXPECT_EQ(again.exitCode(), 0);

@@ -68,10 +68,6 @@ std::vector<std::uint8_t> pictureBytes(QColor colour) {
     return {png.begin(), png.end()};
 }
 
-std::string repeated(const char* s, int n) {
-    return QByteArray(s).repeated(n).toStdString();
-}
-
 // Rejects every message box (or, asked, every modal window) while it lives,
 // noting what each showed.
 class ModalWatcher {
@@ -93,7 +89,6 @@ public:
         });
         m_poll.start(20);
     }
-    std::string first() const { return seen.empty() ? "" : seen.front().text.toStdString(); }
     std::vector<Seen> seen;
 
 private:
@@ -137,7 +132,6 @@ TEST_F(MessageViewer, BodiesShowTheirTextAndNoFileOfTheReaders) {
     const std::string file = (dir / "red.png").string();
     const std::string rtf = "{\\rtf1\\ansi\\fromhtml1 {\\*\\htmltag84 <img src=\"" + file +
                             "\">}\\htmlrtf x\\htmlrtf0 text}";
-    const char* const asText = "shown as plain text";
     const struct {
         const char* way;
         std::string html; // none: the RTF body
@@ -148,7 +142,8 @@ TEST_F(MessageViewer, BodiesShowTheirTextAndNoFileOfTheReaders) {
         {"file url", "<img src=\"file://" + file + "\">text", "text"},
         {"relative name", "<img src=\"red.png\">text", "text"},
         {"tag in RTF", "", "text"},
-        {"deep tables", repeated("<table><tr><td>", 3000) + "core words", "core words", asText},
+        {"deep tables", QByteArray("<table><tr><td>").repeated(3000).toStdString() + "core words",
+         "core words", "shown as plain text"},
     };
     for (const auto& body : bodies) {
         SCOPED_TRACE(body.way);
@@ -178,18 +173,14 @@ TEST_F(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
     int connections = 0;
     QObject::connect(&server, &QTcpServer::newConnection, [&] { ++connections; });
-    const auto url = [&](const char* path) {
-        return QStringLiteral("http://127.0.0.1:%1/%2")
-            .arg(server.serverPort())
-            .arg(QLatin1String(path));
-    };
+    const QString url = QStringLiteral("http://127.0.0.1:%1/").arg(server.serverPort());
     QoMsg::MsgMessage message;
     message.html = QStringLiteral("<html><head><link rel=\"stylesheet\" href=\"%1\">"
                                   "<script>document.write('scripted')</script></head><body>"
                                   "<p style=\"background-image: url(%2)\">Hello <b>reader</b></p>"
                                   "<img src=\"%3\">"
                                   "<a href=\"https://example.org/offer\">offer</a></body></html>")
-                       .arg(url("style.css"), url("back.png"), url("pixel.png"))
+                       .arg(url + "style.css", url + "back.png", url + "pixel.png")
                        .toStdString();
     auto viewer = show(message);
     CSafeTextBrowser& body = viewer->GetTextControl();
@@ -198,7 +189,7 @@ TEST_F(MessageViewer, HtmlBodyLoadsNothingAndOpensOnlyClickedWebLinks) {
     EXPECT_FALSE(shown.contains("scripted") || shown.contains("document.write"))
         << shown.toStdString();
     // The document did ask for the picture: it was refused, not missed.
-    EXPECT_TRUE(body.refusedResources().contains(QUrl(url("pixel.png"))));
+    EXPECT_TRUE(body.refusedResources().contains(QUrl(url + "pixel.png")));
 
     UrlRecorder desktop({"http", "https", "file", "mailto"});
     emit body.anchorClicked(QUrl("https://example.org/offer"));
@@ -228,12 +219,12 @@ TEST_F(MessageViewerCorpus, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
         {"text.msg", "could not be read as a message", false},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         auto viewer = showViewer(dir / c.name);
-        EXPECT_EQ(viewer->noteLabel().isVisible(), *c.note != '\0') << c.name;
-        EXPECT_TRUE(viewer->noteLabel().text().contains(QLatin1String(c.note))) << c.name;
+        EXPECT_TRUE(viewer->noteLabel().isVisible());
+        EXPECT_TRUE(viewer->noteLabel().text().contains(QLatin1String(c.note)));
         EXPECT_EQ(viewer->headerLabel().text().contains("Test the content transformer"),
-                  c.subjectShown)
-            << c.name;
+                  c.subjectShown);
     }
 }
 
@@ -318,9 +309,7 @@ TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
         big[i] = static_cast<char>(i * 7 + (i >> 20));
     // No "/" in it, so that it stays whole in a file name.
     const std::wstring banner = L"Q3<font color=#ff0000 size=7>GIVE YOUR PASSWORD";
-    const std::string elf("\x7f"
-                          "ELF\x02\x01\x01\0\0\0\0\0\0\0\0\0\x02\0\x3e\0",
-                          20);
+    const std::string elf("\177ELF\2\1\1\0\0\0\0\0\0\0\0\0\2\0\x3e\0", 20);
     const struct {
         std::wstring name;
         std::string content;
@@ -335,7 +324,7 @@ TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
         {L"tool", elf, 1, "openingRisk"},
         {L"invoice\u202Efdp.txt", "%PDF", 1, "openingRisk"},
         {banner + L".desktop", "[Desktop Entry]\n", 1, "openingRisk"},
-        {banner + L".doc", "", 6, ""}, // unreadable: the box says so
+        {banner + L".doc", "", 6, ""}, // unreadable: a box without a name says so
     };
     QoMsg::MsgMessage message;
     for (const auto& a : attachments)
@@ -370,14 +359,12 @@ TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
             viewer->saveAttachment(static_cast<int>(row));
             EXPECT_EQ(QFileInfo(saved).absolutePath(), earlier);
             expectWhole(saved, a);
-            EXPECT_TRUE(boxes.seen.empty()) << boxes.first();
+            EXPECT_TRUE(boxes.seen.empty()) << boxes.seen.front().text.toStdString();
             continue;
         }
         EXPECT_TRUE(desktop.urls.isEmpty()); // the box was answered No
         ASSERT_EQ(boxes.seen.size(), 1u);
-        if (*a.box != '\0') {
-            EXPECT_EQ(boxes.seen[0].name, a.box);
-        }
+        EXPECT_EQ(boxes.seen[0].name, a.box);
         EXPECT_TRUE(boxes.seen[0].text.contains(QString::fromStdWString(a.name)));
         EXPECT_FALSE(boxes.seen[0].red);
     }
