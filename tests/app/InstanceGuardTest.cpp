@@ -4,7 +4,6 @@
 #include "TempDir.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QSignalSpy>

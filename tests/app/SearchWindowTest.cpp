@@ -14,12 +14,9 @@
 #include "support/Assert.h"
 
 #include <QFileDialog>
-#include <QHeaderView>
 #include <QProgressBar>
 #include <QRegularExpression>
 #include <QSplitter>
-#include <QTabWidget>
-#include <QTextBrowser>
 #include <QToolButton>
 
 #include <atomic>
