@@ -5,6 +5,7 @@
 #include "support/Exception.h"
 #include "support/Strings.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -81,8 +82,10 @@ CCentralSearchRun::CCentralSearchRun(std::unique_ptr<Central::CPgConnection> con
                 *connection, criteria, folders,
                 [&](CEmailMetadata&& record, const Central::CentralRow& row) {
                     // The row says the user's role may read the folder;
-                    // whether this file opens is the file system's word.
-                    const bool opens = ::access(std::string(row.path).c_str(), R_OK) == 0;
+                    // whether this file opens is the file system's word,
+                    // asked with the rights the program opens files with.
+                    const bool opens =
+                        ::faccessat(AT_FDCWD, std::string(row.path).c_str(), R_OK, AT_EACCESS) == 0;
                     std::unique_lock hold(shared->lock);
                     if (shared->waitingBytes >= kMaxWaitingBytes) {
                         if (shared->claimAnnouncement(true)) {

@@ -1,11 +1,15 @@
 // The search cycle over the central index when its server goes away or the
 // user stops in the middle of the rows: those that came stay in the list, the
 // status says that the rest may be missing, and the server works no longer.
+// A row whose file does not open for the user is not shown.
 
 #include "CycleTestSupport.h"
 #include "central/CentralTestSupport.h"
 
+#include "PermissionOverride.h"
 #include "WaitFor.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -90,4 +94,25 @@ TEST_F(CentralRows, AServerLostOrAStopPartWayLeavesTheRowsThatCameAndSaysSo) {
     ASSERT_TRUE(QoTest::waitFor([&] { return runningOfA() == 1; }));
     cycle.stop();
     EXPECT_TRUE(QoTest::waitFor([&] { return runningOfA() == 0; }, std::chrono::seconds(10)));
+}
+
+// The server lets the user's role read the folder, but one file in it does not open for the user:
+// that row stays out of the list.
+TEST_F(CentralRows, AFileTheUserCannotOpenIsNotShown) {
+    QO_REQUIRE_POSTGRES(server);
+    fill(server);
+    // The files are links to one; this one gets a file of its own to lock.
+    const std::filesystem::path locked = mail / "m7.msg";
+    std::filesystem::remove(locked);
+    std::filesystem::copy_file(dir.path() / "sample.msg", locked);
+    std::filesystem::permissions(locked, std::filesystem::perms::none);
+    CycleTest::RowsView view;
+    {
+        QoTest::WithoutPermissionOverride lowered;
+        Kerf::QuireLib::CMailSearchCycle cycle(view, sink, place);
+        start(server, cycle);
+        EXPECT_TRUE(CycleTest::pumpUntil(cycle, *sink, [&] { return !cycle.isBusy(); }));
+    }
+    EXPECT_EQ(view.rows.size(), static_cast<std::size_t>(kRows - 1));
+    EXPECT_EQ(std::count(view.rows.begin(), view.rows.end(), Kerf::Util::fromPath(locked)), 0);
 }
