@@ -10,8 +10,7 @@
 
 namespace QoTest {
 
-/// How many documents an index on disk holds, read straight through CLucene,
-/// without the program's own code.
+/// How many documents an index on disk holds, read through CLucene without the program's code.
 inline int documentsIn(const std::filesystem::path& index) {
     lucene::index::IndexReader* reader = lucene::index::IndexReader::open(index.c_str());
     const int count = reader->numDocs();

@@ -11,8 +11,7 @@
 
 namespace QoTest {
 
-/// The maker's and the product's names as the build sets them: the folders
-/// and files the program names after them.
+/// The maker's and product's names as the build sets them: the program names folders after them.
 inline const std::string kVendor = QOSEARCH_VENDOR_NAME;
 inline const std::string kProduct = QOSEARCH_PRODUCT_NAME;
 

@@ -1,7 +1,6 @@
 // The front ends over the central index: qosearch-cli find asks it for the folders under its roots
-// and falls back to the per-user index when it does not answer (that it finds what the per-user
-// index finds is FindCommand's test); the service resumes a round it was killed in without losing
-// what it had committed.
+// and falls back to the per-user index when it does not answer (that both find the same is
+// FindCommand's test); the service resumes a killed round without losing what it had committed.
 
 #include "CentralTestSupport.h"
 #include "CommandLine.h"
@@ -25,8 +24,7 @@ std::string rowsCount(const std::string& conninfo) {
 
 } // namespace
 
-// A streaming standby, when there is one, answers as the primary does once it
-// has replayed the round.
+// A streaming standby, where there is one, answers as the primary once it has replayed the round.
 TEST(CentralClient, FindAsksTheCentralIndexOrItsStandbyAndFallsBackWhenItDoesNotAnswer) {
     QO_REQUIRE_FILING_TREE(server, tree);
     QoTest::ScopedUserFolders folders(tree.temp / "home");

@@ -107,8 +107,7 @@ inline bool allowOnly(const fs::path& folder, const std::string& account) {
     return set;
 }
 
-// The subject of the message everyone may read, never sent: text that the
-// literals rows travel in must quote.
+// The subject of the message everyone may read, never sent: text the rows' literals must quote.
 inline const std::wstring kSharedSubject = L"shared budget \"{q}\", \\ 'x'";
 
 // A tree of three folders: one only A may read, one only B, one everyone.

@@ -61,8 +61,7 @@ const Names kOptionMessages = {"poi_message_1979.msg", "poi_message_1980.msg",
 
 QO_TESTS_READ_SHARED(Corpus, "IndexSafety.*");
 
-// What one command wrote the other finds up to date; a damaged index (which
-// of its files is the engine's concern) is rebuilt by the next search; and
+// What one command wrote the other finds up to date; a damaged index is rebuilt by the next search;
 // nothing beside the index, nor in its folder, is ever touched.
 TEST_F(IndexSafety, AnUpToDateIndexIsNotWrittenAgainAndADamagedOneIsRebuiltByTheNextSearch) {
     const std::vector<fs::path> theUsers = {index.parent_path() / "notes.txt",

@@ -1,6 +1,5 @@
-// "qosearch-cli show" run as a program on written messages: the JSON it
-// prints parses, carries every value exactly and the sent date in local
-// time with its offset; the text form has one block per file.
+// "qosearch-cli show" run on written messages: its JSON parses and carries every value exactly, the
+// sent date in local time with its offset; the text form has one block per file.
 
 #include "CommandLine.h"
 #include "MsgTestFiles.h"

@@ -28,8 +28,7 @@ class StoresCommand : public ::testing::Test, protected StoresTest::ScopedUser {
 protected:
     const fs::path firm = QoTest::ScopedUserFolders::systemSettings(dir.path());
 
-    /// The user's store database with the stores (path, reference, name,
-    /// description), numbered in this order.
+    /// The user's store database with the stores (path, reference, name, description), in order.
     void storeDatabase(const std::vector<std::array<std::wstring, 4>>& stores) {
         fs::create_directories(appData());
         const auto db = StoresTest::sqliteStores(appData() / (QoTest::kProduct + ".db"));
@@ -175,8 +174,7 @@ TEST(InstalledTree, FindsHelpPageAndSchemaBesideItsProgramsOnly) {
         QoTest::runProgram(QOSEARCH_CMAKE_COMMAND,
                            {"--install", QOSEARCH_BINARY_DIR, "--prefix", (tmp / "p").string()});
     ASSERT_EQ(install.status, 0) << install.out << install.err;
-    // A tree moved after installing still finds its files: nothing points at
-    // the prefix it was installed to.
+    // A tree moved after installing still finds its files: nothing points at its install prefix.
     fs::rename(tmp / "p", tmp / "moved");
     const fs::path root = tmp / "moved";
     for (const char* file : {"bin/qosearch", "share/applications/qosearch.desktop",
@@ -201,8 +199,7 @@ TEST(InstalledTree, FindsHelpPageAndSchemaBesideItsProgramsOnly) {
     EXPECT_EQ(stores.status, 0) << stores.err;
     EXPECT_NE(stores.out.find("/srv/filing/J1001"), std::string::npos) << stores.out;
 
-    // Without the installed files the program has none: the build tree's
-    // copies are out of its reach.
+    // Without the installed files the program has none: the build tree's copies are out of reach.
     fs::remove_all(root / "share/qosearch");
     EXPECT_NE(QoTest::runProgram(cli, {"--help"}).out.find("The help page is not installed."),
               std::string::npos);

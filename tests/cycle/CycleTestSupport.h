@@ -1,7 +1,6 @@
 #pragma once
-// What the search cycle's tests share: a front end that keeps the rows'
-// locations and the status, the loop that hands it the indexer's events, and
-// a fixture that saves messages and runs whole searches over them.
+// What the cycle's tests share: a front end that keeps the rows' locations and status, the loop
+// that hands it the indexer's events, and a fixture that runs whole searches over saved messages.
 
 #include "cycle/MailSearchCycle.h"
 #include "search/IndexLocations.h"

@@ -15,8 +15,7 @@ TEST_F(IndexStaysTrue, AnIndexOfDocumentsWithoutFileStatesIsBroughtOverOnce) {
     const auto first = save("one.msg", L"First");
     const auto second = save("two.msg", L"Second");
     {
-        // Documents as they were written before they carried their file's
-        // state: the stored fields alone.
+        // Documents as written before they carried their file's state: the stored fields alone.
         auto writer = Search::createIndexWriter(place.root, place.directory);
         for (const auto& path : {first, second}) {
             Search::Document document;

@@ -92,9 +92,8 @@ protected:
     bool pumpToTheEnd() {
         return pumpUntil([this] { return !cycle->isIndexing(); });
     }
-    /// Stop (or whatever `act` does) while a read is held: it must come back
-    /// without waiting for that read. Should it wait, a watchdog opens the
-    /// gate after half a minute, so that the test fails instead of hanging.
+    /// Stop (or whatever `act` does) while a read is held must return without waiting for it;
+    /// should it wait, a watchdog opens the gate after half a minute: the test fails, not hangs.
     void whileAReadIsHeld(Gate& gate, const std::function<void()>& act) {
         std::promise<void> returned;
         auto watchdog = std::async(std::launch::async, [&gate, done = returned.get_future()] {

@@ -24,8 +24,7 @@ TEST(UserPlaces, TheIndexLivesBelowTheUsersDataAndItsInstanceNameFollowsItsPath)
                   std::filesystem::perms::owner_all)
             << made;
 
-    // One name per index, whatever the letter case; no '/' in it, and of a
-    // long path only the last 250 characters.
+    // One name per index whatever the case, without '/', of a long path the last 250 characters.
     EXPECT_EQ(UserPlaces::buildInstanceName(L"/HOME/ÄNN/X"),
               UserPlaces::buildInstanceName(L"/home/änn/x"));
     EXPECT_NE(UserPlaces::buildInstanceName(L"/home/ann/x"),

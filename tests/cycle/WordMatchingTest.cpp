@@ -1,6 +1,5 @@
-// What the user types meets what a message holds as the index's one word
-// analyzer decides, on both sides: each row is a typed search, the text a
-// message holds, and whether the search finds that message.
+// What the user types meets what a message holds as the index's one word analyzer decides on both
+// sides: each row is a typed search, a message's text, and whether the search finds it.
 
 #include "CycleTestSupport.h"
 #include "SharedFiles.h"

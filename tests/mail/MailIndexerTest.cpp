@@ -63,9 +63,8 @@ TEST_F(MailIndexerTest, SentAfterSkipsFilesLastWrittenBeforeThatDay) {
 }
 
 TEST_F(MailIndexerTest, TheFirstProgressLineCountsEveryMessageTheWalkFound) {
-    // The reader hands over its first record only once the walk has ended
-    // (or after a while, so that a walk that waits on the reader fails the
-    // test instead of hanging it): the first update then knows every file.
+    // The reader gives its first record only once the walk has ended (or after a while, so that a
+    // walk waiting on it fails, not hangs): the first update then knows every file.
     struct CReaderAfterTheWalk : CRecursiveMailIndexer {
         using CRecursiveMailIndexer::CRecursiveMailIndexer;
         ~CReaderAfterTheWalk() override { stop(); }

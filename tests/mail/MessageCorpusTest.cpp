@@ -104,9 +104,8 @@ QO_TESTS_READ_SHARED(Corpus, "*MessageCorpus.*");
 QO_TESTS_READ_SHARED(Corpus, "DamagedCorpusFiles.*");
 QO_TESTS_READ_SHARED(Corpus, "MessageCorpusThreads.*");
 
-// Each file read into a record for the index, and read whole for showing:
-// opened at the MAPI layer, its attachments listed and its compressed RTF
-// body unpacked. Neither reader says a word on the terminal.
+// Each file read into a record for the index and read whole for showing: opened at the MAPI layer,
+// its attachments listed, its compressed RTF body unpacked, not a word on the terminal.
 TEST_P(MessageCorpus, ReadsAsItsExpectedValuesSay) {
     const nlohmann::json& want = expected();
     testing::internal::CaptureStderr();

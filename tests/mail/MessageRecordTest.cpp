@@ -124,9 +124,8 @@ TEST(MessageReader, EmptyMissingAndForeignFilesGiveLocationAndSize) {
     }
 }
 
-// The record's body is the plain-text one, else the text of the HTML or RTF
-// one; read whole for showing, the HTML body is kept as written, from the
-// HTML one or from RTF made from HTML. Text ends at its first NUL.
+// The record's body is the plain-text one, else the HTML or RTF one's text; shown, the HTML body is
+// kept as written, from HTML or RTF made from HTML. Text ends at its first NUL.
 TEST(MessageReader, BodiesForTheIndexAndForShowing) {
     QoTest::MsgFiles files;
     MsgMessage htmlAlone;

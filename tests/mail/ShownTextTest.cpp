@@ -72,16 +72,14 @@ TEST(StatusTexts, CountsAreGroupedAsTheLocaleSays) {
 }
 
 TEST(SearchCriteria, DatesAreWidenedToExcludeTheChosenDays) {
-    SearchCriteria c;
+    SearchCriteria c, bad;
     c.m_dtSentAfter = DateTime{2024, 5, 3, 10, 11, 12};
     c.m_dtSentBefore = DateTime{2024, 5, 9, 18, 0, 0};
+    bad.m_dtSentAfter = DateTime{2024, 2, 30, 10, 0, 0};
     c.adjustDatesForSearch();
+    bad.adjustDatesForSearch();
     EXPECT_EQ(c.m_dtSentAfter, (DateTime{2024, 5, 3, 23, 59, 59}));
     EXPECT_EQ(c.m_dtSentBefore, (DateTime{2024, 5, 9, 0, 0, 1}));
-
-    SearchCriteria bad;
-    bad.m_dtSentAfter = DateTime{2024, 2, 30, 10, 0, 0};
-    bad.adjustDatesForSearch();
     EXPECT_EQ(bad.m_dtSentAfter, (DateTime{2024, 2, 30, 10, 0, 0}));
 }
 

@@ -1,7 +1,6 @@
-// What the index keeps of each file: its fields in an order that lets readers stop early, its state
-// as text that reads back, and the listing of what it holds, looked up by folder range (paths that
-// share a beginning, files beside sub-folders, and a listing in another order must still find
-// exactly their own file).
+// What the index keeps of each file: fields in an order that lets readers stop early, its state as
+// text that reads back, and the listing of what it holds, looked up by folder range (paths sharing
+// a beginning, files beside sub-folders and another order still find exactly their own).
 
 #include "search/DocumentLayout.h"
 #include "search/FileState.h"

@@ -22,9 +22,8 @@ TEST_F(IndexStorage, TidyingRemovesOnlyIndexesOfOtherVersions) {
     { createIndexWriter(L"", wide(index)); }
     QoTest::writeFile(root / "notes.txt", "x");
     QoTest::writeFile(root / "photos" / "deep" / "a.jpg", "x");
-    // However the live index is spelt, it and everything that is not an
-    // index survive; the index of another version goes, and of a folder that
-    // holds the user's own files beside an index only the index's files go.
+    // However the live index is spelt, it and all that is no index survive; another version's index
+    // goes, and of a folder holding the user's files beside an index only the index's files go.
     for (const std::wstring& spelling : {wide(index), wide(index) + L"/", wide(root / "." / "0.4"),
                                          wide(root / "x" / ".." / "0.4")}) {
         { createIndexWriter(L"", wide(root / "0.3")); }
@@ -183,8 +182,7 @@ TEST_F(IndexStorage, TypedValuesRoundTripAndDatesStayFourteenDigits) {
     EXPECT_EQ(countHits(searcher, L"SentDate:[19991231000000 TO 99991231235959]"), 4u);
 }
 
-// The lock of a writer whose process died is broken; that of a live writer
-// in this process never is.
+// The lock of a writer whose process died is broken; a live writer's in this process never is.
 TEST_F(IndexStorage, OpensAfterAWriterWhoseProcessDiedButNeverBesideALiveOne) {
     {
         auto writer = createIndexWriter(wide(root), wide(index));

@@ -19,9 +19,8 @@ std::vector<std::wstring> drain(CPathQueue& queue) {
 TEST(PathQueue, PathsOfAnyLengthComeOutWholeAndInOrderAndAResetQueueIsUsableAgain) {
     // Each entry takes four bytes of length before the path.
     const std::size_t block = CPathQueue::kBlockSize;
-    // Fills the first block to one byte short of its end, so that the next
-    // path starts a block; then one longer than a block, and a name with a
-    // byte that is not UTF-8, which must come back as it went in.
+    // Fills the first block to one byte short of its end, so the next path starts a block; then one
+    // longer than a block, and a name with a byte not UTF-8, which must come back as it went in.
     const std::vector<std::wstring> paths = {
         L"/a", std::wstring(block - 6 - 4 - 1, L'x'), L"/b", std::wstring(3 * block, L'y'),
         L"/c", L"/Post/Gr\u00fc\u00dfe/\xDC80.msg",   L""};
@@ -31,8 +30,7 @@ TEST(PathQueue, PathsOfAnyLengthComeOutWholeAndInOrderAndAResetQueueIsUsableAgai
     EXPECT_EQ(queue.size(), paths.size());
     EXPECT_EQ(drain(queue), paths);
 
-    // Taken as soon as queued, the one block is filled again from its start;
-    // a longer path then goes behind it.
+    // Taken at once, the one block fills again from its start; a longer path then goes behind it.
     CPathQueue lapping(16 * block);
     std::vector<std::wstring> taken, expected;
     for (const auto& path : paths) {

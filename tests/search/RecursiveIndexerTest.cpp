@@ -133,8 +133,7 @@ TEST_F(RecursiveIndexer, HooksComeInOrderOnTheirOwnThreads) {
         seen += stages.contains(names);
     EXPECT_EQ(seen, 3);
 
-    // Across threads: each file passes the stages in turn, and a stage ends
-    // only after the one before it.
+    // Across threads each file passes the stages in turn; a stage ends only after the one before.
     for (const auto& path : {Util::toNarrow(wide(a)), Util::toNarrow(wide(b))}) {
         EXPECT_LT(position["beginScanningFile" + path],
                   position["beginBuildingMetadataItem" + path]);
@@ -177,8 +176,7 @@ TEST_F(RecursiveIndexer, StopReleasesStagesWaitingOnFullQueues) {
     indexer.setQueueCapacity(2);
     // Any one path fills the path queue.
     indexer.setPathQueueBytes(1);
-    // The index stage holds its first item until a stop is asked for, so
-    // both queues fill and both producers wait.
+    // The index stage holds its first item until a stop: both queues fill and both producers wait.
     std::atomic<bool> holding{false};
     indexer.onHook = [&](const std::string& hook, const std::wstring&) {
         if (hook == "beginUpdatingIndexItem") {
@@ -231,8 +229,7 @@ TEST_F(RecursiveIndexer, RunsAgainAfterFinishingWithTheStagesAtTheCallersPriorit
     const unsigned assertionsBefore = failedAssertionCount();
     indexer.go();
     ASSERT_TRUE(waitFor([&] { return indexer.isFinished(); }));
-    // The searcher still shows the old index; the file added by the first
-    // run is known all the same.
+    // The searcher still shows the old index; the first run's file is known all the same.
     file("b.txt");
     indexer.go();
     ASSERT_TRUE(waitFor([&] { return indexer.isFinished(); }));
@@ -259,8 +256,7 @@ TEST_F(RecursiveIndexer, FilesMetBeforeTheListingIsReadyAreSettledOnceItIs) {
     fs::remove(gone);
     const auto added = file("sub/added.txt");
 
-    // The listing starts only once the whole walk has ended, so every file
-    // the walk meets waits for it.
+    // The listing starts only once the walk has ended, so every file the walk meets waits for it.
     class CLateListing : public CTextIndexer {
     public:
         using CTextIndexer::CTextIndexer;

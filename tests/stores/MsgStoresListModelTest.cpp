@@ -31,17 +31,14 @@ using Texts = std::vector<std::wstring>;
 // a row once however often it is pushed, and that of other locations all kinds.
 TEST(MsgStoresListModel, CacheKeepsTheKindOfThePathAndHoldsIdenticalRowsOnce) {
     StoresTest::ScopedUser user;
-    const LocationRows rows = {row(L"3", L"A", L"\\\\server\\share\\jobs"),
-                               row(L"3", L"A", L"\\\\server\\share\\jobs"),
-                               row(L"4", L"A", L"\\\\server\\share\\jobs"),
-                               row(L"5", L"B", L"Outlook:\\\\Mailbox\\\\Inbox"),
-                               row(L"6", L"C", L"File:\\\\x"),
-                               row(L"7", L"D", L"C:\\jobs"),
-                               row(L"8", L"E", L"jobs\\2020"),
-                               row(L"9", L"F", L"/srv/filing"),
-                               row(L"10", L"G", L"C:"),
-                               row(L"11", L"H", L"\\single"),
-                               row(L"12", L"I", L"")};
+    const std::wstring jobs = L"\\\\server\\share\\jobs";
+    const LocationRows rows = {
+        row(L"3", L"A", jobs),          row(L"3", L"A", jobs),
+        row(L"4", L"A", jobs),          row(L"5", L"B", L"Outlook:\\\\Mailbox\\\\Inbox"),
+        row(L"6", L"C", L"File:\\\\x"), row(L"7", L"D", L"C:\\jobs"),
+        row(L"8", L"E", L"jobs\\2020"), row(L"9", L"F", L"/srv/filing"),
+        row(L"10", L"G", L"C:"),        row(L"11", L"H", L"\\single"),
+        row(L"12", L"I", L"")};
     const std::pair<LocationKind, Texts> kinds[] = {
         {eFileSystemFolder, {L"3", L"4", L"6", L"7", L"9"}},
         {eOtherLocation, {L"3", L"4", L"5", L"6", L"7", L"8", L"9", L"10", L"11", L"12"}},

@@ -1,6 +1,5 @@
-// The settings files: how one is read and written, cached, and layered (the
-// firm's under the user's), and the store password kept out of them, in a
-// file only a group may read or in the environment.
+// The settings files: read, written, cached and layered (the firm's under the user's), and the
+// store password kept out of them, in a file only a group may read or in the environment.
 
 #include "stores/QOSettings.h"
 #include "stores/SettingsCache.h"

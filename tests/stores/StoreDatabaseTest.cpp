@@ -166,20 +166,16 @@ TEST(StoreDatabaseMariaDb, ReachableThroughItsSocketAndTheFirmsSettingsWithAPass
     if (!server)
         GTEST_SKIP() << StoresTest::kNoServerMessage;
     const StoresTest::MariaDbDatabase database(*server);
-    {
-        const auto db = database.open();
-        db->CreateTables();
-        db->TablesUpdateOrInsertStore(L"/srv/jobs/1", L"P1", L"", L"", L"msg", 0);
-        db->TablesUpdateOrInsertStore(L"/srv/jobs/2", L"P2", L"", L"", L"msg", 0);
-    }
+    const auto stores = database.open();
+    stores->CreateTables();
+    stores->TablesUpdateOrInsertStore(L"/srv/jobs/1", L"P1", L"", L"", L"msg", 0);
+    stores->TablesUpdateOrInsertStore(L"/srv/jobs/2", L"P2", L"", L"", L"msg", 0);
     if (!server->socket.empty()) {
         EXPECT_EQ(
             locations(*database.open(toWide(server->socket), server->password), L"msg").size(), 2u);
     }
-    EXPECT_NE(messageOf([&] {
-                  database.open(server->tcpServer(), "not-the-password");
-              }).find(L"Cannot open the store database"),
-              std::wstring::npos);
+    const auto refusal = messageOf([&] { database.open(server->tcpServer(), "not-the-password"); });
+    EXPECT_NE(refusal.find(L"Cannot open the store database"), std::wstring::npos);
 
     StoresTest::ScopedUser user;
     QoTest::ScopedVariable noPassword(StoreConnection::kPasswordVariable, nullptr);
