@@ -1,8 +1,7 @@
 #pragma once
-// One application object for every widget test of a program, with the
-// per-user folders in a temporary place for the whole run: the settings
-// library fixes its folder on first use, so it must point there before any
-// test starts. Tests may redirect the folders again into places of their own.
+// One application object for every widget test of a program, with the per-user folders in a
+// temporary place for the whole run: the settings library fixes its folder on first use, so it
+// must point there before any test starts. Tests may redirect them into places of their own.
 
 #include "TempDir.h"
 #include "support/Paths.h"

@@ -82,9 +82,8 @@ TEST(InstanceGuard, ASecondStartEndsAndAsksTheFirstToRaiseOrToOpenItsFiles) {
     expectOneOwnerThatIsRaised(name);
 }
 
-// A user whose data and runtime folders sit on long paths still gets exactly
-// one window: the derived name and the runtime folder are far past what a
-// local socket address holds.
+// A user whose data and runtime folders sit on long paths still gets exactly one window: the
+// derived name and the runtime folder are far past what a local socket address holds.
 TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     app();
     QoTest::TempDir temp;

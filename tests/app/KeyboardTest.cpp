@@ -1,6 +1,5 @@
-// The window from the keyboard: access keys, one control each; Ctrl+L, Ctrl+R
-// and Delete there; Ctrl+F to the "Search for:" box, whose words Enter finds
-// in any field.
+// The window from the keyboard: access keys, one control each; Ctrl+L, Ctrl+R and Delete there;
+// Ctrl+F to the "Search for:" box, whose words Enter finds in any field.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -50,15 +49,13 @@ TEST_F(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocusAndCtr
     CSearchLocation& location = dlg->locationPane();
     QTest::mouseClick(&location.GetLocationsRadio(), Qt::LeftButton); // its filter takes Alt+T
 
-    // An access key clicks its button a moment later, from a timer: the test
-    // goes on once the clicks have come.
+    // An access key clicks its button a moment later, from a timer: the test waits for the clicks.
     int clicks = 0;
     for (QAbstractButton* button : std::initializer_list<QAbstractButton*>{
              &criteria.sentAfterCheck(), &criteria.sentBeforeCheck(), &location.GetFolderRadio(),
              &location.GetLocationsRadio()})
         QObject::connect(button, &QAbstractButton::clicked, [&clicks] { ++clicks; });
-    // Alt+M and Alt+L show their pane; the same letters then mean the
-    // controls of the pane that shows.
+    // Alt+M and Alt+L show their pane; the same letters then mean the controls of that pane.
     struct Case {
         int key;
         QWidget* focus;
@@ -86,8 +83,7 @@ TEST_F(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocusAndCtr
             EXPECT_EQ(QApplication::focusWidget(), c.focus)
                 << QKeySequence(c.key).toString().toStdString();
     }
-    // Alt+A and Alt+N ticked the date boxes (the search below has none);
-    // Alt+G came last of the location pane's choices.
+    // Alt+A and Alt+N ticked the date boxes (the search below has none); Alt+G came last.
     ASSERT_TRUE(waitUntil([&] { return clicks == 4; }, 30000)) << clicks;
     EXPECT_TRUE(criteria.sentAfterCheck().isChecked() && criteria.sentBeforeCheck().isChecked());
     EXPECT_TRUE(location.GetLocationsRadio().isChecked());
@@ -116,9 +112,8 @@ TEST_F(Keyboard, AccessKeysAreOnePerControlAndTheyAndShortcutsMoveTheFocusAndCtr
         dlg->ShowWindowNumber(pane);
         EXPECT_EQ(accessKeyClashes(*dlg), "") << pane;
     }
-    // Ctrl+F reaches the "Search for:" box, whose words Enter finds in any
-    // field of the folder searched before; a second Ctrl+F selects the
-    // words there, so that typing replaces them.
+    // Ctrl+F reaches the "Search for:" box, whose words Enter finds in any field of the folder
+    // searched before; a second Ctrl+F selects the words there, so that typing replaces them.
     QTest::mouseClick(&location.GetFolderRadio(), Qt::LeftButton);
     ASSERT_TRUE(activate(*dlg)); // the question had it
     QLineEdit& words = dlg->locationPane().GetKeywordsEdit();

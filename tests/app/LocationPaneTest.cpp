@@ -1,6 +1,5 @@
-// The location pane and its filing-store list: the two modes, the stored
-// choice, the filter, column titles, picking, Browse, and sources read while
-// the window is already shown.
+// The location pane and its filing-store list: the two modes, the stored choice, the filter, column
+// titles, picking, Browse, and sources read while the window is already shown.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -22,9 +21,8 @@ namespace {
 
 enum { StoreId, Source, PrimaryRef, SecondaryRef, Description, Location };
 
-// The pane in the mode (0 the filing locations, 1 a folder, -1 neither):
-// its choice ticked, and the controls that take input in it enabled: the
-// list and its filter, or the folder and Browse.
+// The pane in the mode (0 the filing locations, 1 a folder, -1 neither): its choice ticked, and the
+// controls that take input in it enabled: the list and its filter, or the folder and Browse.
 void expectMode(CSearchLocation& pane, int mode) {
     EXPECT_EQ(pane.GetLocationOrFolder(), mode);
     for (const auto& [control, on] :
@@ -101,8 +99,7 @@ TEST_F(LocationPane, PickedLocationsPrefillTheFolderAndAreSearchedInDisplayOrder
     ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_TRUE(status(*dlg).starts_with("3 matches found in ")) << status(*dlg);
 
-    // A double-click searches the location alone; the Folder column names it
-    // by its reference.
+    // A double-click searches the location alone; the Folder column names it by its reference.
     const QRect cell = list().visualRect(list().model()->index(1, PrimaryRef));
     QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, cell.center());
     QTest::mouseDClick(list().viewport(), Qt::LeftButton, {}, cell.center());
@@ -172,8 +169,6 @@ TEST_F(LocationPane, FiltersOnEveryKeystrokeALoneRowCountsAsChosenAndClearingSho
     EXPECT_FALSE(dlg->findNowButton().isEnabled());
 }
 
-// Browse puts the chosen folder in the folder field; the mode and the folder
-// are kept across a restart.
 TEST_F(LocationPane, BrowsedFolderAndModeAreKeptAcrossARestart) {
     dlg = user.openWindow();
     QTest::mouseClick(&pane().GetFolderRadio(), Qt::LeftButton);
@@ -213,10 +208,9 @@ TEST_F(LocationPane, BrowsedFolderAndModeAreKeptAcrossARestart) {
     EXPECT_EQ(pane().GetSearchLocations(), std::vector<std::wstring>{L"/x"});
 }
 
-// A store server that takes the connection and never answers: the window
-// paints while the list is still waiting for it, a filter typed meanwhile
-// applies to the central list's rows when they come, and the server's
-// message comes once the connection fails.
+// A store server that takes the connection and never answers: the window paints while the list is
+// still waiting for it, a filter typed meanwhile applies to the central list's rows when they come,
+// and the server's message comes once the connection fails.
 TEST_F(LocationPane, AStoreServerThatNeverAnswersHoldsNeitherTheWindowNorItsFirstPaint) {
     // The kernel completes connections into the backlog; nobody accepts them.
     QTcpServer silent;

@@ -1,6 +1,5 @@
-// The program's own message viewer: bodies shown safely and within limits,
-// damaged messages, attachments of any size and name, and Open never waiting
-// for the desktop's answer about ".msg" files.
+// The program's own message viewer: bodies shown safely and within limits, damaged messages,
+// attachments of any size and name, and Open never waiting for the desktop's answer on ".msg".
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -68,8 +67,7 @@ std::vector<std::uint8_t> pictureBytes(QColor colour) {
     return {png.begin(), png.end()};
 }
 
-// Rejects every message box (or, asked, every modal window) while it lives,
-// noting what each showed.
+// Rejects every message box (or, asked, every modal window) while it lives, noting each.
 class ModalWatcher {
 public:
     struct Seen {
@@ -120,9 +118,8 @@ protected:
 
 using MessageViewerCorpus = MessageViewer;
 
-// However a body names a red picture of the reader's, none shows and nothing
-// is read from the file system. Bodies whose layout would hold the window for
-// minutes, or overflow the stack, show as text and say why.
+// However a body names a red picture of the reader's, none shows and nothing is read from the
+// file system. Bodies whose layout would take minutes or overflow the stack show as noted text.
 TEST_F(MessageViewer, BodiesShowTheirTextAndNoFileOfTheReaders) {
     const std::vector<std::uint8_t> red = pictureBytes(Qt::red);
     QoTest::writeFile(dir / "red.png", std::string(red.begin(), red.end()));
@@ -228,8 +225,7 @@ TEST_F(MessageViewerCorpus, DamagedMessageShowsWhatCouldBeReadAndSaysSo) {
     }
 }
 
-// Pictures the message carries itself show in place: found by content id,
-// else by the name in a "cid:" address.
+// Pictures the message carries show in place: found by content id, else by a "cid:" name.
 TEST_F(MessageViewer, PicturesCarriedByTheMessageShowInline) {
     QoMsg::MsgMessage message;
     message.html = "<img src=\"cid:part1.0609@example.com\"> <img src=\"cid:photo.png@01D0A524\">";
@@ -263,8 +259,7 @@ TEST_F(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOn
         UrlRecorder desktop;
         list.setCurrentItem(list.topLevelItem(1));
         list.setFocus();
-        // Enter must not also press a button of the viewer: a dialog it
-        // opened would wait for an answer.
+        // Enter must not also press a viewer button: a dialog it opened would wait for an answer.
         ModalWatcher modals(true);
         QTest::keyClick(&list, Qt::Key_Return);
         EXPECT_TRUE(modals.seen.empty()) << modals.seen.front().name.toStdString();
@@ -297,12 +292,11 @@ TEST_F(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOn
     EXPECT_TRUE(Kerf::QuireLib::CMessageAttachments::openFile(saved.toStdWString(), error));
 }
 
-// Open hands the desktop a copy, whole whatever its size (through a bounded
-// buffer), and Save As writes the same, starting in the folder the user saved
-// into last; a name too long for the file system is cut before its extension.
-// Open asks first for what could run: programs, scripts, desktop entries and
-// names that hide their ending behind direction marks. Names are the
-// sender's: every box shows them as written.
+// Open hands the desktop a copy, whole whatever its size (through a bounded buffer), and Save As
+// writes the same, starting in the folder the user saved into last; a name too long for the file
+// system is cut before its extension. Open asks first for what could run: programs, scripts,
+// desktop entries and names that hide their ending behind direction marks. Names are the sender's:
+// every box shows them as written.
 TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
     std::string big((65u << 20) + 3, '\0');
     for (std::size_t i = 0; i < big.size(); ++i)

@@ -88,8 +88,7 @@ TEST_F(CriteriaPaneSearch, TheCriteriaNarrowTheSearchAndThePreviewMarksTheirWord
     ASSERT_TRUE(searchAgain(*dlg));
     EXPECT_EQ(found(),
               (std::set<std::string>{"mr_voteItems.msg", "mr_voteYes.msg", "mr_voteNo.msg"}));
-    // The preview marks the words of the search made, not those of criteria
-    // changed since.
+    // The preview marks the words of the search made, not those of criteria changed since.
     criteria.subjectEdit().setText("items");
     list().setCurrentIndex(list().model()->index(row("mr_voteYes.msg"), 0));
     EXPECT_EQ(highlighted(dlg->previewPane().GetPreviewControl()), QStringList{"vote"});

@@ -21,8 +21,7 @@ using Kerf::Util::fromPath;
 
 namespace {
 
-// A file that even root cannot move: the immutable attribute. False where
-// the file system or the process cannot set it.
+// A file that even root cannot move: the immutable attribute. False where it cannot be set.
 bool setImmutable(const fs::path& path, bool on) {
     return QProcess::execute("chattr", {on ? "+i" : "-i", QString::fromStdString(path)}) == 0;
 }
@@ -50,8 +49,7 @@ TEST_F(WindowResultsList, SentSortsTheNewestFirstAndANewSearchKeepsTheSort) {
     EXPECT_EQ(list().GetSortColumn(), Size);
     const auto sizes = column(list(), Size, true);
     EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
-    // The file's own size; no attachments shows nothing, while the message
-    // with attachments counts them.
+    // The file's own size; no attachments shows nothing, a message with attachments counts them.
     const int quick = row("poi_quick.msg");
     const auto bytes = fs::file_size(mail / "Beta" / "poi_quick.msg");
     EXPECT_EQ(list().GetItemText(quick, Size), std::to_wstring(bytes / 1024) + L" KB");
@@ -64,8 +62,7 @@ TEST_F(WindowResultsList, SentSortsTheNewestFirstAndANewSearchKeepsTheSort) {
               fromPath(mail / "Beta") + L"/");
 }
 
-// Enter in the folder field searches it (with no folder, nothing); Clear
-// empties all but the location.
+// Enter in the folder field searches it (with no folder, nothing).
 TEST_F(WindowResultsList, EnterInTheFolderSearchesAndClearEmptiesAllButTheLocation) {
     QLineEdit& folder = dlg->locationPane().GetFolderEdit();
     const std::string before = status(*dlg);
@@ -176,8 +173,7 @@ TEST_F(WindowResultsList, DeleteAsksFirstAndKeepsTheRowsOfFilesThatRemain) {
     if (!setImmutable(stuck, true))
         GTEST_SKIP() << "this file system cannot make a file that cannot be moved";
     select();
-    // While the question is open the list is sorted anew, as a search
-    // still running may do.
+    // While the question is open the list is sorted anew, as a search still running may do.
     answerNextMessageBox(QMessageBox::Yes, nullptr, [this] { clickHeading(list(), Size); });
     menuEntry(*m, "Delete")->trigger();
     EXPECT_EQ(list().GetSortColumn(), Size);
@@ -270,8 +266,7 @@ TEST_F(WindowResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplic
         {"Enter", [&] { QTest::keyClick(&list(), Qt::Key_Return); }},
     };
     for (const auto& [name, gesture] : gestures) {
-        // The viewer of the last gesture had the focus; the row may lie
-        // below the fold of a small window.
+        // The last gesture's viewer had the focus; the row may lie below a small window's fold.
         ASSERT_TRUE(activate(*dlg)) << name;
         list().scrollTo(index);
         list().setCurrentIndex(index);

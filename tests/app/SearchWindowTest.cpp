@@ -38,8 +38,7 @@ TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromOffersAFolderAndHelp) {
     EXPECT_TRUE(dlg->previewPane().isVisible());
     EXPECT_EQ(dlg->resultsSplitter().orientation(), Qt::Horizontal);
 
-    // No store database: the list's place says so and offers a folder;
-    // Find Now says why it cannot run.
+    // No store database: the list's place says so and offers a folder; Find Now says why not.
     CSearchLocation& pane = dlg->locationPane();
     QLabel* hint = dlg->findChild<QLabel*>("noLocationsText");
     EXPECT_TRUE(hint->isVisible());
@@ -89,9 +88,8 @@ TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromOffersAFolderAndHelp) {
     EXPECT_TRUE(text.contains("QoSearch")) << text.toStdString();
 }
 
-// Two thirds of the screen at first; twelve rows on a small screen; the
-// place, the preview's side and the column widths kept per user; a second
-// start brings a minimized window back.
+// Two thirds of the screen at first; twelve rows on a small screen; the place, the preview's side
+// and the column widths kept per user; a second start brings a minimized window back.
 TEST(EmptyWindow, OpensAtTwoThirdsShowsTwelveRowsKeepsItsLayoutPerUserAndComesToTheFront) {
     User user;
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
@@ -142,16 +140,14 @@ TEST(SearchWindow, ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex)
         << status(*dlg);
 }
 
-// Rows of what the indexer committed show while it works. Stop, or Escape,
-// then shows the matches so far; Escape empties a criterion first, and
-// closes nothing; Ctrl+W closes.
+// Rows of what the indexer committed show while it works. Stop, or Escape, then shows the matches
+// so far; Escape empties a criterion first, and closes nothing; Ctrl+W closes.
 TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) {
     User user;
     constexpr int total = 6000; // one commit after 2,000
     const fs::path mail = QoTest::copiesOfTheSample(user.root(), total);
     auto dlg = user.openWindow();
-    // Reads stop past the commit until the test has seen its rows and
-    // pressed Stop, or ends.
+    // Reads stop past the commit until the test has seen its rows and pressed Stop, or ends.
     struct Gate {
         std::shared_ptr<std::atomic<bool>> open = std::make_shared<std::atomic<bool>>(false);
         ~Gate() { *open = true; }
@@ -170,8 +166,7 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
     QTest::keyClick(&words, Qt::Key_Escape);
     EXPECT_EQ(words.text(), "");
     EXPECT_TRUE(dlg->isVisible());
-    // Progress replaces the status text while the indexer works, and the
-    // bar beside it shows the same counts.
+    // While the indexer works its progress replaces the status, and the bar shows the same counts.
     QProgressBar& bar = dlg->progressBar();
     int barChecks = 0;
     QObject::connect(
@@ -211,8 +206,7 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
     QCoreApplication::sendPostedEvents();
     EXPECT_EQ(status(*dlg), text);
 
-    // "Search again" searches anew, and the bar goes; Escape stops it as
-    // Stop does.
+    // "Search again" searches anew, and the bar goes; Escape stops it as Stop does.
     QTest::mouseClick(&dlg->searchAgainButton(), Qt::LeftButton);
     EXPECT_FALSE(dlg->incompleteBar().isVisible());
     ASSERT_TRUE(dlg->cycle().isIndexing());
@@ -288,8 +282,7 @@ TEST(SearchWindow, MessageFilesGivenAtStartOpenInTheViewerAsTheDesktopEntryOffer
     EXPECT_TRUE(viewer->windowTitle().startsWith("Test the content transformer"));
     viewer->close();
 
-    // The file manager offers the program for saved messages, under the
-    // name its window bears.
+    // The file manager offers the program for saved messages, under the name its window bears.
     const QString text = QString::fromStdString(
         QoTest::readFile(QOSEARCH_BINARY_DIR "/share/applications/qosearch.desktop"));
     EXPECT_TRUE(text.contains("\nName=" + CQoSearchApp::windowTitle() + "\n"))

@@ -90,8 +90,7 @@ template <class T> void answerNextModal(std::function<void(T&)> answer) {
     poll->start();
 }
 
-/// Answers the next message box with the button; `seen` receives its text,
-/// and `whileOpen` runs before the answer.
+/// Answers the next message box with the button; `seen` gets its text; `whileOpen` runs first.
 inline void answerNextMessageBox(QMessageBox::StandardButton button, QString* seen = nullptr,
                                  std::function<void()> whileOpen = {}) {
     answerNextModal<QMessageBox>([=](QMessageBox& box) {
@@ -206,9 +205,8 @@ inline void selectRows(Kerf::QuireLib::CSortListCtrl& list, const std::vector<in
                                       QItemSelectionModel::Select | QItemSelectionModel::Rows);
 }
 
-/// A window that has searched the folder "mail" of corpus messages, in
-/// "Alpha" and "Beta". "mr_Simple" was never sent (no date); the last has no
-/// normalised subject.
+/// A window that has searched the folder "mail" of corpus messages, in "Alpha" and "Beta".
+/// "mr_Simple" was never sent (no date); the last has no normalised subject.
 class SearchedWindow : public testing::Test {
 protected:
     using enum Kerf::QuireLib::ResultsRow::Column;

@@ -79,8 +79,7 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettingsAndThoseThatDoNotFitAre
     EXPECT_TRUE(shut->isColumnHidden(1));
     EXPECT_EQ(shut->GetHeaderCtrl().visualIndex(2), 2);
 
-    // Nothing stored, eight widths for nine columns, or nine cut short: the
-    // declared widths stay.
+    // Nothing stored, eight widths for nine columns, or nine cut short: the declared widths stay.
     EXPECT_EQ(widths(*loaded(1005, kThree)), (std::vector<int>{90, 0, 150}));
     storeWidths(2001, widthsOf(std::vector<qint32>(8, 50)));
     storeWidths(2002, widthsOf(std::vector<qint32>(9, 50)).left(20));
@@ -90,9 +89,8 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettingsAndThoseThatDoNotFitAre
             << id;
 }
 
-// Until the user sets a width, the shown columns fill the list as it is
-// resized, in the proportions declared; a width the user sets is kept then,
-// and "Reset Columns" fills the list again.
+// Until the user sets a width, the shown columns fill the list as it is resized, in the proportions
+// declared; a width the user sets is kept then, and "Reset Columns" fills the list again.
 TEST(ColumnInfo, ColumnsFillTheListUntilTheUserSetsAWidth) {
     CSortListCtrl list(3001);
     list.SetHeadings(L"From,100;Hidden,0;Subject,300;");

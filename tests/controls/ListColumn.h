@@ -1,6 +1,5 @@
 #pragma once
-// The texts of one list column, top to bottom, the column widths, and a
-// click on a heading.
+// The texts of one list column, top to bottom, the column widths, and a click on a heading.
 
 #include "controls/SortListCtrl.h"
 

@@ -38,8 +38,7 @@ TEST(ResultsList, CellsShowAndSortAsTheResultsListNeeds) {
     EXPECT_EQ(list.GetItemText(row, RR::Size), L"0 KB");
     EXPECT_EQ(RR::itemDirectory(list, row), L"/filed/Project X/");
     EXPECT_EQ(RR::itemPath(list, row), L"/filed/Project X/RE: Budget.msg");
-    // A reply sorts by the original's subject, a message without a
-    // normalised subject by its own.
+    // A reply sorts by the original's subject, a message without a normalised subject by its own.
     RR::insertRow(list, RR::buildTexts(hit(L"Quote", L"", {2013, 11, 18, 9, 0, 0})));
     list.Sort(RR::Subject, true);
     EXPECT_EQ(column(list, RR::Subject), (std::vector<std::wstring>{L"RE: Budget", L"Quote"}));

@@ -63,9 +63,8 @@ TEST(SortListCtrl, ComparesCaseSensitivelyInTheUsersLocale) {
         list.AddItem({t});
     list.Sort(0, true);
     QLocale::setDefault(QLocale::system());
-    // Ignoring case would keep "B" before "b" (equal texts keep their order);
-    // comparing code points would put the capitals first and the accented
-    // letter last.
+    // Ignoring case would keep "B" before "b" (equal texts keep their order); comparing code points
+    // would put the capitals first and the accented letter last.
     EXPECT_EQ(column(list, 0),
               (std::vector<std::wstring>{L"a", L"A", L"b", L"B", L"\u00c9t\u00e9", L"Zoo"}));
 }
