@@ -38,7 +38,6 @@ void expectMode(CSearchLocation& pane, int mode) {
 class LocationPane : public testing::Test {
 protected:
     void SetUp() override {
-        jobs = user.root() / "jobs";
         copyCorpus(jobs / "A100", {"mr_test.msg", "mr_sent.msg"});
         copyCorpus(jobs / "B200", {"poi_quick.msg"});
         copyCorpus(jobs / "C300", {"mr_A memo.msg"});
@@ -53,7 +52,7 @@ protected:
     CMsgStoresSortListCtrl& list() { return pane().GetLocationsList(); }
 
     User user;
-    fs::path jobs;
+    const fs::path jobs = user.root() / "jobs";
     std::unique_ptr<CQoSearchDlg> dlg;
 };
 
@@ -63,10 +62,9 @@ QO_TESTS_READ_SHARED(Corpus, "LocationPane.*");
 
 // Column titles come from the settings file.
 TEST_F(LocationPane, ListsTheFileSystemLocationsAndEnablesTheControlsOfTheMode) {
-    QoTest::writeFile(user.appData() / "EmailFiling.cfg", "[Columns]\n"
-                                                          "LocationPriRefAlias=Job\n"
-                                                          "*LocationSecRefAlias=Site\n"
-                                                          "LocationDescAlias=\n");
+    QoTest::writeFile(user.appData() / "EmailFiling.cfg",
+                      "[Columns]\nLocationPriRefAlias=Job\n*LocationSecRefAlias=Site\n"
+                      "LocationDescAlias=\n");
     dlg = user.openWindow();
     // The mail-client folder is left out.
     EXPECT_EQ(column(list(), PrimaryRef), (std::vector<std::wstring>{L"A100", L"B200", L"C300"}));

@@ -60,19 +60,17 @@ bool shows(QWidget& widget, QColor colour) {
 std::vector<std::uint8_t> pictureBytes(QColor colour) {
     QImage image(40, 40, QImage::Format_RGB32);
     image.fill(colour);
-    QByteArray png;
-    QBuffer buffer(&png);
+    QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG");
-    return {png.begin(), png.end()};
+    return {buffer.data().begin(), buffer.data().end()};
 }
 
 // Rejects every message box (or, asked, every modal window) while it lives, noting each.
 class ModalWatcher {
 public:
     struct Seen {
-        QString name;
-        QString text;
+        QString name, text;
         bool red = false;
     };
     explicit ModalWatcher(bool anyWindow = false) {

@@ -76,11 +76,10 @@ TEST(EmptyWindow, FirstStartSaysWhereLocationsComeFromOffersAFolderAndHelp) {
     // With nothing to open the page, the user is told what to install.
     recorder.reset();
     QTest::keyClick(dlg.get(), Qt::Key_F1);
-    auto* missing = dlg->findChild<QMessageBox*>("programMissing");
+    const std::unique_ptr<QMessageBox> missing(dlg->findChild<QMessageBox*>("programMissing"));
     ASSERT_NE(missing, nullptr);
     EXPECT_TRUE(missing->text().contains("no web browser")) << missing->text().toStdString();
     EXPECT_TRUE(missing->text().contains("sudo apt install")) << missing->text().toStdString();
-    delete missing;
 
     QString text;
     answerNextMessageBox(QMessageBox::Ok, &text);
@@ -169,19 +168,17 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
     // While the indexer works its progress replaces the status, and the bar shows the same counts.
     QProgressBar& bar = dlg->progressBar();
     int barChecks = 0;
-    QObject::connect(
-        &bar, &QProgressBar::valueChanged, &bar,
-        [&] {
-            static const QRegularExpression counts("^Indexed:(\\d+)\\s+Remaining:(\\d+)");
-            const QRegularExpressionMatch m = counts.match(dlg->statusLabel().text());
-            if (!m.hasMatch())
-                return;
-            EXPECT_TRUE(bar.isVisible());
-            EXPECT_EQ(bar.value(), m.captured(1).toInt());
-            EXPECT_EQ(bar.maximum(), m.captured(1).toInt() + m.captured(2).toInt());
-            ++barChecks;
-        },
-        Qt::QueuedConnection);
+    const auto checkBar = [&] {
+        static const QRegularExpression counts("^Indexed:(\\d+)\\s+Remaining:(\\d+)");
+        const QRegularExpressionMatch m = counts.match(dlg->statusLabel().text());
+        if (!m.hasMatch())
+            return;
+        EXPECT_TRUE(bar.isVisible());
+        EXPECT_EQ(bar.value(), m.captured(1).toInt());
+        EXPECT_EQ(bar.maximum(), m.captured(1).toInt() + m.captured(2).toInt());
+        ++barChecks;
+    };
+    QObject::connect(&bar, &QProgressBar::valueChanged, &bar, checkBar, Qt::QueuedConnection);
     searchFolder(*dlg, mail);
     auto& list = dlg->resultsList();
     ASSERT_TRUE(waitUntil([&] { return list.GetItemCount() >= 2000; })) << status(*dlg);

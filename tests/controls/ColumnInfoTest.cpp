@@ -18,9 +18,8 @@ const wchar_t* const kThree = L"From,90;Hidden,0;Subject,150;";
 const wchar_t* const kNine = L"A,41;B,42;C,43;D,44;E,45;F,46;G,47;H,48;I,49;";
 
 void storeWidths(int id, const QByteArray& bytes) {
-    QSettings settings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str());
-    settings.beginGroup("ListCtrls");
-    settings.setValue(QString::number(id), bytes);
+    QSettings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str())
+        .setValue("ListCtrls/" + QString::number(id), bytes);
 }
 
 QByteArray widthsOf(const std::vector<qint32>& widths) {
@@ -92,28 +91,26 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettingsAndThoseThatDoNotFitAre
 // Until the user sets a width, the shown columns fill the list as it is resized, in the proportions
 // declared; a width the user sets is kept then, and "Reset Columns" fills the list again.
 TEST(ColumnInfo, ColumnsFillTheListUntilTheUserSetsAWidth) {
-    CSortListCtrl list(3001);
-    list.SetHeadings(L"From,100;Hidden,0;Subject,300;");
-    list.LoadColumnInfo();
+    const auto list = loaded(3001, L"From,100;Hidden,0;Subject,300;");
     const auto filled = [&list] {
-        return list.GetColumnWidth(0) + list.GetColumnWidth(2) == list.viewport()->width();
+        return list->GetColumnWidth(0) + list->GetColumnWidth(2) == list->viewport()->width();
     };
     for (int width : {800, 500, 1200}) {
-        list.resize(width, 300);
-        list.show();
+        list->resize(width, 300);
+        list->show();
         EXPECT_TRUE(filled()) << width;
-        EXPECT_NEAR(list.GetColumnWidth(2), 3 * list.GetColumnWidth(0), 3) << width;
+        EXPECT_NEAR(list->GetColumnWidth(2), 3 * list->GetColumnWidth(0), 3) << width;
     }
-    list.SetColumnWidth(0, 77);
-    list.resize(700, 300);
-    EXPECT_EQ(list.GetColumnWidth(0), 77);
-    list.SaveColumnInfo();
+    list->SetColumnWidth(0, 77);
+    list->resize(700, 300);
+    EXPECT_EQ(list->GetColumnWidth(0), 77);
+    list->SaveColumnInfo();
     EXPECT_TRUE(
         QSettings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str()).contains("ListCtrls/3001"));
-    list.GetHeaderCtrl().findChild<QAction*>("resetColumns")->trigger();
+    list->GetHeaderCtrl().findChild<QAction*>("resetColumns")->trigger();
     EXPECT_TRUE(filled());
     // Fitted widths are not stored: the next start fits its own width.
-    list.SaveColumnInfo();
+    list->SaveColumnInfo();
     EXPECT_FALSE(
         QSettings(QoTest::kVendor.c_str(), QoTest::kProduct.c_str()).contains("ListCtrls/3001"));
 }

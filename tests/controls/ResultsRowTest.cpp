@@ -16,16 +16,8 @@ namespace {
 
 RR::Hit hit(const std::wstring& subject, const std::wstring& normalised, DateTime sent,
             std::int32_t size = 2048, std::int32_t attachments = 0) {
-    RR::Hit h;
-    h.from = L"Ann Smith";
-    h.to = L"Bob Jones";
-    h.subject = subject;
-    h.normalisedSubject = normalised;
-    h.location = L"/filed/Project X/" + subject + L".msg";
-    h.sent = sent;
-    h.size = size;
-    h.attachments = attachments;
-    return h;
+    const std::wstring location = L"/filed/Project X/" + subject + L".msg";
+    return {L"Ann Smith", L"Bob Jones", subject, normalised, location, sent, size, attachments};
 }
 
 } // namespace
