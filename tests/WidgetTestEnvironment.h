@@ -39,8 +39,7 @@ private:
         QApplication app{argc, argv};
     };
 
-    // The offscreen platform says on every window that it lacks features of
-    // a real display; those lines would bury the test output.
+    // The offscreen platform warns on every window of what it lacks; that would bury the output.
     static void quietHandler(QtMsgType type, const QMessageLogContext& context,
                              const QString& text) {
         if (!text.startsWith(QLatin1String("This plugin does not support")) && s_standardHandler)

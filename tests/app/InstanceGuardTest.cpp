@@ -38,8 +38,7 @@ std::filesystem::path longFolder(const std::filesystem::path& base, std::size_t 
     return path;
 }
 
-/// The first claim of the name wins; a second one ends and hands the first
-/// its files whole, or asks it to raise its window when it has none.
+/// The first claim wins; a second ends, handing the first its files whole or asking it to raise.
 void expectOneOwnerThatIsRaised(const QString& name, const QStringList& files = {}) {
     CInstanceGuard first(name);
     ASSERT_TRUE(first.claim());
@@ -68,8 +67,7 @@ TEST(InstanceGuard, ASecondStartEndsAndAsksTheFirstToRaiseOrToOpenItsFiles) {
     expectOneOwnerThatIsRaised(uniqueName(), {"/tmp/a b/Quarterly report.msg",
                                               "/tmp/line\nbreak #1%.msg", "/tmp/Grüße/はい.msg"});
 
-    // A name left by a crashed instance is taken over: a socket file that
-    // nobody listens on, as a killed instance leaves it.
+    // A name a crashed instance left is taken over: a socket file that nobody listens on.
     const QString name = uniqueName();
     const QByteArray path = CInstanceGuard::socketPath(name).toLocal8Bit();
     const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
@@ -98,8 +96,7 @@ TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     const QString name = QString::fromStdWString(Kerf::QuireLib::UserPlaces::buildInstanceName(
         Kerf::QuireLib::UserPlaces::buildIndexDirectory()));
 
-    // The window itself: the first start stays up, a second one ends at once.
-    // The second starts once the first owns the name, however slow its start.
+    // The first start stays up; a second, started once the first owns the name, ends at once.
     const QString program = QStringLiteral(QOSEARCH_BINARY_DIR "/src/app/qosearch");
     QProcess window;
     window.start(program, {});
@@ -116,8 +113,7 @@ TEST(InstanceGuard, LongDataAndRuntimeFoldersStillGiveOneWindow) {
     EXPECT_EQ(window.state(), QProcess::Running);
     window.kill();
     window.waitForFinished(30000);
-    // A killed window leaves its socket and lock file; the next start would
-    // take them over, but a test leaves nothing behind.
+    // A killed window leaves its socket and lock file, which a test must not leave behind.
     QFile::remove(socket);
     QFile::remove(socket + ".lock");
 }

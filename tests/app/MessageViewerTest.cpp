@@ -91,8 +91,7 @@ private:
     QTimer m_poll;
 };
 
-// Answers the next file dialog with the path, typed into its file name field
-// as a user would; `offered` receives the path the dialog offered.
+// Answers the next file dialog with the path, typed as a user would; `offered` gets its offer.
 void answerNextFileDialog(const QString& path, QString* offered = nullptr) {
     answerNextModal<QFileDialog>([path, offered](QFileDialog& dialog) {
         auto* name = dialog.findChild<QLineEdit*>("fileNameEdit");
@@ -291,10 +290,9 @@ TEST_F(MessageViewerCorpus, AttachmentsAreListedOpenedAndAttachedMessagesShownOn
 }
 
 // Open hands the desktop a copy, whole whatever its size (through a bounded buffer), and Save As
-// writes the same, starting in the folder the user saved into last; a name too long for the file
-// system is cut before its extension. Open asks first for what could run: programs, scripts,
-// desktop entries and names that hide their ending behind direction marks. Names are the sender's:
-// every box shows them as written.
+// writes the same, starting in the folder saved into last; a name too long is cut before its
+// extension. Open asks first for what could run: programs, scripts, desktop entries and names that
+// hide their ending behind direction marks. Every box shows the sender's names as written.
 TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
     std::string big((65u << 20) + 3, '\0');
     for (std::size_t i = 0; i < big.size(); ++i)
@@ -362,8 +360,7 @@ TEST_F(MessageViewer, AttachmentsComeOutWholeAndOpenAsksFirstForWhatCouldRun) {
     }
 }
 
-// Folders left under the temporary folder by a crashed run are cleared; only
-// this program's, of this user, 0700, and of a process that has ended.
+// Folders a crashed run left are cleared: only this program's, this user's, 0700, of ended runs.
 TEST_F(MessageViewer, StaleAttachmentFoldersOfEndedRunsAreCleared) {
     const pid_t child = ::fork();
     if (child == 0)
@@ -412,8 +409,7 @@ TEST_F(MessageViewerCorpus, MarksTheSearchedWordsStepsThroughThemWithF3AndPrints
         EXPECT_TRUE(printed.contains(part)) << printed.toStdString();
 }
 
-// A desktop that is slow to say which program opens ".msg" files: Open
-// shows the program's viewer at once, and the desktop's program once known.
+// A desktop slow to name its ".msg" program: Open shows our viewer at once, its program later.
 TEST_F(MessageViewerCorpus, OpenNeverWaitsForTheDesktopsAnswer) {
     const fs::path released = dir / "released";
     const fs::path query = dir / "slow-query";

@@ -161,8 +161,7 @@ TEST(TranslateWindow, TakesTheMarkOffTextsLongerThanOneCharacter) {
         EXPECT_EQ(shownText(control), shown);
 }
 
-// Which words match is the search words' rule; the preview marks them in the
-// values of the header lines and in the body, never in the labels.
+// Which words match is the search words' rule; the preview marks them in values, never labels.
 TEST(PreviewHighlight, MarksTheMatchedWordsInHeaderLinesAndBody) {
     SearchCriteria criteria;
     criteria.m_sSubject = L"transf";

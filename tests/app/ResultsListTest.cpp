@@ -1,5 +1,4 @@
-// The results list of the search window: Enter and Clear, sorting, the
-// preview of the selected row, and the context menu's entries.
+// The search window's results list: Enter and Clear, sorting, the preview, the context menu.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -271,8 +270,7 @@ TEST_F(WindowResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplic
         list().scrollTo(index);
         list().setCurrentIndex(index);
         list().setFocus();
-        // The preview of the selected row may move the list's rows; the
-        // gesture comes once the row stays in view where it is.
+        // The row's preview may move the rows: the gesture waits until the row stays in view.
         QRect now;
         ASSERT_TRUE(waitUntil([&] {
             const QRect before = std::exchange(now, list().visualRect(index));

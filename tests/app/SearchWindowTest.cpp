@@ -218,8 +218,7 @@ TEST(SearchWindow, StopOrEscapeWhileIndexingShowsTheMatchesSoFarAndEndsTheWork) 
 }
 
 TEST(WindowEventSink, IndexerEventsTravelWithTheirRunAsPostedEventsAndStopWhenDetached) {
-    using Kerf::Search::IndexerEvent;
-    using Kerf::Search::IndexerMessage;
+    using namespace Kerf::Search;
     // Plain events carry none, of a type outside the indexer's or of one of its own.
     for (const QEvent::Type type :
          {QEvent::User, CWindowEventSink::eventType(IndexerMessage::EndWork)})

@@ -1,7 +1,6 @@
 #pragma once
-// Shared pieces of the window tests: a user of one's own (data, settings and
-// index in a temporary folder), corpus messages, a store database, waiting on
-// conditions, answering modal windows, and a window that has searched.
+// Shared pieces of the window tests: a user of one's own (data, settings, index in a temporary
+// folder), corpus messages, a store database, waits, modal answers, and a searched window.
 
 #include "TempDir.h"
 #include "WaitFor.h"
@@ -78,7 +77,6 @@ inline QString shownText(QWidget* w) {
 /// Runs `answer` on the next modal window of type T, from inside its own event loop.
 template <class T> void answerNextModal(std::function<void(T&)> answer) {
     auto* poll = new QTimer;
-    poll->setInterval(20);
     QObject::connect(poll, &QTimer::timeout, [poll, answer] {
         auto* modal = qobject_cast<T*>(QApplication::activeModalWidget());
         if (modal == nullptr)
@@ -87,7 +85,7 @@ template <class T> void answerNextModal(std::function<void(T&)> answer) {
         poll->deleteLater();
         answer(*modal);
     });
-    poll->start();
+    poll->start(20);
 }
 
 /// Answers the next message box with the button; `seen` gets its text; `whileOpen` runs first.

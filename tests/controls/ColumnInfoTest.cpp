@@ -64,8 +64,7 @@ TEST(ColumnInfo, WidthsRoundTripPerListInTheUsersSettingsAndThoseThatDoNotFitAre
     EXPECT_EQ(widths(*again), (std::vector<int>{123, 0, narrowest}));
     EXPECT_TRUE(again->isColumnHidden(1));
 
-    // Widths stored shut by an older version show the column again; the
-    // heading's "Reset Columns" brings back the declared widths and order.
+    // Widths an older version stored shut show; "Reset Columns" restores widths and order.
     storeWidths(1006, widthsOf({0, 0, 0}));
     const auto shut = loaded(1006, kThree);
     EXPECT_EQ(widths(*shut),

@@ -55,9 +55,8 @@ TEST(ResultsListDates, ShowFourDigitYearsInTheLocalesOrder) {
     }
 }
 
-// Numbers sort by value through their padding: collations that skip blanks
-// would order the padded texts by their first digit. Sent sorts by date and
-// time, unsent first: in the short US form "1/2/14" comes before "12/31/13".
+// Numbers sort by value through their padding, which collations skipping blanks would undo; Sent
+// by date and time, unsent first: in the short US form "1/2/14" comes before "12/31/13".
 TEST(ResultsList, NumbersAndDatesSortByValueInEveryLocale) {
     const struct {
         const wchar_t* subject;
