@@ -1,5 +1,4 @@
-// The criteria pane and the preview: the date pickers, the criteria reaching
-// a search, a record as the preview shows it, and the search's words marked.
+// The criteria pane and the preview: date pickers, criteria in a search, records, marked words.
 
 #include "SharedFiles.h"
 #include "WindowTestSupport.h"
@@ -195,10 +194,9 @@ TEST(PreviewHighlight, ShowsTheFirstMatchAndStepsThroughThemWithF3) {
     EXPECT_GT(view.verticalScrollBar()->value(), 0);
     EXPECT_TRUE(view.viewport()->rect().contains(view.cursorRect().center()));
 
-    const auto selected = [&] { return view.textCursor().selectedText(); };
     const auto press = [&](Qt::KeyboardModifiers modifiers) {
         QTest::keyClick(&view, Qt::Key_F3, modifiers);
-        return std::pair{pane.currentMatch(), selected()};
+        return std::pair{pane.currentMatch(), view.textCursor().selectedText()};
     };
     EXPECT_EQ(press(Qt::NoModifier), std::pair(0, QString("needles")));
     EXPECT_EQ(press(Qt::NoModifier), std::pair(1, QString("needle")));

@@ -255,8 +255,7 @@ TEST_F(WindowResultsList, OpenShowsTheMessageInTheProgramsOwnViewerWhereNoApplic
     const QModelIndex index = list().model()->index(r, 0);
     const auto at = [&] { return list().visualRect(index).center(); };
     const std::pair<const char*, std::function<void()>> gestures[] = {
-        // A widget's double click is its press, release and double-click
-        // events, told apart from a click by the item's press just before.
+        // The view tells a double click from a click by the item's press just before it.
         {"double-click",
          [&] {
              QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, at());

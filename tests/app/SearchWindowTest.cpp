@@ -1,5 +1,4 @@
-// The search window as the user drives it: the first start, Find Now, Stop,
-// Clear, Enter and Escape, and the window's layout, help and start arguments.
+// The search window as the user drives it: the first start, Find Now, Stop, keys, layout, help.
 
 #include "MailIndexFolder.h"
 #include "SharedFiles.h"
@@ -125,13 +124,11 @@ TEST(EmptyWindow, OpensAtTwoThirdsShowsTwelveRowsKeepsItsLayoutPerUserAndComesTo
 TEST(SearchWindow, ACentralIndexThatDoesNotAnswerLeavesTheSearchToTheUsersIndex) {
     User user;
     const fs::path mail = QoTest::copiesOfTheSample(user.root(), 2);
-    {
-        // Nothing listens on port 1 of the loopback address.
-        auto settings = Kerf::QuireLib::openUserSettings();
-        settings->setValue("Central Index/Connection", "host=127.0.0.1 port=1 dbname=none");
-        settings->setValue("Central Index/Roots",
-                           QStringList{QString::fromStdString(mail.string())});
-    }
+    // Nothing listens on port 1 of the loopback address.
+    Kerf::QuireLib::openUserSettings()->setValue("Central Index/Connection",
+                                                 "host=127.0.0.1 port=1 dbname=none");
+    Kerf::QuireLib::openUserSettings()->setValue(
+        "Central Index/Roots", QStringList{QString::fromStdString(mail.string())});
     auto dlg = user.searchedWindow(mail);
     EXPECT_TRUE(status(*dlg).starts_with("2 matches found in ")) << status(*dlg);
     EXPECT_NE(status(*dlg).find("Searched the per-user index instead of the central index"),

@@ -52,8 +52,7 @@ inline void copyCorpus(const fs::path& folder, const std::vector<std::string>& n
         fs::copy_file(corpus(name), folder / name, fs::copy_options::overwrite_existing);
 }
 
-/// Processes events until the condition holds or the deadline passes. Every
-/// wait of these tests is on a condition, with room for a slow, loaded machine.
+/// Processes events until the condition holds; the deadline leaves room for a slow machine.
 inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 120000) {
     return condition() || QoTest::waitFor(
                               [&] {
@@ -203,8 +202,7 @@ inline void selectRows(Kerf::QuireLib::CSortListCtrl& list, const std::vector<in
                                       QItemSelectionModel::Select | QItemSelectionModel::Rows);
 }
 
-/// A window that has searched the folder "mail" of corpus messages, in "Alpha" and "Beta".
-/// "mr_Simple" was never sent (no date); the last has no normalised subject.
+/// A window that searched "mail": "mr_Simple" was never sent; the last has no normalised subject.
 class SearchedWindow : public testing::Test {
 protected:
     using enum Kerf::QuireLib::ResultsRow::Column;
