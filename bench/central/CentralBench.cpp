@@ -8,13 +8,14 @@
 //      and worst), beside the same searches on the per-user index of step 1,
 //      a broad search of about 10,000 rows, and the database's size. Each
 //      search says how many rows it returned (the median of its runs); the
-//      distinctive word is in the generated rows only, so the per-user index
-//      finds none. The rows are taken as they arrive, as the window takes
-//      them: the time until every row is in the client, and (fewer runs)
-//      until the first is. The generator draws senders and subject words from small
-//      pools, so a sender's surname or a prefix matches a few percent of all
-//      rows, and a sender's whole name one in a few hundred; the output says
-//      how small the pools are.
+//      generated rows' reference codes are not in the per-user corpus, so
+//      the per-user index finds none of them. The rows are taken as they
+//      arrive, as the window takes them: the time until every row is in the
+//      client, and (fewer runs) until the first is.
+//      The generator draws senders and subject words from small pools, so a
+//      sender's surname or three letters of a word match a few percent of
+//      all rows, more than the broad search: these are shown apart, as
+//      broad searches, beside the typed ones the aim is about.
 // Needs the server of scripts/postgres (QOSEARCH_TEST_PG_*); started with
 // `--memory 2GB`, its shared buffers hold the rows and word indexes that the
 // searches read, as the administrators' guide sets up a firm's server.
@@ -342,51 +343,62 @@ int main(int argc, char** argv) {
         c.m_dtSentAfter = DateTime{year, 1 + static_cast<int>(i % 12), 1, 0, 0, 0};
         c.m_dtSentBefore = Dates::fromUnixLocal(Dates::toUnixLocal(c.m_dtSentAfter) + days * 86400);
     };
+    // What a user types to find a message: an answer of a few to a few
+    // thousand rows. The broad ones return more rows than the broad date
+    // range below (10,000), because the generator's pools are small: a word
+    // of its text, one of its 20 surnames, three letters of its words.
     struct Kind {
         const char* name;
+        bool broad;
         std::function<SearchCriteria(std::size_t)> criteria;
     };
     const Kind kinds[] = {
-        {"a common word (body)",
-         [&](std::size_t i) {
-             SearchCriteria c;
-             c.m_sBody = from(sample.bodyWords, i);
-             return c;
-         }},
-        {"a distinctive word (body)",
+        {"a distinctive word (body)", false,
          [&](std::size_t i) {
              SearchCriteria c;
              c.m_sBody = from(sample.codes, i);
              return c;
          }},
-        {"a sender (surname)",
-         [&](std::size_t i) {
-             SearchCriteria c;
-             c.m_sFrom = from(sample.senders, i);
-             return c;
-         }},
-        {"a sender (whole name)",
+        {"a sender (whole name)", false,
          [&](std::size_t i) {
              SearchCriteria c;
              c.m_sFrom = from(sample.fullSenders, i);
              return c;
          }},
-        {"a date range (7 days)",
+        {"a date range (7 days)", false,
          [&](std::size_t i) {
              SearchCriteria c;
              dateRange(c, i, 7);
              return c;
          }},
-        {"a prefix (subject)",
+        {"a prefix (5 letters)", false,
          [&](std::size_t i) {
              SearchCriteria c;
-             c.m_sSubject = from(sample.bodyWords, i).substr(0, 3);
+             c.m_sBody = from(sample.codes, i).substr(0, 5);
              return c;
          }},
-        {"a phrase (subject)",
+        {"a phrase (subject)", false,
          [&](std::size_t i) {
              SearchCriteria c;
              c.m_sSubject = L"\"" + from(sample.subjectPairs, i) + L"\"";
+             return c;
+         }},
+        {"a common word (body)", true,
+         [&](std::size_t i) {
+             SearchCriteria c;
+             c.m_sBody = from(sample.bodyWords, i);
+             return c;
+         }},
+        {"a sender (surname)", true,
+         [&](std::size_t i) {
+             SearchCriteria c;
+             c.m_sFrom = from(sample.senders, i);
+             return c;
+         }},
+        {"a prefix (3 letters)", true,
+         [&](std::size_t i) {
+             SearchCriteria c;
+             c.m_sSubject = from(sample.bodyWords, i).substr(0, 3);
              return c;
          }},
     };
@@ -400,8 +412,8 @@ int main(int argc, char** argv) {
         return seen.size();
     };
     std::printf("\nThe generator draws senders from %zu surnames and subjects from about %zu "
-                "words, as sampled here: a sender or a prefix below matches a few percent of all "
-                "rows (rows returned), far more than one would in a firm's mail.\n",
+                "words, as sampled here: a surname, a common word or three letters of a word "
+                "match a few percent of all rows or more, far more than in a firm's mail.\n",
                 distinct(sample.senders), distinct(sample.subjectPairs));
     CountingView view;
     auto sink = std::make_shared<Search::CQueuedEventSink>();
@@ -412,7 +424,15 @@ int main(int argc, char** argv) {
         "\nsearches as user A: central over %zu rows (every row in the client, %zu runs; the first "
         "row in the client, %zu runs) | per-user over %zu messages\n",
         rows, runs, firstRuns, indexMessages);
+    double slowestTyped = 0;
     for (const Kind& kind : kinds) {
+        if (&kind == kinds)
+            std::printf("typed searches (aim: median under 100 ms):\n");
+        else if (kind.broad && !(&kind)[-1].broad)
+            std::printf("the slowest typed search: median %.1f ms (aim: under 100 ms)\nbroad "
+                        "searches (more rows than the broad date range below; the list shows the "
+                        "first rows while the rest come):\n",
+                        slowestTyped);
         // A search the server ends at its time limit counts with the time it
         // took. The rows are taken as they arrive, as the window takes them:
         // the time until the last is in, and (fewer runs) until the first is.
@@ -455,6 +475,8 @@ int main(int argc, char** argv) {
         if (endedTimed > 0)
             std::printf("%26s %zu of %zu central runs ended by the server's time limit\n", "",
                         endedTimed, runs);
+        if (!kind.broad)
+            slowestTyped = std::max(slowestTyped, c.median);
     }
     // A broad search: a date range wide enough for about 10,000 of the rows A may read.
     const Timing broad = measure(5, [&](std::size_t i) {
